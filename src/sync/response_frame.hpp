@@ -1,0 +1,45 @@
+// Reads one response or notification frame: transaction id, command code, status, payload from byte 6.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "tarvixsdk/types.h"
+
+// Never reads past the frame: bytes that it does not hold read as zero, so a decoder that must deliver n bytes delivers
+// n bytes whatever the adapter sent. All multi-byte fields are little-endian unless a name says otherwise.
+class ResponseFrame {
+public:
+    explicit ResponseFrame(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+
+    std::size_t size() const { return bytes_.size(); }
+
+    TransactionId transactionId() const { return u16(0); }
+    std::uint16_t code() const { return u16(2); }
+    StatusCode status() const { return StatusCode{u16(4)}; }
+    bool holdsStatus() const { return size() >= 6; }
+
+    std::uint8_t u8(std::size_t offset) const { return offset < bytes_.size() ? bytes_[offset] : std::uint8_t{0}; }
+
+    std::uint16_t u16(std::size_t offset) const { return static_cast<std::uint16_t>(u8(offset) | u8(offset + 1) << 8); }
+
+    std::uint16_t u16BigEndian(std::size_t offset) const
+    {
+        return static_cast<std::uint16_t>(u8(offset) << 8 | u8(offset + 1));
+    }
+
+    // Replaces the contents of `out` by `count` bytes from `offset` on.
+    void copyTo(std::vector<std::uint8_t>& out, std::size_t offset, std::size_t count) const
+    {
+        const auto held = bytes_.subspan(std::min(offset, bytes_.size()));
+        const auto part = held.first(std::min(count, held.size()));
+        out.assign(part.begin(), part.end());
+        out.resize(count);
+    }
+
+private:
+    std::span<const std::uint8_t> bytes_;
+};

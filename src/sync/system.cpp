@@ -1,0 +1,45 @@
+#include "commands.hpp"
+#include "sync/session.hpp"
+
+// These two deliberately wait for nothing: the adapter restarts instead of answering.
+StatusCode TarvixSDK::resetDevice()
+{
+    return session_->post(&TarvixAsyncSDK::resetDevice);
+}
+
+StatusCode TarvixSDK::enterBootMode()
+{
+    return session_->post(&TarvixAsyncSDK::enterBootMode);
+}
+
+// The one command that looks whether the response is its own; the status of its own response is deliberately not read.
+StatusCode TarvixSDK::getUsbString(std::vector<std::uint8_t>& string, std::uint8_t index)
+{
+    return session_->exchange(&TarvixAsyncSDK::getUsbString, index).then([&](const ResponseFrame& response) {
+        if (response.transactionId() != session_->lastTransactionId() ||
+            response.code() != static_cast<std::uint16_t>(CommandCode::GET_USB_STRING)) {
+            return StatusCode::UNEXPECTED_RESPONSE;
+        }
+        const std::uint8_t lengthPlusOne = response.u8(6);
+        response.copyTo(string, 7, lengthPlusOne == 0 ? 0 : lengthPlusOne - 1U);
+        return StatusCode::SUCCESS;
+    });
+}
+
+StatusCode TarvixSDK::getDeviceInfo(DeviceInfo& info)
+{
+    if (!session_->async().isConnected()) { // here once, so that no number is used up
+        return StatusCode::NOT_CONNECTED;
+    }
+    std::vector<std::uint8_t> bytes;
+    std::uint8_t index = 0;
+    for (std::string* const string :
+         {&info.usbString1, &info.usbString2, &info.usbString3, &info.usbString4, &info.usbString5}) {
+        const StatusCode status = getUsbString(bytes, ++index);
+        if (status != StatusCode::SUCCESS) {
+            return status;
+        }
+        string->assign(bytes.begin(), bytes.end());
+    }
+    return StatusCode::SUCCESS;
+}

@@ -1,0 +1,311 @@
+// The blocking session: numbering, waiting, late and double responses, notifications, and the system commands, through
+// the shipped library with hidapi replaced.
+#include <atomic>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "support/fake_hid.hpp"
+#include "support/received.hpp"
+#include "tarvixsdk/async_sdk.hpp"
+#include "tarvixsdk/sdk.hpp"
+
+namespace {
+
+using fake_hid::Bytes;
+
+constexpr int FOREVER = -1;
+constexpr int LONG_ENOUGH = 30'000; // ms; a test that runs into it fails
+constexpr int NOT_AT_ALL = 0;
+
+class Session : public testing::Test {
+protected:
+    Session()
+    {
+        fake_hid::reset();
+        device = fake_hid::attach();
+    }
+
+    // Answers every request with its own transaction id and code, this status and payload.
+    void answer(std::uint16_t status, Bytes payload = {})
+    {
+        device->onFrame([this, status, payload = std::move(payload)](const Bytes& request) {
+            Bytes response(request.begin(), request.begin() + 4);
+            response.push_back(static_cast<std::uint8_t>(status));
+            response.push_back(static_cast<std::uint8_t>(status >> 8));
+            response.insert(response.end(), payload.begin(), payload.end());
+            device->deliverFrame(response);
+        });
+    }
+
+    // Lets the reader take everything that is queued: the frame behind it has arrived.
+    void drain(TarvixSDK& sdk)
+    {
+        Received<int> arrived;
+        sdk.onNotification([&](const Notification&) { arrived.add(1); });
+        device->deliverFrame({0, 0, 0x81, 0x14});
+        arrived.atLeast(1);
+        sdk.onNotification(nullptr);
+    }
+
+    std::shared_ptr<fake_hid::Device> device;
+};
+
+TEST_F(Session, NumbersRequestsFromOneAndSkipsZero)
+{
+    TarvixSDK sdk(NOT_AT_ALL);
+    EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), StatusCode::NOT_CONNECTED) << "uses up number 1";
+    TarvixSDK::DeviceInfo info;
+    EXPECT_EQ(sdk.getDeviceInfo(info), StatusCode::NOT_CONNECTED) << "uses up none";
+    ASSERT_TRUE(sdk.connect(""));
+    for (int i = 2; i <= 65535; ++i) {
+        sdk.resetDevice();
+    }
+    sdk.resetDevice();
+    const auto frames = device->frames();
+    EXPECT_EQ(frames.front(), (Bytes{0x02, 0x00, 0x01, 0x04}));
+    EXPECT_EQ(frames[frames.size() - 2], (Bytes{0xFF, 0xFF, 0x01, 0x04}));
+    EXPECT_EQ(frames.back(), (Bytes{0x01, 0x00, 0x01, 0x04}));
+}
+
+TEST_F(Session, ReturnsTheStatusOfTheResponse)
+{
+    TarvixSDK sdk(LONG_ENOUGH);
+    ASSERT_TRUE(sdk.connect(""));
+    answer(0x1234);
+    EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), StatusCode{0x1234});
+    answer(0);
+    EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), StatusCode::SUCCESS);
+}
+
+TEST_F(Session, WaitsForALateAnswerWithoutLimitWhenToldTo)
+{
+    TarvixSDK sdk(FOREVER);
+    ASSERT_TRUE(sdk.connect(""));
+    std::thread adapter([this] {
+        device->waitUntil([](const auto& d) { return d.frames().size() == 1; });
+        device->deliverFrame({0, 0, 0x81, 0x14, 0, 0, 5}); // completes nothing
+        device->deliverFrame({1, 0, 5, 0x14, 7, 0});
+    });
+    EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), StatusCode{7});
+    adapter.join();
+}
+
+TEST_F(Session, LeavesOutputsAloneWithoutAResponse)
+{
+    for (const int timeout : {NOT_AT_ALL, 1, -2}) {
+        TarvixSDK sdk(timeout);
+        ASSERT_TRUE(sdk.connect(""));
+        Bytes string{1, 2, 3};
+        EXPECT_EQ(sdk.getUsbString(string, 1), StatusCode::NO_RESPONSE);
+        EXPECT_EQ(string, (Bytes{1, 2, 3}));
+    }
+}
+
+TEST_F(Session, TheResponseAfterATimeoutAnswersTheNextRequest)
+{
+    TarvixSDK sdk(NOT_AT_ALL);
+    ASSERT_TRUE(sdk.connect(""));
+    EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), StatusCode::NO_RESPONSE);
+    device->deliverFrame({1, 0, 5, 0x14, 0x11, 0});
+    drain(sdk);
+    EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), StatusCode{0x11});
+    EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), StatusCode::NO_RESPONSE) << "it answers one only";
+}
+
+TEST_F(Session, OfTwoCloseResponsesTheLaterOneCounts)
+{
+    TarvixSDK sdk(NOT_AT_ALL);
+    ASSERT_TRUE(sdk.connect(""));
+    device->deliverFrame({1, 0, 5, 0x14, 0x11, 0});
+    device->deliverFrame({1, 0, 5, 0x14, 0x22, 0});
+    drain(sdk);
+    EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), StatusCode{0x22});
+    EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), StatusCode::NO_RESPONSE);
+}
+
+TEST_F(Session, TakesFramesOfEveryShortLength)
+{
+    const Bytes full{9, 0, 5, 0x14, 0x33, 0x00, 0xAA, 0xBB};
+    const StatusCode expected[]{StatusCode::NO_RESPONSE,
+                                StatusCode::NO_RESPONSE,
+                                StatusCode::RESPONSE_TOO_SHORT,
+                                StatusCode::RESPONSE_TOO_SHORT,
+                                StatusCode::RESPONSE_TOO_SHORT,
+                                StatusCode::RESPONSE_TOO_SHORT,
+                                StatusCode{0x33},
+                                StatusCode{0x33},
+                                StatusCode{0x33}};
+    TarvixSDK sdk(NOT_AT_ALL);
+    ASSERT_TRUE(sdk.connect(""));
+    for (std::size_t length = 0; length <= full.size(); ++length) {
+        device->deliverFrame(Bytes(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(length)));
+        drain(sdk);
+        EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), expected[length]) << length << " bytes";
+    }
+}
+
+// ThreadSanitizer watches: late responses overwrite what the caller is about to read.
+TEST_F(Session, SurvivesAnAdapterThatAnswersTooOften)
+{
+    TarvixSDK sdk(1);
+    ASSERT_TRUE(sdk.connect(""));
+    std::atomic<bool> stop = false;
+    std::thread adapter([&] {
+        while (!stop) {
+            device->deliverFrame(Bytes(200, 0x41));
+            device->deliverFrame({0, 0, 0x81, 0x10, 0, 0, 1, 0, 0x41});
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+        }
+    });
+    Bytes string;
+    std::atomic<int> notifications = 0;
+    for (int i = 0; i < 300; ++i) {
+        sdk.onNotification([&](const Notification&) { ++notifications; });
+        const StatusCode status = sdk.getUsbString(string, 3);
+        EXPECT_TRUE(status == StatusCode::NO_RESPONSE || status == StatusCode::UNEXPECTED_RESPONSE);
+    }
+    sdk.disconnect();
+    stop = true;
+    adapter.join();
+}
+
+TEST_F(Session, DecodesNotifications)
+{
+    struct Seen {
+        NotificationKind kind;
+        std::size_t length;
+        std::string views; // what each accessor gave
+    };
+    Received<Seen> received;
+    const auto hex = [](const std::uint8_t* data, std::size_t length) {
+        std::string text;
+        for (std::size_t i = 0; i < length; ++i) {
+            text += std::to_string(data[i]) + ' ';
+        }
+        return text;
+    };
+    TarvixSDK sdk(NOT_AT_ALL);
+    sdk.onNotification([&](const Notification& notification) {
+        std::string views;
+        if (const auto* view = notification.gpio()) {
+            views += "gpio " + std::to_string(view->pinNumber);
+        }
+        if (const auto* view = notification.i3cIbi()) {
+            views += "ibi " + std::to_string(view->targetAddress) + ": " + hex(view->payload, view->payloadLength);
+        }
+        if (const auto* view = notification.i3cHotJoin()) {
+            views += "hot-join " + hex(view->provisionalId, 6) + std::to_string(view->bcr) + ' ' +
+                     std::to_string(view->dcr) + ' ' + std::to_string(view->dynamicAddress);
+        }
+        if (const auto* view = notification.uartRx()) {
+            views += "uart " + hex(view->data, view->dataLength);
+        }
+        received.add({notification.kind, notification.length, views});
+    });
+    ASSERT_TRUE(sdk.connect(""));
+
+    const struct {
+        Bytes frame;
+        NotificationKind kind;
+        std::string views;
+    } cases[]{
+        {{0, 0, 0x81, 0x14, 0, 0, 5}, NotificationKind::GPIO_INTERRUPT, "gpio 5"},
+        {{0, 0, 0x81, 0x14, 0, 0}, NotificationKind::GPIO_INTERRUPT, ""},
+        {{0, 0, 0x81, 0x14}, NotificationKind::GPIO_INTERRUPT, ""},
+        {{0, 0, 0x81, 0x10, 0, 0, 3, 0, 0x41, 0x42, 0x43}, NotificationKind::UART_RX, "uart 65 66 67 "},
+        {{0, 0, 0x81, 0x10, 0, 0, 0, 1, 0x41}, NotificationKind::UART_RX, "uart 65 "}, // 256 declared
+        {{0, 0, 0x81, 0x10, 0, 0, 0, 0}, NotificationKind::UART_RX, "uart "},
+        {{0, 0, 0x81, 0x10, 0, 0, 1}, NotificationKind::UART_RX, ""},
+        {{0, 0, 0x81, 0x19, 0, 0, 8, 2, 0x0A, 0x0B, 0x0C}, NotificationKind::I3C_IBI, "ibi 8: 10 11 "},
+        {{0, 0, 0x81, 0x19, 0, 0, 8, 255, 0x0A}, NotificationKind::I3C_IBI, "ibi 8: 10 "}, // 255 declared
+        {{0, 0, 0x81, 0x19, 0, 0, 8}, NotificationKind::I3C_IBI, ""},
+        {{0, 0, 0x82, 0x19, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9},
+         NotificationKind::I3C_HOT_JOIN,
+         "hot-join 1 2 3 4 5 6 7 8 9"},
+        {{0, 0, 0x82, 0x19, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8}, NotificationKind::I3C_HOT_JOIN, ""},
+        {{0, 0, 0x83, 0x19, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, NotificationKind::UNKNOWN, ""},
+    };
+    std::size_t count = 0;
+    for (const auto& test : cases) {
+        device->deliverFrame({0, 0, 0x81}); // too short for a code: ignored
+        device->deliverFrame(test.frame);
+        const auto seen = received.atLeast(++count);
+        ASSERT_EQ(seen.size(), count);
+        EXPECT_EQ(seen.back().kind, test.kind) << "case " << count;
+        EXPECT_EQ(seen.back().length, test.frame.size()) << "case " << count;
+        EXPECT_EQ(seen.back().views, test.views) << "case " << count;
+    }
+}
+
+TEST_F(Session, ResetAndBootModeDoNotWait)
+{
+    TarvixSDK sdk(FOREVER);
+    EXPECT_EQ(sdk.resetDevice(), StatusCode::NOT_CONNECTED);
+    ASSERT_TRUE(sdk.connect(""));
+    EXPECT_EQ(sdk.resetDevice(), StatusCode::SUCCESS);
+    EXPECT_EQ(sdk.enterBootMode(), StatusCode::SUCCESS);
+    EXPECT_EQ(device->frames(), (std::vector<Bytes>{{0x02, 0x00, 0x01, 0x04}, {0x03, 0x00, 0x02, 0x04}}));
+}
+
+TEST_F(Session, SendsSystemCommandsAsynchronously)
+{
+    TarvixAsyncSDK sdk;
+    EXPECT_EQ(sdk.getUsbString(0x0102, 3), StatusCode::NOT_CONNECTED);
+    ASSERT_TRUE(sdk.connect(""));
+    EXPECT_EQ(sdk.getUsbString(0x0102, 3), StatusCode::SUCCESS);
+    EXPECT_EQ(sdk.enterBootMode(0xABCD), StatusCode::SUCCESS);
+    EXPECT_EQ(device->frames(), (std::vector<Bytes>{{0x02, 0x01, 0x07, 0x04, 0x03}, {0xCD, 0xAB, 0x02, 0x04}}));
+}
+
+TEST_F(Session, GetUsbStringTakesItsOwnResponseOnly)
+{
+    const struct {
+        const char* what;
+        Bytes response; // to request 1
+        StatusCode status;
+        Bytes string;
+    } cases[]{
+        {"its own", {1, 0, 7, 4, 0, 0, 4, 0x41, 0x42, 0x43}, StatusCode::SUCCESS, {0x41, 0x42, 0x43}},
+        {"its own, whatever the status", {1, 0, 7, 4, 0x99, 0x99, 2, 0x41}, StatusCode::SUCCESS, {0x41}},
+        {"length byte 1: empty", {1, 0, 7, 4, 0, 0, 1, 0x41}, StatusCode::SUCCESS, {}},
+        {"length byte 0: empty", {1, 0, 7, 4, 0, 0, 0, 0x41}, StatusCode::SUCCESS, {}},
+        {"cut short: zeros", {1, 0, 7, 4, 0, 0, 4, 0x41}, StatusCode::SUCCESS, {0x41, 0, 0}},
+        {"without length", {1, 0, 7, 4}, StatusCode::SUCCESS, {}},
+        {"another number", {2, 0, 7, 4, 0, 0, 2, 0x41}, StatusCode::UNEXPECTED_RESPONSE, {0xEE}},
+        {"another code", {1, 0, 9, 4, 0, 0, 2, 0x41}, StatusCode::UNEXPECTED_RESPONSE, {0xEE}},
+        {"without code", {1, 0, 7}, StatusCode::UNEXPECTED_RESPONSE, {0xEE}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        TarvixSDK sdk(LONG_ENOUGH);
+        ASSERT_TRUE(sdk.connect(""));
+        device->onFrame([&](const Bytes&) { device->deliverFrame(test.response); });
+        Bytes string{0xEE};
+        EXPECT_EQ(sdk.getUsbString(string, 1), test.status);
+        EXPECT_EQ(string, test.string);
+    }
+}
+
+TEST_F(Session, GetDeviceInfoKeepsWhatItGotBeforeAFailure)
+{
+    TarvixSDK sdk(200);
+    ASSERT_TRUE(sdk.connect(""));
+    std::atomic<int> answered = 5;
+    device->onFrame([&](const Bytes& request) {
+        const std::uint8_t index = request.at(4);
+        if (index <= answered) {
+            device->deliverFrame({request[0], request[1], 7, 4, 0, 0, 3, 'S', static_cast<std::uint8_t>('0' + index)});
+        }
+    });
+    TarvixSDK::DeviceInfo info;
+    EXPECT_EQ(sdk.getDeviceInfo(info), StatusCode::SUCCESS);
+    EXPECT_EQ(info.usbString1 + info.usbString2 + info.usbString3 + info.usbString4 + info.usbString5, "S1S2S3S4S5");
+
+    answered = 2;
+    TarvixSDK::DeviceInfo partial{"a", "b", "c", "d", "e"};
+    EXPECT_EQ(sdk.getDeviceInfo(partial), StatusCode::NO_RESPONSE);
+    EXPECT_EQ(partial.usbString1 + partial.usbString2 + partial.usbString3 + partial.usbString5, "S1S2ce");
+}
+
+} // namespace

@@ -1,0 +1,304 @@
+#include "support/fake_hid.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <cwchar>
+
+#include <hidapi.h>
+
+struct hid_device_ {
+    std::shared_ptr<fake_hid::Device> device;
+};
+
+namespace fake_hid {
+
+namespace {
+
+constexpr std::chrono::seconds LIMIT{30};
+
+} // namespace
+
+// One hidapi call in progress, and what it does to the device's error string.
+class Device::Call {
+public:
+    explicit Call(Device& device) : device_(device)
+    {
+        if (device_.running_ > 0 && device_.errorStored_) {
+            ++device_.overlaps_;
+        }
+        ++device_.running_;
+    }
+    ~Call()
+    {
+        --device_.running_;
+        device_.changed_.notify_all();
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    int fail()
+    {
+        device_.errorStored_ = true;
+        return -1;
+    }
+    int succeed(std::size_t length)
+    {
+        device_.errorStored_ = false;
+        return static_cast<int>(length);
+    }
+
+private:
+    Device& device_;
+};
+
+Device::Device(Entry entry) : entry_(std::move(entry)) {}
+
+void Device::onFrame(std::function<void(const Bytes&)> handler)
+{
+    const std::lock_guard lock(mutex_);
+    handler_ = std::move(handler);
+}
+
+void Device::deliverReport(Bytes report)
+{
+    const std::lock_guard lock(mutex_);
+    input_.push_back(std::move(report));
+    changed_.notify_all();
+}
+
+void Device::deliverFrame(const Bytes& frame)
+{
+    const std::size_t capacity = reportSize() - 2;
+    const std::lock_guard lock(mutex_);
+    std::size_t offset = 0;
+    do {
+        const std::size_t count = std::min(capacity, frame.size() - offset);
+        const bool last = offset + count == frame.size();
+        const std::size_t header = count << 2 | (offset == 0 ? 1U : 0U) | (last ? 2U : 0U);
+        Bytes report(reportSize());
+        report[0] = static_cast<std::uint8_t>(header);
+        report[1] = static_cast<std::uint8_t>(header >> 8);
+        std::copy_n(frame.begin() + static_cast<std::ptrdiff_t>(offset), count, report.begin() + 2);
+        input_.push_back(std::move(report));
+        offset += count;
+    } while (offset < frame.size());
+    changed_.notify_all();
+}
+
+void Device::failWrites(bool fail)
+{
+    const std::lock_guard lock(mutex_);
+    failWrites_ = fail;
+}
+
+void Device::unplug()
+{
+    const std::lock_guard lock(mutex_);
+    unplugged_ = true;
+    changed_.notify_all();
+}
+
+void Device::replug()
+{
+    const std::lock_guard lock(mutex_);
+    unplugged_ = false;
+}
+
+std::vector<Bytes> Device::reports() const
+{
+    const std::lock_guard lock(mutex_);
+    return reports_;
+}
+
+std::vector<Bytes> Device::frames() const
+{
+    const std::lock_guard lock(mutex_);
+    return frames_;
+}
+
+void Device::forget()
+{
+    const std::lock_guard lock(mutex_);
+    reports_.clear();
+    frames_.clear();
+}
+
+int Device::opens() const
+{
+    const std::lock_guard lock(mutex_);
+    return opens_;
+}
+
+int Device::closes() const
+{
+    const std::lock_guard lock(mutex_);
+    return closes_;
+}
+
+int Device::reads() const
+{
+    const std::lock_guard lock(mutex_);
+    return reads_;
+}
+
+int Device::failedReads() const
+{
+    const std::lock_guard lock(mutex_);
+    return failedReads_;
+}
+
+int Device::overlaps() const
+{
+    const std::lock_guard lock(mutex_);
+    return overlaps_;
+}
+
+bool Device::waitUntil(const std::function<bool(const Device&)>& condition) const
+{
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, LIMIT, [&] { return condition(*this); });
+}
+
+int Device::write(const std::uint8_t* data, std::size_t length)
+{
+    std::unique_lock lock(mutex_);
+    Call call(*this);
+    if (unplugged_ || failWrites_) {
+        return call.fail();
+    }
+    reports_.emplace_back(data, data + length);
+    const unsigned header = data[1] | static_cast<unsigned>(data[2]) << 8;
+    if ((header & 1U) != 0) {
+        partial_.clear();
+    }
+    const std::size_t count = std::min<std::size_t>(header >> 2 & 0x3FF, length - 3);
+    partial_.insert(partial_.end(), data + 3, data + 3 + count);
+    if ((header & 2U) != 0) {
+        frames_.push_back(partial_);
+        if (handler_) {
+            handler_(partial_);
+        }
+    }
+    return call.succeed(length);
+}
+
+int Device::read(std::uint8_t* data, std::size_t length, std::chrono::milliseconds timeout)
+{
+    std::unique_lock lock(mutex_);
+    ++reads_;
+    Call call(*this);
+    changed_.wait_for(lock, timeout, [&] { return unplugged_ || !input_.empty(); });
+    if (unplugged_) {
+        ++failedReads_;
+        return call.fail();
+    }
+    if (input_.empty()) {
+        return call.succeed(0);
+    }
+    const std::size_t count = std::min(length, input_.front().size());
+    std::copy_n(input_.front().begin(), count, data);
+    input_.pop_front();
+    return call.succeed(count);
+}
+
+void Device::opened()
+{
+    const std::lock_guard lock(mutex_);
+    ++opens_;
+}
+
+void Device::closed()
+{
+    const std::lock_guard lock(mutex_);
+    ++closes_;
+    changed_.notify_all();
+}
+
+Bus& bus()
+{
+    static Bus bus;
+    return bus;
+}
+
+void reset()
+{
+    bus() = Bus{};
+}
+
+std::shared_ptr<Device> attach(Entry entry)
+{
+    return bus().devices.emplace_back(std::make_shared<Device>(std::move(entry)));
+}
+
+} // namespace fake_hid
+
+int hid_init()
+{
+    ++fake_hid::bus().inits;
+    return 0;
+}
+
+int hid_exit()
+{
+    ++fake_hid::bus().exits;
+    return 0;
+}
+
+hid_device_info* hid_enumerate(unsigned short vendor_id, unsigned short product_id)
+{
+    hid_device_info* first = nullptr;
+    hid_device_info** next = &first;
+    for (const auto& device : fake_hid::bus().devices) {
+        const fake_hid::Entry& entry = device->entry();
+        if ((vendor_id != 0 && vendor_id != entry.vendorId) || (product_id != 0 && product_id != entry.productId)) {
+            continue;
+        }
+        auto info = std::make_unique<hid_device_info>();
+        info->path = strdup(entry.path.c_str());
+        info->vendor_id = entry.vendorId;
+        info->product_id = entry.productId;
+        info->serial_number = entry.serial ? wcsdup(entry.serial->c_str()) : nullptr;
+        *next = info.release();
+        next = &(*next)->next;
+    }
+    fake_hid::bus().enumerations += first != nullptr ? 1 : 0;
+    return first;
+}
+
+void hid_free_enumeration(hid_device_info* devs)
+{
+    fake_hid::bus().enumerations -= devs != nullptr ? 1 : 0;
+    while (devs != nullptr) {
+        const std::unique_ptr<hid_device_info> info(devs);
+        devs = info->next;
+        free(info->path);
+        free(info->serial_number);
+    }
+}
+
+hid_device* hid_open_path(const char* path)
+{
+    for (const auto& device : fake_hid::bus().devices) {
+        if (device->entry().path == path && device->entry().openable) {
+            device->opened();
+            return new hid_device_{device};
+        }
+    }
+    return nullptr;
+}
+
+void hid_close(hid_device* dev)
+{
+    dev->device->closed();
+    delete dev;
+}
+
+int hid_write(hid_device* dev, const unsigned char* data, size_t length)
+{
+    return dev->device->write(data, length);
+}
+
+int hid_read_timeout(hid_device* dev, unsigned char* data, size_t length, int milliseconds)
+{
+    return dev->device->read(data, length, std::chrono::milliseconds(milliseconds));
+}

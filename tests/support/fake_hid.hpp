@@ -1,0 +1,107 @@
+// A scripted stand-in for hidapi: defines the hid_ functions, so that the shipped library talks to it instead of the
+// system's hidapi when both are in one program. It keeps its own account of what the library may and may not do.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace fake_hid {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// What enumeration shows of one device.
+struct Entry {
+    std::string path = "/dev/hidraw0";
+    std::uint16_t vendorId = 0x1FC9;
+    std::uint16_t productId = 0x82FC;
+    std::optional<std::wstring> serial = L"TVX0000001";
+    bool openable = true;
+};
+
+inline constexpr std::uint16_t SMALL_REPORTS = 0x82FC; // product with reports of 64 bytes
+inline constexpr std::uint16_t LARGE_REPORTS = 0x82FD; // product with reports of 1024 bytes
+
+// One attached device. Every function may be called from any thread.
+class Device {
+public:
+    explicit Device(Entry entry);
+
+    const Entry& entry() const { return entry_; }
+    std::size_t reportSize() const { return entry_.productId == LARGE_REPORTS ? 1024 : 64; }
+
+    // Called with each whole frame that the library wrote, on the writing thread; usually answers it.
+    void onFrame(std::function<void(const Bytes& frame)> handler);
+
+    // Queues input for the library's reader.
+    void deliverReport(Bytes report);
+    void deliverFrame(const Bytes& frame);
+
+    void failWrites(bool fail);
+    void unplug(); // reads and writes fail from now on
+    void replug();
+
+    std::vector<Bytes> reports() const; // each written report, report ID included
+    std::vector<Bytes> frames() const;  // each whole frame written
+    void forget();                      // empties both lists
+
+    int opens() const;  // handles opened
+    int closes() const; // handles closed
+    int reads() const;
+    int failedReads() const;
+
+    // Times a call began while another was running and an error string was stored: in hidapi before 0.15 both may free
+    // that string.
+    int overlaps() const;
+
+    // Waits until `condition` holds of this device; false after a generous limit.
+    bool waitUntil(const std::function<bool(const Device&)>& condition) const;
+
+    // The hidapi side.
+    int write(const std::uint8_t* data, std::size_t length);
+    int read(std::uint8_t* data, std::size_t length, std::chrono::milliseconds timeout);
+    void opened();
+    void closed();
+
+private:
+    class Call;
+
+    const Entry entry_;
+    mutable std::recursive_mutex mutex_;
+    mutable std::condition_variable_any changed_;
+    std::function<void(const Bytes&)> handler_;
+    std::deque<Bytes> input_;
+    std::vector<Bytes> reports_;
+    std::vector<Bytes> frames_;
+    Bytes partial_;
+    bool failWrites_ = false;
+    bool unplugged_ = false;
+    bool errorStored_ = false;
+    int running_ = 0;
+    int overlaps_ = 0;
+    int opens_ = 0;
+    int closes_ = 0;
+    int reads_ = 0;
+    int failedReads_ = 0;
+};
+
+// The machine's HID devices. Reset it at the beginning of each test.
+struct Bus {
+    std::vector<std::shared_ptr<Device>> devices;
+    int inits = 0;
+    int exits = 0;
+    int enumerations = 0; // lists handed out and not freed again
+};
+
+Bus& bus();
+void reset();
+std::shared_ptr<Device> attach(Entry entry = {});
+
+} // namespace fake_hid
