@@ -1,0 +1,29 @@
+#include "sync/session.hpp"
+
+StatusCode TarvixSDK::spiControllerInit(SpiBitOrder bitOrder, SpiMode mode, SpiDataWidth dataWidth,
+                                        SpiChipSelect chipSelect, SpiChipSelectPolarity chipSelectPolarity,
+                                        std::uint32_t frequency)
+{
+    return session_
+        ->exchange(&TarvixAsyncSDK::spiControllerInit, bitOrder, mode, dataWidth, chipSelect, chipSelectPolarity,
+                   frequency)
+        .status();
+}
+
+StatusCode TarvixSDK::spiSetParameters(SpiBitOrder bitOrder, SpiMode mode, SpiDataWidth dataWidth,
+                                       SpiChipSelect chipSelect, SpiChipSelectPolarity chipSelectPolarity,
+                                       std::uint32_t frequency)
+{
+    return session_
+        ->exchange(&TarvixAsyncSDK::spiSetParameters, bitOrder, mode, dataWidth, chipSelect, chipSelectPolarity,
+                   frequency)
+        .status();
+}
+
+// The number of bytes is the adapter's, whatever was asked for.
+StatusCode TarvixSDK::spiTransfer(std::vector<std::uint8_t>& data, std::vector<std::uint8_t>& readData,
+                                  std::uint16_t transferLength)
+{
+    return session_->exchange(&TarvixAsyncSDK::spiTransfer, data, transferLength)
+        .then([&](const ResponseFrame& response) { response.copyTo(readData, 8, response.u16(6)); });
+}
