@@ -6,8 +6,8 @@
  *
  * 1. **Commands** mirror the method of the same name of `TarvixAsyncSDK`, where the arguments and their checks are
  *    described: they number the request, send it, wait for the next response and decode it. They return
- *      - `StatusCode::NOT_CONNECTED` or `StatusCode::INVALID_ARGUMENT` as the asynchronous method does; nothing was
- * sent;
+ *      - `StatusCode::NOT_CONNECTED` or `StatusCode::INVALID_ARGUMENT` as the asynchronous method does, and
+ *        nothing was sent;
  *      - `StatusCode::NO_RESPONSE` when no response arrived within the session's timeout;
  *      - `StatusCode::RESPONSE_TOO_SHORT` when the response is too short to carry a status;
  *      - otherwise the adapter's own status, 0 for success.
@@ -16,8 +16,8 @@
  *    stay as they were.
  * 3. **Responses are not matched to requests**: the adapter answers one request at a time, and whatever response
  *    arrives first completes the wait. After a `NO_RESPONSE` the late response therefore answers the next request
- *    (only `getUsbString` notices); of two responses that arrive close together the later one counts. After a
- *    timeout on a slow adapter, reconnect or send a harmless request to get back in step.
+ *    (only `getUsbString` notices); of two responses that arrive close together the later one counts. To get back
+ *    in step with a slow adapter, call `getUsbString` until it succeeds.
  * 4. **Threads.** Use one session from one thread at a time; different sessions are independent. The notification
  *    handler runs on the session's reader thread: it must return soon (see `TarvixAsyncSDK`: reports are lost while it
  *    runs), must not throw, and must not call a blocking method of the same session, which could never be answered.

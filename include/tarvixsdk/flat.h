@@ -1,0 +1,505 @@
+/**
+ * @file
+ * The flat interface: the blocking commands as plain functions over an opaque handle, for C and for every language
+ * that can call C.
+ *
+ * The header is C99 and C++17. Conventions that hold for every function:
+ *
+ * 1. **Mirrors.** A function does what the method of `TarvixSDK` that its comment names does, with that method's
+ *    arguments in that method's order after the handle. What a command does on the bus, its units and ranges are
+ *    described in async_sdk.hpp, the results in sdk.hpp, the enumerations and records in types.h. Below stands only
+ *    what C adds.
+ * 2. **Handles.** `TarvixSDK_Create` makes a handle, `TarvixSDK_Destroy` ends it; between them it is one session with
+ *    one adapter. A null handle does no harm: functions with a `StatusCode` return `NOT_CONNECTED`, those with a
+ *    `bool` return false, the others do nothing. The one exception is `TarvixSDK_onNotification`, whose handle must
+ *    be valid.
+ * 3. **Order of tests.** First the handle; then the function's own checks, each stated in its comment, which yield
+ *    `INVALID_ARGUMENT` also on a session that is not connected; then the method with its connection test and its
+ *    checks. Nothing is sent unless all pass.
+ * 4. **Statuses.** The method's status is returned unchanged: 0 (`SUCCESS`), the library's values (`NO_RESPONSE`,
+ *    `NOT_CONNECTED`, `UNEXPECTED_RESPONSE`, `INVALID_ARGUMENT`, `RESPONSE_TOO_SHORT`), or the adapter's own.
+ * 5. **Widths.** `StatusCode` is an unsigned 16-bit integer. Every other enumeration crosses as an unsigned 32-bit
+ *    integer, declared member or not; `bool` is one byte; `size_t` has 64 bits.
+ * 6. **Inputs** belong to the caller and are only read during the call. An array is a pointer and a count; a null
+ *    pointer goes with a count of 0 only, and any other null array is `INVALID_ARGUMENT` except where a comment says
+ *    that the array is not tested. A register address is an array of at most 4 bytes, longer ones are
+ *    `INVALID_ARGUMENT`. An optional value is a presence flag and the value, which counts only when the flag is true.
+ *    An optional array is absent when its pointer is null, and present but empty when only its count is 0.
+ * 7. **Outputs** go to the caller's memory. A null output pointer is `INVALID_ARGUMENT`, except where a comment says
+ *    otherwise.
+ *      - Byte arrays, records and their lengths are written when the status is 0 and left alone otherwise.
+ *      - A single number (`uint16_t* voltage`, `uint8_t* bcr`, ...) is written by the method: whenever a response
+ *        arrived, so also with an adapter's error status. Test the status before trusting it.
+ * 8. **Buffers.** Except where there is a `capacity`, no size is passed and nothing limits what is written: **how many
+ *    bytes come is the adapter's word, whatever was asked for.** A buffer must hold the largest result:
+ *      - CCC reads (`TarvixSDK_I3cCccGET...`): 255 bytes;
+ *      - `TarvixSDK_SpiTransfer` and the I3C private reads: 65,535 bytes;
+ *      - `TarvixSDK_I2cRead`: exactly the `length` asked for.
+ * 9. **Threads** are those of `TarvixSDK`: use one handle from one thread at a time; different handles are
+ *    independent. The notification callback runs on the handle's reader thread; see `TarvixSDK_NotificationCallback`.
+ * 10. **Exceptions** do not leave these functions, with one exception: running out of memory raises `std::bad_alloc`,
+ *     which ends a program that is not C++.
+ */
+#ifndef TARVIXSDK_FLAT_H
+#define TARVIXSDK_FLAT_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#include "tarvixsdk/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** One session with one adapter. Only ever used through pointers. */
+typedef struct TarvixSDK_Handle TarvixSDK_Handle;
+
+/**
+ * Takes one notification.
+ *
+ * Runs on the handle's reader thread, one call at a time. Record and data are valid during the call only: the next
+ * notification overwrites them, so copy what is needed later. The callback must return soon (reports are lost while it
+ * runs), must not throw, and must not call a command of the same handle, which could never be answered, nor
+ * `TarvixSDK_Destroy`. No context is passed: a program that needs some keeps it itself.
+ *
+ * `data` is a copy of the frame in a buffer of 256 bytes, and `length` counts at most 255. A frame of 256 bytes or more
+ * comes with `length` 0 and its first 256 bytes in `data`; the views below refuse it, and its kind still tells what it
+ * was. All other fields of the record are zero.
+ */
+typedef void (*TarvixSDK_NotificationCallback)(const Notification* notification);
+
+/**
+ * The adapter's five USB strings by index: NUL-terminated copies, and their lengths in bytes without the terminator.
+ * A string may hold NUL bytes of its own; then only the length tells where it ends.
+ */
+typedef struct TarvixSDK_DeviceInfo {
+    char* usbString1;
+    size_t usbString1Length;
+    char* usbString2;
+    size_t usbString2Length;
+    char* usbString3;
+    size_t usbString3Length;
+    char* usbString4;
+    size_t usbString4Length;
+    char* usbString5;
+    size_t usbString5Length;
+} TarvixSDK_DeviceInfo;
+
+/** @name Session */
+/**@{*/
+
+/**
+ * Makes a handle, not connected. Pass it to `TarvixSDK_Destroy` when done.
+ *
+ * @param timeout how long each exchange waits for its response, in milliseconds; -1 waits without limit, 0 and other
+ *        negative values do not wait at all
+ * @return never null
+ */
+TARVIX_API TarvixSDK_Handle* TarvixSDK_Create(int timeout);
+
+/** Disconnects and ends the handle. Not while a call with the handle, or its callback, is running. */
+TARVIX_API void TarvixSDK_Destroy(TarvixSDK_Handle* handle);
+
+/**
+ * Mirrors `connect`.
+ *
+ * @param path a hidapi device path; null or empty for the first supported adapter
+ * @return also false where the method raises an error (the reader thread cannot be started)
+ */
+TARVIX_API bool TarvixSDK_Connect(TarvixSDK_Handle* handle, const char* path);
+
+/**
+ * Mirrors `connectWithSerialNumber`.
+ *
+ * @param serialNumber UTF-8; must not be null, unless the handle is
+ * @return also false where the method raises an error (as `TarvixSDK_Connect`, or a HID device's serial number is not
+ *         valid Unicode)
+ */
+TARVIX_API bool TarvixSDK_ConnectWithSerialNumber(TarvixSDK_Handle* handle, const char* serialNumber);
+
+/**
+ * Mirrors `disconnect`. Called from the notification callback it only stops the reader, which ends when the callback
+ * returns; `TarvixSDK_Disconnect` or `TarvixSDK_Destroy` from another thread then completes the closing.
+ */
+TARVIX_API void TarvixSDK_Disconnect(TarvixSDK_Handle* handle);
+
+/** Mirrors `getVersion`. @return static text, not to be freed */
+TARVIX_API const char* TarvixSDK_GetVersion(void);
+/**@}*/
+
+/** @name Notifications */
+/**@{*/
+
+/**
+ * Replaces the callback for notifications; null drops them. Any thread may call it at any time, also the callback
+ * itself; a call that is running meanwhile ends with the callback that it began with. Mirrors `onNotification`.
+ *
+ * @param handle must not be null: it is not tested here
+ */
+TARVIX_API void TarvixSDK_onNotification(TarvixSDK_Handle* handle, TarvixSDK_NotificationCallback callback);
+
+/*
+ * The views. Each returns true and fills `view` when both pointers are given, the kind is the required one and the data
+ * is long enough; otherwise it returns false and writes nothing. Pointers inside a view point into the notification's
+ * data. Lengths inside a view are what the adapter declared and may exceed what is there: before reading, compare them
+ * with the `length - 8` bytes that the notification holds behind the fixed part.
+ */
+
+/** The pin that fired: kind `GPIO_INTERRUPT`, at least 7 bytes. */
+TARVIX_API bool TarvixSDK_notificationAsGpio(const Notification* notification, GpioInterruptNotification* view);
+
+/** The in-band interrupt: kind `I3C_IBI`, at least 8 bytes. `payloadLength` is as declared. */
+TARVIX_API bool TarvixSDK_notificationAsI3cIbi(const Notification* notification, I3cIbiNotification* view);
+
+/** The target that joined: kind `I3C_HOT_JOIN`, at least 15 bytes. */
+TARVIX_API bool TarvixSDK_notificationAsI3cHotJoin(const Notification* notification, I3cHotJoinNotification* view);
+
+/** The received bytes: kind `UART_RX`, at least 8 bytes. `dataLength` is as declared. */
+TARVIX_API bool TarvixSDK_notificationAsUartRx(const Notification* notification, UartRxNotification* view);
+/**@}*/
+
+/** @name Adapter */
+/**@{*/
+
+/** Mirrors `resetDevice`. */
+TARVIX_API StatusCode TarvixSDK_ResetDevice(TarvixSDK_Handle* handle);
+
+/** Mirrors `enterBootMode`. */
+TARVIX_API StatusCode TarvixSDK_EnterBootMode(TarvixSDK_Handle* handle);
+
+/**
+ * Mirrors `getDeviceInfo`.
+ *
+ * @param info overwritten, not freed, on status 0: its strings are then the caller's; release them with
+ *        `TarvixSDK_FreeDeviceInfo`, or each with the C library's `free`
+ */
+TARVIX_API StatusCode TarvixSDK_GetDeviceInfo(TarvixSDK_Handle* handle, TarvixSDK_DeviceInfo* info);
+
+/** Releases the strings of a record that `TarvixSDK_GetDeviceInfo` filled and clears it. Null and cleared are fine. */
+TARVIX_API void TarvixSDK_FreeDeviceInfo(TarvixSDK_DeviceInfo* info);
+/**@}*/
+
+/** @name Supply rails */
+/**@{*/
+
+/** Mirrors `gpioSetVoltage`. */
+TARVIX_API StatusCode TarvixSDK_GpioSetVoltage(TarvixSDK_Handle* handle, uint16_t voltage, bool flag);
+/** Mirrors `i2cSetBusVoltage`. */
+TARVIX_API StatusCode TarvixSDK_I2cSetBusVoltage(TarvixSDK_Handle* handle, uint16_t voltage, bool flag);
+/** Mirrors `spiSetBusVoltage`. */
+TARVIX_API StatusCode TarvixSDK_SpiSetBusVoltage(TarvixSDK_Handle* handle, uint16_t voltage, bool flag);
+/** Mirrors `uartSetBusVoltage`. */
+TARVIX_API StatusCode TarvixSDK_UartSetBusVoltage(TarvixSDK_Handle* handle, uint16_t voltage, bool flag);
+/** Mirrors `i3cSetBusVoltage`. */
+TARVIX_API StatusCode TarvixSDK_I3cSetBusVoltage(TarvixSDK_Handle* handle, uint16_t voltage);
+
+/** Mirrors `gpioUseExternalVoltage`. */
+TARVIX_API StatusCode TarvixSDK_GpioUseExternalVoltage(TarvixSDK_Handle* handle, bool useExternal);
+/** Mirrors `i2cUseExternalVoltage`. */
+TARVIX_API StatusCode TarvixSDK_I2cUseExternalVoltage(TarvixSDK_Handle* handle, bool useExternal);
+/** Mirrors `spiUseExternalVoltage`. */
+TARVIX_API StatusCode TarvixSDK_SpiUseExternalVoltage(TarvixSDK_Handle* handle, bool useExternal);
+/** Mirrors `uartUseExternalVoltage`. */
+TARVIX_API StatusCode TarvixSDK_UartUseExternalVoltage(TarvixSDK_Handle* handle, bool useExternal);
+/** Mirrors `i3cUseExternalVoltage`. */
+TARVIX_API StatusCode TarvixSDK_I3cUseExternalVoltage(TarvixSDK_Handle* handle, bool useExternal);
+
+/** Mirrors `gpioGetVoltage`. */
+TARVIX_API StatusCode TarvixSDK_GpioGetVoltage(TarvixSDK_Handle* handle, uint16_t* voltage);
+/** Mirrors `i2cGetBusVoltage`. */
+TARVIX_API StatusCode TarvixSDK_I2cGetBusVoltage(TarvixSDK_Handle* handle, uint16_t* voltage);
+/** Mirrors `spiGetBusVoltage`. */
+TARVIX_API StatusCode TarvixSDK_SpiGetBusVoltage(TarvixSDK_Handle* handle, uint16_t* voltage);
+/** Mirrors `uartGetBusVoltage`. */
+TARVIX_API StatusCode TarvixSDK_UartGetBusVoltage(TarvixSDK_Handle* handle, uint16_t* voltage);
+/** Mirrors `i3cGetBusVoltage`. */
+TARVIX_API StatusCode TarvixSDK_I3cGetBusVoltage(TarvixSDK_Handle* handle, uint16_t* voltage1, uint16_t* voltage2);
+/**@}*/
+
+/** @name GPIO */
+/**@{*/
+
+/** Mirrors `gpioConfigurePin`. @param logicLevel optional; level 0 is sent when `hasLogicLevel` is false */
+TARVIX_API StatusCode TarvixSDK_GpioConfigurePin(TarvixSDK_Handle* handle, GpioPinNumber pinNumber,
+                                                 GpioFunctionality functionality, bool hasLogicLevel,
+                                                 GpioLogicLevel logicLevel);
+
+/** Mirrors `gpioDigitalWrite`. */
+TARVIX_API StatusCode TarvixSDK_GpioDigitalWrite(TarvixSDK_Handle* handle, GpioPinNumber pinNumber,
+                                                 GpioLogicLevel logicLevel);
+
+/** Mirrors `gpioDigitalRead`. @param logicLevel must not be null, unless the handle is: it is not tested */
+TARVIX_API StatusCode TarvixSDK_GpioDigitalRead(TarvixSDK_Handle* handle, GpioPinNumber pinNumber,
+                                                GpioLogicLevel* logicLevel);
+
+/** Mirrors `gpioConfigureInterrupt`. */
+TARVIX_API StatusCode TarvixSDK_GpioConfigureInterrupt(TarvixSDK_Handle* handle, GpioPinNumber pinNumber,
+                                                       GpioTriggerType triggerType);
+
+/** Mirrors `gpioDisableInterrupt`. */
+TARVIX_API StatusCode TarvixSDK_GpioDisableInterrupt(TarvixSDK_Handle* handle, GpioPinNumber pinNumber);
+/**@}*/
+
+/** @name I2C */
+/**@{*/
+
+/** Mirrors `i2cControllerInit`. */
+TARVIX_API StatusCode TarvixSDK_I2cControllerInit(TarvixSDK_Handle* handle, uint8_t bus, uint32_t frequency,
+                                                  uint8_t option);
+
+/** Mirrors `i2cSetParameters`. */
+TARVIX_API StatusCode TarvixSDK_I2cSetParameters(TarvixSDK_Handle* handle, uint8_t bus, uint32_t frequency,
+                                                 uint8_t option);
+
+/** Mirrors `i2cSetPullUpResistors`. */
+TARVIX_API StatusCode TarvixSDK_I2cSetPullUpResistors(TarvixSDK_Handle* handle, uint8_t bus, uint8_t pullUp);
+
+/** Mirrors `i2cWrite`. */
+TARVIX_API StatusCode TarvixSDK_I2cWrite(TarvixSDK_Handle* handle, uint8_t bus, uint8_t targetAddress,
+                                         const uint8_t* registerAddress, uint8_t registerAddressLength,
+                                         const uint8_t* data, uint32_t dataLength, bool flag);
+
+/** Mirrors `i2cRead`. @param readData room for `length` bytes, all of which are written */
+TARVIX_API StatusCode TarvixSDK_I2cRead(TarvixSDK_Handle* handle, uint8_t bus, uint8_t targetAddress,
+                                        const uint8_t* registerAddress, uint8_t registerAddressLength, uint16_t length,
+                                        uint8_t* readData, bool flag);
+
+/**
+ * Mirrors `i2cScanBus`.
+ *
+ * @param addresses receives `*oneByteCount + 2 * *twoByteCount` bytes
+ * @param capacity room in `addresses`, in bytes
+ * @param oneByteCount,twoByteCount single numbers: written whenever a response arrived
+ * @return also `INVALID_ARGUMENT` for a `bus` above 1, and when `capacity` is too small: the scan has then been made,
+ *         the two counts are written and `addresses` is not
+ */
+TARVIX_API StatusCode TarvixSDK_I2cScanBus(TarvixSDK_Handle* handle, uint8_t* addresses, uint8_t capacity,
+                                           uint8_t* oneByteCount, uint8_t* twoByteCount, uint8_t bus, bool flag);
+/**@}*/
+
+/** @name SPI */
+/**@{*/
+
+/** Mirrors `spiControllerInit`. */
+TARVIX_API StatusCode TarvixSDK_SpiControllerInit(TarvixSDK_Handle* handle, SpiBitOrder bitOrder, SpiMode mode,
+                                                  SpiDataWidth dataWidth, SpiChipSelect chipSelect,
+                                                  SpiChipSelectPolarity chipSelectPolarity, uint32_t frequency);
+
+/** Mirrors `spiSetParameters`. */
+TARVIX_API StatusCode TarvixSDK_SpiSetParameters(TarvixSDK_Handle* handle, SpiBitOrder bitOrder, SpiMode mode,
+                                                 SpiDataWidth dataWidth, SpiChipSelect chipSelect,
+                                                 SpiChipSelectPolarity chipSelectPolarity, uint32_t frequency);
+
+/**
+ * Mirrors `spiTransfer`.
+ *
+ * @param txData null sends nothing, whatever `txLength` is; otherwise must be readable even with a null handle
+ * @param rxBuffer room for 65,535 bytes; null discards what is received
+ * @param length the transfer length that is sent; the number of bytes received is not reported
+ */
+TARVIX_API StatusCode TarvixSDK_SpiTransfer(TarvixSDK_Handle* handle, const uint8_t* txData, uint16_t txLength,
+                                            uint8_t* rxBuffer, uint16_t length);
+/**@}*/
+
+/** @name UART */
+/**@{*/
+
+/** Mirrors `uartInit`. */
+TARVIX_API StatusCode TarvixSDK_UartInit(TarvixSDK_Handle* handle, UartBaudRate baudRate, UartHwHandshake hwHandshake,
+                                         UartParity parity, UartDataSize dataSize, UartStopBit stopBit);
+
+/** Mirrors `uartSetParameters`. */
+TARVIX_API StatusCode TarvixSDK_UartSetParameters(TarvixSDK_Handle* handle, UartBaudRate baudRate,
+                                                  UartHwHandshake hwHandshake, UartParity parity, UartDataSize dataSize,
+                                                  UartStopBit stopBit);
+
+/** Mirrors `uartDeinit`. */
+TARVIX_API StatusCode TarvixSDK_UartDeinit(TarvixSDK_Handle* handle);
+
+/** Mirrors `uartSendMessage`. @param data not tested: must be readable even with a null handle */
+TARVIX_API StatusCode TarvixSDK_UartSendMessage(TarvixSDK_Handle* handle, const uint8_t* data, uint16_t length);
+/**@}*/
+
+/** @name I3C controller, bus and targets */
+/**@{*/
+
+/** Mirrors `i3cControllerInit`. */
+TARVIX_API StatusCode TarvixSDK_I3cControllerInit(TarvixSDK_Handle* handle, I3cPushPullRate pushPullRate,
+                                                  I3cOpenDrainTransferRate openDrainRate, I2cTransferRate i2cRate,
+                                                  I3cDriveStrength driveStrength);
+
+/** Mirrors `i3cSetParameters`. */
+TARVIX_API StatusCode TarvixSDK_I3cSetParameters(TarvixSDK_Handle* handle, I3cPushPullRate pushPullRate,
+                                                 I3cOpenDrainTransferRate openDrainRate, I2cTransferRate i2cRate,
+                                                 I3cDriveStrength driveStrength);
+
+/** Mirrors `i3cInitBus`. @param targets `count` records; not tested: must be readable even with a null handle */
+TARVIX_API StatusCode TarvixSDK_I3cInitBus(TarvixSDK_Handle* handle, const I3cTargetInfo* targets, uint8_t count);
+
+/** Mirrors `i3cResetBus`. */
+TARVIX_API StatusCode TarvixSDK_I3cResetBus(TarvixSDK_Handle* handle);
+
+/**
+ * Mirrors `i3cGetDeviceTable`.
+ *
+ * @param table receives the first `capacity` records; further ones are dropped without a word, so a table of 255 is
+ *        always enough
+ * @param count receives the number of records written
+ */
+TARVIX_API StatusCode TarvixSDK_I3cGetDeviceTable(TarvixSDK_Handle* handle, I3cTargetInfo* table, uint8_t capacity,
+                                                  uint8_t* count);
+
+/** Mirrors `i3cSetTargetDeviceConfiguration`. @param configuration the byte of an `I3cTargetConfiguration` */
+TARVIX_API StatusCode TarvixSDK_I3cSetTargetDeviceConfiguration(TarvixSDK_Handle* handle, uint8_t targetAddress,
+                                                                uint8_t configuration);
+
+/** Mirrors `i3cHdrExitPattern`. */
+TARVIX_API StatusCode TarvixSDK_I3cHdrExitPattern(TarvixSDK_Handle* handle);
+
+/** Mirrors `i3cTargetResetPattern`. */
+TARVIX_API StatusCode TarvixSDK_I3cTargetResetPattern(TarvixSDK_Handle* handle);
+/**@}*/
+
+/** @name I3C private transfers */
+/**@{*/
+
+/** Mirrors `i3cSdrRead`. @param data room for 65,535 bytes @param dataLength receives the number of bytes written */
+TARVIX_API StatusCode TarvixSDK_I3cSdrRead(TarvixSDK_Handle* handle, uint8_t targetAddress,
+                                           const uint8_t* registerAddress, uint8_t registerAddressLength,
+                                           uint16_t length, uint8_t* data, uint16_t* dataLength,
+                                           I3cTransferFlags flags);
+
+/** Mirrors `i3cSdrWrite`. */
+TARVIX_API StatusCode TarvixSDK_I3cSdrWrite(TarvixSDK_Handle* handle, uint8_t targetAddress,
+                                            const uint8_t* registerAddress, uint8_t registerAddressLength,
+                                            const uint8_t* data, uint16_t dataLength, I3cTransferFlags flags);
+
+/** Mirrors `i3cHdrDdrRead`. The length pointer comes first here. @param data room for 65,535 bytes */
+TARVIX_API StatusCode TarvixSDK_I3cHdrDdrRead(TarvixSDK_Handle* handle, uint8_t targetAddress, uint8_t command,
+                                              uint16_t length, uint16_t* dataLength, uint8_t* data);
+
+/** Mirrors `i3cHdrDdrWrite`. */
+TARVIX_API StatusCode TarvixSDK_I3cHdrDdrWrite(TarvixSDK_Handle* handle, uint8_t targetAddress, uint8_t command,
+                                               const uint8_t* data, uint16_t dataLength);
+
+/** Mirrors `i3cLegacyI2cRead`. @param data room for 65,535 bytes; how many were written is not reported */
+TARVIX_API StatusCode TarvixSDK_I3cLegacyI2CRead(TarvixSDK_Handle* handle, uint8_t targetAddress,
+                                                 const uint8_t* registerAddress, uint8_t registerAddressLength,
+                                                 uint16_t length, uint8_t* data, I3cTransferFlags flags);
+
+/** Mirrors `i3cLegacyI2cWrite`. */
+TARVIX_API StatusCode TarvixSDK_I3cLegacyI2CWrite(TarvixSDK_Handle* handle, uint8_t targetAddress,
+                                                  const uint8_t* registerAddress, uint8_t registerAddressLength,
+                                                  const uint8_t* data, uint16_t dataLength, I3cTransferFlags flags);
+/**@}*/
+
+/** @name I3C Common Command Codes */
+/**@{*/
+
+/** Mirrors `i3cCccENECBroadcast`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENECBroadcast(TarvixSDK_Handle* handle, uint8_t events);
+/** Mirrors `i3cCccDISECBroadcast`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccDISECBroadcast(TarvixSDK_Handle* handle, uint8_t events);
+/** Mirrors `i3cCccENTAS0Broadcast`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENTAS0Broadcast(TarvixSDK_Handle* handle);
+/** Mirrors `i3cCccENTAS1Broadcast`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENTAS1Broadcast(TarvixSDK_Handle* handle);
+/** Mirrors `i3cCccENTAS2Broadcast`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENTAS2Broadcast(TarvixSDK_Handle* handle);
+/** Mirrors `i3cCccENTAS3Broadcast`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENTAS3Broadcast(TarvixSDK_Handle* handle);
+/** Mirrors `i3cCccRSTDAA`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccRSTDAA(TarvixSDK_Handle* handle);
+/** Mirrors `i3cCccENTDAA`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENTDAA(TarvixSDK_Handle* handle);
+/** Mirrors `i3cCccSETMWLBroadcast`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETMWLBroadcast(TarvixSDK_Handle* handle, uint16_t maxWriteLength);
+/** Mirrors `i3cCccSETMRLBroadcast`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETMRLBroadcast(TarvixSDK_Handle* handle, uint16_t maxReadLength,
+                                                      bool hasMaxIbiPayloadSize, uint8_t maxIbiPayloadSize);
+/** Mirrors `i3cCccSETBUSCONBroadcast`. @param extraData optional array */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETBUSCONBroadcast(TarvixSDK_Handle* handle, uint8_t context,
+                                                         const uint8_t* extraData, size_t extraLength);
+/** Mirrors `i3cCccSETXTIMEBroadcast`. @param extraData optional array */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETXTIMEBroadcast(TarvixSDK_Handle* handle, uint8_t subcommand,
+                                                        const uint8_t* extraData, size_t extraLength);
+/** Mirrors `i3cCccSETAASA`. @param data not tested: must be readable, unless the handle is null */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETAASA(TarvixSDK_Handle* handle, const uint8_t* data, size_t count);
+/** Mirrors `i3cCccRSTACTBroadcast`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccRSTACTBroadcast(TarvixSDK_Handle* handle, I3cTargetResetDefByte action);
+/** Mirrors `i3cCccRSTGRPABroadcast`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccRSTGRPABroadcast(TarvixSDK_Handle* handle);
+/** Mirrors `i3cCccENECDirect`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENECDirect(TarvixSDK_Handle* handle, uint8_t address, uint8_t events);
+/** Mirrors `i3cCccDISECDirect`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccDISECDirect(TarvixSDK_Handle* handle, uint8_t address, uint8_t events);
+/** Mirrors `i3cCccENTAS0Direct`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENTAS0Direct(TarvixSDK_Handle* handle, uint8_t address);
+/** Mirrors `i3cCccENTAS1Direct`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENTAS1Direct(TarvixSDK_Handle* handle, uint8_t address);
+/** Mirrors `i3cCccENTAS2Direct`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENTAS2Direct(TarvixSDK_Handle* handle, uint8_t address);
+/** Mirrors `i3cCccENTAS3Direct`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccENTAS3Direct(TarvixSDK_Handle* handle, uint8_t address);
+/** Mirrors `i3cCccSETDASA`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETDASA(TarvixSDK_Handle* handle, uint8_t staticAddress, uint8_t dynamicAddress);
+/** Mirrors `i3cCccSETNEWDA`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETNEWDA(TarvixSDK_Handle* handle, uint8_t address, uint8_t newDynamicAddress);
+/** Mirrors `i3cCccSETMWLDirect`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETMWLDirect(TarvixSDK_Handle* handle, uint8_t address, uint16_t maxWriteLength);
+/** Mirrors `i3cCccSETMRLDirect`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETMRLDirect(TarvixSDK_Handle* handle, uint8_t address, uint16_t maxReadLength,
+                                                   bool hasMaxIbiPayloadSize, uint8_t maxIbiPayloadSize);
+/** Mirrors `i3cCccSETXTIMEDirect`. @param extraData optional array */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETXTIMEDirect(TarvixSDK_Handle* handle, uint8_t address, uint8_t subcommand,
+                                                     const uint8_t* extraData, size_t extraLength);
+/** Mirrors `i3cCccSETGRPADirect`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccSETGRPADirect(TarvixSDK_Handle* handle, uint8_t address, uint8_t groupAddress);
+/** Mirrors `i3cCccRSTGRPADirect`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccRSTGRPADirect(TarvixSDK_Handle* handle, uint8_t address);
+/**
+ * Mirrors `i3cCccRSTACTDirect`.
+ *
+ * @param resetTime single number; may be null unless `direction` is `READ`, and only a read writes it
+ */
+TARVIX_API StatusCode TarvixSDK_I3cCccRSTACTDirect(TarvixSDK_Handle* handle, uint8_t address,
+                                                   I3cTargetResetDefByte action, I3cTransferDirection direction,
+                                                   uint8_t* resetTime);
+/** Mirrors `i3cCccGETMWL`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccGETMWL(TarvixSDK_Handle* handle, uint8_t address, uint16_t* maxWriteLength);
+/**
+ * Mirrors `i3cCccGETMRL`.
+ *
+ * @param maxIbiPayloadSize single number, written only when the target sent one; may be null
+ * @param hasMaxIbiPayloadSize 1 when the target sent one, otherwise 0, also without a response; may be null
+ */
+TARVIX_API StatusCode TarvixSDK_I3cCccGETMRL(TarvixSDK_Handle* handle, uint8_t address, uint16_t* maxReadLength,
+                                             uint8_t* maxIbiPayloadSize, uint8_t* hasMaxIbiPayloadSize);
+/** Mirrors `i3cCccGETPID`. @param pid room for 255 bytes, though a conforming target sends 6; no length is reported */
+TARVIX_API StatusCode TarvixSDK_I3cCccGETPID(TarvixSDK_Handle* handle, uint8_t address, uint8_t* pid);
+/** Mirrors `i3cCccGETBCR`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccGETBCR(TarvixSDK_Handle* handle, uint8_t address, uint8_t* bcr);
+/** Mirrors `i3cCccGETDCR`. */
+TARVIX_API StatusCode TarvixSDK_I3cCccGETDCR(TarvixSDK_Handle* handle, uint8_t address, uint8_t* dcr);
+/** Mirrors `i3cCccGETSTATUS`. @param status room for 255 bytes @param length receives the number of bytes written */
+TARVIX_API StatusCode TarvixSDK_I3cCccGETSTATUS(TarvixSDK_Handle* handle, uint8_t address, uint8_t* status,
+                                                uint8_t* length, bool hasDefiningByte, uint8_t definingByte);
+/** Mirrors `i3cCccGETMXDS`. @param maxDataSpeed room for 255 bytes @param length receives the number of bytes written
+ */
+TARVIX_API StatusCode TarvixSDK_I3cCccGETMXDS(TarvixSDK_Handle* handle, uint8_t address, uint8_t* maxDataSpeed,
+                                              uint8_t* length);
+/** Mirrors `i3cCccGETCAPS`. @param caps room for 255 bytes @param length receives the number of bytes written */
+TARVIX_API StatusCode TarvixSDK_I3cCccGETCAPS(TarvixSDK_Handle* handle, uint8_t address, uint8_t* caps, uint8_t* length,
+                                              bool hasDefiningByte, uint8_t definingByte);
+/** Mirrors `i3cCccGETXTIME`. @param xtime room for 255 bytes @param length receives the number of bytes written */
+TARVIX_API StatusCode TarvixSDK_I3cCccGETXTIME(TarvixSDK_Handle* handle, uint8_t address, uint8_t* xtime,
+                                               uint8_t* length);
+/**@}*/
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

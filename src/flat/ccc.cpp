@@ -1,0 +1,212 @@
+#include <cstddef>
+#include <cstdint>
+
+#include "flat/call.hpp"
+#include "tarvixsdk/flat.h"
+
+StatusCode TarvixSDK_I3cCccENECBroadcast(TarvixSDK_Handle* handle, std::uint8_t events)
+{
+    return call(handle, &TarvixSDK::i3cCccENECBroadcast, events);
+}
+
+StatusCode TarvixSDK_I3cCccDISECBroadcast(TarvixSDK_Handle* handle, std::uint8_t events)
+{
+    return call(handle, &TarvixSDK::i3cCccDISECBroadcast, events);
+}
+
+StatusCode TarvixSDK_I3cCccENTAS0Broadcast(TarvixSDK_Handle* handle)
+{
+    return call(handle, &TarvixSDK::i3cCccENTAS0Broadcast);
+}
+
+StatusCode TarvixSDK_I3cCccENTAS1Broadcast(TarvixSDK_Handle* handle)
+{
+    return call(handle, &TarvixSDK::i3cCccENTAS1Broadcast);
+}
+
+StatusCode TarvixSDK_I3cCccENTAS2Broadcast(TarvixSDK_Handle* handle)
+{
+    return call(handle, &TarvixSDK::i3cCccENTAS2Broadcast);
+}
+
+StatusCode TarvixSDK_I3cCccENTAS3Broadcast(TarvixSDK_Handle* handle)
+{
+    return call(handle, &TarvixSDK::i3cCccENTAS3Broadcast);
+}
+
+StatusCode TarvixSDK_I3cCccRSTDAA(TarvixSDK_Handle* handle)
+{
+    return call(handle, &TarvixSDK::i3cCccRSTDAA);
+}
+
+StatusCode TarvixSDK_I3cCccENTDAA(TarvixSDK_Handle* handle)
+{
+    return call(handle, &TarvixSDK::i3cCccENTDAA);
+}
+
+StatusCode TarvixSDK_I3cCccSETMWLBroadcast(TarvixSDK_Handle* handle, std::uint16_t maxWriteLength)
+{
+    return call(handle, &TarvixSDK::i3cCccSETMWLBroadcast, maxWriteLength);
+}
+
+StatusCode TarvixSDK_I3cCccSETMRLBroadcast(TarvixSDK_Handle* handle, std::uint16_t maxReadLength,
+                                           bool hasMaxIbiPayloadSize, std::uint8_t maxIbiPayloadSize)
+{
+    return call(handle, &TarvixSDK::i3cCccSETMRLBroadcast, maxReadLength,
+                optionalIn(hasMaxIbiPayloadSize, maxIbiPayloadSize));
+}
+
+StatusCode TarvixSDK_I3cCccSETBUSCONBroadcast(TarvixSDK_Handle* handle, std::uint8_t context,
+                                              const std::uint8_t* extraData, std::size_t extraLength)
+{
+    return call(handle, &TarvixSDK::i3cCccSETBUSCONBroadcast, context, OptionalBytesIn(extraData, extraLength));
+}
+
+StatusCode TarvixSDK_I3cCccSETXTIMEBroadcast(TarvixSDK_Handle* handle, std::uint8_t subcommand,
+                                             const std::uint8_t* extraData, std::size_t extraLength)
+{
+    return call(handle, &TarvixSDK::i3cCccSETXTIMEBroadcast, subcommand, OptionalBytesIn(extraData, extraLength));
+}
+
+StatusCode TarvixSDK_I3cCccSETAASA(TarvixSDK_Handle* handle, const std::uint8_t* data, std::size_t count)
+{
+    return call(handle, &TarvixSDK::i3cCccSETAASA, UntestedBytesIn(data, count));
+}
+
+StatusCode TarvixSDK_I3cCccRSTACTBroadcast(TarvixSDK_Handle* handle, I3cTargetResetDefByte action)
+{
+    return call(handle, &TarvixSDK::i3cCccRSTACTBroadcast, action);
+}
+
+StatusCode TarvixSDK_I3cCccRSTGRPABroadcast(TarvixSDK_Handle* handle)
+{
+    return call(handle, &TarvixSDK::i3cCccRSTGRPABroadcast);
+}
+
+StatusCode TarvixSDK_I3cCccENECDirect(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t events)
+{
+    return call(handle, &TarvixSDK::i3cCccENECDirect, address, events);
+}
+
+StatusCode TarvixSDK_I3cCccDISECDirect(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t events)
+{
+    return call(handle, &TarvixSDK::i3cCccDISECDirect, address, events);
+}
+
+StatusCode TarvixSDK_I3cCccENTAS0Direct(TarvixSDK_Handle* handle, std::uint8_t address)
+{
+    return call(handle, &TarvixSDK::i3cCccENTAS0Direct, address);
+}
+
+StatusCode TarvixSDK_I3cCccENTAS1Direct(TarvixSDK_Handle* handle, std::uint8_t address)
+{
+    return call(handle, &TarvixSDK::i3cCccENTAS1Direct, address);
+}
+
+StatusCode TarvixSDK_I3cCccENTAS2Direct(TarvixSDK_Handle* handle, std::uint8_t address)
+{
+    return call(handle, &TarvixSDK::i3cCccENTAS2Direct, address);
+}
+
+StatusCode TarvixSDK_I3cCccENTAS3Direct(TarvixSDK_Handle* handle, std::uint8_t address)
+{
+    return call(handle, &TarvixSDK::i3cCccENTAS3Direct, address);
+}
+
+StatusCode TarvixSDK_I3cCccSETDASA(TarvixSDK_Handle* handle, std::uint8_t staticAddress, std::uint8_t dynamicAddress)
+{
+    return call(handle, &TarvixSDK::i3cCccSETDASA, staticAddress, dynamicAddress);
+}
+
+StatusCode TarvixSDK_I3cCccSETNEWDA(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t newDynamicAddress)
+{
+    return call(handle, &TarvixSDK::i3cCccSETNEWDA, address, newDynamicAddress);
+}
+
+StatusCode TarvixSDK_I3cCccSETMWLDirect(TarvixSDK_Handle* handle, std::uint8_t address, std::uint16_t maxWriteLength)
+{
+    return call(handle, &TarvixSDK::i3cCccSETMWLDirect, address, maxWriteLength);
+}
+
+StatusCode TarvixSDK_I3cCccSETMRLDirect(TarvixSDK_Handle* handle, std::uint8_t address, std::uint16_t maxReadLength,
+                                        bool hasMaxIbiPayloadSize, std::uint8_t maxIbiPayloadSize)
+{
+    return call(handle, &TarvixSDK::i3cCccSETMRLDirect, address, maxReadLength,
+                optionalIn(hasMaxIbiPayloadSize, maxIbiPayloadSize));
+}
+
+StatusCode TarvixSDK_I3cCccSETXTIMEDirect(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t subcommand,
+                                          const std::uint8_t* extraData, std::size_t extraLength)
+{
+    return call(handle, &TarvixSDK::i3cCccSETXTIMEDirect, address, subcommand, OptionalBytesIn(extraData, extraLength));
+}
+
+StatusCode TarvixSDK_I3cCccSETGRPADirect(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t groupAddress)
+{
+    return call(handle, &TarvixSDK::i3cCccSETGRPADirect, address, groupAddress);
+}
+
+StatusCode TarvixSDK_I3cCccRSTGRPADirect(TarvixSDK_Handle* handle, std::uint8_t address)
+{
+    return call(handle, &TarvixSDK::i3cCccRSTGRPADirect, address);
+}
+
+StatusCode TarvixSDK_I3cCccRSTACTDirect(TarvixSDK_Handle* handle, std::uint8_t address, I3cTargetResetDefByte action,
+                                        I3cTransferDirection direction, std::uint8_t* resetTime)
+{
+    return call(handle, &TarvixSDK::i3cCccRSTACTDirect, address, action, direction,
+                Checked(resetTime, resetTime != nullptr || direction != I3cTransferDirection::READ));
+}
+
+StatusCode TarvixSDK_I3cCccGETMWL(TarvixSDK_Handle* handle, std::uint8_t address, std::uint16_t* maxWriteLength)
+{
+    return call(handle, &TarvixSDK::i3cCccGETMWL, address, ValueOut(maxWriteLength));
+}
+
+StatusCode TarvixSDK_I3cCccGETMRL(TarvixSDK_Handle* handle, std::uint8_t address, std::uint16_t* maxReadLength,
+                                  std::uint8_t* maxIbiPayloadSize, std::uint8_t* hasMaxIbiPayloadSize)
+{
+    return call(handle, &TarvixSDK::i3cCccGETMRL, address, ValueOut(maxReadLength),
+                OptionalValueOut(maxIbiPayloadSize, hasMaxIbiPayloadSize));
+}
+
+StatusCode TarvixSDK_I3cCccGETPID(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* pid)
+{
+    return call(handle, &TarvixSDK::i3cCccGETPID, address, BytesOut(pid));
+}
+
+StatusCode TarvixSDK_I3cCccGETBCR(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* bcr)
+{
+    return call(handle, &TarvixSDK::i3cCccGETBCR, address, ValueOut(bcr));
+}
+
+StatusCode TarvixSDK_I3cCccGETDCR(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* dcr)
+{
+    return call(handle, &TarvixSDK::i3cCccGETDCR, address, ValueOut(dcr));
+}
+
+StatusCode TarvixSDK_I3cCccGETSTATUS(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* status,
+                                     std::uint8_t* length, bool hasDefiningByte, std::uint8_t definingByte)
+{
+    return call(handle, &TarvixSDK::i3cCccGETSTATUS, address, CountedBytesOut(status, length),
+                optionalIn(hasDefiningByte, definingByte));
+}
+
+StatusCode TarvixSDK_I3cCccGETMXDS(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* maxDataSpeed,
+                                   std::uint8_t* length)
+{
+    return call(handle, &TarvixSDK::i3cCccGETMXDS, address, CountedBytesOut(maxDataSpeed, length));
+}
+
+StatusCode TarvixSDK_I3cCccGETCAPS(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* caps,
+                                   std::uint8_t* length, bool hasDefiningByte, std::uint8_t definingByte)
+{
+    return call(handle, &TarvixSDK::i3cCccGETCAPS, address, CountedBytesOut(caps, length),
+                optionalIn(hasDefiningByte, definingByte));
+}
+
+StatusCode TarvixSDK_I3cCccGETXTIME(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* xtime,
+                                    std::uint8_t* length)
+{
+    return call(handle, &TarvixSDK::i3cCccGETXTIME, address, CountedBytesOut(xtime, length));
+}

@@ -1,0 +1,86 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "flat/handle.hpp"
+#include "tarvixsdk/flat.h"
+
+namespace {
+
+// On the reader thread.
+void deliver(TarvixSDK_Handle& handle, const Notification& received)
+{
+    const TarvixSDK_NotificationCallback callback = handle.notificationCallback;
+    if (callback == nullptr) {
+        return;
+    }
+    auto& buffer = handle.notificationBuffer;
+    std::copy_n(received.data, std::min(received.length, buffer.size()), buffer.begin());
+    // Eight bits, so 256 becomes 0; longer ones deliberately become 0 as well instead of their number's low byte.
+    handle.notificationLength = received.length > buffer.size() ? 0 : static_cast<std::uint8_t>(received.length);
+
+    Notification copy{};
+    copy.kind = received.kind;
+    copy.data = buffer.data();
+    copy.length = handle.notificationLength;
+    callback(&copy);
+}
+
+template <typename View>
+bool holds(const Notification* notification, const View* view, NotificationKind kind, std::size_t shortest)
+{
+    return notification != nullptr && view != nullptr && notification->kind == kind && notification->length >= shortest;
+}
+
+} // namespace
+
+void TarvixSDK_onNotification(TarvixSDK_Handle* handle, TarvixSDK_NotificationCallback callback)
+{
+    handle->notificationCallback = callback;
+    handle->sdk->onNotification([handle](const Notification& notification) { deliver(*handle, notification); });
+}
+
+// The views do not use the accessors of Notification: those write into the record, which a C caller may keep in
+// read-only memory, and they bound the lengths that are reported here as declared.
+
+bool TarvixSDK_notificationAsGpio(const Notification* notification, GpioInterruptNotification* view)
+{
+    if (!holds(notification, view, NotificationKind::GPIO_INTERRUPT, 7)) {
+        return false;
+    }
+    view->pinNumber = notification->data[6];
+    return true;
+}
+
+bool TarvixSDK_notificationAsI3cIbi(const Notification* notification, I3cIbiNotification* view)
+{
+    if (!holds(notification, view, NotificationKind::I3C_IBI, 8)) {
+        return false;
+    }
+    view->targetAddress = notification->data[6];
+    view->payload = notification->data + 8;
+    view->payloadLength = notification->data[7];
+    return true;
+}
+
+bool TarvixSDK_notificationAsI3cHotJoin(const Notification* notification, I3cHotJoinNotification* view)
+{
+    if (!holds(notification, view, NotificationKind::I3C_HOT_JOIN, 15)) {
+        return false;
+    }
+    std::copy_n(notification->data + 6, sizeof view->provisionalId, view->provisionalId);
+    view->bcr = notification->data[12];
+    view->dcr = notification->data[13];
+    view->dynamicAddress = notification->data[14];
+    return true;
+}
+
+bool TarvixSDK_notificationAsUartRx(const Notification* notification, UartRxNotification* view)
+{
+    if (!holds(notification, view, NotificationKind::UART_RX, 8)) {
+        return false;
+    }
+    view->data = notification->data + 8;
+    view->dataLength = static_cast<std::size_t>(notification->data[6] | notification->data[7] << 8);
+    return true;
+}

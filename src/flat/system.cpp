@@ -1,0 +1,83 @@
+#include <array>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "flat/call.hpp"
+#include "tarvixsdk/flat.h"
+#include "tarvixsdk/sdk.hpp"
+
+namespace {
+
+// Where each string of the class's record goes in the flat one.
+struct DeviceInfoField {
+    std::string TarvixSDK::DeviceInfo::*source;
+    char* TarvixSDK_DeviceInfo::*text;
+    std::size_t TarvixSDK_DeviceInfo::*length;
+};
+
+constexpr std::array DEVICE_INFO_FIELDS{
+    DeviceInfoField{&TarvixSDK::DeviceInfo::usbString1, &TarvixSDK_DeviceInfo::usbString1,
+                    &TarvixSDK_DeviceInfo::usbString1Length},
+    DeviceInfoField{&TarvixSDK::DeviceInfo::usbString2, &TarvixSDK_DeviceInfo::usbString2,
+                    &TarvixSDK_DeviceInfo::usbString2Length},
+    DeviceInfoField{&TarvixSDK::DeviceInfo::usbString3, &TarvixSDK_DeviceInfo::usbString3,
+                    &TarvixSDK_DeviceInfo::usbString3Length},
+    DeviceInfoField{&TarvixSDK::DeviceInfo::usbString4, &TarvixSDK_DeviceInfo::usbString4,
+                    &TarvixSDK_DeviceInfo::usbString4Length},
+    DeviceInfoField{&TarvixSDK::DeviceInfo::usbString5, &TarvixSDK_DeviceInfo::usbString5,
+                    &TarvixSDK_DeviceInfo::usbString5Length},
+};
+
+// The copies are malloc's, so that a caller in any language can release them.
+TarvixSDK_DeviceInfo copyOf(const TarvixSDK::DeviceInfo& info)
+{
+    TarvixSDK_DeviceInfo copy{};
+    for (const DeviceInfoField& field : DEVICE_INFO_FIELDS) {
+        const std::string& string = info.*field.source;
+        auto* const text = static_cast<char*>(std::malloc(string.size() + 1));
+        if (text == nullptr) {
+            TarvixSDK_FreeDeviceInfo(&copy);
+            throw std::bad_alloc();
+        }
+        std::memcpy(text, string.c_str(), string.size() + 1);
+        copy.*field.text = text;
+        copy.*field.length = string.size();
+    }
+    return copy;
+}
+
+} // namespace
+
+StatusCode TarvixSDK_ResetDevice(TarvixSDK_Handle* handle)
+{
+    return call(handle, &TarvixSDK::resetDevice);
+}
+
+StatusCode TarvixSDK_EnterBootMode(TarvixSDK_Handle* handle)
+{
+    return call(handle, &TarvixSDK::enterBootMode);
+}
+
+StatusCode TarvixSDK_GetDeviceInfo(TarvixSDK_Handle* handle, TarvixSDK_DeviceInfo* info)
+{
+    TarvixSDK::DeviceInfo strings;
+    const StatusCode status = call(handle, &TarvixSDK::getDeviceInfo, Checked(strings, info != nullptr));
+    if (status == StatusCode::SUCCESS) {
+        *info = copyOf(strings);
+    }
+    return status;
+}
+
+void TarvixSDK_FreeDeviceInfo(TarvixSDK_DeviceInfo* info)
+{
+    if (info == nullptr) {
+        return;
+    }
+    for (const DeviceInfoField& field : DEVICE_INFO_FIELDS) {
+        std::free(info->*field.text);
+    }
+    *info = {};
+}
