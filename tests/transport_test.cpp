@@ -56,6 +56,7 @@ TEST_F(Transport, OpensTheFirstDeviceThatPassesTheFilters)
     const std::vector<Entry> entries{
         {"/dev/hidraw0", 0x046D, 0xC077, L"B2"},                         // somebody's mouse, same serial number
         {"/dev/hidraw1", 0x1FC9, 0x82FE, L"B2"},                         // right vendor, unknown product
+        {"/dev/hidraw8", 0x046D, fake_hid::SMALL_REPORTS, L"B2"},        // right product, another vendor
         {"/dev/hidraw2", 0x1FC9, fake_hid::SMALL_REPORTS, std::nullopt}, // reports no serial number
         {"/dev/hidraw3", 0x1FC9, fake_hid::LARGE_REPORTS, L"B2"},        //
         {"/dev/hidraw4", 0x1FC9, fake_hid::SMALL_REPORTS, L"B2"},        // a clone
@@ -63,14 +64,15 @@ TEST_F(Transport, OpensTheFirstDeviceThatPassesTheFilters)
         {"/dev/hidraw6", 0x1FC9, fake_hid::SMALL_REPORTS, L"NOPERM", false},          // cannot be opened
     };
     const OpenCase cases[]{
-        {"no filter: the first supported one", "", "", 2},
-        {"by path", "/dev/hidraw4", "", 4},
+        {"no filter: the first supported one", "", "", 3},
+        {"by path", "/dev/hidraw4", "", 5},
         {"by path, unsupported vendor", "/dev/hidraw0", "", -1},
+        {"by path, another vendor's product", "/dev/hidraw8", "", -1},
         {"by path, unsupported product", "/dev/hidraw1", "", -1},
         {"by path, prefix of one", "/dev/hidraw", "", -1},
-        {"by serial number: the first with it", "", "B2", 3},
+        {"by serial number: the first with it", "", "B2", 4},
         {"by serial number, prefix of one", "", "B", -1},
-        {"by serial number beyond ASCII", "", "\u00e9\u20ac\U0001F50C", 5},
+        {"by serial number beyond ASCII", "", "\u00e9\u20ac\U0001F50C", 6},
         {"found but not to be opened", "", "NOPERM", -1},
     };
     for (const OpenCase& test : cases) {

@@ -6,7 +6,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 
 #include <hidapi.h>
 #include <pthread.h>
@@ -153,10 +152,7 @@ void HidTransport::close()
         running_ = false;
     }
     pause_.notify_one();
-    if (reader_.get_id() == std::this_thread::get_id()) {
-        throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
-    }
-    reader_.join();
+    reader_.join(); // raises resource_deadlock_would_occur on the reader thread itself
     const std::unique_lock alone(callMutex_);
     hid_close(device_);
     device_ = nullptr;
