@@ -1,0 +1,34 @@
+#include "devices/temperature_sensor.hpp"
+
+namespace sim {
+
+void TemperatureSensor::write(std::span<const std::uint8_t> stream)
+{
+    if (stream.empty()) {
+        return;
+    }
+    pointer_ = stream.front() % registers_.size();
+    if (pointer_ == TEMPERATURE) {
+        return;
+    }
+    for (auto data = stream.subspan(1); data.size() >= 2; data = data.subspan(2)) {
+        registers_[pointer_] = static_cast<std::uint16_t>(data[0] << 8 | data[1]);
+    }
+}
+
+std::size_t TemperatureSensor::read(std::span<std::uint8_t> into)
+{
+    const std::uint16_t value = registers_[pointer_];
+    for (std::size_t i = 0; i < into.size(); ++i) {
+        into[i] = static_cast<std::uint8_t>(i % 2 == 0 ? value >> 8 : value);
+    }
+    return into.size();
+}
+
+void TemperatureSensor::powerCycle()
+{
+    registers_ = DEFAULTS;
+    pointer_ = TEMPERATURE;
+}
+
+} // namespace sim

@@ -1,0 +1,19 @@
+// The Common Command Codes of I3C, all behind one command of the adapter.
+#pragma once
+
+#include "model/command_table.hpp"
+#include "model/i3c_bus.hpp"
+
+namespace sim {
+
+class Ccc {
+public:
+    Ccc(CommandTable& table, I3cBus& bus);
+
+private:
+    void transfer(Request& request, OutputFrame& response);
+
+    I3cBus& bus_;
+};
+
+} // namespace sim

@@ -1,0 +1,108 @@
+// One virtual adapter with everything between its frames and the reports of a port: segmentation, latency, faults, and
+// its coming and going.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "event_loop.hpp"
+#include "faults.hpp"
+#include "report_codec.hpp"
+#include "virtual_adapter.hpp"
+
+namespace sim {
+
+// What the user may choose for every port.
+struct HostOptions {
+    std::size_t reportSize = 64; // or 1024
+    std::string serialNumber = "TVX0000001";
+    std::size_t adapters = 1;
+    std::chrono::milliseconds latency{0};
+    FaultPlan faults;
+    std::optional<std::chrono::milliseconds> away; // see AbsenceTimes
+    bool verbose = false;
+};
+
+// How long an adapter stays away unless the user chose a time.
+struct AbsenceTimes {
+    std::chrono::milliseconds reset{1000};
+    std::chrono::milliseconds unplugged{1000}; // by the fault
+};
+
+// The serial number of one of several adapters: the first has `text` itself; for the others the digits at its end count
+// upwards, or their number, from 2, is appended where it ends in none.
+std::string serialNumberOf(const std::string& text, std::size_t index);
+
+// What connects an adapter with whoever plays the host. Each port has its own.
+class Cable {
+public:
+    virtual ~Cable() = default;
+    virtual void plugIn() = 0;
+    virtual void pullOut() = 0;
+    // Whether `carry` may be called now. After a refusal the cable calls `AdapterHost::pump` when it may again.
+    virtual bool accepts() = 0;
+    virtual void carry(std::span<const std::uint8_t> report) = 0;
+};
+
+class AdapterHost {
+public:
+    // `index` counts the adapters of one program, from 0. The adapter is absent until `plugIn`.
+    AdapterHost(EventLoop& loop, const HostOptions& options, const AbsenceTimes& absence, std::size_t index,
+                Cable& cable);
+    ~AdapterHost();
+    AdapterHost(const AdapterHost&) = delete;
+    AdapterHost& operator=(const AdapterHost&) = delete;
+
+    const std::string& serialNumber() const { return serialNumber_; }
+    std::size_t reportSize() const { return options_.reportSize; }
+    bool isPresent() const { return present_; }
+
+    // By the user's hand: an adapter that is pulled out stays away until it is plugged in again.
+    void plugIn();
+    void pullOut();
+
+    // Takes one output report. Bytes behind the report size are ignored; while the adapter is absent all are.
+    void outputReport(std::span<const std::uint8_t> report);
+
+    // Sends what is due as far as the cable accepts it.
+    void pump();
+    // Gives up what the cable does not take.
+    void discardReports() { reports_.clear(); }
+
+    // As VirtualAdapter; false also while absent.
+    bool raiseInBandInterrupt(std::size_t target, std::span<const std::uint8_t> payload);
+    bool raiseHotJoin(std::size_t target);
+
+private:
+    struct Departure {
+        EventLoop::Clock::time_point due;
+        Frame frame;
+    };
+
+    void execute(const Frame& request);
+    void send(Frame frame);
+    void sendDueFrames();
+    void leave(std::optional<std::chrono::milliseconds> time);
+    void log(const char* direction, const Frame& frame) const;
+
+    EventLoop& loop_;
+    const HostOptions options_;
+    const AbsenceTimes absence_;
+    const std::string serialNumber_;
+    Cable& cable_;
+    VirtualAdapter adapter_;
+    FaultFilter faults_;
+    FrameJoiner joiner_;
+    std::deque<Departure> frames_; // in order: one that is late holds up those behind it
+    std::deque<Report> reports_;   // due, not yet accepted by the cable
+    EventLoop::Timer frameTimer_;  // for the first of frames_
+    EventLoop::Timer returnTimer_; // for the end of an absence
+    bool present_ = false;
+};
+
+} // namespace sim

@@ -1,0 +1,26 @@
+// The ways in which tarvix-sim offers its adapters to a host. Each returns the program's exit status and throws a
+// std::runtime_error with one line for the user when it cannot start.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "adapter_host.hpp"
+
+namespace sim {
+
+// Runs `command` with the adapters in place of the machine's HID devices; the status is the command's.
+int runPort(const HostOptions& options, const std::vector<std::string>& command);
+
+// HID devices of this machine's kernel, through `device` (/dev/uhid), until SIGINT or SIGTERM.
+int uhidPort(const HostOptions& options, const std::string& device);
+
+// One adapter behind each of the USB HID gadget nodes, until SIGINT or SIGTERM. `udcFiles` is empty or names for each
+// node the attribute that binds its gadget to a USB device controller.
+int gadgetPort(const HostOptions& options, const std::vector<std::string>& nodes,
+               const std::vector<std::string>& udcFiles);
+
+// Makes something happen to an adapter of the `tarvix-sim run` around this process.
+int trigger(const std::string& event, const std::string& adapter, const std::vector<std::string>& fields);
+
+} // namespace sim

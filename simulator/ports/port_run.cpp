@@ -1,0 +1,140 @@
+// `tarvix-sim run`: adapters for one command and everything that it starts.
+//
+// The command gets the environment variables LD_PRELOAD, so that a library of ours answers its calls to hidapi, and
+// TARVIX_SIM_SOCKET, where that library finds this host.
+#include "port.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fmt/format.h>
+#include <spawn.h>
+#include <stdexcept>
+#include <sys/wait.h>
+
+#include "run_host.hpp"
+
+namespace sim {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int STATUS_NOT_EXECUTABLE = 126;
+constexpr int STATUS_NOT_FOUND = 127;
+constexpr int STATUS_SIGNALLED = 128;
+
+// A directory that nobody else can enter, gone with this object.
+class PrivateDirectory {
+public:
+    PrivateDirectory()
+    {
+        const char* const parents[] = {std::getenv("XDG_RUNTIME_DIR"), std::getenv("TMPDIR"), "/tmp"};
+        for (const char* parent : parents) {
+            std::string pattern = fmt::format("{}/tarvix-sim.XXXXXX", parent ? parent : "");
+            if (parent && socketAddress(pattern + "/socket") && ::mkdtemp(pattern.data())) {
+                path_ = pattern;
+                return;
+            }
+        }
+        throw std::runtime_error("cannot create a directory for the socket: set TMPDIR to a writable directory with a "
+                                 "path of less than 80 characters");
+    }
+    ~PrivateDirectory()
+    {
+        std::error_code ignored;
+        fs::remove_all(path_, ignored);
+    }
+    PrivateDirectory(const PrivateDirectory&) = delete;
+    PrivateDirectory& operator=(const PrivateDirectory&) = delete;
+
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+// Beside the program in the build tree, in its private directory once installed.
+std::string preloadLibrary()
+{
+    const auto home = fs::read_symlink("/proc/self/exe").parent_path();
+    for (const auto& directory : {home, home / TARVIX_SIM_LIBRARY_DIRECTORY}) {
+        const auto library = directory / TARVIX_SIM_LIBRARY;
+        if (!fs::exists(library)) {
+            continue;
+        }
+        const auto path = fs::canonical(library).string();
+        if (path.find_first_of(" :") != std::string::npos) {
+            throw std::runtime_error(fmt::format(
+                "cannot preload {}: move it to a path without spaces and colons, which the dynamic loader splits at",
+                path));
+        }
+        return path;
+    }
+    throw std::runtime_error(fmt::format("{} is missing: it belongs beside {} or in {}", TARVIX_SIM_LIBRARY,
+                                         (home / "tarvix-sim").string(),
+                                         (home / TARVIX_SIM_LIBRARY_DIRECTORY).lexically_normal().string()));
+}
+
+void setCommandEnvironment(const std::string& socketPath)
+{
+    std::string preload = preloadLibrary();
+    if (const char* others = std::getenv("LD_PRELOAD"); others && *others) {
+        preload += fmt::format(":{}", others);
+    }
+    ::setenv("LD_PRELOAD", preload.c_str(), 1);
+    ::setenv(SOCKET_VARIABLE, socketPath.c_str(), 1);
+}
+
+// 0 or the error number. The command stays in our process group: what the terminal sends, it gets itself.
+int spawn(const std::vector<std::string>& command, const sigset_t& signalMask, pid_t& child)
+{
+    std::vector<char*> arguments;
+    std::ranges::transform(command, std::back_inserter(arguments),
+                           [](const std::string& argument) { return const_cast<char*>(argument.c_str()); });
+    arguments.push_back(nullptr);
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    ::posix_spawnattr_setsigmask(&attributes, &signalMask);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    const int error = ::posix_spawnp(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
+    ::posix_spawnattr_destroy(&attributes);
+    return error;
+}
+
+// Whether the signal is for us alone, so that the command has to be told. The terminal's go to the whole group.
+bool mustForward(const signalfd_siginfo& signal)
+{
+    return signal.ssi_signo != SIGCHLD && signal.ssi_code != SI_KERNEL;
+}
+
+} // namespace
+
+int runPort(const HostOptions& options, const std::vector<std::string>& command)
+{
+    const PrivateDirectory directory;
+    const std::string socketPath = directory.path() + "/socket";
+    EventLoop loop;
+    RunHost host(loop, options, socketPath);
+
+    setCommandEnvironment(socketPath);
+    pid_t child = -1;
+    int status = 0;
+    loop.onSignals({SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo& signal) {
+        if (mustForward(signal)) {
+            ::kill(child, static_cast<int>(signal.ssi_signo));
+        } else if (::waitpid(child, &status, WNOHANG) == child) {
+            loop.stop();
+        }
+    });
+    if (const int error = spawn(command, loop.originalSignalMask(), child)) {
+        fmt::print(stderr, "tarvix-sim: cannot run {}: {}\n", command[0], std::strerror(error));
+        return error == ENOENT ? STATUS_NOT_FOUND : STATUS_NOT_EXECUTABLE;
+    }
+    loop.run();
+    return WIFSIGNALED(status) ? STATUS_SIGNALLED + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+} // namespace sim

@@ -1,0 +1,164 @@
+#include "run_host.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <fmt/format.h>
+#include <stdexcept>
+#include <sys/epoll.h>
+
+#include "identity.hpp"
+
+namespace sim {
+
+namespace {
+
+template <typename Number>
+std::optional<Number> parse(const std::string& text)
+{
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+Fields record(RunNode& node)
+{
+    const auto& adapter = node.adapter();
+    return {node.path(), std::to_string(productId(adapter.reportSize())), std::to_string(adapter.reportSize()),
+            adapter.serialNumber()};
+}
+
+void answer(const FileDescriptor& connection, const Fields& fields)
+{
+    const std::string message = joinFields(fields);
+    ::send(connection.get(), message.data(), message.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
+} // namespace
+
+RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string& socketPath)
+    : loop_(loop), listener_(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
+{
+    const auto address = socketAddress(socketPath);
+    if (!listener_ || !address ||
+        ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
+        ::listen(listener_.get(), SOMAXCONN)) {
+        throw std::runtime_error(fmt::format("cannot listen on {}: {}", socketPath, std::strerror(errno)));
+    }
+    for (std::size_t index = 0; index < options.adapters; ++index) {
+        nodes_.push_back(std::make_unique<RunNode>(loop, options, index));
+        nodes_.back()->adapter().plugIn();
+    }
+    loop_.watch(listener_.get(), EPOLLIN, [this](std::uint32_t) { acceptConnections(); });
+}
+
+void RunHost::acceptConnections()
+{
+    while (true) {
+        FileDescriptor connection(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!connection) {
+            return;
+        }
+        const int descriptor = connection.get();
+        newcomers_[descriptor] = std::move(connection);
+        loop_.watch(descriptor, EPOLLIN, [this, descriptor](std::uint32_t) { receivePurpose(descriptor); });
+    }
+}
+
+void RunHost::receivePurpose(int descriptor)
+{
+    std::string message(LARGEST_MESSAGE, '\0');
+    const auto size = ::recv(descriptor, message.data(), message.size(), MSG_DONTWAIT);
+    if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return;
+    }
+    loop_.forget(descriptor);
+    FileDescriptor connection = std::move(newcomers_[descriptor]);
+    newcomers_.erase(descriptor);
+    if (size > 0) {
+        message.resize(static_cast<std::size_t>(size));
+        serve(std::move(connection), splitFields(message));
+    }
+}
+
+void RunHost::serve(FileDescriptor connection, const Fields& purpose)
+{
+    const auto& verb = purpose.front();
+    if (verb == "list") {
+        answer(connection, list());
+    } else if (verb == "open" && purpose.size() == 2) {
+        open(std::move(connection), purpose[1]);
+    } else if (verb == "trigger" && purpose.size() >= 3) {
+        answer(connection, trigger(purpose[1], purpose[2], {purpose.begin() + 3, purpose.end()}));
+    }
+}
+
+Fields RunHost::list() const
+{
+    Fields fields{OK};
+    for (const auto& node : nodes_) {
+        if (node->adapter().isPresent()) {
+            std::ranges::move(record(*node), std::back_inserter(fields));
+        }
+    }
+    return fields;
+}
+
+void RunHost::open(FileDescriptor connection, const std::string& path)
+{
+    const auto node = std::ranges::find(nodes_, path, [](const auto& candidate) { return candidate->path(); });
+    if (node == nodes_.end() || !(*node)->adapter().isPresent()) {
+        answer(connection, {"no such device"});
+        return;
+    }
+    Fields fields = record(**node);
+    fields.insert(fields.begin(), OK);
+    answer(connection, fields);
+    (*node)->open(std::move(connection));
+}
+
+Fields RunHost::trigger(const std::string& event, const std::string& name, const Fields& arguments)
+{
+    auto node =
+        std::ranges::find(nodes_, name, [](const auto& candidate) { return candidate->adapter().serialNumber(); });
+    if (const auto index = parse<std::size_t>(name); node == nodes_.end() && index && *index < nodes_.size()) {
+        node = nodes_.begin() + static_cast<std::ptrdiff_t>(*index);
+    }
+    if (node == nodes_.end()) {
+        return {
+            fmt::format("no adapter '{}': give a serial number, or an index from 0 to {}", name, nodes_.size() - 1)};
+    }
+    AdapterHost& adapter = (*node)->adapter();
+    if (event == "replug") {
+        adapter.plugIn();
+        return {OK};
+    }
+    if (!adapter.isPresent()) {
+        return {fmt::format("adapter {} is not plugged in: try 'tarvix-sim trigger replug'", adapter.serialNumber())};
+    }
+    if (event == "unplug") {
+        adapter.pullOut();
+        return {OK};
+    }
+    std::vector<std::size_t> numbers;
+    std::ranges::transform(arguments, std::back_inserter(numbers),
+                           [](const auto& text) { return parse<std::size_t>(text).value_or(0); });
+    if (numbers.empty()) {
+        return {"no target given"};
+    }
+    const Frame payload(numbers.begin() + 1, numbers.end());
+    if (event == "ibi" && !adapter.raiseInBandInterrupt(numbers[0], payload)) {
+        return {fmt::format("target {} of adapter {} may not interrupt now: it needs to exist, a dynamic address and "
+                            "its interrupts enabled",
+                            numbers[0], adapter.serialNumber())};
+    }
+    if (event == "hot-join" && !adapter.raiseHotJoin(numbers[0])) {
+        return {fmt::format("target {} of adapter {} may not join now: it needs to exist, to have no dynamic address "
+                            "and hot-joins enabled",
+                            numbers[0], adapter.serialNumber())};
+    }
+    return {OK};
+}
+
+} // namespace sim

@@ -1,0 +1,146 @@
+#include "run_node.hpp"
+
+#include <array>
+#include <cerrno>
+#include <fmt/format.h>
+#include <linux/sockios.h>
+#include <sys/epoll.h>
+#include <sys/ioctl.h>
+#include <system_error>
+
+#include "socket.hpp"
+
+namespace sim {
+
+namespace {
+
+constexpr int QUEUED_REPORTS = 63;
+constexpr auto PATIENCE = std::chrono::milliseconds(200);
+constexpr int MESSAGES_PER_ROUND = 64; // then the other descriptors have their turn
+
+int unreadBytes(int socket)
+{
+    int bytes = 0;
+    return ::ioctl(socket, SIOCOUTQ, &bytes) == 0 ? bytes : 0;
+}
+
+// What SIOCOUTQ counts for one unread report: not only its bytes but the kernel's own around them, too.
+int measureReport(std::size_t reportSize)
+{
+    std::array<int, 2> ends{};
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+        throw std::system_error(errno, std::generic_category(), "socketpair");
+    }
+    const FileDescriptor sender(ends[0]);
+    const FileDescriptor receiver(ends[1]);
+    const Report report(reportSize);
+    ::send(sender.get(), report.data(), report.size(), MSG_NOSIGNAL);
+    return unreadBytes(sender.get());
+}
+
+} // namespace
+
+RunNode::RunNode(EventLoop& loop, const HostOptions& options, std::size_t index)
+    : loop_(loop),
+      path_(fmt::format("tarvix-sim:{}", index)),
+      bytesOfOneReport_(measureReport(options.reportSize)),
+      adapter_(loop, options, AbsenceTimes{.reset = std::chrono::milliseconds(200)}, index, *this)
+{
+}
+
+RunNode::~RunNode()
+{
+    pullOut();
+}
+
+void RunNode::open(FileDescriptor connection)
+{
+    // The kernel calls a socket writable while at most a quarter of its buffer is in use: here, half the queue. It
+    // doubles the size that is set.
+    const int size = 2 * (QUEUED_REPORTS / 2) * bytesOfOneReport_;
+    ::setsockopt(connection.get(), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+    const int descriptor = connection.get();
+    handles_[descriptor].connection = std::move(connection);
+    loop_.watch(descriptor, EPOLLIN, [this, descriptor](std::uint32_t events) { serve(descriptor, events); });
+}
+
+void RunNode::close(int descriptor)
+{
+    loop_.forget(descriptor);
+    loop_.cancel(handles_[descriptor].patience);
+    handles_.erase(descriptor);
+}
+
+void RunNode::pullOut()
+{
+    while (!handles_.empty()) {
+        close(handles_.begin()->first);
+    }
+}
+
+void RunNode::serve(int descriptor, std::uint32_t events)
+{
+    if (events & EPOLLOUT) {
+        Handle& handle = handles_[descriptor];
+        loop_.cancel(handle.patience);
+        handle.state = Handle::TAKES;
+        loop_.change(descriptor, EPOLLIN);
+    }
+    for (int i = 0; i < MESSAGES_PER_ROUND && receive(descriptor); ++i) {
+    }
+    adapter_.pump();
+}
+
+// False when there is nothing more to receive.
+bool RunNode::receive(int descriptor)
+{
+    std::array<std::uint8_t, LARGEST_OUTPUT_REPORT> buffer;
+    const auto size = ::recv(descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
+    if (size > 0) {
+        adapter_.outputReport(std::span(buffer).first(static_cast<std::size_t>(size)));
+        return handles_.contains(descriptor); // the report may have reset the adapter
+    }
+    if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return false;
+    }
+    close(descriptor);
+    return false;
+}
+
+bool RunNode::hasRoom(const Handle& handle) const
+{
+    return unreadBytes(handle.connection.get()) < QUEUED_REPORTS * bytesOfOneReport_;
+}
+
+void RunNode::becomeFull(int descriptor, Handle& handle)
+{
+    handle.state = Handle::FULL;
+    loop_.change(descriptor, EPOLLIN | EPOLLOUT);
+    handle.patience = loop_.after(PATIENCE, [this, &handle] {
+        handle.state = Handle::STUCK;
+        adapter_.pump();
+    });
+}
+
+bool RunNode::accepts()
+{
+    bool accepts = true;
+    for (auto& [descriptor, handle] : handles_) {
+        if (handle.state == Handle::TAKES && !hasRoom(handle)) {
+            becomeFull(descriptor, handle);
+        }
+        accepts = accepts && handle.state != Handle::FULL;
+    }
+    return accepts;
+}
+
+void RunNode::carry(std::span<const std::uint8_t> report)
+{
+    for (const auto& [descriptor, handle] : handles_) {
+        if (hasRoom(handle)) {
+            ::send(descriptor, report.data(), report.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        }
+    }
+}
+
+} // namespace sim

@@ -1,0 +1,31 @@
+// `tarvix-sim trigger`: makes something happen to an adapter of the `tarvix-sim run` around it.
+#include "port.hpp"
+
+#include <cstdlib>
+#include <fmt/format.h>
+#include <stdexcept>
+
+#include "socket.hpp"
+
+namespace sim {
+
+int trigger(const std::string& event, const std::string& adapter, const std::vector<std::string>& fields)
+{
+    const char* path = std::getenv(SOCKET_VARIABLE);
+    if (!path) {
+        throw std::runtime_error("trigger works inside 'tarvix-sim run' only: try 'tarvix-sim run -- bash'");
+    }
+    Fields message{"trigger", event, adapter};
+    message.insert(message.end(), fields.begin(), fields.end());
+    const auto connection = connectToHost(path, message);
+    const auto answer = connection ? receiveFields(connection) : std::nullopt;
+    if (!answer || answer->empty()) {
+        throw std::runtime_error(fmt::format("the tarvix-sim that listened on {} is gone", path));
+    }
+    if (answer->front() != OK) {
+        throw std::runtime_error(answer->front());
+    }
+    return 0;
+}
+
+} // namespace sim

@@ -1,0 +1,31 @@
+// The command line of tarvix-sim.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "adapter_host.hpp"
+
+namespace sim {
+
+struct Arguments {
+    enum class Action { RUN, UHID, GADGET, TRIGGER, NOTHING };
+
+    Action action = Action::NOTHING; // the parser has said all there is to say; `status` is the program's
+    int status = 0;
+
+    HostOptions host;
+
+    std::vector<std::string> command;     // run
+    std::string uhidDevice = "/dev/uhid"; // uhid
+    std::vector<std::string> gadgetNodes; // gadget
+    std::vector<std::string> udcFiles;    // gadget
+    std::string event;                    // trigger
+    std::string adapter = "0";            // trigger: serial number or index
+    std::vector<std::string> eventFields; // trigger: decimal numbers, the target first
+};
+
+// Prints help and version to stdout, and one line for a mistake to stderr.
+Arguments parseArguments(int count, char** arguments);
+
+} // namespace sim

@@ -1,0 +1,37 @@
+// tarvix-sim: the virtual adapter as a program.
+#include <exception>
+#include <fmt/format.h>
+
+#include "arguments.hpp"
+#include "port.hpp"
+
+namespace {
+
+int perform(const sim::Arguments& arguments)
+{
+    switch (arguments.action) {
+    case sim::Arguments::Action::RUN:
+        return sim::runPort(arguments.host, arguments.command);
+    case sim::Arguments::Action::UHID:
+        return sim::uhidPort(arguments.host, arguments.uhidDevice);
+    case sim::Arguments::Action::GADGET:
+        return sim::gadgetPort(arguments.host, arguments.gadgetNodes, arguments.udcFiles);
+    case sim::Arguments::Action::TRIGGER:
+        return sim::trigger(arguments.event, arguments.adapter, arguments.eventFields);
+    case sim::Arguments::Action::NOTHING:
+        break;
+    }
+    return arguments.status;
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+{
+    try {
+        return perform(sim::parseArguments(count, arguments));
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "tarvix-sim: {}\n", error.what());
+        return 1;
+    }
+}

@@ -1,0 +1,46 @@
+// The virtual adapter: takes request frames, yields response and notification frames. It knows nothing of reports,
+// sockets or processes; the ports carry its frames to whoever plays the host.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+using Frame = std::vector<std::uint8_t>;
+
+// Not thread-safe: one thread drives one adapter.
+class VirtualAdapter {
+public:
+    // Takes each frame that the adapter sends, in the order in which it sends them.
+    using Send = std::function<void(const Frame& frame)>;
+
+    enum class Presence { ON_BUS, RESTARTING, BOOT_MODE };
+
+    VirtualAdapter(std::string serialNumber, Send send);
+    ~VirtualAdapter();
+
+    // Executes one whole request frame and sends its response, if the command has one, and the notifications that it
+    // causes. Ignored unless the adapter is on the bus.
+    void request(std::span<const std::uint8_t> frame);
+
+    // Reset and boot mode take the adapter off the bus. The port lets it vanish and, after a restart, lets it
+    // reappear by calling `powerUp`, which begins with the state of a new adapter.
+    Presence presence() const;
+    void powerUp();
+
+    // Events from outside, for a user who wants to see one: target is the index of an I3C target, from 0.
+    // False when there is no such target or it may not do so now (no dynamic address, events disabled, ...).
+    bool raiseInBandInterrupt(std::size_t target, std::span<const std::uint8_t> payload);
+    bool raiseHotJoin(std::size_t target);
+
+private:
+    struct Model;
+    std::unique_ptr<Model> model_;
+};
+
+} // namespace sim

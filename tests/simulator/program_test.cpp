@@ -1,0 +1,195 @@
+// tarvix-sim as its user sees it: options, exit statuses, signals, faults, and programs that nobody here wrote.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Outcome {
+    int status;
+    std::string output; // stdout and stderr
+};
+
+Outcome shell(const std::string& command)
+{
+    Outcome outcome{};
+    FILE* const pipe = ::popen(("exec 2>&1; " + command).c_str(), "r");
+    char buffer[4096];
+    for (std::size_t size; (size = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+        outcome.output.append(buffer, size);
+    }
+    outcome.status = WEXITSTATUS(::pclose(pipe));
+    return outcome;
+}
+
+Outcome sim(const std::string& arguments)
+{
+    return shell(TARVIX_SIM " " + arguments);
+}
+
+TEST(Program, BadOptionsGetOneLineThatSaysWhatIsRight)
+{
+    const struct {
+        const char* arguments;
+        const char* named;
+        const char* right;
+    } cases[] = {
+        {"", "run", "trigger"},
+        {"frobnicate", "frobnicate", "--help"},
+        {"run", "command", "--"},
+        {"run true", "true", "run --help"},
+        {"run --report-size 63 -- true", "--report-size: '63'", "64 nor 1024"},
+        {"run --adapters 0 -- true", "--adapters: '0'", "from 1 to"},
+        {"run --adapters many -- true", "'many'", "from 1 to"},
+        {"run --latency -1 -- true", "--latency: '-1'", "from 0 to"},
+        {"run --latency -- true", "--latency", "MS"},
+        {"run --seed 1 --seed 2 -- true", "--seed", "1"},
+        {"run --seed 1x -- true", "--seed: '1x'", "from 0 to"},
+        {"run --serial '' -- true", "--serial: ''", "1 to"},
+        {"run --serial $(printf 'A\\377') -- true", "--serial: 'A", "UTF-8"},
+        {"run --fault fire -- true", "--fault: 'fire'", "drop, truncate"},
+        {"run --fault drop:1.5 -- true", "--fault: '1.5'", "from 0 to 1"},
+        {"run --fault drop: -- true", "--fault: ''", "drop:0.2"},
+        {"run --fault -- true", "--fault", "NAME"},
+        {"uhid -- true", "--", "uhid --help"},
+        {"gadget", "NODE", "gadget --help"},
+        {"gadget /dev/hidg0 /dev/hidg1 --udc-file x", "--udc-file", "one for each"},
+        {"trigger", "trigger", "hot-join"},
+        {"trigger ibi 256", "'256'", "0 to 255"},
+    };
+    for (const auto& [arguments, named, right] : cases) {
+        const auto outcome = sim(arguments);
+        EXPECT_EQ(outcome.status, 2) << arguments;
+        EXPECT_EQ(outcome.output.find('\n'), outcome.output.size() - 1) << arguments << ": " << outcome.output;
+        EXPECT_NE(outcome.output.find(named), std::string::npos) << arguments << ": " << outcome.output;
+        EXPECT_NE(outcome.output.find(right), std::string::npos) << arguments << ": " << outcome.output;
+    }
+}
+
+TEST(Program, SaysWhatAPortIsMissing)
+{
+    const struct {
+        const char* arguments;
+        const char* advice;
+    } cases[] = {
+        {"uhid --device /nowhere/uhid", "modprobe uhid"},
+        {"gadget --serial A1 /nowhere/hidg0", "configure a USB HID gadget"},
+        {"gadget --udc-file x /nowhere/hidg0", "configure a USB HID gadget"},
+        {"trigger ibi", "tarvix-sim run"},
+    };
+    for (const auto& [arguments, advice] : cases) {
+        const auto outcome = sim(arguments);
+        EXPECT_EQ(outcome.status, 1) << arguments;
+        EXPECT_EQ(outcome.output.find('\n'), outcome.output.size() - 1) << outcome.output;
+        EXPECT_NE(outcome.output.find(advice), std::string::npos) << outcome.output;
+    }
+}
+
+TEST(Program, PassesTheCommandsStatusOn)
+{
+    const struct {
+        const char* command;
+        int status;
+        const char* output;
+    } cases[] = {
+        {"sh -c 'exit 3'", 3, ""},
+        {"sh -c 'kill -KILL $$'", 128 + 9, ""},
+        {"sh -c 'read line; echo $line' << end\nwords\nend\n", 0, "words\n"},
+        {"sh -c 'trap \"exit 9\" TERM; kill -TERM $PPID; while :; do sleep 0.01; done'", 9, ""},
+        {"sh -c 'trap \"exit 8\" HUP; kill -HUP $PPID; while :; do sleep 0.01; done'", 8, ""},
+        {"printf '%s,' -- a -x", 0, "--,a,-x,"},
+        {"/nowhere/program", 127, "tarvix-sim: cannot run /nowhere/program: No such file or directory\n"},
+        {"/", 126, "tarvix-sim: cannot run /: Permission denied\n"},
+    };
+    for (const auto& [command, status, output] : cases) {
+        const auto outcome = sim(std::string("run -- ") + command);
+        EXPECT_EQ(outcome.status, status) << command << ": " << outcome.output;
+        EXPECT_EQ(outcome.output, output) << command;
+    }
+}
+
+TEST(Program, LeavesNothingBehindAndKeepsWhatWasPreloaded)
+{
+    const auto outcome =
+        shell("directory=$(mktemp -d); XDG_RUNTIME_DIR=$directory LD_PRELOAD=libm.so.6 " TARVIX_SIM
+              " run -- sh -c 'stat -c %a $(dirname $TARVIX_SIM_SOCKET); "
+              "echo $LD_PRELOAD | grep -c libtarvixsim-hid.so:.*libm.so.6'; rmdir $directory && echo empty");
+    EXPECT_EQ(outcome.output, "700\n1\nempty\n");
+}
+
+TEST(Program, DrivesAForeignProgram)
+{
+    const std::string python = "/usr/bin/python3 ";
+    if (shell(python + "-c 'import hid, hidraw'").status != 0) {
+        GTEST_SKIP() << "Python's module hid is not installed (Debian package python3-hid)";
+    }
+    for (const char* module : {"hid", "hidraw"}) {
+        const auto outcome = sim("run --adapters 3 --away 60000 -- " + python + FOREIGN_PROGRAM " " + module);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.output, "['TVX0000001', 'TVX0000002', 'TVX0000003']\n11 TVX0000002\n"
+                                  "gone ['TVX0000001', 'TVX0000003']\n");
+    }
+}
+
+std::set<std::string> statusesIn(const std::string& output)
+{
+    std::set<std::string> statuses;
+    std::istringstream words(output);
+    for (std::string word; words >> word;) {
+        if (!word.starts_with("TVX")) {
+            statuses.insert(word);
+        }
+    }
+    return statuses;
+}
+
+// 500 commands, 20 on each of 25 adapters.
+class Faults : public testing::TestWithParam<std::string> {};
+
+TEST_P(Faults, EndInDocumentedStatuses)
+{
+    // Of the library, and of the adapter for a port whose initialisation was lost.
+    const std::set<std::string> documented{"0000", "2000", "6000", "a000", "0106"};
+    for (const std::string probability : {"1", "0.2"}) {
+        const auto begin = std::chrono::steady_clock::now();
+        const auto outcome = sim("run --adapters 25 --away 20 --fault-delay 10 --fault " + GetParam() + ":" +
+                                 probability + " -- " STATUSES " 25 20 100");
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::minutes(1));
+        const auto statuses = statusesIn(outcome.output);
+        const bool loses = GetParam() == "drop" || GetParam() == "unplug";
+        if (loses && probability == "1") {
+            EXPECT_EQ(statuses, std::set<std::string>{"2000"});
+        } else if (loses) {
+            EXPECT_TRUE(statuses.contains("0000") && statuses.contains("2000")) << outcome.output;
+        }
+        EXPECT_FALSE(statuses.contains("absent")) << outcome.output;
+        if (GetParam() != "garbage") { // which may be taken for any status
+            EXPECT_TRUE(std::ranges::includes(documented, statuses)) << outcome.output;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, Faults, testing::Values("drop", "delay", "truncate", "duplicate", "garbage", "unplug"),
+                         [](const auto& fault) { return fault.param; });
+
+TEST(Program, SameSeedSameOutcome)
+{
+    const auto run = [](int seed) {
+        return sim("run --adapters 50 --fault drop:0.1 --fault truncate:0.2 --fault garbage:0.2 --seed " +
+                   std::to_string(seed) + " -- " STATUSES " 50 10 2000")
+            .output;
+    };
+    const auto first = run(7);
+    EXPECT_EQ(run(7), first);
+    EXPECT_NE(run(8), first);
+}
+
+} // namespace
