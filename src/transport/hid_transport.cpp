@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 
 #include <hidapi.h>
 #include <pthread.h>
@@ -32,7 +33,7 @@ std::string toUtf8(std::wstring_view text)
 {
     std::string bytes;
     for (const wchar_t character : text) {
-        const auto code = static_cast<std::uint32_t>(character);
+        const auto code = static_cast<char32_t>(character);
         if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
             throw std::range_error("bad conversion");
         }
@@ -152,7 +153,11 @@ void HidTransport::close()
         running_ = false;
     }
     pause_.notify_one();
-    reader_.join(); // raises resource_deadlock_would_occur on the reader thread itself
+    // join() alone leaves this to the C library, which ThreadSanitizer stands in for.
+    if (reader_.get_id() == std::this_thread::get_id()) {
+        throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
+    }
+    reader_.join();
     const std::unique_lock alone(callMutex_);
     hid_close(device_);
     device_ = nullptr;
