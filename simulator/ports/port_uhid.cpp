@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sched.h>
 #include <stdexcept>
 #include <sys/epoll.h>
 #include <system_error>
@@ -22,6 +23,19 @@ namespace {
 // can be, so it keeps to the pace of a high-speed USB device: one report in each microframe.
 constexpr int REPORTS_PER_MILLISECOND = 8;
 
+// The kernel keeps 31 events for the adapter and drops output reports beyond them, where USB would let the writer wait.
+// So the adapter takes them before anything else on this machine happens, and all that are there at once.
+constexpr int KERNEL_QUEUE = 32;
+
+void takePrecedence()
+{
+    const sched_param lowestOfThem{.sched_priority = 1};
+    if (::sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &lowestOfThem) < 0) {
+        fmt::print(stderr, "tarvix-sim: runs at ordinary priority ({}): long requests may lose segments\n",
+                   std::strerror(errno));
+    }
+}
+
 template <std::size_t SIZE>
 void copyText(__u8 (&field)[SIZE], const std::string& text)
 {
@@ -36,7 +50,10 @@ UhidDevice::UhidDevice(EventLoop& loop, const HostOptions& options, std::size_t 
       reportsLeft_(REPORTS_PER_MILLISECOND),
       adapter_(loop, options, AbsenceTimes{}, index, *this)
 {
-    loop_.watch(channel_.get(), EPOLLIN, [this](std::uint32_t) { receive(); });
+    loop_.watch(channel_.get(), EPOLLIN, [this](std::uint32_t) {
+        for (int i = 0; i < KERNEL_QUEUE && receive(); ++i) {
+        }
+    });
 }
 
 UhidDevice::~UhidDevice()
@@ -107,12 +124,13 @@ void UhidDevice::write(const uhid_event& event, const char* purpose)
     }
 }
 
-void UhidDevice::receive()
+// False when there is no event.
+bool UhidDevice::receive()
 {
     uhid_event event{}; // the kernel may write less than a whole one; the rest counts as zero
     const auto size = ::read(channel_.get(), &event, sizeof event);
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
-        return;
+        return false;
     }
     if (size <= 0) {
         throw std::runtime_error("the kernel closed the HID device");
@@ -130,6 +148,7 @@ void UhidDevice::receive()
     default: // UHID_START, UHID_STOP, UHID_OPEN, UHID_CLOSE: the adapter doesn't care who listens
         break;
     }
+    return true;
 }
 
 // hidraw passes on what its user wrote: the report id, which is 0 as there are none, and the report, perhaps a short
@@ -163,6 +182,7 @@ void UhidDevice::refuseGetReport(const uhid_get_report_req& request)
 
 int uhidPort(const HostOptions& options, const std::string& device)
 {
+    takePrecedence();
     EventLoop loop;
     std::deque<UhidDevice> devices;
     for (std::size_t index = 0; index < options.adapters; ++index) {

@@ -24,7 +24,7 @@ public:
     void carry(std::span<const std::uint8_t> report) override;
 
 private:
-    void receive();
+    bool receive();
     void output(std::span<const std::uint8_t> data);
     void refuseGetReport(const uhid_get_report_req& request);
     void setReport(const uhid_set_report_req& request);
