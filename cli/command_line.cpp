@@ -1,0 +1,145 @@
+#include "command_line.hpp"
+
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "errors.hpp"
+#include "help.hpp"
+#include "numbers.hpp"
+
+namespace tool {
+
+namespace {
+
+std::string nameOf(const CLI::App& app)
+{
+    const CLI::App* parent = app.get_parent();
+    return parent == nullptr || parent->get_parent() == nullptr ? app.get_name()
+                                                                : nameOf(*parent) + " " + app.get_name();
+}
+
+std::string names(const std::vector<const CLI::App*>& commands)
+{
+    std::string text;
+    for (const CLI::App* command : commands) {
+        text += (text.empty() ? "" : ", ") + command->get_name();
+    }
+    return text;
+}
+
+// The last command that the parser recognised.
+const CLI::App& deepest(const CLI::App& app)
+{
+    const auto parsed = app.get_subcommands();
+    return parsed.empty() ? app : deepest(*parsed.front());
+}
+
+} // namespace
+
+Commands Commands::group(const std::string& name, const std::string& description)
+{
+    CLI::App* family = app_.add_subcommand(name, description);
+    family->require_subcommand(1)->fallthrough();
+    return {*family, selected_};
+}
+
+CLI::App& Commands::addCommand(const std::string& name, const std::string& description,
+                               std::function<void(Context&)> run, const Examples& examples)
+{
+    CLI::App* command = app_.add_subcommand(name, description);
+    command->fallthrough()->footer(
+        fmt::format("Common options (-a, --json, --timeout, -v): see 'tarvix --help'.\n\nExamples:\n  {}",
+                    fmt::join(examples, "\n  ")));
+    if (app_.get_parent() != nullptr && !examples.empty()) {
+        const std::string before = app_.get_footer().empty() ? "Examples:" : app_.get_footer();
+        app_.footer(fmt::format("{}\n  {}", before, examples.front()));
+    }
+    command->callback([&selected = selected_, fullName = nameOf(*command), run = std::move(run)] {
+        selected = {fullName, run};
+    });
+    return *command;
+}
+
+CommandLine::CommandLine() : app_("Drives I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix")
+{
+    app_.require_subcommand(1);
+    app_.formatter(std::make_shared<HelpFormatter>());
+    Commands commands(app_, selected_);
+    addAdapterCommands(commands);
+    addDoctorCommand(commands);
+    addRailCommands(commands);
+    addGpioCommands(commands);
+    addI2cCommands(commands);
+    addSpiCommands(commands);
+    addUartCommands(commands);
+    addI3cCommands(commands);
+    addMonitorCommand(commands);
+    addBatchCommand(commands);
+}
+
+bool CommandLine::parseProgram(const std::vector<std::string>& arguments, GlobalOptions& options, std::string& text)
+{
+    std::chrono::milliseconds timeout(options.timeoutMs);
+    app_.set_version_flag("-V,--version", "tarvix " TARVIXSDK_VERSION);
+    app_.add_option("-a,--adapter", options.adapter, "Serial number, path:PATH or index:N, as 'tarvix list' prints")
+        ->type_name("SELECTOR")
+        ->envname("TARVIX_ADAPTER");
+    addNumber(app_, "--timeout", options.timeoutMs, {1, 24 * 60 * 60 * 1000},
+              "Milliseconds to wait for each answer of the adapter");
+    app_.add_flag("--json", options.json, "Print JSON: one object a run, streams one a line, errors too");
+    app_.add_flag("-v,--verbose", options.verbose, "Say on standard error what is set up");
+    app_.footer("'tarvix COMMAND --help' explains a command and shows examples; options that all commands share may\n"
+                "stand before or behind it. Exit status: 0 done, 1 refused by the adapter or the bus, 2 wrong usage,\n"
+                "3 no adapter, 4 several adapters and none chosen, 5 no permission, 6 no answer in time, 7 adapter\n"
+                "lost, 130 after Ctrl-C.");
+    return parse(arguments, text);
+}
+
+bool CommandLine::parseLine(const std::vector<std::string>& words, std::string& text)
+{
+    return parse(words, text);
+}
+
+std::string CommandLine::chosenName() const
+{
+    const CLI::App& command = deepest(app_);
+    return &command == &app_ ? "" : nameOf(command);
+}
+
+bool CommandLine::parse(const std::vector<std::string>& arguments, std::string& text)
+{
+    try {
+        // CLI11 takes the words from the back.
+        app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        return true;
+    } catch (const CLI::CallForHelp&) {
+        text = app_.help();
+    } catch (const CLI::CallForVersion& version) {
+        text = std::string(version.what()) + "\n";
+    } catch (const CLI::ParseError& error) {
+        throwUsageError(error);
+    }
+    return false;
+}
+
+void CommandLine::throwUsageError(const CLI::ParseError& error) const
+{
+    const CLI::App& command = deepest(app_);
+    const auto subcommands = command.get_subcommands([](const CLI::App*) { return true; });
+    if (!subcommands.empty()) {
+        const auto extras = app_.remaining(true);
+        const std::string advice = fmt::format("one of: {}", names(subcommands));
+        if (!extras.empty()) {
+            throw UsageError(fmt::format("unknown command or option '{}'", extras.front()), advice);
+        }
+        throw UsageError("a command is missing", advice);
+    }
+    std::string message = error.what();
+    if (const auto lineEnd = message.find('\n'); lineEnd != std::string::npos) {
+        message.resize(lineEnd);
+    }
+    throw UsageError(message, fmt::format("see 'tarvix {} --help'", nameOf(command)));
+}
+
+} // namespace tool

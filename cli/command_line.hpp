@@ -1,0 +1,38 @@
+// The whole command line: the tree of commands, built anew for each line that is parsed.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "command.hpp"
+#include "context.hpp"
+
+namespace tool {
+
+class CommandLine {
+public:
+    CommandLine();
+
+    // For the program: with --adapter, --json and the like. Returns false when there is nothing to run because help
+    // or the version was asked for; they are in `text`. Throws UsageError.
+    bool parseProgram(const std::vector<std::string>& arguments, GlobalOptions& options, std::string& text);
+
+    // For one line of a batch, which has no global options.
+    bool parseLine(const std::vector<std::string>& words, std::string& text);
+
+    // The command that was recognised so far, also of a line that could not be parsed; empty for none.
+    std::string chosenName() const;
+
+    const Selected& selected() const { return selected_; }
+
+private:
+    bool parse(const std::vector<std::string>& arguments, std::string& text);
+    [[noreturn]] void throwUsageError(const CLI::ParseError& error) const;
+
+    CLI::App app_;
+    Selected selected_;
+};
+
+} // namespace tool

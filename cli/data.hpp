@@ -1,0 +1,38 @@
+// Bytes on the command line: hex words, the content of a file, or standard input.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// What DATA arguments accept, for descriptions.
+inline constexpr const char* DATA_HELP = "bytes as hex words (12 0x34 deadbeef), @FILE, or - for standard input";
+
+// The bytes of all words, in order. At most `limit` bytes, and none only if `mayBeEmpty`. Throws UsageError naming
+// `what` and the word. Call it when the command runs, not while arguments are parsed: it may wait for input.
+Bytes readData(std::string_view what, const std::vector<std::string>& words, std::size_t limit,
+               bool mayBeEmpty = false);
+
+// "0a1b": how bytes appear in JSON.
+std::string toHex(std::span<const std::uint8_t> bytes);
+
+// "0a 1b": how a few bytes appear in a line of text.
+std::string toHexWords(std::span<const std::uint8_t> bytes);
+
+// Printable ASCII as it is, everything else as a dot.
+std::string toPrintable(std::span<const std::uint8_t> bytes);
+
+// A text from outside, safe to print on a terminal: control characters become dots.
+std::string withoutControls(std::string text);
+
+// Offsets, sixteen bytes and their text a line, as `hexdump -C` prints them.
+std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset = 0);
+
+} // namespace tool

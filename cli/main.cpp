@@ -1,0 +1,92 @@
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include <algorithm>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "command_line.hpp"
+#include "errors.hpp"
+#include "interrupt.hpp"
+#include "report.hpp"
+
+namespace {
+
+using namespace tool;
+
+// With one of the three standard descriptors closed, the next file opened would take its number, and output would go
+// to the adapter. The stand-ins refuse what the closed ones would have refused.
+void occupyStandardDescriptors()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0) {
+            open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+// Ends as any other program does that this signal ended, so that a shell sees the same.
+int endBySignal(int number)
+{
+    std::signal(number, SIG_DFL);
+    std::raise(number);
+    return 128 + number;
+}
+
+int reported(Output& output, const Failure& failure)
+{
+    report(output, failure);
+    return static_cast<int>(failure.exitStatus());
+}
+
+int run(const std::vector<std::string>& arguments)
+{
+    // What --json changes must hold for errors in the command line, too.
+    GlobalOptions options;
+    options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+    CommandLine commandLine;
+    try {
+        std::string text;
+        if (!commandLine.parseProgram(arguments, options, text)) {
+            Output(false).write(text);
+            return 0;
+        }
+    } catch (const Failure& failure) {
+        Output output(options.json);
+        output.beginCommand(commandLine.chosenName());
+        return reported(output, failure);
+    }
+    Context context(options);
+    context.output().beginCommand(commandLine.selected().name);
+    try {
+        commandLine.selected().run(context);
+    } catch (const Failure& failure) {
+        return reported(context.output(), failure);
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments)
+{
+    try {
+        occupyStandardDescriptors();
+        std::signal(SIGPIPE, SIG_IGN);
+        watchForInterrupts();
+        return run(std::vector<std::string>(arguments + std::min(argumentCount, 1), arguments + argumentCount));
+    } catch (const OutputClosed&) {
+        return endBySignal(SIGPIPE);
+    } catch (const AlreadyReported& end) {
+        return static_cast<int>(end.exitStatus);
+    } catch (const Interrupted& interrupted) {
+        return 128 + interrupted.signal;
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "tarvix: {}\n", error.what());
+        return static_cast<int>(ExitStatus::REFUSED);
+    }
+}

@@ -1,0 +1,365 @@
+"""The commands of I2C, SPI, UART and I3C: what they print, in text and in JSON, and what they refuse."""
+
+import contextlib
+import os
+import pty
+import subprocess
+import tempfile
+import unittest
+
+from tool import ENVIRONMENT, LIMIT, TARVIX, objects, shell, simulated, stream, tarvix
+
+HEADER = "     0  1  2  3  4  5  6  7  8  9  a  b  c  d  e  f\n"
+
+
+def grid(*found):
+    """i2cdetect's grid, each cell with a blank behind it."""
+    text = HEADER
+    for row in range(0, 0x80, 0x10):
+        text += f"{row:02x}: "
+        for address in range(row, row + 0x10):
+            if address in found:
+                text += f"{address:02x} "
+            else:
+                text += "-- " if 0x08 <= address <= 0x77 else "   "
+        text += "\n"
+    return text
+
+
+class Case(unittest.TestCase):
+    maxDiff = None
+
+    def prints(self, script, output):
+        result = shell(script)
+        self.assertEqual((result.stderr, result.stdout, result.returncode), ("", output, 0), script)
+
+    def json(self, script, *expected):
+        result = shell(script)
+        self.assertEqual((result.stderr, result.returncode), ("", 0), script)
+        self.assertEqual(objects(result.stdout), list(expected), script)
+
+
+class I2cTest(Case):
+    def test_scan(self):
+        self.prints("tarvix i2c scan; tarvix i2c scan --bus 1", grid(0x48, 0x50) + grid(0x51))
+        self.json("tarvix i2c scan --expect 0x48,80 --json", {"bus": 0, "addresses": [0x48, 0x50]})
+        missing = tarvix("i2c", "scan", "--expect", "0x50,0x68")
+        self.assertEqual((missing.stdout, missing.returncode), (grid(0x48, 0x50), 1))
+        self.assertIn("0x68", missing.stderr)
+        self.assertNotIn("0x50", missing.stderr)
+        missing = tarvix("i2c", "scan", "--expect", "0x68", "--json")
+        self.assertEqual(objects(missing.stdout), [{"bus": 0, "addresses": [0x48, 0x50], "missing": [0x68]}])
+
+    def test_registers_and_memories(self):
+        self.prints("""
+            tarvix i2c get 0x48 0 -n 2
+            tarvix i2c set 0x50 0x06 'cafe' 0xba be 1
+            tarvix i2c dump 0x50 -n 16
+            tarvix i2c set 0x50 0x06 cafe babe 1 --page 8
+            tarvix i2c dump 0x50 0x04 -n 8
+            tarvix i2c get 0x50 0x07 -n 4 --raw | od -An -tx1
+            """,
+            "00000000  17 80                                             |..|\n"
+            # Without --page the memory wraps within its page.
+            "00000000  ba be 01 ff ff ff ca fe  ff ff ff ff ff ff ff ff  |................|\n"
+            "00000004  ff ff ca fe ba be 01 ff                           |........|\n"
+            " fe ba be 01\n")
+        self.json("""
+            tarvix i2c set --json --bus 1 --reg-bytes 2 0x51 0x1ff0 aabb
+            tarvix i2c get --json --bus 1 --reg-bytes 2 0x51 0x1ff1 -n 2
+            tarvix i2c get --json --bus 1 0x51
+            """,
+            {"bus": 1, "address": 0x51, "written": 2},
+            {"bus": 1, "address": 0x51, "offset": 0x1FF1, "data": "bbff"},
+            {"bus": 1, "address": 0x51, "offset": 0, "data": "ff"})
+
+    def test_a_whole_memory_by_pages_and_pieces(self):
+        with tempfile.TemporaryDirectory() as directory:
+            content = os.urandom(32768)
+            image = os.path.join(directory, "image")
+            with open(image, "wb") as file:
+                file.write(content)
+            result = shell(f"""set -e
+                tarvix i2c set --bus 1 --reg-bytes 2 --page 64 0x51 0 @{image}
+                tarvix i2c dump --bus 1 --reg-bytes 2 0x51 -n 32768 --raw > {image}.read
+                cmp {image} {image}.read""")
+            self.assertEqual((result.stdout, result.stderr, result.returncode), ("", "", 0))
+
+    def test_transfer(self):
+        self.prints("""set -e
+            tarvix i2c transfer w5@0x50 0x10 0xfe+
+            tarvix i2c transfer w1@0x50 0x10 r4
+            tarvix i2c transfer r2@0x50
+            """,
+            "00000000  fe ff 00 01                                       |....|\n"
+            "00000000  ff ff                                             |..|\n")
+        self.json("tarvix i2c transfer --json w0@0x50; tarvix i2c transfer --json --bus 1 w2@0x51 0000 r1@0x51",
+                  {"bus": 0, "address": 0x50, "written": 0}, {"bus": 1, "address": 0x51, "data": "ff"})
+
+
+class SpiTest(Case):
+    def test_transfer(self):
+        self.prints("""
+            tarvix spi transfer --select 1 12 0x34 deadbeef
+            tarvix spi transfer 9f -n 4
+            printf 'raw\\n' | tarvix spi transfer --select 1 --raw -
+            tarvix spi transfer --select 1 --mode 1 0
+            """,
+            "00000000  12 34 de ad be ef                                 |.4....|\n"
+            "00000000  ff 55 40 14                                       |.U@.|\n"
+            "raw\n"
+            "00000000  ff                                                |.|\n")
+        self.json("tarvix spi transfer --json --select 1 0102 --bit-order lsb --width 16",
+                  {"select": 1, "data": "0102"})
+
+    def test_flash(self):
+        self.prints("tarvix spi id", "55 40 14  manufacturer 0x55, type 0x40, capacity 0x14 = 1 MiB\n")
+        self.json("tarvix spi id --json", {"select": 0, "data": "554014", "manufacturer": 0x55, "type": 0x40,
+                                           "capacity": 0x14, "bytes": 1 << 20})
+        nobody = tarvix("spi", "id", "--select", "3")
+        self.assertEqual((nobody.stdout, nobody.returncode), ("", 1))
+        # Program across the seams between the pieces of a read.
+        self.json("""
+            tarvix spi transfer --raw 06 > /dev/null; tarvix spi transfer --raw 02 0203fe 'aabbccdd' > /dev/null
+            tarvix spi read-flash --json 0x203fd -n 4
+            tarvix spi read-flash -n 0x100000 --raw | tail -c +132095 | head -c 3 | tarvix spi transfer --json -s 1 -
+            """,
+            {"select": 0, "offset": 0x203FD, "data": "ffaabbff"},
+            {"select": 1, "data": "aabbff"})
+
+
+class UartTest(Case):
+    def test_send(self):
+        self.prints("""
+            tarvix uart send --text hello --reply 5
+            printf bytes | tarvix uart send --reply 5 --raw -
+            tarvix uart send 68690d0a
+            """, "00000000  68 65 6c 6c 6f                                    |hello|\nbytes")
+        self.json("tarvix uart send --json c1 --bits 7 --reply 1; tarvix uart send --json 55",
+                  {"sent": 1, "data": "41"}, {"sent": 1})
+        short = tarvix("uart", "send", "55", "--reply", "2", "--listen", "50ms", "--json")
+        self.assertEqual((objects(short.stdout), short.returncode), ([{"sent": 1, "data": "55"}], 6))
+        self.assertIn("1 of 2 bytes", short.stderr)
+
+    def test_monitor(self):
+        lines, status, _ = stream("uart monitor -n 2", "tarvix uart send --text hi; tarvix uart send 00ff")
+        self.assertEqual(([line.split(" ", 1)[1] for line in lines], status),
+                         (["68 69  |hi|", "00 ff  |..|"], 0))
+        lines, status, _ = stream("uart monitor -n 1 --json", "tarvix uart send 00ff")
+        self.assertEqual([event["data"] for event in objects("\n".join(lines))], ["00ff"])
+        lines, status, _ = stream("uart monitor -n 1 --raw", "tarvix uart send 680a")
+        self.assertEqual((lines, status), (["h"], 0))
+
+
+TABLE_HEADER = "dynamic  static  pid           bcr   dcr   features\n"
+TARGET_0 = "0x30    7ffe12345001  0x27  0x63  speed limit, interrupts, interrupt payload, advanced capabilities\n"
+TARGET_1 = "0x31    7ffe56789002  0x02  0xc6  interrupts\n"
+
+
+class I3cTest(Case):
+    def test_bring_up(self):
+        self.prints("""
+            tarvix i3c init
+            tarvix i3c init 0x30=0x0a 7ffe56789002=0x0b 0x57
+            tarvix i3c init --no-entdaa
+            """,
+            TABLE_HEADER + "0x08     " + TARGET_0 + "0x09     " + TARGET_1 +
+            TABLE_HEADER + "0x0a     " + TARGET_0 + "0x0b     " + TARGET_1 +
+            "-        0x57    -             -     -     legacy I2C\n"
+            "no targets\n")
+        self.json("tarvix i3c init --json --no-entdaa 0x31=0x20",
+                  {"targets": [{"dynamicAddress": 0x20, "staticAddress": 0x31, "pid": "7ffe56789002", "bcr": 0x02,
+                                "features": ["interrupts"], "dcr": 0xC6, "extraWord1": 256, "extraWord2": 256,
+                                "extraByte1": 0, "extraByte2": 0}]})
+
+    def test_a_bus_that_is_up_keeps_its_addresses(self):
+        self.prints("""set -e
+            tarvix i3c init 0x30=0x0a > /dev/null
+            tarvix i3c write 0x0a 0x10 aabb
+            tarvix i3c read 0x0a 0x10 -n 2
+            tarvix i3c exit-hdr
+            tarvix i3c ccc SETNEWDA @0x0a 0x0c
+            tarvix i3c table
+            tarvix i3c reset
+            tarvix i3c table
+            tarvix i3c legacy-read 0x30 0x10 -n 2
+            """,
+            "00000010  aa bb                                             |..|\n" +
+            TABLE_HEADER + "0x08     " + TARGET_1 + "0x0c     " + TARGET_0 + "no targets\n"
+            "00000010  aa bb                                             |..|\n")
+
+    def test_transfers(self):
+        self.json("""
+            tarvix i3c ddr-write --json 0x08 0x04 12345678
+            tarvix i3c ddr-read --json 0x08 0x04 -n 4
+            tarvix i3c write --json --reg-bytes 0 0x08 05 99
+            tarvix i3c read --json 0x08 4 -n 4
+            tarvix i3c legacy-write --json 0x57 0x20 beef
+            tarvix i3c legacy-read --json 0x57 0x21 -n 2
+            """,
+            {"address": 8, "hdrCommand": 4, "written": 4},
+            {"address": 8, "hdrCommand": 4, "data": "12345678"},
+            {"address": 8, "written": 2},
+            {"address": 8, "offset": 4, "data": "12995678"},
+            {"address": 0x57, "written": 2},
+            {"address": 0x57, "offset": 0x21, "data": "efff"})
+
+    def test_target_reset_does_what_rstact_chose(self):
+        self.prints("""set -e
+            tarvix i3c write 0x08 0 77
+            tarvix i3c ccc RSTACT 0
+            tarvix i3c target-reset
+            tarvix i3c read 0x08 0
+            tarvix i3c ccc RSTACT @0x08 2
+            tarvix i3c target-reset
+            tarvix i3c ccc ENTDAA
+            tarvix i3c read 0x08 0
+            """,
+            "00000000  77                                                |w|\n"
+            "00000000  00                                                |.|\n")
+
+    def test_replies_decoded(self):
+        for script, text in {
+            "ccc GETPID @0x08": "7f fe 12 34 50 01\nmanufacturer id: 0x3fff\ntype: vendor-fixed\npart id: 0x1234\n"
+                                "instance id: 0x5\nvendor bits: 0x001\n",
+            "ccc getbcr @0x09": "02\nbcr: 0x02\nrole: target\nfeatures: interrupts\n",
+            "ccc GETDCR @0x09": "c6\ndcr: 0xc6\ndevice: see MIPI's list of device characteristics\n",
+            "ccc GETMWL @0x09": "01 00\nmax write length: 256 bytes\n",
+            "ccc GETMRL @0x08": "01 00 00\nmax read length: 256 bytes\nmax ibi payload: 0 = no limit\n",
+            "ccc GETMRL @0x09": "01 00\nmax read length: 256 bytes\n",
+            "ccc GETMXDS @0x08": "01 01 14 00 00\nmax write rate: 8 MHz\nmax read rate: 8 MHz\n"
+                                 "clock to data turnaround: at most 8 ns\nmax read turnaround: 20 us\n",
+            "ccc GETCAPS @0x08 0": "01 21 00 00\nhdr modes: HDR-DDR\nversion: 1.1\ngroup addresses: 2\n"
+                                   "defining bytes: none\n",
+            "ccc RSTACT @0x08 0x82": "0a\nanswer: 10\n",
+        }.items():
+            with self.subTest(script):
+                self.prints("tarvix i3c " + script, text)
+
+    def test_what_is_set_is_read_back(self):
+        """Each setting code, and the reading code that shows it; both forms where there are two."""
+        for setting, reading, data in (
+            ("SETMWL 0x1234", "GETMWL @0x09", "1234"),
+            ("SETMWL @0x08 64", "GETMWL @0x08", "0040"),
+            ("SETMRL 300", "GETMRL @0x09", "012c"),
+            ("SETMRL @0x08 32 16", "GETMRL @0x08", "002010"),
+            ("ENTAS3", "GETSTATUS @0x09", "00c0"),
+            ("ENTAS1 @0x08", "GETSTATUS @0x08", "0040"),
+            ("SETXTIME 0xdf", "GETXTIME @0x09", "0602180a"),
+            ("SETXTIME @0x08 0xef 1234", "GETXTIME @0x08", "0604180a"),
+            ("SETBUSCON 1 22", "GETDCR @0x08", "63"),
+            ("RSTDAA && tarvix i3c ccc SETDASA @0x31 0x20", "GETPID @0x20", "7ffe56789002"),
+            ("RSTDAA && tarvix i3c ccc SETAASA", "GETPID @0x30", "7ffe12345001"),
+            ("SETNEWDA @0x08 0x22", "GETPID @0x22", "7ffe12345001"),
+        ):
+            with self.subTest(setting):
+                result = shell(f"tarvix i3c ccc {setting} && tarvix i3c ccc {reading} --json")
+                self.assertEqual((result.stderr, result.returncode), ("", 0))
+                self.assertEqual(objects(result.stdout)[0]["data"], data)
+
+    def test_groups_and_events(self):
+        self.prints("""
+            tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc SETGRPA @0x09 0x40
+            tarvix i3c write 0x40 0 5a
+            tarvix i3c read 0x09 0
+            tarvix i3c ccc RSTGRPA @0x09; tarvix i3c ccc RSTGRPA
+            """, "00000000  5a                                                |Z|\n")
+        gone = shell("tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc RSTGRPA; tarvix i3c write 0x40 0 5a")
+        self.assertEqual(gone.returncode, 1)
+        # Only the second interrupt gets through.
+        lines, status, _ = stream("monitor -n 1 --json", "tarvix i3c ccc DISEC 1; tarvix i3c write 0x08 0x80 1; "
+                                  "tarvix i3c ccc ENEC @0x08 1; tarvix i3c write 0x08 0x80 2")
+        self.assertEqual([(event["event"], event["data"]) for event in objects("\n".join(lines))],
+                         [("i3c-ibi", "0000")])
+        self.assertEqual(status, 0)
+
+
+class NonsenseTest(unittest.TestCase):
+    """Wrong input: exit status 2, nothing on standard output, one line that names the value."""
+
+    def test_usage(self):
+        for arguments, named in (
+            ("i2c get", "ADDRESS"),
+            ("i2c get 0x80", "0x80"),
+            ("i2c get 5O", "5O"),
+            ("i2c get 0x50 0x100", "0x100"),
+            ("i2c get 0x50 -n 0", "--length"),
+            ("i2c get 0x50 --bus 2", "--bus"),
+            ("i2c get 0x50 --clock fast", "fast"),
+            ("i2c get 0x50 --clock 0", "--clock"),
+            ("i2c scan --expect 0x50,zz", "zz"),
+            ("i2c dump 0x50 0x80 -n 129", "129"),
+            ("i2c set 0x50 0", "DATA"),
+            ("i2c set 0x50 0 123", "123"),
+            ("i2c set 0x50 0 @/nonexistent", "/nonexistent"),
+            ("i2c set 0x50 0xff 1 2 --page 8", "raise --reg-bytes"),
+            ("i2c transfer", "DESCRIPTOR"),
+            ("i2c transfer r2", "r2"),
+            ("i2c transfer r@0x50", "r@0x50"),
+            ("i2c transfer r65536@0x50", "65536"),
+            ("i2c transfer w2@0x50 1", "w2@0x50"),
+            ("i2c transfer w1@0x50 1 2", "w1@0x50"),
+            ("i2c transfer w3@0x50 =", "="),
+            ("i2c transfer x1@0x50", "x1@0x50"),
+            ("i2c transfer r1@0x50 5", "'5'"),
+            ("i2c transfer w5@0x50 0+ r1", "at most 4"),
+            ("i2c transfer w1@0x50 0 r1@0x51", "different"),
+            ("i2c transfer r1@0x50 w1 0", "r1@0x50"),
+            ("i2c transfer w1@0x50 0 r1 r1", "3 messages"),
+            ("spi transfer", "DATA"),
+            ("spi transfer 1 --width 16", "even"),
+            ("spi transfer 1 --mode 4", "--mode"),
+            ("spi read-flash 0xffffff -n 2", "--length"),
+            ("uart send", "DATA"),
+            ("uart send 1 --text a", "--text"),
+            ("uart send 1 --baud 9601", "9601"),
+            ("i3c init 0x30=", "TARGET"),
+            ("i3c init 7ffe12345001", "7ffe12345001"),
+            ("i3c read 0x08 0 --flags 32", "--flags"),
+            ("i3c ccc GETNOTHING", "GETNOTHING"),
+            ("i3c ccc GETPID", "@ADDR"),
+            ("i3c ccc GETPID @0x80", "0x80"),
+            ("i3c ccc GETPID @0x08 1", "'1'"),
+            ("i3c ccc RSTDAA @0x08", "@0x08"),
+            ("i3c ccc SETMWL", "LENGTH"),
+            ("i3c ccc SETMWL 65536", "65536"),
+            ("i3c ccc SETXTIME 1 zz", "zz"),
+            ("i3c ccc RSTACT 0x81", "0x81"),
+        ):
+            with self.subTest(arguments):
+                result = tarvix(*arguments.split())
+                self.assertEqual((result.stdout, result.returncode), ("", 2), result.stderr)
+                self.assertEqual(result.stderr.count("\n"), 1, result.stderr)
+                self.assertIn(named, result.stderr)
+
+    def test_refused_by_the_bus(self):
+        for arguments in ("i2c get 0x22", "i2c set 0x22 0 1", "i2c set 0x22 0 1 --page 8", "i2c transfer w0@0x22",
+                          "i3c read 0x22", "i3c write 0x22 0 1", "i3c ddr-read 0x09 0", "i3c legacy-read 0x22",
+                          "i3c ccc GETPID @0x22", "i3c ccc GETMXDS @0x09", "i3c init 0x44=0x45"):
+            with self.subTest(arguments):
+                result = tarvix(*arguments.split())
+                self.assertEqual((result.stdout, result.returncode), ("", 1), result.stderr)
+                self.assertIn("NACK (0x0301)", result.stderr)
+
+
+class ProgressTest(unittest.TestCase):
+    def test_on_a_terminal_only(self):
+        command = simulated([TARVIX, "spi", "read-flash", "-n", "0x40000", "--raw"], ("--latency", "8"))
+        # 256 exchanges at 8 ms are two seconds, so that the progress cannot be missed.
+        terminal, other = pty.openpty()
+        with subprocess.Popen(command, env=ENVIRONMENT, stdout=subprocess.DEVNULL, stderr=other) as process:
+            os.close(other)
+            shown = b""
+            with contextlib.suppress(OSError):
+                while piece := os.read(terminal, 4096):
+                    shown += piece
+            self.assertEqual(process.wait(LIMIT), 0)
+        os.close(terminal)
+        self.assertIn(b"of 262144 bytes", shown)
+        piped = subprocess.run(command, env=ENVIRONMENT, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                               timeout=LIMIT, check=True)
+        self.assertEqual(piped.stderr, b"")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,80 @@
+"""Runs the tool, as a rule with virtual adapters in place of the machine's HID devices."""
+
+import contextlib
+import json
+import os
+import signal
+import subprocess
+
+TARVIX = os.environ["TARVIX"]
+SIM = os.environ["TARVIX_SIM"]
+UNREADABLE_ADAPTER = os.environ["TARVIX_UNREADABLE_ADAPTER"]
+SOURCE = os.environ["TARVIX_SOURCE"]
+
+# Far beyond what anything here takes, also on a busy machine and under sanitizers.
+LIMIT = 60
+
+ENVIRONMENT = {name: value for name, value in os.environ.items() if name != "TARVIX_ADAPTER"}
+ENVIRONMENT["PATH"] = os.pathsep.join([os.path.dirname(TARVIX), os.path.dirname(SIM), ENVIRONMENT["PATH"]])
+# A preloaded library comes before the sanitizer that a test build of the tool may carry.
+ENVIRONMENT["ASAN_OPTIONS"] = "verify_asan_link_order=0:" + ENVIRONMENT.get("ASAN_OPTIONS", "")
+
+
+def simulated(command, sim=()):
+    return [SIM, "run", *sim, "--", *command]
+
+
+def run(command, stdin="", **options):
+    """Any command; standard output, standard error and exit status in text."""
+    options.setdefault("env", ENVIRONMENT)
+    return subprocess.run(command, input=stdin, capture_output=True, text=True, timeout=LIMIT, check=False, **options)
+
+
+def tarvix(*arguments, sim=(), **options):
+    """One run of the tool against a fresh virtual adapter."""
+    return run(simulated([TARVIX, *arguments], sim), **options)
+
+
+def shell(script, sim=(), **options):
+    """A shell script against a fresh virtual adapter, which lives as long as the script."""
+    return run(simulated(["bash", "-c", script], sim), **options)
+
+
+def objects(text):
+    """The JSON objects of a run, one a line, without what all of them have."""
+    result = [json.loads(line) for line in text.splitlines()]
+    for value in result:
+        assert value.pop("schema") == 1, value
+        value.pop("command", None)
+    return result
+
+
+@contextlib.contextmanager
+def shell_with_adapter(sim=()):
+    """A shell that takes commands line by line, for what happens while a stream runs."""
+    with subprocess.Popen(simulated(["bash"], sim), env=ENVIRONMENT, text=True, stdin=subprocess.PIPE,
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True) as process:
+        try:
+            yield process
+        finally:
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(process.pid, signal.SIGKILL)
+
+
+def stream(arguments, then, sim=(), job_control=False):
+    """Runs a stream (with --banner), the shell script `then` once it is armed, and waits for the stream's end.
+
+    In the script, $STREAM is the stream's process id. Returns the lines on standard output, the exit status and
+    standard error."""
+    with shell_with_adapter(sim) as process:
+        if job_control:
+            process.stdin.write("set -m\n")
+        process.stdin.write(f"tarvix {arguments} --banner & STREAM=$!\n")
+        process.stdin.flush()
+        banner = process.stderr.readline()
+        assert "ing " in banner, banner
+        process.stdin.write(f"{then}\nwait $STREAM; echo status $?; exit\n")
+        process.stdin.flush()
+        output, errors = process.communicate(timeout=LIMIT)
+        lines = output.splitlines()
+        return lines[:-1], int(lines[-1].removeprefix("status ")), errors
