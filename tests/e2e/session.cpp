@@ -1,0 +1,56 @@
+#include "session.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <random>
+
+#include "waiting.hpp"
+
+namespace e2e {
+
+Bytes eepromAddress(std::size_t address)
+{
+    return {static_cast<std::uint8_t>(address >> 8), static_cast<std::uint8_t>(address)};
+}
+
+std::string hex(StatusCode status)
+{
+    char text[8];
+    std::snprintf(text, sizeof text, "0x%04x", static_cast<unsigned>(status));
+    return text;
+}
+
+void succeed(StatusCode status, const std::string& command)
+{
+    require(status == StatusCode::SUCCESS, command + " returned " + hex(status));
+}
+
+Bytes pattern(std::size_t size, unsigned seed)
+{
+    std::mt19937 generator(seed);
+    Bytes bytes(size);
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<std::uint8_t>(generator()); });
+    return bytes;
+}
+
+void requireEqual(const Bytes& actual, const Bytes& expected, const std::string& what)
+{
+    const auto [first, second] = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
+    require(first == actual.end() && second == expected.end(),
+            what + " differs from byte " + std::to_string(first - actual.begin()) + " of " +
+                std::to_string(expected.size()) + ", received " + std::to_string(actual.size()));
+}
+
+void open(TarvixSDK& sdk, const std::string& serialNumber)
+{
+    require(sdk.connectWithSerialNumber(serialNumber), "cannot open " + serialNumber);
+}
+
+std::string serialNumberOf(TarvixSDK& sdk)
+{
+    Bytes text;
+    succeed(sdk.getUsbString(text, 3), "getUsbString");
+    return {text.begin(), text.end()};
+}
+
+} // namespace e2e
