@@ -30,7 +30,7 @@ std::string toUtf8(const wchar_t* text)
 {
     std::string utf8;
     for (; text != nullptr && *text != 0; ++text) {
-        auto code = static_cast<std::uint32_t>(*text);
+        auto code = static_cast<char32_t>(*text);
         if (code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) {
             code = 0xFFFD;
         }

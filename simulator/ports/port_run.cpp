@@ -65,7 +65,7 @@ std::string preloadLibrary()
         if (!fs::exists(library)) {
             continue;
         }
-        const auto path = fs::canonical(library).string();
+        auto path = fs::canonical(library).string();
         if (path.find_first_of(" :") != std::string::npos) {
             throw std::runtime_error(fmt::format(
                 "cannot preload {}: move it to a path without spaces and colons, which the dynamic loader splits at",
