@@ -16,8 +16,8 @@
  *    notification code, 4..5 the adapter's status, the payload from byte 6; multi-byte fields little-endian.
  * 3. **Transaction ids** are the caller's choice, 1 to 65535, and are neither checked nor matched.
  * 4. **Threads.** Use one session from one thread at a time; different sessions are independent. Handlers run on the
- *    session's reader thread. While a handler runs nothing is read: the operating system keeps some 60 reports of
- *    64 or 1024 bytes for a device and then drops the newest without a word, so a slow handler tears long frames.
+ *    session's reader thread. While a handler runs nothing is read: Linux keeps 63 reports of 64 or 1024 bytes for
+ *    a device and then drops the newest without a word, so a slow handler tears long frames.
  *    A handler must not throw, and must not disconnect or destroy its own session.
  * 5. **Numbers.** Addresses are 7-bit and unshifted. A unit is stated where the library knows it; where a comment
  *    says "the adapter's", the adapter defines the meaning and the library passes the value through.
