@@ -41,6 +41,8 @@ TEST(Allocation, ACommandAllocatesItsFrameOnly)
     const auto device = fake_hid::attach();
     TarvixAsyncSDK sdk;
     ASSERT_TRUE(sdk.connect(""));
+    // The reader has made its buffer, the one thing that it allocates, when it reads for the first time.
+    ASSERT_TRUE(device->waitUntil([](const auto& d) { return d.reads() > 0; }));
     device->failWrites(true); // so that the double keeps, and allocates, nothing
 
     const std::vector<std::uint8_t> registerAddress{1, 2};
