@@ -38,8 +38,6 @@
 
 #include "tarvixsdk/types.h"
 
-class RequestFrame;
-
 /** Non-blocking session with one adapter. Starts disconnected; the destructor disconnects. */
 class TARVIX_API TarvixAsyncSDK {
 public:
@@ -93,7 +91,7 @@ public:
      */
     void onResponse(ResponseHandler handler);
 
-    /** The library's version, "1.3.0". */
+    /** The library's version, `TARVIXSDK_VERSION`. */
     static std::string getVersion();
     ///@}
 
@@ -421,10 +419,6 @@ public:
     ///@}
 
 private:
-    StatusCode send(const RequestFrame& frame);
-    StatusCode setI2cSpiUartGpioVoltage(TransactionId transactionId, std::uint16_t voltage, bool flag);
-    StatusCode useExternalI2cSpiUartGpioVoltage(TransactionId transactionId, bool useExternal);
-
     struct State;
     std::unique_ptr<State> state_;
 };

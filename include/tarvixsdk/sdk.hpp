@@ -81,7 +81,7 @@ public:
      */
     void onNotification(NotificationHandler handler);
 
-    /** The library's version, "1.3.0". */
+    /** The library's version, `TARVIXSDK_VERSION`. */
     static std::string getVersion();
     ///@}
 

@@ -1,6 +1,6 @@
 // The I3C Common Command Codes: every one is a fixed call of i3cCccTransfer.
 #include "async/request_frame.hpp"
-#include "tarvixsdk/async_sdk.hpp"
+#include "async/state.hpp"
 
 namespace {
 
@@ -69,14 +69,14 @@ StatusCode TarvixAsyncSDK::i3cCccTransfer(TransactionId transactionId, std::uint
     const unsigned flags =
         ((static_cast<unsigned>(cccType) << 1 | (transferFlag ? 1U : 0U)) << 2 | static_cast<unsigned>(mode)) << 1 |
         static_cast<unsigned>(direction);
-    return send(RequestFrame(transactionId, CommandCode::I3C_CCC_TRANSFER, data.size())
-                    .require(data.empty() || direction != I3cTransferDirection::READ)
-                    .u8(targetAddress)
-                    .u8(static_cast<std::uint8_t>(flags))
-                    .u8(length)
-                    .u8(ccc)
-                    .u8(definingByte)
-                    .bytes(data));
+    return state_->send(RequestFrame(transactionId, CommandCode::I3C_CCC_TRANSFER, data.size())
+                            .require(data.empty() || direction != I3cTransferDirection::READ)
+                            .u8(targetAddress)
+                            .u8(static_cast<std::uint8_t>(flags))
+                            .u8(length)
+                            .u8(ccc)
+                            .u8(definingByte)
+                            .bytes(data));
 }
 
 // Broadcast, ENEC and DISEC carry the events as the defining byte, direct as data. That asymmetry is the adapter's,

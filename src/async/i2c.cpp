@@ -1,5 +1,5 @@
 #include "async/request_frame.hpp"
-#include "tarvixsdk/async_sdk.hpp"
+#include "async/state.hpp"
 
 namespace {
 
@@ -35,36 +35,37 @@ RequestFrame transfer(TransactionId transactionId, CommandCode code, std::uint8_
 StatusCode TarvixAsyncSDK::i2cControllerInit(TransactionId transactionId, std::uint8_t bus, std::uint32_t frequency,
                                              std::uint8_t option)
 {
-    return send(settings(transactionId, CommandCode::I2C_CONTROLLER_INIT, bus, frequency, option));
+    return state_->send(settings(transactionId, CommandCode::I2C_CONTROLLER_INIT, bus, frequency, option));
 }
 
 StatusCode TarvixAsyncSDK::i2cSetParameters(TransactionId transactionId, std::uint8_t bus, std::uint32_t frequency,
                                             std::uint8_t option)
 {
-    return send(settings(transactionId, CommandCode::I2C_SET_PARAMETERS, bus, frequency, option));
+    return state_->send(settings(transactionId, CommandCode::I2C_SET_PARAMETERS, bus, frequency, option));
 }
 
 StatusCode TarvixAsyncSDK::i2cSetPullUpResistors(TransactionId transactionId, std::uint8_t bus, std::uint8_t pullUp)
 {
-    return send(RequestFrame(transactionId, CommandCode::I2C_SET_PULL_UP_RESISTORS).u8(bus).u8(pullUp));
+    return state_->send(RequestFrame(transactionId, CommandCode::I2C_SET_PULL_UP_RESISTORS).u8(bus).u8(pullUp));
 }
 
 StatusCode TarvixAsyncSDK::i2cWrite(TransactionId transactionId, std::uint8_t bus, std::uint8_t targetAddress,
                                     const std::vector<std::uint8_t>& registerAddress,
                                     const std::vector<std::uint8_t>& data, bool flag)
 {
-    return send(transfer(transactionId, CommandCode::I2C_WRITE, bus, count16(data), targetAddress, registerAddress,
-                         flag, data.size())
-                    .bytes(data));
+    return state_->send(transfer(transactionId, CommandCode::I2C_WRITE, bus, count16(data), targetAddress,
+                                 registerAddress, flag, data.size())
+                            .bytes(data));
 }
 
 StatusCode TarvixAsyncSDK::i2cRead(TransactionId transactionId, std::uint8_t bus, std::uint8_t targetAddress,
                                    const std::vector<std::uint8_t>& registerAddress, std::uint16_t length, bool flag)
 {
-    return send(transfer(transactionId, CommandCode::I2C_READ, bus, length, targetAddress, registerAddress, flag, 0));
+    return state_->send(
+        transfer(transactionId, CommandCode::I2C_READ, bus, length, targetAddress, registerAddress, flag, 0));
 }
 
 StatusCode TarvixAsyncSDK::i2cScanBus(TransactionId transactionId, std::uint8_t bus, bool flag)
 {
-    return send(RequestFrame(transactionId, CommandCode::I2C_SCAN_BUS).u8(bus).flag(flag));
+    return state_->send(RequestFrame(transactionId, CommandCode::I2C_SCAN_BUS).u8(bus).flag(flag));
 }

@@ -1,5 +1,5 @@
 #include "async/request_frame.hpp"
-#include "tarvixsdk/async_sdk.hpp"
+#include "async/state.hpp"
 
 namespace {
 
@@ -77,7 +77,7 @@ StatusCode TarvixAsyncSDK::i3cControllerInit(TransactionId transactionId, std::u
                                              std::uint8_t openDrainRate, std::uint8_t i2cRate,
                                              std::uint8_t driveStrength)
 {
-    return send(
+    return state_->send(
         settings(transactionId, CommandCode::I3C_CONTROLLER_INIT, pushPullRate, openDrainRate, i2cRate, driveStrength));
 }
 
@@ -85,7 +85,7 @@ StatusCode TarvixAsyncSDK::i3cSetParameters(TransactionId transactionId, std::ui
                                             std::uint8_t openDrainRate, std::uint8_t i2cRate,
                                             std::uint8_t driveStrength)
 {
-    return send(
+    return state_->send(
         settings(transactionId, CommandCode::I3C_SET_PARAMETERS, pushPullRate, openDrainRate, i2cRate, driveStrength));
 }
 
@@ -104,60 +104,62 @@ StatusCode TarvixAsyncSDK::i3cInitBus(TransactionId transactionId, std::vector<I
             .u8(target.extraByte1)
             .u8(target.extraByte2);
     }
-    return send(frame);
+    return state_->send(frame);
 }
 
 StatusCode TarvixAsyncSDK::i3cResetBus(TransactionId transactionId)
 {
-    return send(RequestFrame(transactionId, CommandCode::I3C_RESET_BUS));
+    return state_->send(RequestFrame(transactionId, CommandCode::I3C_RESET_BUS));
 }
 
 StatusCode TarvixAsyncSDK::i3cGetDeviceTable(TransactionId transactionId)
 {
-    return send(RequestFrame(transactionId, CommandCode::I3C_GET_DEVICE_TABLE));
+    return state_->send(RequestFrame(transactionId, CommandCode::I3C_GET_DEVICE_TABLE));
 }
 
 StatusCode TarvixAsyncSDK::i3cSetTargetDeviceConfiguration(TransactionId transactionId, std::uint8_t targetAddress,
                                                            I3cTargetConfiguration configuration)
 {
-    return send(
+    return state_->send(
         RequestFrame(transactionId, CommandCode::I3C_SET_TARGET_CONFIGURATION).u8(targetAddress).u8(configuration.raw));
 }
 
 StatusCode TarvixAsyncSDK::i3cHdrExitPattern(TransactionId transactionId)
 {
-    return send(RequestFrame(transactionId, CommandCode::I3C_BUS_PATTERN).u8(HDR_EXIT_PATTERN));
+    return state_->send(RequestFrame(transactionId, CommandCode::I3C_BUS_PATTERN).u8(HDR_EXIT_PATTERN));
 }
 
 StatusCode TarvixAsyncSDK::i3cTargetResetPattern(TransactionId transactionId)
 {
-    return send(RequestFrame(transactionId, CommandCode::I3C_BUS_PATTERN).u8(TARGET_RESET_PATTERN));
+    return state_->send(RequestFrame(transactionId, CommandCode::I3C_BUS_PATTERN).u8(TARGET_RESET_PATTERN));
 }
 
 StatusCode TarvixAsyncSDK::i3cSdrRead(TransactionId transactionId, std::uint8_t targetAddress,
                                       const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
                                       I3cTransferFlags flags)
 {
-    return send(registerRead(transactionId, targetAddress, I3cTransferMode::SDR, registerAddress, length, flags));
+    return state_->send(
+        registerRead(transactionId, targetAddress, I3cTransferMode::SDR, registerAddress, length, flags));
 }
 
 StatusCode TarvixAsyncSDK::i3cSdrWrite(TransactionId transactionId, std::uint8_t targetAddress,
                                        const std::vector<std::uint8_t>& registerAddress,
                                        const std::vector<std::uint8_t>& data, I3cTransferFlags flags)
 {
-    return send(registerWrite(transactionId, targetAddress, I3cTransferMode::SDR, registerAddress, data, flags));
+    return state_->send(
+        registerWrite(transactionId, targetAddress, I3cTransferMode::SDR, registerAddress, data, flags));
 }
 
 StatusCode TarvixAsyncSDK::i3cHdrDdrRead(TransactionId transactionId, std::uint8_t targetAddress, std::uint8_t command,
                                          std::uint16_t length)
 {
-    return send(hdrDdrTransfer(transactionId, targetAddress, I3cTransferDirection::READ, command, length, 0));
+    return state_->send(hdrDdrTransfer(transactionId, targetAddress, I3cTransferDirection::READ, command, length, 0));
 }
 
 StatusCode TarvixAsyncSDK::i3cHdrDdrWrite(TransactionId transactionId, std::uint8_t targetAddress, std::uint8_t command,
                                           const std::vector<std::uint8_t>& data)
 {
-    return send(
+    return state_->send(
         hdrDdrTransfer(transactionId, targetAddress, I3cTransferDirection::WRITE, command, count16(data), data.size())
             .bytes(data));
 }
@@ -166,7 +168,7 @@ StatusCode TarvixAsyncSDK::i3cLegacyI2cRead(TransactionId transactionId, std::ui
                                             const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
                                             I3cTransferFlags flags)
 {
-    return send(
+    return state_->send(
         registerRead(transactionId, targetAddress, I3cTransferMode::LEGACY_I2C, registerAddress, length, flags));
 }
 
@@ -174,5 +176,6 @@ StatusCode TarvixAsyncSDK::i3cLegacyI2cWrite(TransactionId transactionId, std::u
                                              const std::vector<std::uint8_t>& registerAddress,
                                              const std::vector<std::uint8_t>& data, I3cTransferFlags flags)
 {
-    return send(registerWrite(transactionId, targetAddress, I3cTransferMode::LEGACY_I2C, registerAddress, data, flags));
+    return state_->send(
+        registerWrite(transactionId, targetAddress, I3cTransferMode::LEGACY_I2C, registerAddress, data, flags));
 }

@@ -18,6 +18,9 @@ inline std::uint16_t count16(std::span<const std::uint8_t> data)
     return static_cast<std::uint16_t>(data.size());
 }
 
+template <typename Type>
+concept Enumeration = std::is_enum_v<Type>;
+
 // All multi-byte fields are little-endian. Each step hands the frame on as an rvalue, so that a finished chain is moved
 // and its bytes are never copied. An argument that a frame cannot carry makes the frame invalid; it is then
 // refused when it is sent, after the connection was tested.
@@ -39,11 +42,7 @@ public:
     }
 
     // The low byte of an enumerator; higher bits never travel.
-    template <typename Enumeration>
-    requires std::is_enum_v<Enumeration> RequestFrame && u8(Enumeration value)
-    {
-        return u8(static_cast<std::uint8_t>(value));
-    }
+    RequestFrame&& u8(Enumeration auto value) { return u8(static_cast<std::uint8_t>(value)); }
 
     RequestFrame&& flag(bool value) { return u8(value ? 1 : 0); }
 

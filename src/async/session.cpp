@@ -1,6 +1,4 @@
-#include "async/request_frame.hpp"
 #include "async/state.hpp"
-#include "tarvixsdk/async_sdk.hpp"
 
 TarvixAsyncSDK::TarvixAsyncSDK() : state_(std::make_unique<State>()) {}
 
@@ -39,16 +37,14 @@ std::string TarvixAsyncSDK::getVersion()
     return TARVIXSDK_VERSION;
 }
 
-// The end of every command: the connection is tested before the arguments, and the result of the writes is deliberately
-// not looked at. A frame that never reached the adapter shows as a missing response.
-StatusCode TarvixAsyncSDK::send(const RequestFrame& frame)
+StatusCode TarvixAsyncSDK::State::send(const RequestFrame& frame)
 {
-    if (!state_->connected) {
+    if (!connected) {
         return StatusCode::NOT_CONNECTED;
     }
     if (!frame.valid()) {
         return StatusCode::INVALID_ARGUMENT;
     }
-    state_->link.send(frame.wire());
+    link.send(frame.wire());
     return StatusCode::SUCCESS;
 }

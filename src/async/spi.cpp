@@ -1,5 +1,5 @@
 #include "async/request_frame.hpp"
-#include "tarvixsdk/async_sdk.hpp"
+#include "async/state.hpp"
 
 namespace {
 
@@ -22,23 +22,23 @@ StatusCode TarvixAsyncSDK::spiControllerInit(TransactionId transactionId, SpiBit
                                              SpiDataWidth dataWidth, SpiChipSelect chipSelect,
                                              SpiChipSelectPolarity chipSelectPolarity, std::uint32_t frequency)
 {
-    return send(settings(transactionId, CommandCode::SPI_CONTROLLER_INIT, bitOrder, mode, dataWidth, chipSelect,
-                         chipSelectPolarity, frequency));
+    return state_->send(settings(transactionId, CommandCode::SPI_CONTROLLER_INIT, bitOrder, mode, dataWidth, chipSelect,
+                                 chipSelectPolarity, frequency));
 }
 
 StatusCode TarvixAsyncSDK::spiSetParameters(TransactionId transactionId, SpiBitOrder bitOrder, SpiMode mode,
                                             SpiDataWidth dataWidth, SpiChipSelect chipSelect,
                                             SpiChipSelectPolarity chipSelectPolarity, std::uint32_t frequency)
 {
-    return send(settings(transactionId, CommandCode::SPI_SET_PARAMETERS, bitOrder, mode, dataWidth, chipSelect,
-                         chipSelectPolarity, frequency));
+    return state_->send(settings(transactionId, CommandCode::SPI_SET_PARAMETERS, bitOrder, mode, dataWidth, chipSelect,
+                                 chipSelectPolarity, frequency));
 }
 
 StatusCode TarvixAsyncSDK::spiTransfer(TransactionId transactionId, std::vector<std::uint8_t>& data,
                                        std::uint16_t transferLength)
 {
-    return send(RequestFrame(transactionId, CommandCode::SPI_TRANSFER, data.size())
-                    .u16(count16(data))
-                    .u16(transferLength)
-                    .bytes(data));
+    return state_->send(RequestFrame(transactionId, CommandCode::SPI_TRANSFER, data.size())
+                            .u16(count16(data))
+                            .u16(transferLength)
+                            .bytes(data));
 }

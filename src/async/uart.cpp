@@ -1,5 +1,5 @@
 #include "async/request_frame.hpp"
-#include "tarvixsdk/async_sdk.hpp"
+#include "async/state.hpp"
 
 namespace {
 
@@ -14,25 +14,26 @@ RequestFrame settings(TransactionId transactionId, CommandCode code, UartBaudRat
 StatusCode TarvixAsyncSDK::uartInit(TransactionId transactionId, UartBaudRate baudRate, UartHwHandshake hwHandshake,
                                     UartParity parity, UartDataSize dataSize, UartStopBit stopBit)
 {
-    return send(settings(transactionId, CommandCode::UART_INIT, baudRate, hwHandshake, parity, dataSize, stopBit));
+    return state_->send(
+        settings(transactionId, CommandCode::UART_INIT, baudRate, hwHandshake, parity, dataSize, stopBit));
 }
 
 StatusCode TarvixAsyncSDK::uartSetParameters(TransactionId transactionId, UartBaudRate baudRate,
                                              UartHwHandshake hwHandshake, UartParity parity, UartDataSize dataSize,
                                              UartStopBit stopBit)
 {
-    return send(
+    return state_->send(
         settings(transactionId, CommandCode::UART_SET_PARAMETERS, baudRate, hwHandshake, parity, dataSize, stopBit));
 }
 
 StatusCode TarvixAsyncSDK::uartDeinit(TransactionId transactionId)
 {
-    return send(RequestFrame(transactionId, CommandCode::UART_DEINIT));
+    return state_->send(RequestFrame(transactionId, CommandCode::UART_DEINIT));
 }
 
 StatusCode TarvixAsyncSDK::uartSendMessage(TransactionId transactionId, const std::vector<std::uint8_t>& message)
 {
-    return send(RequestFrame(transactionId, CommandCode::UART_SEND_MESSAGE, message.size())
-                    .u16(count16(message))
-                    .bytes(message));
+    return state_->send(RequestFrame(transactionId, CommandCode::UART_SEND_MESSAGE, message.size())
+                            .u16(count16(message))
+                            .bytes(message));
 }
