@@ -1,5 +1,6 @@
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "flat/call.hpp"
 #include "tarvixsdk/flat.h"
@@ -53,24 +54,28 @@ StatusCode TarvixSDK_I3cCccSETMRLBroadcast(TarvixSDK_Handle* handle, std::uint16
                                            bool hasMaxIbiPayloadSize, std::uint8_t maxIbiPayloadSize)
 {
     return call(handle, &TarvixSDK::i3cCccSETMRLBroadcast, maxReadLength,
-                optionalIn(hasMaxIbiPayloadSize, maxIbiPayloadSize));
+                optionalByte(hasMaxIbiPayloadSize, maxIbiPayloadSize));
 }
 
 StatusCode TarvixSDK_I3cCccSETBUSCONBroadcast(TarvixSDK_Handle* handle, std::uint8_t context,
                                               const std::uint8_t* extraData, std::size_t extraLength)
 {
-    return call(handle, &TarvixSDK::i3cCccSETBUSCONBroadcast, context, OptionalBytesIn(extraData, extraLength));
+    return call(handle, isArray(extraData, extraLength), [&](TarvixSDK& sdk) {
+        return sdk.i3cCccSETBUSCONBroadcast(context, optionalBytes(extraData, extraLength));
+    });
 }
 
 StatusCode TarvixSDK_I3cCccSETXTIMEBroadcast(TarvixSDK_Handle* handle, std::uint8_t subcommand,
                                              const std::uint8_t* extraData, std::size_t extraLength)
 {
-    return call(handle, &TarvixSDK::i3cCccSETXTIMEBroadcast, subcommand, OptionalBytesIn(extraData, extraLength));
+    return call(handle, isArray(extraData, extraLength), [&](TarvixSDK& sdk) {
+        return sdk.i3cCccSETXTIMEBroadcast(subcommand, optionalBytes(extraData, extraLength));
+    });
 }
 
 StatusCode TarvixSDK_I3cCccSETAASA(TarvixSDK_Handle* handle, const std::uint8_t* data, std::size_t count)
 {
-    return call(handle, &TarvixSDK::i3cCccSETAASA, UntestedBytesIn(data, count));
+    return call(handle, true, [&](TarvixSDK& sdk) { return sdk.i3cCccSETAASA(copied(data, count)); });
 }
 
 StatusCode TarvixSDK_I3cCccRSTACTBroadcast(TarvixSDK_Handle* handle, I3cTargetResetDefByte action)
@@ -132,13 +137,15 @@ StatusCode TarvixSDK_I3cCccSETMRLDirect(TarvixSDK_Handle* handle, std::uint8_t a
                                         bool hasMaxIbiPayloadSize, std::uint8_t maxIbiPayloadSize)
 {
     return call(handle, &TarvixSDK::i3cCccSETMRLDirect, address, maxReadLength,
-                optionalIn(hasMaxIbiPayloadSize, maxIbiPayloadSize));
+                optionalByte(hasMaxIbiPayloadSize, maxIbiPayloadSize));
 }
 
 StatusCode TarvixSDK_I3cCccSETXTIMEDirect(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t subcommand,
                                           const std::uint8_t* extraData, std::size_t extraLength)
 {
-    return call(handle, &TarvixSDK::i3cCccSETXTIMEDirect, address, subcommand, OptionalBytesIn(extraData, extraLength));
+    return call(handle, isArray(extraData, extraLength), [&](TarvixSDK& sdk) {
+        return sdk.i3cCccSETXTIMEDirect(address, subcommand, optionalBytes(extraData, extraLength));
+    });
 }
 
 StatusCode TarvixSDK_I3cCccSETGRPADirect(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t groupAddress)
@@ -154,59 +161,88 @@ StatusCode TarvixSDK_I3cCccRSTGRPADirect(TarvixSDK_Handle* handle, std::uint8_t 
 StatusCode TarvixSDK_I3cCccRSTACTDirect(TarvixSDK_Handle* handle, std::uint8_t address, I3cTargetResetDefByte action,
                                         I3cTransferDirection direction, std::uint8_t* resetTime)
 {
-    return call(handle, &TarvixSDK::i3cCccRSTACTDirect, address, action, direction,
-                Checked(resetTime, resetTime != nullptr || direction != I3cTransferDirection::READ));
+    return call(handle, resetTime != nullptr || direction != I3cTransferDirection::READ,
+                [&](TarvixSDK& sdk) { return sdk.i3cCccRSTACTDirect(address, action, direction, resetTime); });
 }
 
 StatusCode TarvixSDK_I3cCccGETMWL(TarvixSDK_Handle* handle, std::uint8_t address, std::uint16_t* maxWriteLength)
 {
-    return call(handle, &TarvixSDK::i3cCccGETMWL, address, ValueOut(maxWriteLength));
+    return call(handle, maxWriteLength != nullptr,
+                [&](TarvixSDK& sdk) { return sdk.i3cCccGETMWL(address, *maxWriteLength); });
 }
 
 StatusCode TarvixSDK_I3cCccGETMRL(TarvixSDK_Handle* handle, std::uint8_t address, std::uint16_t* maxReadLength,
                                   std::uint8_t* maxIbiPayloadSize, std::uint8_t* hasMaxIbiPayloadSize)
 {
-    return call(handle, &TarvixSDK::i3cCccGETMRL, address, ValueOut(maxReadLength),
-                OptionalValueOut(maxIbiPayloadSize, hasMaxIbiPayloadSize));
+    // Cleared before the call and set whatever the status: like any single number, it is the method's word.
+    return call(handle, maxReadLength != nullptr, [&](TarvixSDK& sdk) {
+        if (hasMaxIbiPayloadSize != nullptr) {
+            *hasMaxIbiPayloadSize = 0;
+        }
+        std::optional<std::uint8_t> size;
+        const StatusCode status = sdk.i3cCccGETMRL(address, *maxReadLength, size);
+        if (size && hasMaxIbiPayloadSize != nullptr) {
+            *hasMaxIbiPayloadSize = 1;
+        }
+        if (size && maxIbiPayloadSize != nullptr) {
+            *maxIbiPayloadSize = *size;
+        }
+        return status;
+    });
 }
 
 StatusCode TarvixSDK_I3cCccGETPID(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* pid)
 {
-    return call(handle, &TarvixSDK::i3cCccGETPID, address, BytesOut(pid));
+    return call(handle, pid != nullptr, [&](TarvixSDK& sdk) {
+        Bytes read;
+        return deliver(sdk.i3cCccGETPID(address, read), read, pid);
+    });
 }
 
 StatusCode TarvixSDK_I3cCccGETBCR(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* bcr)
 {
-    return call(handle, &TarvixSDK::i3cCccGETBCR, address, ValueOut(bcr));
+    return call(handle, bcr != nullptr, [&](TarvixSDK& sdk) { return sdk.i3cCccGETBCR(address, *bcr); });
 }
 
 StatusCode TarvixSDK_I3cCccGETDCR(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* dcr)
 {
-    return call(handle, &TarvixSDK::i3cCccGETDCR, address, ValueOut(dcr));
+    return call(handle, dcr != nullptr, [&](TarvixSDK& sdk) { return sdk.i3cCccGETDCR(address, *dcr); });
 }
 
 StatusCode TarvixSDK_I3cCccGETSTATUS(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* status,
                                      std::uint8_t* length, bool hasDefiningByte, std::uint8_t definingByte)
 {
-    return call(handle, &TarvixSDK::i3cCccGETSTATUS, address, CountedBytesOut(status, length),
-                optionalIn(hasDefiningByte, definingByte));
+    return call(handle, status != nullptr && length != nullptr, [&](TarvixSDK& sdk) {
+        Bytes read;
+        return deliver(sdk.i3cCccGETSTATUS(address, read, optionalByte(hasDefiningByte, definingByte)), read, status,
+                       length);
+    });
 }
 
 StatusCode TarvixSDK_I3cCccGETMXDS(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* maxDataSpeed,
                                    std::uint8_t* length)
 {
-    return call(handle, &TarvixSDK::i3cCccGETMXDS, address, CountedBytesOut(maxDataSpeed, length));
+    return call(handle, maxDataSpeed != nullptr && length != nullptr, [&](TarvixSDK& sdk) {
+        Bytes read;
+        return deliver(sdk.i3cCccGETMXDS(address, read), read, maxDataSpeed, length);
+    });
 }
 
 StatusCode TarvixSDK_I3cCccGETCAPS(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* caps,
                                    std::uint8_t* length, bool hasDefiningByte, std::uint8_t definingByte)
 {
-    return call(handle, &TarvixSDK::i3cCccGETCAPS, address, CountedBytesOut(caps, length),
-                optionalIn(hasDefiningByte, definingByte));
+    return call(handle, caps != nullptr && length != nullptr, [&](TarvixSDK& sdk) {
+        Bytes read;
+        return deliver(sdk.i3cCccGETCAPS(address, read, optionalByte(hasDefiningByte, definingByte)), read, caps,
+                       length);
+    });
 }
 
 StatusCode TarvixSDK_I3cCccGETXTIME(TarvixSDK_Handle* handle, std::uint8_t address, std::uint8_t* xtime,
                                     std::uint8_t* length)
 {
-    return call(handle, &TarvixSDK::i3cCccGETXTIME, address, CountedBytesOut(xtime, length));
+    return call(handle, xtime != nullptr && length != nullptr, [&](TarvixSDK& sdk) {
+        Bytes read;
+        return deliver(sdk.i3cCccGETXTIME(address, read), read, xtime, length);
+    });
 }

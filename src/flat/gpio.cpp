@@ -15,7 +15,7 @@ StatusCode TarvixSDK_GpioDigitalWrite(TarvixSDK_Handle* handle, GpioPinNumber pi
 
 StatusCode TarvixSDK_GpioDigitalRead(TarvixSDK_Handle* handle, GpioPinNumber pinNumber, GpioLogicLevel* logicLevel)
 {
-    return call(handle, &TarvixSDK::gpioDigitalRead, pinNumber, UntestedValueOut(logicLevel));
+    return call(handle, true, [&](TarvixSDK& sdk) { return sdk.gpioDigitalRead(pinNumber, *logicLevel); });
 }
 
 StatusCode TarvixSDK_GpioConfigureInterrupt(TarvixSDK_Handle* handle, GpioPinNumber pinNumber,

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstdint>
 
 #include "flat/call.hpp"
@@ -25,32 +24,37 @@ StatusCode TarvixSDK_I2cWrite(TarvixSDK_Handle* handle, std::uint8_t bus, std::u
                               const std::uint8_t* registerAddress, std::uint8_t registerAddressLength,
                               const std::uint8_t* data, std::uint32_t dataLength, bool flag)
 {
-    return call(handle, &TarvixSDK::i2cWrite, bus, targetAddress,
-                RegisterAddressIn(registerAddress, registerAddressLength), BytesIn(data, dataLength), flag);
+    return call(handle, isRegisterAddress(registerAddress, registerAddressLength) && isArray(data, dataLength),
+                [&](TarvixSDK& sdk) {
+                    return sdk.i2cWrite(bus, targetAddress, copied(registerAddress, registerAddressLength),
+                                        copied(data, dataLength), flag);
+                });
 }
 
 StatusCode TarvixSDK_I2cRead(TarvixSDK_Handle* handle, std::uint8_t bus, std::uint8_t targetAddress,
                              const std::uint8_t* registerAddress, std::uint8_t registerAddressLength,
                              std::uint16_t length, std::uint8_t* readData, bool flag)
 {
-    return call(handle, &TarvixSDK::i2cRead, bus, targetAddress,
-                RegisterAddressIn(registerAddress, registerAddressLength), length, BytesOut(readData), flag);
+    return call(
+        handle, isRegisterAddress(registerAddress, registerAddressLength) && readData != nullptr, [&](TarvixSDK& sdk) {
+            Bytes read;
+            const StatusCode status =
+                sdk.i2cRead(bus, targetAddress, copied(registerAddress, registerAddressLength), length, read, flag);
+            return deliver(status, read, readData);
+        });
 }
 
 StatusCode TarvixSDK_I2cScanBus(TarvixSDK_Handle* handle, std::uint8_t* addresses, std::uint8_t capacity,
                                 std::uint8_t* oneByteCount, std::uint8_t* twoByteCount, std::uint8_t bus, bool flag)
 {
-    Bytes found;
-    // The counts and the bus are tested by the method, which does that before it looks at the connection.
-    const StatusCode status = call(handle, &TarvixSDK::i2cScanBus, Checked(found, addresses != nullptr), oneByteCount,
-                                   twoByteCount, bus, flag);
-    if (status != StatusCode::SUCCESS) {
-        return status;
-    }
-    // The scan has been made and the counts are written: they tell the caller how much room it takes.
-    if (found.size() > capacity) {
-        return StatusCode::INVALID_ARGUMENT;
-    }
-    std::copy(found.begin(), found.end(), addresses);
-    return status;
+    // The method checks the counts and the bus, before it looks at the connection.
+    return call(handle, addresses != nullptr, [&](TarvixSDK& sdk) {
+        Bytes found;
+        const StatusCode status = sdk.i2cScanBus(found, oneByteCount, twoByteCount, bus, flag);
+        // The scan has been made and the counts are written: they tell the caller how much room it takes.
+        if (status == StatusCode::SUCCESS && found.size() > capacity) {
+            return StatusCode::INVALID_ARGUMENT;
+        }
+        return deliver(status, found, addresses);
+    });
 }

@@ -22,7 +22,7 @@ StatusCode TarvixSDK_I3cSetParameters(TarvixSDK_Handle* handle, I3cPushPullRate 
 
 StatusCode TarvixSDK_I3cInitBus(TarvixSDK_Handle* handle, const I3cTargetInfo* targets, std::uint8_t count)
 {
-    // Copied before the handle is tested: what a caller passes must be readable in any case.
+    // Before the handle is tested: what a caller passes must be readable in any case.
     return call(handle, &TarvixSDK::i3cInitBus, copied(targets, count));
 }
 
@@ -34,14 +34,15 @@ StatusCode TarvixSDK_I3cResetBus(TarvixSDK_Handle* handle)
 StatusCode TarvixSDK_I3cGetDeviceTable(TarvixSDK_Handle* handle, I3cTargetInfo* table, std::uint8_t capacity,
                                        std::uint8_t* count)
 {
-    std::vector<I3cTargetInfo> found;
-    const StatusCode status =
-        call(handle, &TarvixSDK::i3cGetDeviceTable, Checked(found, table != nullptr && count != nullptr));
-    if (status == StatusCode::SUCCESS) {
-        *count = static_cast<std::uint8_t>(std::min<std::size_t>(capacity, found.size()));
-        std::copy_n(found.begin(), *count, table);
-    }
-    return status;
+    return call(handle, table != nullptr && count != nullptr, [&](TarvixSDK& sdk) {
+        std::vector<I3cTargetInfo> found;
+        const StatusCode status = sdk.i3cGetDeviceTable(found);
+        if (status == StatusCode::SUCCESS) {
+            *count = static_cast<std::uint8_t>(std::min<std::size_t>(capacity, found.size()));
+            std::copy_n(found.begin(), *count, table);
+        }
+        return status;
+    });
 }
 
 StatusCode TarvixSDK_I3cSetTargetDeviceConfiguration(TarvixSDK_Handle* handle, std::uint8_t targetAddress,
@@ -66,43 +67,63 @@ StatusCode TarvixSDK_I3cSdrRead(TarvixSDK_Handle* handle, std::uint8_t targetAdd
                                 std::uint16_t length, std::uint8_t* data, std::uint16_t* dataLength,
                                 I3cTransferFlags flags)
 {
-    return call(handle, &TarvixSDK::i3cSdrRead, targetAddress,
-                RegisterAddressIn(registerAddress, registerAddressLength), length, CountedBytesOut(data, dataLength),
-                flags);
+    return call(
+        handle, isRegisterAddress(registerAddress, registerAddressLength) && data != nullptr && dataLength != nullptr,
+        [&](TarvixSDK& sdk) {
+            Bytes read;
+            const StatusCode status =
+                sdk.i3cSdrRead(targetAddress, copied(registerAddress, registerAddressLength), length, read, flags);
+            return deliver(status, read, data, dataLength);
+        });
 }
 
 StatusCode TarvixSDK_I3cSdrWrite(TarvixSDK_Handle* handle, std::uint8_t targetAddress,
                                  const std::uint8_t* registerAddress, std::uint8_t registerAddressLength,
                                  const std::uint8_t* data, std::uint16_t dataLength, I3cTransferFlags flags)
 {
-    return call(handle, &TarvixSDK::i3cSdrWrite, targetAddress,
-                RegisterAddressIn(registerAddress, registerAddressLength), BytesIn(data, dataLength), flags);
+    return call(handle, isRegisterAddress(registerAddress, registerAddressLength) && isArray(data, dataLength),
+                [&](TarvixSDK& sdk) {
+                    return sdk.i3cSdrWrite(targetAddress, copied(registerAddress, registerAddressLength),
+                                           copied(data, dataLength), flags);
+                });
 }
 
 StatusCode TarvixSDK_I3cHdrDdrRead(TarvixSDK_Handle* handle, std::uint8_t targetAddress, std::uint8_t command,
                                    std::uint16_t length, std::uint16_t* dataLength, std::uint8_t* data)
 {
-    return call(handle, &TarvixSDK::i3cHdrDdrRead, targetAddress, command, length, CountedBytesOut(data, dataLength));
+    return call(handle, data != nullptr && dataLength != nullptr, [&](TarvixSDK& sdk) {
+        Bytes read;
+        return deliver(sdk.i3cHdrDdrRead(targetAddress, command, length, read), read, data, dataLength);
+    });
 }
 
 StatusCode TarvixSDK_I3cHdrDdrWrite(TarvixSDK_Handle* handle, std::uint8_t targetAddress, std::uint8_t command,
                                     const std::uint8_t* data, std::uint16_t dataLength)
 {
-    return call(handle, &TarvixSDK::i3cHdrDdrWrite, targetAddress, command, BytesIn(data, dataLength));
+    return call(handle, isArray(data, dataLength),
+                [&](TarvixSDK& sdk) { return sdk.i3cHdrDdrWrite(targetAddress, command, copied(data, dataLength)); });
 }
 
 StatusCode TarvixSDK_I3cLegacyI2CRead(TarvixSDK_Handle* handle, std::uint8_t targetAddress,
                                       const std::uint8_t* registerAddress, std::uint8_t registerAddressLength,
                                       std::uint16_t length, std::uint8_t* data, I3cTransferFlags flags)
 {
-    return call(handle, &TarvixSDK::i3cLegacyI2cRead, targetAddress,
-                RegisterAddressIn(registerAddress, registerAddressLength), length, BytesOut(data), flags);
+    return call(handle, isRegisterAddress(registerAddress, registerAddressLength) && data != nullptr,
+                [&](TarvixSDK& sdk) {
+                    Bytes read;
+                    const StatusCode status = sdk.i3cLegacyI2cRead(
+                        targetAddress, copied(registerAddress, registerAddressLength), length, read, flags);
+                    return deliver(status, read, data);
+                });
 }
 
 StatusCode TarvixSDK_I3cLegacyI2CWrite(TarvixSDK_Handle* handle, std::uint8_t targetAddress,
                                        const std::uint8_t* registerAddress, std::uint8_t registerAddressLength,
                                        const std::uint8_t* data, std::uint16_t dataLength, I3cTransferFlags flags)
 {
-    return call(handle, &TarvixSDK::i3cLegacyI2cWrite, targetAddress,
-                RegisterAddressIn(registerAddress, registerAddressLength), BytesIn(data, dataLength), flags);
+    return call(handle, isRegisterAddress(registerAddress, registerAddressLength) && isArray(data, dataLength),
+                [&](TarvixSDK& sdk) {
+                    return sdk.i3cLegacyI2cWrite(targetAddress, copied(registerAddress, registerAddressLength),
+                                                 copied(data, dataLength), flags);
+                });
 }

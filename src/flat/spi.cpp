@@ -22,7 +22,10 @@ StatusCode TarvixSDK_SpiSetParameters(TarvixSDK_Handle* handle, SpiBitOrder bitO
 StatusCode TarvixSDK_SpiTransfer(TarvixSDK_Handle* handle, const std::uint8_t* txData, std::uint16_t txLength,
                                  std::uint8_t* rxBuffer, std::uint16_t length)
 {
-    // Built before the handle is tested: what a caller passes must be readable in any case.
+    // Before the handle is tested: what a caller passes must be readable in any case.
     Bytes data = txData == nullptr ? Bytes() : copied(txData, txLength);
-    return call(handle, &TarvixSDK::spiTransfer, data, DiscardableBytesOut(rxBuffer), length);
+    return call(handle, true, [&](TarvixSDK& sdk) {
+        Bytes read;
+        return deliver(sdk.spiTransfer(data, read, length), read, rxBuffer);
+    });
 }

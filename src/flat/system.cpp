@@ -63,12 +63,14 @@ StatusCode TarvixSDK_EnterBootMode(TarvixSDK_Handle* handle)
 
 StatusCode TarvixSDK_GetDeviceInfo(TarvixSDK_Handle* handle, TarvixSDK_DeviceInfo* info)
 {
-    TarvixSDK::DeviceInfo strings;
-    const StatusCode status = call(handle, &TarvixSDK::getDeviceInfo, Checked(strings, info != nullptr));
-    if (status == StatusCode::SUCCESS) {
-        *info = copyOf(strings);
-    }
-    return status;
+    return call(handle, info != nullptr, [&](TarvixSDK& sdk) {
+        TarvixSDK::DeviceInfo strings;
+        const StatusCode status = sdk.getDeviceInfo(strings);
+        if (status == StatusCode::SUCCESS) {
+            *info = copyOf(strings);
+        }
+        return status;
+    });
 }
 
 void TarvixSDK_FreeDeviceInfo(TarvixSDK_DeviceInfo* info)

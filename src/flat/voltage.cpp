@@ -55,25 +55,26 @@ StatusCode TarvixSDK_I3cUseExternalVoltage(TarvixSDK_Handle* handle, bool useExt
 
 StatusCode TarvixSDK_GpioGetVoltage(TarvixSDK_Handle* handle, std::uint16_t* voltage)
 {
-    return call(handle, &TarvixSDK::gpioGetVoltage, ValueOut(voltage));
+    return call(handle, voltage != nullptr, [&](TarvixSDK& sdk) { return sdk.gpioGetVoltage(*voltage); });
 }
 
 StatusCode TarvixSDK_I2cGetBusVoltage(TarvixSDK_Handle* handle, std::uint16_t* voltage)
 {
-    return call(handle, &TarvixSDK::i2cGetBusVoltage, ValueOut(voltage));
+    return call(handle, voltage != nullptr, [&](TarvixSDK& sdk) { return sdk.i2cGetBusVoltage(*voltage); });
 }
 
 StatusCode TarvixSDK_SpiGetBusVoltage(TarvixSDK_Handle* handle, std::uint16_t* voltage)
 {
-    return call(handle, &TarvixSDK::spiGetBusVoltage, ValueOut(voltage));
+    return call(handle, voltage != nullptr, [&](TarvixSDK& sdk) { return sdk.spiGetBusVoltage(*voltage); });
 }
 
 StatusCode TarvixSDK_UartGetBusVoltage(TarvixSDK_Handle* handle, std::uint16_t* voltage)
 {
-    return call(handle, &TarvixSDK::uartGetBusVoltage, ValueOut(voltage));
+    return call(handle, voltage != nullptr, [&](TarvixSDK& sdk) { return sdk.uartGetBusVoltage(*voltage); });
 }
 
 StatusCode TarvixSDK_I3cGetBusVoltage(TarvixSDK_Handle* handle, std::uint16_t* voltage1, std::uint16_t* voltage2)
 {
-    return call(handle, &TarvixSDK::i3cGetBusVoltage, ValueOut(voltage1), ValueOut(voltage2));
+    return call(handle, voltage1 != nullptr && voltage2 != nullptr,
+                [&](TarvixSDK& sdk) { return sdk.i3cGetBusVoltage(*voltage1, *voltage2); });
 }
