@@ -203,7 +203,7 @@ void addSet(Commands& gpio)
     auto [app, options] =
         gpio.add<SetOptions>("set", "Make pins outputs and drive them; they stay so when the command ends", set,
                              {"tarvix gpio set 3=1 4=low", "tarvix gpio set -d open-drain 5=high"});
-    app.add_option("PIN=LEVEL", options.assignments, "Pins with 0, 1, low or high")->required();
+    app.add_option("ASSIGNMENT", options.assignments, "PIN=LEVEL: a pin, 0 to 7, and 0, 1, low or high")->required();
     addChoice(app, "-d,--drive", options.drive, DRIVES, "How the pins drive; as-is for pins that are outputs already");
 }
 

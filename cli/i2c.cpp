@@ -402,9 +402,10 @@ void addTarget(CLI::App& app, std::uint8_t& address)
 
 void addGet(Commands& i2c)
 {
-    auto [app, options] = i2c.add<GetOptions>("get", "Read bytes in one transfer, from a register or going on", get,
-                                              {"tarvix i2c get 0x48 0 -n 2", "tarvix i2c get 0x50 0x10 -n 16",
-                                               "tarvix i2c get --bus 1 --reg-bytes 2 0x51 0x0100 -n 4 --raw | xxd -p"});
+    auto [app, options] =
+        i2c.add<GetOptions>("get", "Read bytes in one transfer, from a register or going on", get,
+                            {"tarvix i2c get 0x48 0 -n 2", "tarvix i2c get 0x50 0x10 -n 16",
+                             "tarvix i2c get --bus 1 --reg-bytes 2 0x51 0x0100 -n 4 --raw | od -t x1"});
     addTarget(app, options.address);
     addRegisterOptions(app, options.reg);
     addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Bytes to read");

@@ -335,17 +335,21 @@ TEST_P(UhidKernel, CreatesAnswersAndDestroys)
 INSTANTIATE_TEST_SUITE_P(ReportSizes, UhidKernel, testing::Values(64, 1024));
 
 // A pseudo-terminal in raw mode behaves enough like a gadget's node: reads, writes, and is full at some point.
-struct GadgetHost {
-    GadgetHost()
+class Gadget : public testing::Test {
+protected:
+    void SetUp() override
     {
-        side = FileDescriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-        EXPECT_EQ(::grantpt(side.get()) | ::unlockpt(side.get()), 0);
-        node = ::ptsname(side.get());
+        side_ = FileDescriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+        const char* name = side_ && ::unlockpt(side_.get()) == 0 ? ::ptsname(side_.get()) : nullptr;
+        node_ = name ? name : "";
+        keepOpen_ = FileDescriptor(::open(node_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+        if (!keepOpen_) {
+            GTEST_SKIP() << "this system has no pseudo-terminals: /dev/pts is not mounted";
+        }
         termios settings{};
-        keepOpen = FileDescriptor(::open(node.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
-        EXPECT_EQ(::tcgetattr(keepOpen.get(), &settings), 0);
+        EXPECT_EQ(::tcgetattr(keepOpen_.get(), &settings), 0);
         ::cfmakeraw(&settings);
-        EXPECT_EQ(::tcsetattr(keepOpen.get(), TCSANOW, &settings), 0);
+        EXPECT_EQ(::tcsetattr(keepOpen_.get(), TCSANOW, &settings), 0);
     }
 
     // One input report, or what came of it in time.
@@ -354,7 +358,7 @@ struct GadgetHost {
         Report taken;
         runUntil(loop, [&] {
             Report rest(64 - taken.size());
-            const auto size = ::read(side.get(), rest.data(), rest.size());
+            const auto size = ::read(side_.get(), rest.data(), rest.size());
             taken.insert(taken.end(), rest.begin(), rest.begin() + std::max<ssize_t>(size, 0));
             return taken.size() == 64;
         });
@@ -363,17 +367,16 @@ struct GadgetHost {
 
     void output(const Report& data) const
     {
-        EXPECT_EQ(::write(side.get(), data.data(), data.size()), static_cast<ssize_t>(data.size()));
+        EXPECT_EQ(::write(side_.get(), data.data(), data.size()), static_cast<ssize_t>(data.size()));
     }
 
-    FileDescriptor side;
-    FileDescriptor keepOpen;
-    std::string node;
+    FileDescriptor side_;
+    FileDescriptor keepOpen_;
+    std::string node_;
 };
 
-TEST(Gadget, AnswersAndLeavesTheBusForAReset)
+TEST_F(Gadget, AnswersAndLeavesTheBusForAReset)
 {
-    GadgetHost host;
     const auto udc = std::filesystem::temp_directory_path() / ("tarvix-udc." + std::to_string(::getpid()));
     const auto bound = [&] {
         std::string text;
@@ -384,35 +387,34 @@ TEST(Gadget, AnswersAndLeavesTheBusForAReset)
     EventLoop loop;
     HostOptions options;
     options.away = milliseconds(5);
-    GadgetNode gadget(loop, options, 0, host.node, udc.string());
+    GadgetNode gadget(loop, options, 0, node_, udc.string());
     gadget.start();
-    host.output(serialNumberRequest(64));
-    const Report answer = host.next(loop);
+    output(serialNumberRequest(64));
+    const Report answer = next(loop);
     ASSERT_EQ(answer.size(), 64U);
     EXPECT_EQ(std::string(answer.begin() + 9, answer.begin() + 19), "TVX0000001");
 
-    host.output(resetRequest(64));
+    output(resetRequest(64));
     EXPECT_TRUE(runUntil(loop, [&] { return bound().empty(); }));
     EXPECT_TRUE(runUntil(loop, [&] { return bound() == "dummy_udc.0"; }));
-    host.output(serialNumberRequest(64));
-    EXPECT_EQ(host.next(loop), answer);
+    output(serialNumberRequest(64));
+    EXPECT_EQ(next(loop), answer);
     std::filesystem::remove(udc);
 }
 
-TEST(Gadget, AHostThatDoesNotReadKeepsNobodyFromWriting)
+TEST_F(Gadget, AHostThatDoesNotReadKeepsNobodyFromWriting)
 {
-    GadgetHost host;
     EventLoop loop;
-    GadgetNode gadget(loop, {}, 0, host.node, "");
+    GadgetNode gadget(loop, {}, 0, node_, "");
     gadget.start();
     // Far more responses than the node holds; each request must be taken although no response is.
     std::size_t sent = 0;
     EXPECT_TRUE(runUntil(loop, [&] {
         const Report request = serialNumberRequest(64);
-        sent += ::write(host.side.get(), request.data(), request.size()) == 64;
+        sent += ::write(side_.get(), request.data(), request.size()) == 64;
         return sent == 1'000;
     }));
-    EXPECT_EQ(host.next(loop).size(), 64U);
+    EXPECT_EQ(next(loop).size(), 64U);
 }
 
 } // namespace
