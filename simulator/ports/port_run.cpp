@@ -25,6 +25,20 @@ namespace fs = std::filesystem;
 constexpr int STATUS_NOT_EXECUTABLE = 126;
 constexpr int STATUS_NOT_FOUND = 127;
 constexpr int STATUS_SIGNALLED = 128;
+constexpr const char* DIRECTORY_NAME = "tarvix-sim.";
+
+// Removes what a killed tarvix-sim left in `parent`: a socket in which nobody listens any more.
+void removeStaleDirectories(const fs::path& parent)
+{
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(parent, ignored)) {
+        const auto socket = (entry.path() / "socket").string();
+        if (entry.path().filename().string().starts_with(DIRECTORY_NAME) && !connectToHost(socket.c_str(), {}) &&
+            errno == ECONNREFUSED) {
+            fs::remove_all(entry.path(), ignored);
+        }
+    }
+}
 
 // A directory that nobody else can enter, gone with this object.
 class PrivateDirectory {
@@ -33,9 +47,14 @@ public:
     {
         const char* const parents[] = {std::getenv("XDG_RUNTIME_DIR"), std::getenv("TMPDIR"), "/tmp"};
         for (const char* parent : parents) {
-            std::string pattern = fmt::format("{}/tarvix-sim.XXXXXX", parent ? parent : "");
-            if (parent && socketAddress(pattern + "/socket") && ::mkdtemp(pattern.data())) {
+            if (!parent || !*parent) {
+                continue;
+            }
+            // Absolute, for the command may change its directory.
+            std::string pattern = (fs::absolute(parent) / DIRECTORY_NAME).string() + "XXXXXX";
+            if (socketAddress(pattern + "/socket") && ::mkdtemp(pattern.data())) {
                 path_ = pattern;
+                removeStaleDirectories(parent);
                 return;
             }
         }
@@ -115,11 +134,10 @@ bool mustForward(const signalfd_siginfo& signal)
 int runPort(const HostOptions& options, const std::vector<std::string>& command)
 {
     const PrivateDirectory directory;
-    const std::string socketPath = directory.path() + "/socket";
     EventLoop loop;
-    RunHost host(loop, options, socketPath);
+    RunHost host(loop, options, directory.path());
 
-    setCommandEnvironment(socketPath);
+    setCommandEnvironment(directory.path() + "/socket");
     pid_t child = -1;
     int status = 0;
     loop.onSignals({SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo& signal) {

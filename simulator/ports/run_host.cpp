@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
 #include <stdexcept>
@@ -37,17 +38,20 @@ void answer(const FileDescriptor& connection, const Fields& fields)
 
 } // namespace
 
-RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string& socketPath)
+RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string& directory)
     : loop_(loop), listener_(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
 {
-    const auto address = socketAddress(socketPath);
+    // Gets its name when somebody listens: without a listener it would look like one that a killed program left.
+    const std::string path = directory + "/socket";
+    const std::string silent = directory + "/silent";
+    const auto address = socketAddress(silent);
     if (!listener_ || !address ||
         ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
-        ::listen(listener_.get(), SOMAXCONN)) {
-        throw std::runtime_error(fmt::format("cannot listen on {}: {}", socketPath, std::strerror(errno)));
+        ::listen(listener_.get(), SOMAXCONN) || std::rename(silent.c_str(), path.c_str())) {
+        throw std::runtime_error(fmt::format("cannot listen on {}: {}", path, std::strerror(errno)));
     }
     for (std::size_t index = 0; index < options.adapters; ++index) {
-        nodes_.push_back(std::make_unique<RunNode>(loop, options, index));
+        nodes_.push_back(std::make_unique<RunNode>(loop, options, index, directory));
         nodes_.back()->adapter().plugIn();
     }
     loop_.watch(listener_.get(), EPOLLIN, [this](std::uint32_t) { acceptConnections(); });

@@ -13,8 +13,8 @@ namespace sim {
 
 class RunHost {
 public:
-    // Listens on `socketPath` and plugs in the adapters.
-    RunHost(EventLoop& loop, const HostOptions& options, const std::string& socketPath);
+    // Listens on a socket named `socket` in `directory` and plugs in the adapters, whose nodes are there, too.
+    RunHost(EventLoop& loop, const HostOptions& options, const std::string& directory);
 
 private:
     void acceptConnections();

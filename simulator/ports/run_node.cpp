@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <linux/sockios.h>
 #include <sys/epoll.h>
@@ -40,9 +41,9 @@ int measureReport(std::size_t reportSize)
 
 } // namespace
 
-RunNode::RunNode(EventLoop& loop, const HostOptions& options, std::size_t index)
+RunNode::RunNode(EventLoop& loop, const HostOptions& options, std::size_t index, const std::string& directory)
     : loop_(loop),
-      path_(fmt::format("tarvix-sim:{}", index)),
+      path_(fmt::format("{}/hidraw{}", directory, index)),
       bytesOfOneReport_(measureReport(options.reportSize)),
       adapter_(loop, options, AbsenceTimes{.reset = std::chrono::milliseconds(200)}, index, *this)
 {
@@ -71,8 +72,16 @@ void RunNode::close(int descriptor)
     handles_.erase(descriptor);
 }
 
+void RunNode::plugIn()
+{
+    if (!FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600))) {
+        throw std::system_error(errno, std::generic_category(), fmt::format("cannot create {}", path_));
+    }
+}
+
 void RunNode::pullOut()
 {
+    ::unlink(path_.c_str());
     while (!handles_.empty()) {
         close(handles_.begin()->first);
     }

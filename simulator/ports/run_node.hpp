@@ -11,11 +11,13 @@ namespace sim {
 // Behaves as Linux's hidraw does: every input report goes to each open handle, which keeps 63 unread ones and loses
 // those behind them; without a handle reports are lost; handles of an adapter that vanished are dead for good.
 //
+// Its path names an empty file, there while the adapter is: something to lock for whoever wants the adapter alone.
+//
 // Unlike the kernel's, the virtual bus is as fast as memory. So that a long response reaches a reader that is merely
 // slower than that, a full handle holds the adapter back for a moment before it begins to lose reports.
 class RunNode final : public Cable {
 public:
-    RunNode(EventLoop& loop, const HostOptions& options, std::size_t index);
+    RunNode(EventLoop& loop, const HostOptions& options, std::size_t index, const std::string& directory);
     ~RunNode() override;
 
     const std::string& path() const { return path_; }
@@ -24,7 +26,7 @@ public:
     // Adds a handle that has been answered already.
     void open(FileDescriptor connection);
 
-    void plugIn() override {}
+    void plugIn() override;
     void pullOut() override;
     bool accepts() override;
     void carry(std::span<const std::uint8_t> report) override;
