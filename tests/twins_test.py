@@ -15,8 +15,8 @@ def commands(header):
 # Composed of other commands, or readers of one answer.
 BLOCKING_ONLY = {"getDeviceInfo", "gpioGetVoltage", "i2cGetBusVoltage", "spiGetBusVoltage", "uartGetBusVoltage",
                  "i3cGetBusVoltage"}
-# Read by the voltage getters; sent by the named CCC methods.
-ASYNC_ONLY = {"getAnalogMeasurements", "i3cCccTransfer"}
+# Read by the voltage getters.
+ASYNC_ONLY = {"getAnalogMeasurements"}
 
 blocking = commands("sdk.hpp")
 asynchronous = commands("async_sdk.hpp")

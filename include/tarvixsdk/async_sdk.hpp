@@ -36,6 +36,7 @@
 #include <string>
 #include <vector>
 
+#include "tarvixsdk/adapters.hpp"
 #include "tarvixsdk/types.h"
 
 /** Non-blocking session with one adapter. Starts disconnected; the destructor disconnects. */
@@ -43,6 +44,9 @@ class TARVIX_API TarvixAsyncSDK {
 public:
     /** Takes one whole frame; the bytes are valid during the call only. Runs on the reader thread. */
     using ResponseHandler = std::function<void(const std::vector<std::uint8_t>& frame)>;
+
+    /** Takes the news that the adapter is lost. Runs on the reader thread. */
+    using ConnectionLostHandler = std::function<void()>;
 
     TarvixAsyncSDK();
     ~TarvixAsyncSDK();
@@ -82,6 +86,13 @@ public:
      */
     void disconnect();
 
+    /**
+     * Opens an adapter and says why not. See `TarvixSDK::open`: of a strict session this class has that commands
+     * return `StatusCode::ADAPTER_LOST` once the adapter is lost and `NO_RESPONSE` when the request could not be
+     * written, and that segments outside a frame are dropped.
+     */
+    OpenResult open(const OpenOptions& options = {});
+
     /** Whether `connect` succeeded and `disconnect` was not called since. An unplugged adapter does not change it. */
     bool isConnected() const;
 
@@ -90,6 +101,13 @@ public:
      * handler itself; a call that is running meanwhile ends with the handler that it began with.
      */
     void onResponse(ResponseHandler handler);
+
+    /**
+     * Replaces the handler that is called once when the adapter is lost: reading from it has failed for some 60 ms. It
+     * runs on the reader thread and may not open, disconnect or destroy its own session. Of a plain session the reader
+     * goes on trying, and a loss after reads have succeeded again is a new one.
+     */
+    void onConnectionLost(ConnectionLostHandler handler);
 
     /** The library's version, `TARVIXSDK_VERSION`. */
     static std::string getVersion();
@@ -419,6 +437,8 @@ public:
     ///@}
 
 private:
+    friend class TarvixSDK;
+
     struct State;
     std::unique_ptr<State> state_;
 };

@@ -87,6 +87,61 @@ typedef struct TarvixSDK_DeviceInfo {
     size_t usbString5Length;
 } TarvixSDK_DeviceInfo;
 
+/** One attached adapter. Texts are NUL-terminated UTF-8 and never null; see `AdapterInfo` in adapters.hpp. */
+typedef struct TarvixSDK_AdapterInfo {
+    const char* path;
+    const char* serialNumber;
+    const char* manufacturer;
+    const char* product;
+    const char* usbPort;
+    uint16_t vendorId;
+    uint16_t productId;
+    uint32_t reportSize;
+} TarvixSDK_AdapterInfo;
+
+/** Flags of `TarvixSDK_Open`; 0 opens a strict and exclusive session. */
+enum {
+    TARVIXSDK_OPEN_SHARED = 1, /**< take no lock on the device node */
+    TARVIXSDK_OPEN_PLAIN = 2   /**< a plain session, as `TarvixSDK_Connect` makes it */
+};
+
+/** How `TarvixSDK_Open` ended. Texts are NUL-terminated UTF-8, cut to their fields. */
+typedef struct TarvixSDK_OpenResult {
+    OpenStatus status;
+    int64_t holder;    /**< with `IN_USE`: id of the process that holds the lock; 0 where unknown */
+    char path[256];    /**< the adapter opened, or the one that could not be; empty when none was chosen */
+    char message[512]; /**< for people: "/dev/hidraw3 is in use by process 4711 (logger)" */
+} TarvixSDK_OpenResult;
+
+/**
+ * Takes one notification as a whole frame of any length, valid during the call only: bytes 2..3 the notification code,
+ * the payload from byte 6, multi-byte fields little-endian. Runs on the handle's reader thread, under the rules of
+ * `TarvixSDK_NotificationCallback`.
+ */
+typedef void (*TarvixSDK_FrameCallback)(void* context, const uint8_t* frame, size_t length);
+
+/** The adapter is lost. Runs on the handle's reader thread, once per loss, under the same rules. */
+typedef void (*TarvixSDK_LossCallback)(void* context);
+
+/** @name Finding adapters */
+/**@{*/
+
+/**
+ * Mirrors `listAdapters`.
+ *
+ * @param adapters set to an array of as many records, or null when there are none; release it with
+ *        `TarvixSDK_FreeAdapters`. May be null itself, for the number alone
+ * @return how many adapters are attached
+ */
+TARVIX_API size_t TarvixSDK_ListAdapters(TarvixSDK_AdapterInfo** adapters);
+
+/** Releases what `TarvixSDK_ListAdapters` returned, texts and all. Null is fine. */
+TARVIX_API void TarvixSDK_FreeAdapters(TarvixSDK_AdapterInfo* adapters);
+
+/** Mirrors `statusName`. @return static text; null for a status of the adapter's own */
+TARVIX_API const char* TarvixSDK_StatusName(StatusCode status);
+/**@}*/
+
 /** @name Session */
 /**@{*/
 
@@ -101,6 +156,24 @@ TARVIX_API TarvixSDK_Handle* TarvixSDK_Create(int timeout);
 
 /** Disconnects and ends the handle. Not while a call with the handle, or its callback, is running. */
 TARVIX_API void TarvixSDK_Destroy(TarvixSDK_Handle* handle);
+
+/**
+ * Mirrors `open`: the session that new programs use.
+ *
+ * @param path null or empty for any
+ * @param serialNumber UTF-8; null or empty for any
+ * @param flags `TARVIXSDK_OPEN_` flags, or 0
+ * @param result filled in; may be null
+ * @return `FAILED` also for a null handle, and where the method raises an error
+ */
+TARVIX_API OpenStatus TarvixSDK_Open(TarvixSDK_Handle* handle, const char* path, const char* serialNumber,
+                                     uint32_t flags, TarvixSDK_OpenResult* result);
+
+/** Mirrors `isConnected`. */
+TARVIX_API bool TarvixSDK_IsConnected(TarvixSDK_Handle* handle);
+
+/** Replaces the callback for the loss of the adapter; null for none. Mirrors `onConnectionLost`. Any thread. */
+TARVIX_API void TarvixSDK_OnConnectionLost(TarvixSDK_Handle* handle, TarvixSDK_LossCallback callback, void* context);
 
 /**
  * Mirrors `connect`.
@@ -140,6 +213,29 @@ TARVIX_API const char* TarvixSDK_GetVersion(void);
  */
 TARVIX_API void TarvixSDK_onNotification(TarvixSDK_Handle* handle, TarvixSDK_NotificationCallback callback);
 
+/** Replaces the callback for whole notification frames; null for none. Any thread may call it at any time. */
+TARVIX_API void TarvixSDK_OnNotificationFrame(TarvixSDK_Handle* handle, TarvixSDK_FrameCallback callback,
+                                              void* context);
+
+/**
+ * Fetches the oldest notification, for callers whose language cannot be called from a foreign thread. Any thread may
+ * call it, also while a command runs.
+ *
+ * The handle keeps the latest 256 notifications (and at most 1 MiB) from `TarvixSDK_Open` or `TarvixSDK_Connect` on,
+ * whether or not there are callbacks; the oldest are dropped first, and counted.
+ *
+ * @param buffer receives the frame, laid out as for `TarvixSDK_FrameCallback`; null with a `capacity` of 0
+ * @param length set to the frame's size with `SUCCESS` and when `capacity` is too small
+ * @param timeout how long to wait for one, in milliseconds; -1 waits without limit, 0 not at all
+ * @return `SUCCESS`; `NO_RESPONSE` when none came in time; `INVALID_ARGUMENT` when `capacity` is too small, and the
+ *         notification stays; once none is left, `ADAPTER_LOST` or `NOT_CONNECTED` when the session is over
+ */
+TARVIX_API StatusCode TarvixSDK_NextNotification(TarvixSDK_Handle* handle, uint8_t* buffer, size_t capacity,
+                                                 size_t* length, int timeout);
+
+/** Notifications of this handle that were dropped before `TarvixSDK_NextNotification` fetched them. */
+TARVIX_API uint64_t TarvixSDK_DroppedNotifications(TarvixSDK_Handle* handle);
+
 /*
  * The views. Each returns true and fills `view` when both pointers are given, the kind is the required one and the data
  * is long enough; otherwise it returns false and writes nothing. Pointers inside a view point into the notification's
@@ -168,6 +264,16 @@ TARVIX_API StatusCode TarvixSDK_ResetDevice(TarvixSDK_Handle* handle);
 
 /** Mirrors `enterBootMode`. */
 TARVIX_API StatusCode TarvixSDK_EnterBootMode(TarvixSDK_Handle* handle);
+
+/**
+ * Mirrors `getUsbString`.
+ *
+ * @param string receives the bytes, without a terminator; at most 254
+ * @param length set to the string's length on status 0 and when `capacity` is too small (`INVALID_ARGUMENT`, after
+ *        the exchange)
+ */
+TARVIX_API StatusCode TarvixSDK_GetUsbString(TarvixSDK_Handle* handle, uint8_t index, uint8_t* string, size_t capacity,
+                                             size_t* length);
 
 /**
  * Mirrors `getDeviceInfo`.
@@ -397,6 +503,19 @@ TARVIX_API StatusCode TarvixSDK_I3cLegacyI2CWrite(TarvixSDK_Handle* handle, uint
 
 /** @name I3C Common Command Codes */
 /**@{*/
+
+/**
+ * Mirrors `i3cCccTransfer`.
+ *
+ * @param readData room for `length` bytes when `direction` is READ, otherwise not used
+ * @param readLength with READ, set to the number of bytes read; otherwise not used
+ * @return `UNEXPECTED_RESPONSE` also in a plain session when more than `length` bytes came; nothing is then written
+ */
+TARVIX_API StatusCode TarvixSDK_I3cCccTransfer(TarvixSDK_Handle* handle, uint8_t targetAddress,
+                                               I3cTransferDirection direction, I3cTransferMode mode, bool transferFlag,
+                                               I3cCccType cccType, uint8_t length, CCC ccc, uint8_t definingByte,
+                                               const uint8_t* data, size_t dataLength, uint8_t* readData,
+                                               uint8_t* readLength);
 
 /** Mirrors `i3cCccENECBroadcast`. */
 TARVIX_API StatusCode TarvixSDK_I3cCccENECBroadcast(TarvixSDK_Handle* handle, uint8_t events);

@@ -33,6 +33,7 @@
 #include <string>
 #include <vector>
 
+#include "tarvixsdk/adapters.hpp"
 #include "tarvixsdk/types.h"
 
 /** Blocking session with one adapter. Starts disconnected; the destructor disconnects. */
@@ -40,6 +41,9 @@ class TARVIX_API TarvixSDK {
 public:
     /** Takes one notification; record and frame are valid during the call only. Runs on the reader thread. */
     using NotificationHandler = std::function<void(const Notification& notification)>;
+
+    /** Takes the news that the adapter is lost. Runs on the reader thread. */
+    using ConnectionLostHandler = std::function<void()>;
 
     /** The adapter's five USB strings by index. Bytes as the adapter sent them; their meaning is the adapter's. */
     struct DeviceInfo {
@@ -65,6 +69,38 @@ public:
 
     /** @name Session */
     ///@{
+
+    /**
+     * Opens an adapter, by default as a strict and exclusive session, and says why not. While an adapter is open this
+     * keeps it and returns `OPENED`, whatever the options; an adapter that was lost is closed first, so that
+     * reconnecting is one call. A session begins with nothing stored from before.
+     *
+     * A **strict** session differs from a plain one (`connect`) in this:
+     *
+     *   - A response completes a call only when it carries the transaction id of the call's request; any other is
+     *     dropped and counted by `unmatchedResponses`.
+     *   - Outputs are written on success only, and never from a response that carries or declares more than was asked
+     *     for (`StatusCode::UNEXPECTED_RESPONSE`) or less than the outputs need (`RESPONSE_TOO_SHORT`). Payload bytes
+     *     that were damaged on the way cannot be noticed: frames have no checksum.
+     *   - When the adapter is lost (unplugged, restarted), a waiting call ends within 200 ms and every later one at
+     *     once with `StatusCode::ADAPTER_LOST`, also with a timeout of -1.
+     *   - A request stops at the first segment that cannot be written, and the call returns `NO_RESPONSE`. The kernel
+     *     gives up on an adapter that takes no data after about 5 s, whatever the session's timeout.
+     *   - `disconnect` from another thread ends a waiting call with `StatusCode::NOT_CONNECTED`.
+     *   - Calls from several threads are served one after another.
+     *
+     * @throws std::system_error `resource_unavailable_try_again` when the reader thread cannot be started
+     */
+    OpenResult open(const OpenOptions& options = {});
+
+    /** As `TarvixAsyncSDK::isConnected`. */
+    bool isConnected() const;
+
+    /** As `TarvixAsyncSDK::onConnectionLost`. A waiting call ends before the handler runs. */
+    void onConnectionLost(ConnectionLostHandler handler);
+
+    /** Responses that strict sessions of this object dropped because no call was waiting for them. */
+    std::uint64_t unmatchedResponses() const;
 
     /** As `TarvixAsyncSDK::connect`. */
     bool connect(const std::string& path);
@@ -249,6 +285,17 @@ public:
      * A vector output is replaced by as many bytes as the adapter says the target sent, at most 255.
      */
     ///@{
+    /**
+     * One CCC of any number, as `TarvixAsyncSDK::i3cCccTransfer`, with the bytes read.
+     *
+     * @param readData replaced by the bytes that the target returned when `direction` is READ, at most `length` in a
+     *        strict session; emptied otherwise
+     */
+    StatusCode i3cCccTransfer(std::uint8_t targetAddress, I3cTransferDirection direction, I3cTransferMode mode,
+                              bool transferFlag, I3cCccType cccType, std::uint8_t length, CCC ccc,
+                              std::uint8_t definingByte, const std::vector<std::uint8_t>& data,
+                              std::vector<std::uint8_t>& readData);
+
     StatusCode i3cCccENECBroadcast(std::uint8_t events);
     StatusCode i3cCccDISECBroadcast(std::uint8_t events);
     StatusCode i3cCccENTAS0Broadcast();

@@ -67,6 +67,24 @@ TARVIX_ENUM(StatusCode, uint16_t){
     TARVIX_MEMBER(StatusCode, INVALID_ARGUMENT) = 0x8000,
     /** The response is shorter than the content that it declares, or too short to carry a status. */
     TARVIX_MEMBER(StatusCode, RESPONSE_TOO_SHORT) = 0xA000,
+    /** The adapter was unplugged or restarted (strict sessions only). Call `open` again. */
+    TARVIX_MEMBER(StatusCode, ADAPTER_LOST) = 0xC000,
+};
+
+/** How opening an adapter ended. */
+TARVIX_ENUM(OpenStatus, uint32_t){
+    /** An adapter is open. */
+    TARVIX_MEMBER(OpenStatus, OPENED) = 0,
+    /** None is attached, or none that fits. */
+    TARVIX_MEMBER(OpenStatus, NO_ADAPTER) = 1,
+    /** Several are attached and none was chosen. */
+    TARVIX_MEMBER(OpenStatus, SEVERAL_ADAPTERS) = 2,
+    /** The system does not let this user open the device node: install the udev rule. */
+    TARVIX_MEMBER(OpenStatus, NO_PERMISSION) = 3,
+    /** Another session has opened it exclusively. */
+    TARVIX_MEMBER(OpenStatus, IN_USE) = 4,
+    /** Anything else: it was unplugged just now, or the system is out of resources. */
+    TARVIX_MEMBER(OpenStatus, FAILED) = 5,
 };
 
 /* ---- GPIO ------------------------------------------------------------------------------------------- */

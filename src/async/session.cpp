@@ -1,4 +1,5 @@
 #include "async/state.hpp"
+#include "transport/reader_signals.hpp"
 
 TarvixAsyncSDK::TarvixAsyncSDK() : state_(std::make_unique<State>()) {}
 
@@ -16,20 +17,35 @@ bool TarvixAsyncSDK::connectWithSerialNumber(const std::string& serialNumber)
     return state_->connected;
 }
 
+OpenResult TarvixAsyncSDK::open(const OpenOptions& options)
+{
+    OpenResult result = state_->link.open(options);
+    state_->connected = result.status == OpenStatus::OPENED;
+    return result;
+}
+
 void TarvixAsyncSDK::disconnect()
 {
+    if (state_->link.isStrict()) {
+        state_->connected = false; // also for calls on other threads, and when closing is refused
+    }
     state_->link.disconnect();
     state_->connected = false;
 }
 
 bool TarvixAsyncSDK::isConnected() const
 {
-    return state_->connected;
+    return state_->connected && !state_->link.isLost();
 }
 
 void TarvixAsyncSDK::onResponse(ResponseHandler handler)
 {
-    state_->link.onFrame(std::move(handler));
+    state_->link.onFrame(withApplicationSignals(std::move(handler)));
+}
+
+void TarvixAsyncSDK::onConnectionLost(ConnectionLostHandler handler)
+{
+    state_->link.onLoss(withApplicationSignals(std::move(handler)));
 }
 
 std::string TarvixAsyncSDK::getVersion()
@@ -42,9 +58,11 @@ StatusCode TarvixAsyncSDK::State::send(const RequestFrame& frame)
     if (!connected) {
         return StatusCode::NOT_CONNECTED;
     }
+    if (link.isLost()) {
+        return StatusCode::ADAPTER_LOST;
+    }
     if (!frame.valid()) {
         return StatusCode::INVALID_ARGUMENT;
     }
-    link.send(frame.wire());
-    return StatusCode::SUCCESS;
+    return link.send(frame.wire()) ? StatusCode::SUCCESS : StatusCode::NO_RESPONSE;
 }

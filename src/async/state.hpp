@@ -8,8 +8,8 @@
 #include "transport/frame_link.hpp"
 
 struct TarvixAsyncSDK::State {
-    // Tests the connection before the arguments. Does not say whether the frame was written: one that never reached the
-    // adapter shows as a missing response.
+    // Tests the connection before the arguments. A plain session does not say whether the frame was written: one that
+    // never reached the adapter shows as a missing response.
     StatusCode send(const RequestFrame& frame);
 
     std::atomic<bool> connected = false; // also read by handlers, on the reader thread

@@ -5,6 +5,26 @@
 #include "flat/call.hpp"
 #include "tarvixsdk/flat.h"
 
+StatusCode TarvixSDK_I3cCccTransfer(TarvixSDK_Handle* handle, std::uint8_t targetAddress,
+                                    I3cTransferDirection direction, I3cTransferMode mode, bool transferFlag,
+                                    I3cCccType cccType, std::uint8_t length, CCC ccc, std::uint8_t definingByte,
+                                    const std::uint8_t* data, std::size_t dataLength, std::uint8_t* readData,
+                                    std::uint8_t* readLength)
+{
+    const bool reads = direction == I3cTransferDirection::READ;
+    const bool hasRoom = !reads || (readLength != nullptr && isArray(readData, length));
+    return call(handle, isArray(data, dataLength) && hasRoom, [&](TarvixSDK& sdk) {
+        Bytes read;
+        const StatusCode status = sdk.i3cCccTransfer(targetAddress, direction, mode, transferFlag, cccType, length, ccc,
+                                                     definingByte, copied(data, dataLength), read);
+        if (!reads || status != StatusCode::SUCCESS) {
+            return status;
+        }
+        // Also in a plain session: this buffer has a size.
+        return read.size() > length ? StatusCode::UNEXPECTED_RESPONSE : deliver(status, read, readData, readLength);
+    });
+}
+
 StatusCode TarvixSDK_I3cCccENECBroadcast(TarvixSDK_Handle* handle, std::uint8_t events)
 {
     return call(handle, &TarvixSDK::i3cCccENECBroadcast, events);

@@ -3,14 +3,17 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
+#include "flat/notification_queue.hpp"
+#include "handler_slot.hpp"
 #include "tarvixsdk/flat.h"
 #include "tarvixsdk/sdk.hpp"
 
 struct TarvixSDK_Handle {
-    explicit TarvixSDK_Handle(int timeout) : sdk(std::make_unique<TarvixSDK>(timeout)) {}
+    explicit TarvixSDK_Handle(int timeout);
 
     // Ends the reader thread, which writes to the members below, before they go.
     ~TarvixSDK_Handle() { sdk.reset(); }
@@ -18,7 +21,13 @@ struct TarvixSDK_Handle {
     TarvixSDK_Handle(const TarvixSDK_Handle&) = delete;
     TarvixSDK_Handle& operator=(const TarvixSDK_Handle&) = delete;
 
+    void receive(const Notification& notification); // on the reader thread
+    void loseConnection();                          // on the reader thread
+
     std::unique_ptr<TarvixSDK> sdk;
+    NotificationQueue queue;
+    HandlerSlot<const std::uint8_t*, std::size_t> frameHandler;
+    HandlerSlot<> lossHandler;
     std::atomic<TarvixSDK_NotificationCallback> notificationCallback = nullptr; // set by any thread, read by the reader
 
     // The reader thread's: what the callback is given.

@@ -2,13 +2,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "flat/call.hpp"
 #include "flat/handle.hpp"
 #include "tarvixsdk/flat.h"
 
 namespace {
 
-// On the reader thread.
-void deliver(TarvixSDK_Handle& handle, const Notification& received)
+// To the callback that takes a copy in a record.
+void deliverRecord(TarvixSDK_Handle& handle, const Notification& received)
 {
     const TarvixSDK_NotificationCallback callback = handle.notificationCallback;
     if (callback == nullptr) {
@@ -34,10 +35,61 @@ bool holds(const Notification* notification, const View* view, NotificationKind 
 
 } // namespace
 
+void TarvixSDK_Handle::receive(const Notification& notification)
+{
+    queue.put({notification.data, notification.length});
+    frameHandler.call(notification.data, notification.length);
+    deliverRecord(*this, notification);
+}
+
+void TarvixSDK_Handle::loseConnection()
+{
+    if (!sdk->isConnected()) { // a plain session goes on trying
+        queue.end(StatusCode::ADAPTER_LOST);
+    }
+    lossHandler.call();
+}
+
 void TarvixSDK_onNotification(TarvixSDK_Handle* handle, TarvixSDK_NotificationCallback callback)
 {
     handle->notificationCallback = callback;
-    handle->sdk->onNotification([handle](const Notification& notification) { deliver(*handle, notification); });
+}
+
+void TarvixSDK_OnNotificationFrame(TarvixSDK_Handle* handle, TarvixSDK_FrameCallback callback, void* context)
+{
+    if (handle == nullptr) {
+        return;
+    }
+    if (callback == nullptr) {
+        handle->frameHandler.set({});
+        return;
+    }
+    handle->frameHandler.set([=](const std::uint8_t* frame, std::size_t length) { callback(context, frame, length); });
+}
+
+void TarvixSDK_OnConnectionLost(TarvixSDK_Handle* handle, TarvixSDK_LossCallback callback, void* context)
+{
+    if (handle == nullptr) {
+        return;
+    }
+    if (callback == nullptr) {
+        handle->lossHandler.set({});
+        return;
+    }
+    handle->lossHandler.set([=] { callback(context); });
+}
+
+StatusCode TarvixSDK_NextNotification(TarvixSDK_Handle* handle, std::uint8_t* buffer, std::size_t capacity,
+                                      std::size_t* length, int timeout)
+{
+    return call(handle, length != nullptr && isArray(buffer, capacity), [&](TarvixSDK&) {
+        return handle->queue.take({buffer, capacity}, *length, timeout);
+    });
+}
+
+std::uint64_t TarvixSDK_DroppedNotifications(TarvixSDK_Handle* handle)
+{
+    return handle == nullptr ? 0 : handle->queue.dropped();
 }
 
 // The views do not use the accessors of Notification: those write into the record, which a C caller may keep in

@@ -1,4 +1,7 @@
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 
 #include "flat/handle.hpp"
@@ -14,13 +17,44 @@ bool connected(TarvixSDK_Handle* handle, Connect connect)
         return false;
     }
     try {
+        handle->queue.begin();
         return connect(*handle->sdk);
     } catch (const std::runtime_error&) {
         return false;
     }
 }
 
+OpenResult open(TarvixSDK_Handle* handle, const OpenOptions& options)
+{
+    if (handle == nullptr) {
+        return {OpenStatus::FAILED, {}, 0, "no handle"};
+    }
+    try {
+        handle->queue.begin();
+        return handle->sdk->open(options);
+    } catch (const std::runtime_error& error) {
+        return {OpenStatus::FAILED, {}, 0, error.what()};
+    }
+}
+
+template <std::size_t Size>
+void copyText(const std::string& text, char (&out)[Size])
+{
+    out[text.copy(out, Size - 1)] = '\0';
+}
+
+std::string orEmpty(const char* text)
+{
+    return text == nullptr ? "" : text;
+}
+
 } // namespace
+
+TarvixSDK_Handle::TarvixSDK_Handle(int timeout) : sdk(std::make_unique<TarvixSDK>(timeout))
+{
+    sdk->onNotification([this](const Notification& notification) { receive(notification); });
+    sdk->onConnectionLost([this] { loseConnection(); });
+}
 
 TarvixSDK_Handle* TarvixSDK_Create(int timeout)
 {
@@ -34,7 +68,30 @@ void TarvixSDK_Destroy(TarvixSDK_Handle* handle)
 
 bool TarvixSDK_Connect(TarvixSDK_Handle* handle, const char* path)
 {
-    return connected(handle, [path](TarvixSDK& sdk) { return sdk.connect(path == nullptr ? "" : path); });
+    return connected(handle, [path](TarvixSDK& sdk) { return sdk.connect(orEmpty(path)); });
+}
+
+OpenStatus TarvixSDK_Open(TarvixSDK_Handle* handle, const char* path, const char* serialNumber, std::uint32_t flags,
+                          TarvixSDK_OpenResult* result)
+{
+    OpenOptions options;
+    options.path = orEmpty(path);
+    options.serialNumber = orEmpty(serialNumber);
+    options.exclusive = (flags & TARVIXSDK_OPEN_SHARED) == 0;
+    options.strict = (flags & TARVIXSDK_OPEN_PLAIN) == 0;
+    const OpenResult opened = open(handle, options);
+    if (result != nullptr) {
+        result->status = opened.status;
+        result->holder = opened.holder;
+        copyText(opened.path, result->path);
+        copyText(opened.message, result->message);
+    }
+    return opened.status;
+}
+
+bool TarvixSDK_IsConnected(TarvixSDK_Handle* handle)
+{
+    return handle != nullptr && handle->sdk->isConnected();
 }
 
 bool TarvixSDK_ConnectWithSerialNumber(TarvixSDK_Handle* handle, const char* serialNumber)
@@ -47,6 +104,7 @@ void TarvixSDK_Disconnect(TarvixSDK_Handle* handle)
     if (handle == nullptr) {
         return;
     }
+    handle->queue.end(StatusCode::NOT_CONNECTED);
     try {
         handle->sdk->disconnect();
     } catch (const std::system_error&) {

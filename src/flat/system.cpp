@@ -73,6 +73,20 @@ StatusCode TarvixSDK_GetDeviceInfo(TarvixSDK_Handle* handle, TarvixSDK_DeviceInf
     });
 }
 
+StatusCode TarvixSDK_GetUsbString(TarvixSDK_Handle* handle, std::uint8_t index, std::uint8_t* string,
+                                  std::size_t capacity, std::size_t* length)
+{
+    return call(handle, length != nullptr && isArray(string, capacity), [&](TarvixSDK& sdk) {
+        Bytes read;
+        const StatusCode status = sdk.getUsbString(read, index);
+        if (status != StatusCode::SUCCESS) {
+            return status;
+        }
+        *length = read.size();
+        return read.size() > capacity ? StatusCode::INVALID_ARGUMENT : deliver(status, read, string);
+    });
+}
+
 void TarvixSDK_FreeDeviceInfo(TarvixSDK_DeviceInfo* info)
 {
     if (info == nullptr) {

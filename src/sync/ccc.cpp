@@ -12,7 +12,27 @@ auto dataInto(std::vector<std::uint8_t>& out)
     return [&out](const ResponseFrame& response) { response.copyTo(out, DATA, response.u8(COUNT)); };
 }
 
+// What a read may return. What has no number of its own in the outputs must be whole.
+auto dataOf(std::size_t least, std::size_t most)
+{
+    return counted8(COUNT, DATA, least, most);
+}
+
 } // namespace
+
+StatusCode TarvixSDK::i3cCccTransfer(std::uint8_t targetAddress, I3cTransferDirection direction, I3cTransferMode mode,
+                                     bool transferFlag, I3cCccType cccType, std::uint8_t length, CCC ccc,
+                                     std::uint8_t definingByte, const std::vector<std::uint8_t>& data,
+                                     std::vector<std::uint8_t>& readData)
+{
+    const bool reads = direction == I3cTransferDirection::READ;
+    return session_
+        ->exchange(&TarvixAsyncSDK::i3cCccTransfer, targetAddress, direction, mode, transferFlag, cccType, length, ccc,
+                   definingByte, data)
+        .then(reads ? dataOf(0, length) : dataOf(0, Payload::ANY), [&](const ResponseFrame& response) {
+            response.copyTo(readData, DATA, reads ? response.u8(COUNT) : 0);
+        });
+}
 
 StatusCode TarvixSDK::i3cCccENECBroadcast(std::uint8_t events)
 {
@@ -162,7 +182,7 @@ StatusCode TarvixSDK::i3cCccRSTACTDirect(std::uint8_t address, I3cTargetResetDef
                                          I3cTransferDirection direction, std::uint8_t* resetTime)
 {
     return session_->exchange(&TarvixAsyncSDK::i3cCccRSTACTDirect, address, action, direction)
-        .then([&](const ResponseFrame& response) {
+        .then(direction == I3cTransferDirection::READ ? dataOf(1, 1) : dataOf(0, Payload::ANY), [&](const ResponseFrame& response) {
             if (direction == I3cTransferDirection::READ && resetTime != nullptr) {
                 *resetTime = response.u8(DATA);
             }
@@ -171,7 +191,7 @@ StatusCode TarvixSDK::i3cCccRSTACTDirect(std::uint8_t address, I3cTargetResetDef
 
 StatusCode TarvixSDK::i3cCccGETMWL(std::uint8_t address, std::uint16_t& maxWriteLength)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETMWL, address).then([&](const ResponseFrame& response) {
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETMWL, address).then(dataOf(2, 2), [&](const ResponseFrame& response) {
         maxWriteLength = response.u16BigEndian(DATA);
     });
 }
@@ -179,7 +199,7 @@ StatusCode TarvixSDK::i3cCccGETMWL(std::uint8_t address, std::uint16_t& maxWrite
 StatusCode TarvixSDK::i3cCccGETMRL(std::uint8_t address, std::uint16_t& maxReadLength,
                                    std::optional<std::uint8_t>& maxIbiPayloadSize)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETMRL, address).then([&](const ResponseFrame& response) {
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETMRL, address).then(dataOf(2, 3), [&](const ResponseFrame& response) {
         maxReadLength = response.u16BigEndian(DATA);
         maxIbiPayloadSize.reset();
         if (response.u8(COUNT) == 3) {
@@ -190,19 +210,19 @@ StatusCode TarvixSDK::i3cCccGETMRL(std::uint8_t address, std::uint16_t& maxReadL
 
 StatusCode TarvixSDK::i3cCccGETPID(std::uint8_t address, std::vector<std::uint8_t>& pid)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETPID, address).then(dataInto(pid));
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETPID, address).then(dataOf(6, 6), dataInto(pid));
 }
 
 StatusCode TarvixSDK::i3cCccGETBCR(std::uint8_t address, std::uint8_t& bcr)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETBCR, address).then([&](const ResponseFrame& response) {
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETBCR, address).then(dataOf(1, 1), [&](const ResponseFrame& response) {
         bcr = response.u8(DATA);
     });
 }
 
 StatusCode TarvixSDK::i3cCccGETDCR(std::uint8_t address, std::uint8_t& dcr)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETDCR, address).then([&](const ResponseFrame& response) {
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETDCR, address).then(dataOf(1, 1), [&](const ResponseFrame& response) {
         dcr = response.u8(DATA);
     });
 }
@@ -210,21 +230,21 @@ StatusCode TarvixSDK::i3cCccGETDCR(std::uint8_t address, std::uint8_t& dcr)
 StatusCode TarvixSDK::i3cCccGETSTATUS(std::uint8_t address, std::vector<std::uint8_t>& status,
                                       std::optional<std::uint8_t> definingByte)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETSTATUS, address, definingByte).then(dataInto(status));
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETSTATUS, address, definingByte).then(dataOf(0, 2), dataInto(status));
 }
 
 StatusCode TarvixSDK::i3cCccGETMXDS(std::uint8_t address, std::vector<std::uint8_t>& maxDataSpeed)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETMXDS, address).then(dataInto(maxDataSpeed));
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETMXDS, address).then(dataOf(0, 5), dataInto(maxDataSpeed));
 }
 
 StatusCode TarvixSDK::i3cCccGETCAPS(std::uint8_t address, std::vector<std::uint8_t>& caps,
                                     std::optional<std::uint8_t> definingByte)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETCAPS, address, definingByte).then(dataInto(caps));
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETCAPS, address, definingByte).then(dataOf(0, 4), dataInto(caps));
 }
 
 StatusCode TarvixSDK::i3cCccGETXTIME(std::uint8_t address, std::vector<std::uint8_t>& xtime)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETXTIME, address).then(dataInto(xtime));
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETXTIME, address).then(dataOf(0, 4), dataInto(xtime));
 }

@@ -13,9 +13,8 @@ StatusCode TarvixSDK::gpioDigitalWrite(GpioPinNumber pinNumber, GpioLogicLevel l
 
 StatusCode TarvixSDK::gpioDigitalRead(GpioPinNumber pinNumber, GpioLogicLevel& logicLevel)
 {
-    return session_->exchange(&TarvixAsyncSDK::gpioDigitalRead, pinNumber).then([&](const ResponseFrame& response) {
-        logicLevel = GpioLogicLevel{response.u8(6)};
-    });
+    return session_->exchange(&TarvixAsyncSDK::gpioDigitalRead, pinNumber)
+        .then(fieldsUpTo(7), [&](const ResponseFrame& response) { logicLevel = GpioLogicLevel{response.u8(6)}; });
 }
 
 StatusCode TarvixSDK::gpioConfigureInterrupt(GpioPinNumber pinNumber, GpioTriggerType triggerType)

@@ -10,6 +10,12 @@ constexpr std::size_t SCAN_ONE_BYTE_COUNT = 7;
 constexpr std::size_t SCAN_TWO_BYTE_COUNT = 8;
 constexpr std::size_t SCAN_ENTRIES = 9;
 
+Payload scan(const ResponseFrame& response)
+{
+    const std::size_t size = response.u8(SCAN_ONE_BYTE_COUNT) + std::size_t{2} * response.u8(SCAN_TWO_BYTE_COUNT);
+    return {SCAN_ENTRIES, size, 0, size};
+}
+
 } // namespace
 
 StatusCode TarvixSDK::i2cControllerInit(std::uint8_t bus, std::uint32_t frequency, std::uint8_t option)
@@ -40,7 +46,8 @@ StatusCode TarvixSDK::i2cRead(std::uint8_t bus, std::uint8_t targetAddress,
                               std::vector<std::uint8_t>& readData, bool flag)
 {
     return session_->exchange(&TarvixAsyncSDK::i2cRead, bus, targetAddress, registerAddress, length, flag)
-        .then([&](const ResponseFrame& response) { response.copyTo(readData, READ_DATA, length); });
+        .then(exactly(length, READ_DATA),
+              [&](const ResponseFrame& response) { response.copyTo(readData, READ_DATA, length); });
 }
 
 StatusCode TarvixSDK::i2cScanBus(std::vector<std::uint8_t>& addresses, std::uint8_t* oneByteCount,
@@ -50,10 +57,10 @@ StatusCode TarvixSDK::i2cScanBus(std::vector<std::uint8_t>& addresses, std::uint
     if (bus > LAST_BUS || oneByteCount == nullptr || twoByteCount == nullptr) {
         return StatusCode::INVALID_ARGUMENT;
     }
-    return session_->exchange(&TarvixAsyncSDK::i2cScanBus, bus, flag).then([&](const ResponseFrame& response) {
+    return session_->exchange(&TarvixAsyncSDK::i2cScanBus, bus, flag).then(scan, [&](const ResponseFrame& response) {
         *oneByteCount = response.u8(SCAN_ONE_BYTE_COUNT);
         *twoByteCount = response.u8(SCAN_TWO_BYTE_COUNT);
-        const std::size_t size = *oneByteCount + std::size_t{2} * *twoByteCount;
+        const std::size_t size = scan(response).declared;
         if (SCAN_ENTRIES + size > response.size()) {
             return StatusCode::RESPONSE_TOO_SHORT;
         }

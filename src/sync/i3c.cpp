@@ -31,6 +31,18 @@ I3cTargetInfo targetInfo(const ResponseFrame& response, std::size_t offset)
     return info;
 }
 
+Payload records(const ResponseFrame& response)
+{
+    const std::size_t size = response.u8(TABLE_COUNT) * sizeof(I3cTargetInfo);
+    return {TABLE_RECORDS, size, 0, size};
+}
+
+// A private read. An I3C target may end it early.
+auto upTo(std::uint16_t length)
+{
+    return counted16(READ_COUNT, READ_DATA, 0, length);
+}
+
 // The number of bytes is the adapter's, whatever was asked for.
 auto readInto(std::vector<std::uint8_t>& data)
 {
@@ -69,7 +81,7 @@ StatusCode TarvixSDK::i3cResetBus()
 
 StatusCode TarvixSDK::i3cGetDeviceTable(std::vector<I3cTargetInfo>& table)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cGetDeviceTable).then([&](const ResponseFrame& response) {
+    return session_->exchange(&TarvixAsyncSDK::i3cGetDeviceTable).then(records, [&](const ResponseFrame& response) {
         table.clear();
         for (std::size_t i = 0; i < response.u8(TABLE_COUNT); ++i) {
             table.push_back(targetInfo(response, TABLE_RECORDS + i * sizeof(I3cTargetInfo)));
@@ -96,7 +108,7 @@ StatusCode TarvixSDK::i3cSdrRead(std::uint8_t targetAddress, const std::vector<s
                                  std::uint16_t length, std::vector<std::uint8_t>& data, I3cTransferFlags flags)
 {
     return session_->exchange(&TarvixAsyncSDK::i3cSdrRead, targetAddress, registerAddress, length, flags)
-        .then(readInto(data));
+        .then(upTo(length), readInto(data));
 }
 
 StatusCode TarvixSDK::i3cSdrWrite(std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
@@ -108,7 +120,8 @@ StatusCode TarvixSDK::i3cSdrWrite(std::uint8_t targetAddress, const std::vector<
 StatusCode TarvixSDK::i3cHdrDdrRead(std::uint8_t targetAddress, std::uint8_t command, std::uint16_t length,
                                     std::vector<std::uint8_t>& data)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cHdrDdrRead, targetAddress, command, length).then(readInto(data));
+    return session_->exchange(&TarvixAsyncSDK::i3cHdrDdrRead, targetAddress, command, length)
+        .then(upTo(length), readInto(data));
 }
 
 StatusCode TarvixSDK::i3cHdrDdrWrite(std::uint8_t targetAddress, std::uint8_t command,
@@ -121,7 +134,7 @@ StatusCode TarvixSDK::i3cLegacyI2cRead(std::uint8_t targetAddress, const std::ve
                                        std::uint16_t length, std::vector<std::uint8_t>& data, I3cTransferFlags flags)
 {
     return session_->exchange(&TarvixAsyncSDK::i3cLegacyI2cRead, targetAddress, registerAddress, length, flags)
-        .then(readInto(data));
+        .then(counted16(READ_COUNT, READ_DATA, length, length), readInto(data)); // an I2C target cannot end it
 }
 
 StatusCode TarvixSDK::i3cLegacyI2cWrite(std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,

@@ -1,5 +1,6 @@
 #include "sync/session.hpp"
 
+#include "async/state.hpp"
 #include "commands.hpp"
 
 namespace {
@@ -26,7 +27,11 @@ NotificationKind kindOf(std::uint16_t code)
 
 TarvixSDK::Session::Session(int timeout) : waiter_(timeout)
 {
-    async_.onResponse([this](const std::vector<std::uint8_t>& frame) { handleResponse(frame); });
+    async_.state_->link.onFrame([this](const std::vector<std::uint8_t>& frame) { handleResponse(frame); });
+    async_.state_->link.onLoss([this] {
+        waiter_.end(StatusCode::ADAPTER_LOST);
+        lossHandler_.call();
+    });
 }
 
 TarvixSDK::Session::~Session() = default;
@@ -38,7 +43,7 @@ void TarvixSDK::Session::handleResponse(const std::vector<std::uint8_t>& frame)
     }
     const ResponseFrame response(frame);
     if (response.transactionId() != 0) {
-        waiter_.store(frame);
+        waiter_.store(response.transactionId(), frame);
     } else if (frame.size() >= SHORTEST_NOTIFICATION) {
         Notification notification{};
         notification.kind = kindOf(response.code());
@@ -46,6 +51,38 @@ void TarvixSDK::Session::handleResponse(const std::vector<std::uint8_t>& frame)
         notification.length = frame.size();
         notificationHandler_.call(notification);
     }
+}
+
+bool TarvixSDK::Session::connect(const std::string& path, const std::string& serialNumber)
+{
+    if (!async_.isConnected()) {
+        const std::lock_guard turn(turnMutex_);
+        waiter_.beginPlain();
+        strict_ = false;
+    }
+    return serialNumber.empty() ? async_.connect(path) : async_.connectWithSerialNumber(serialNumber);
+}
+
+OpenResult TarvixSDK::Session::open(const OpenOptions& options)
+{
+    if (async_.isConnected()) {
+        return async_.open(options);
+    }
+    // Calls of the session that is over have left, or are about to.
+    const std::lock_guard turn(turnMutex_);
+    if (options.strict) {
+        waiter_.beginStrict();
+    } else {
+        waiter_.beginPlain();
+    }
+    strict_ = options.strict;
+    return async_.open(options);
+}
+
+void TarvixSDK::Session::disconnect()
+{
+    waiter_.end(StatusCode::NOT_CONNECTED);
+    async_.disconnect();
 }
 
 TarvixSDK::TarvixSDK() : TarvixSDK(-1) {}
@@ -56,22 +93,42 @@ TarvixSDK::~TarvixSDK() = default;
 
 bool TarvixSDK::connect(const std::string& path)
 {
-    return session_->async().connect(path);
+    return session_->connect(path, {});
 }
 
 bool TarvixSDK::connectWithSerialNumber(const std::string& serialNumber)
 {
-    return session_->async().connectWithSerialNumber(serialNumber);
+    return session_->connect({}, serialNumber);
+}
+
+OpenResult TarvixSDK::open(const OpenOptions& options)
+{
+    return session_->open(options);
+}
+
+bool TarvixSDK::isConnected() const
+{
+    return session_->async().isConnected();
+}
+
+std::uint64_t TarvixSDK::unmatchedResponses() const
+{
+    return session_->unmatchedResponses();
 }
 
 void TarvixSDK::disconnect()
 {
-    session_->async().disconnect();
+    session_->disconnect();
 }
 
 void TarvixSDK::onNotification(NotificationHandler handler)
 {
     session_->onNotification(std::move(handler));
+}
+
+void TarvixSDK::onConnectionLost(ConnectionLostHandler handler)
+{
+    session_->onConnectionLost(std::move(handler));
 }
 
 std::string TarvixSDK::getVersion()

@@ -1,28 +1,38 @@
 // What every blocking command shares: numbering, waiting, decoding.
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <mutex>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "handler_slot.hpp"
+#include "sync/payload.hpp"
 #include "sync/response_frame.hpp"
 #include "sync/response_waiter.hpp"
 #include "tarvixsdk/async_sdk.hpp"
 #include "tarvixsdk/sdk.hpp"
+#include "transport/reader_signals.hpp"
 
 class TarvixSDK::Session {
 public:
+    // A strict session serves one caller after another: who holds this lock has its turn. A plain session, which is one
+    // thread's, locks nothing.
+    using Turn = std::unique_lock<std::mutex>;
+
     // How one exchange ended. Refers to the session's response buffer: use it before the next exchange.
     class Outcome {
     public:
         // No response: `status` says why.
-        explicit Outcome(StatusCode status) : status_(status), response_({}) {}
+        Outcome(Turn turn, StatusCode status) : turn_(std::move(turn)), status_(status), response_({}) {}
 
         // A response; one too short for a status has none of its own.
-        explicit Outcome(ResponseFrame response)
-            : status_(response.holdsStatus() ? response.status() : StatusCode::RESPONSE_TOO_SHORT),
+        Outcome(Turn turn, ResponseFrame response)
+            : turn_(std::move(turn)),
+              status_(response.holdsStatus() ? response.status() : StatusCode::RESPONSE_TOO_SHORT),
               answered_(true),
               response_(response)
         {
@@ -30,14 +40,23 @@ public:
 
         StatusCode status() const { return status_; }
 
-        // Runs `decode` on the response if there is one. The outputs are deliberately written before the status is
-        // looked at, so also when the adapter reports an error. A decoder that returns a StatusCode replaces the
-        // response's.
-        template <typename Decode>
-        StatusCode then(Decode decode) const
+        // Runs `decode` on the response if there is one. A decoder that returns a StatusCode replaces the response's.
+        //
+        // In a plain session that is all: the outputs are written before the status is looked at, so also when the
+        // adapter reports an error. In a strict session they are written on success only, and only from a response
+        // that holds what `layout` (see payload.hpp) says.
+        template <typename Layout, typename Decode>
+        StatusCode then(Layout layout, Decode decode) const
         {
             if (!answered_) {
                 return status_;
+            }
+            if (turn_) {
+                const StatusCode refused =
+                    status_ == StatusCode::SUCCESS ? layout(response_).check(response_) : status_;
+                if (refused != StatusCode::SUCCESS) {
+                    return refused;
+                }
             }
             if constexpr (std::is_void_v<std::invoke_result_t<Decode, const ResponseFrame&>>) {
                 decode(response_);
@@ -48,6 +67,7 @@ public:
         }
 
     private:
+        Turn turn_;
         StatusCode status_;
         bool answered_ = false;
         ResponseFrame response_;
@@ -62,6 +82,7 @@ public:
     template <typename... Parameters, typename... Arguments>
     StatusCode post(StatusCode (TarvixAsyncSDK::*command)(TransactionId, Parameters...), Arguments&&... arguments)
     {
+        const Turn turn = takeTurn();
         return (async_.*command)(generateTransactionId(), std::forward<Arguments>(arguments)...);
     }
 
@@ -69,21 +90,40 @@ public:
     template <typename... Parameters, typename... Arguments>
     Outcome exchange(StatusCode (TarvixAsyncSDK::*command)(TransactionId, Parameters...), Arguments&&... arguments)
     {
-        const StatusCode sent = post(command, std::forward<Arguments>(arguments)...);
-        if (sent != StatusCode::SUCCESS) {
-            return Outcome(sent);
+        Turn turn = takeTurn();
+        const TransactionId transactionId = generateTransactionId();
+        StatusCode status = turn ? waiter_.expect(transactionId) : StatusCode::SUCCESS;
+        if (status == StatusCode::SUCCESS) {
+            status = (async_.*command)(transactionId, std::forward<Arguments>(arguments)...);
         }
-        if (!waiter_.take(response_)) {
-            return Outcome(StatusCode::NO_RESPONSE);
+        if (status == StatusCode::NO_RESPONSE) { // a strict session could not write the request
+            status = waiter_.takeEnd(LONGEST_DOUBT);
+        } else if (status == StatusCode::SUCCESS) {
+            status = waiter_.take(response_);
         }
-        return Outcome(ResponseFrame(response_));
+        return status == StatusCode::SUCCESS ? Outcome(std::move(turn), ResponseFrame(response_))
+                                             : Outcome(std::move(turn), status);
     }
 
+    bool connect(const std::string& path, const std::string& serialNumber);
+    OpenResult open(const OpenOptions& options);
+    void disconnect();
+
     TarvixAsyncSDK& async() { return async_; }
+    std::uint64_t unmatchedResponses() { return waiter_.unmatched(); }
+    void onConnectionLost(ConnectionLostHandler handler) { lossHandler_.set(withApplicationSignals(std::move(handler))); }
     TransactionId lastTransactionId() const { return transactionId_; }
-    void onNotification(NotificationHandler handler) { notificationHandler_.set(std::move(handler)); }
+    void onNotification(NotificationHandler handler)
+    {
+        notificationHandler_.set(withApplicationSignals(std::move(handler)));
+    }
 
 private:
+    // Between a write that fails and the verdict that the adapter is lost.
+    static constexpr std::chrono::milliseconds LONGEST_DOUBT{150};
+
+    Turn takeTurn() { return strict_ ? Turn(turnMutex_) : Turn(); }
+
     // 1 to 65535, then 1 again: 0 marks notifications. Advances also when the request is then not sent.
     TransactionId generateTransactionId()
     {
@@ -93,9 +133,12 @@ private:
 
     void handleResponse(const std::vector<std::uint8_t>& frame); // on the reader thread
 
+    std::atomic<bool> strict_ = false;
+    std::mutex turnMutex_;
     TransactionId transactionId_ = 0;
     std::vector<std::uint8_t> response_;
     ResponseWaiter waiter_;
     HandlerSlot<const Notification&> notificationHandler_;
+    HandlerSlot<> lossHandler_;
     TarvixAsyncSDK async_; // last, so that its reader thread ends before what it uses
 };

@@ -25,5 +25,6 @@ StatusCode TarvixSDK::spiTransfer(std::vector<std::uint8_t>& data, std::vector<s
                                   std::uint16_t transferLength)
 {
     return session_->exchange(&TarvixAsyncSDK::spiTransfer, data, transferLength)
-        .then([&](const ResponseFrame& response) { response.copyTo(readData, 8, response.u16(6)); });
+        .then(counted16(6, 8, transferLength, transferLength),
+              [&](const ResponseFrame& response) { response.copyTo(readData, 8, response.u16(6)); });
 }

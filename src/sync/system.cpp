@@ -1,6 +1,20 @@
 #include "commands.hpp"
 #include "sync/session.hpp"
 
+namespace {
+
+// Offsets in the answer to getUsbString.
+constexpr std::size_t LENGTH_PLUS_ONE = 6;
+constexpr std::size_t STRING = 7;
+
+Payload usbString(const ResponseFrame& response)
+{
+    const std::size_t lengthPlusOne = response.u8(LENGTH_PLUS_ONE);
+    return {STRING, lengthPlusOne == 0 ? 0 : lengthPlusOne - 1, 0, Payload::ANY};
+}
+
+} // namespace
+
 // These two deliberately wait for nothing: the adapter restarts instead of answering.
 StatusCode TarvixSDK::resetDevice()
 {
@@ -15,13 +29,12 @@ StatusCode TarvixSDK::enterBootMode()
 // The one command that looks whether the response is its own; the status of its own response is deliberately not read.
 StatusCode TarvixSDK::getUsbString(std::vector<std::uint8_t>& string, std::uint8_t index)
 {
-    return session_->exchange(&TarvixAsyncSDK::getUsbString, index).then([&](const ResponseFrame& response) {
+    return session_->exchange(&TarvixAsyncSDK::getUsbString, index).then(usbString, [&](const ResponseFrame& response) {
         if (response.transactionId() != session_->lastTransactionId() ||
             response.code() != static_cast<std::uint16_t>(CommandCode::GET_USB_STRING)) {
             return StatusCode::UNEXPECTED_RESPONSE;
         }
-        const std::uint8_t lengthPlusOne = response.u8(6);
-        response.copyTo(string, 7, lengthPlusOne == 0 ? 0 : lengthPlusOne - 1U);
+        response.copyTo(string, STRING, usbString(response).declared);
         return StatusCode::SUCCESS;
     });
 }

@@ -56,22 +56,22 @@ StatusCode TarvixSDK::uartUseExternalVoltage(bool useExternal)
 
 StatusCode TarvixSDK::gpioGetVoltage(std::uint16_t& voltage)
 {
-    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(sharedRailInto(voltage));
+    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
 }
 
 StatusCode TarvixSDK::i2cGetBusVoltage(std::uint16_t& voltage)
 {
-    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(sharedRailInto(voltage));
+    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
 }
 
 StatusCode TarvixSDK::spiGetBusVoltage(std::uint16_t& voltage)
 {
-    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(sharedRailInto(voltage));
+    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
 }
 
 StatusCode TarvixSDK::uartGetBusVoltage(std::uint16_t& voltage)
 {
-    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(sharedRailInto(voltage));
+    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
 }
 
 StatusCode TarvixSDK::i3cSetBusVoltage(std::uint16_t voltage)
@@ -86,8 +86,9 @@ StatusCode TarvixSDK::i3cUseExternalVoltage(bool useExternal)
 
 StatusCode TarvixSDK::i3cGetBusVoltage(std::uint16_t& voltage1, std::uint16_t& voltage2)
 {
-    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then([&](const ResponseFrame& response) {
-        voltage1 = response.u16(I3C_RAIL_1);
-        voltage2 = response.u16(I3C_RAIL_2);
-    });
+    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements)
+        .then(fieldsUpTo(I3C_RAIL_2 + 2), [&](const ResponseFrame& response) {
+            voltage1 = response.u16(I3C_RAIL_1);
+            voltage2 = response.u16(I3C_RAIL_2);
+        });
 }

@@ -2,103 +2,93 @@
 
 #include <algorithm>
 #include <chrono>
+#include <fstream>
 #include <memory>
-#include <optional>
-#include <stdexcept>
-#include <string_view>
 #include <system_error>
 
 #include <hidapi.h>
-#include <pthread.h>
-#include <signal.h>
+#include <unistd.h>
+
+#include "transport/reader_signals.hpp"
 
 namespace {
 
 constexpr int READ_TIMEOUT_MS = 100;
+
+// How long a strict session's reader waits right behind a report, doubling to the full length while nothing comes: a
+// session that ends after a command ends at once, and an idle one costs nothing.
+constexpr int READ_TIMEOUT_AFTER_REPORT_MS = 4;
+
+// How long the reader waits right behind a failed write: the next write has to wait for it. See guarded().
+constexpr int READ_TIMEOUT_AFTER_FAILED_WRITE_MS = 1;
 
 // A failing read is tried again after a pause that doubles up to the length of a read: a passing hiccup costs next to
 // nothing, and an unplugged adapter costs ten calls a second.
 constexpr std::chrono::milliseconds FIRST_PAUSE{1};
 constexpr std::chrono::milliseconds LONGEST_PAUSE{READ_TIMEOUT_MS};
 
-// hidapi keeps state of the whole process (its error string, its udev context) without a lock of its own; sessions may
-// be opened and closed on several threads.
-std::mutex& hidapiMutex()
-{
-    static std::mutex mutex;
-    return mutex;
-}
+// That many failed reads in a row, 63 ms, are no hiccup: the adapter is lost.
+constexpr int FAILURES_OF_A_LOSS = 7;
 
-std::string toUtf8(std::wstring_view text)
+// As the kernel knows it, without characters that a terminal would obey.
+std::string processName(std::int64_t process)
 {
-    std::string bytes;
-    for (const wchar_t character : text) {
-        const auto code = static_cast<char32_t>(character);
-        if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
-            throw std::range_error("bad conversion");
-        }
-        if (code < 0x80) {
-            bytes += static_cast<char>(code);
-            continue;
-        }
-        const int continuations = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-        bytes += static_cast<char>(0xFF00U >> (continuations + 1) | code >> 6 * continuations);
-        for (int shift = 6 * (continuations - 1); shift >= 0; shift -= 6) {
-            bytes += static_cast<char>(0x80U | (code >> shift & 0x3FU));
+    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    for (char& character : name) {
+        if (character < 0x20 || character >= 0x7F) {
+            character = '?';
         }
     }
-    return bytes;
+    return name;
 }
 
-const DeviceKind* findKind(const hid_device_info& info)
+OpenResult opened(const std::string& path)
 {
-    const auto* const kind = std::find_if(DEVICE_CATALOGUE.begin(), DEVICE_CATALOGUE.end(), [&](const DeviceKind& row) {
-        return row.vendorId == info.vendor_id && row.productId == info.product_id;
-    });
-    return kind == DEVICE_CATALOGUE.end() ? nullptr : kind;
+    return {OpenStatus::OPENED, path, 0, "opened " + path};
 }
 
-struct Found {
-    const DeviceKind* kind;
-    std::string path;
-};
-
-std::optional<Found> findDevice(const std::string& path, const std::string& serial)
+OpenResult notFound(const OpenOptions& options)
 {
-    const std::unique_ptr<hid_device_info, void (*)(hid_device_info*)> devices(hid_enumerate(0, 0),
-                                                                               hid_free_enumeration);
-    for (const hid_device_info* info = devices.get(); info != nullptr; info = info->next) {
-        if (!serial.empty() && (info->serial_number == nullptr || toUtf8(info->serial_number) != serial)) {
-            continue;
-        }
-        const DeviceKind* const kind = findKind(*info);
-        if (kind != nullptr && (path.empty() || path == info->path)) {
-            return Found{kind, info->path};
-        }
+    std::string message = "no adapter attached";
+    if (!options.path.empty() || !options.serialNumber.empty()) {
+        message += options.path.empty() ? "" : " at " + options.path;
+        message += options.serialNumber.empty() ? "" : " with serial number " + options.serialNumber;
     }
-    return std::nullopt;
+    return {OpenStatus::NO_ADAPTER, {}, 0, message};
 }
 
-// Signals belong to the application's own threads; one that landed here would fail a read with EINTR.
-class AllSignalsBlocked {
-public:
-    AllSignalsBlocked()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-    AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+OpenResult severalFound(std::size_t count)
+{
+    return {OpenStatus::SEVERAL_ADAPTERS, {}, 0,
+            std::to_string(count) + " adapters attached: choose one by path or serial number"};
+}
 
-private:
-    sigset_t before_;
-};
+OpenResult inUse(const std::string& path, std::int64_t holder)
+{
+    std::string message = path + " is in use by another session";
+    if (holder != 0) {
+        const std::string name = processName(holder);
+        message = path + " is in use by process " + std::to_string(holder) + (name.empty() ? "" : " (" + name + ")");
+    }
+    return {OpenStatus::IN_USE, path, holder, message};
+}
+
+OpenResult noPermission(const std::string& path)
+{
+    return {OpenStatus::NO_PERMISSION, path, 0, "no permission to open " + path};
+}
+
+OpenResult failed(const std::string& path)
+{
+    return {OpenStatus::FAILED, path, 0, "cannot open " + path};
+}
 
 } // namespace
 
-HidTransport::HidTransport(ReportHandler onReport) : onReport_(std::move(onReport))
+HidTransport::HidTransport(ReportHandler onReport, LossHandler onLoss)
+    : onReport_(std::move(onReport)), onLoss_(std::move(onLoss))
 {
     const std::lock_guard lock(hidapiMutex());
     hid_init();
@@ -114,29 +104,70 @@ HidTransport::~HidTransport()
 
 bool HidTransport::open(const std::string& path, const std::string& serial)
 {
-    if (device_ != nullptr) {
+    if (isOpen()) {
         return true;
     }
     const std::lock_guard lock(hidapiMutex());
-    const std::optional<Found> found = findDevice(path, serial);
-    if (!found) {
-        return false;
+    const std::optional<FoundDevice> found = findDevice(path, serial);
+    return found && start(*found, false);
+}
+
+OpenResult HidTransport::open(const OpenOptions& options)
+{
+    const std::lock_guard lock(hidapiMutex());
+    std::vector<AdapterInfo> adapters = enumerateAdapters();
+    std::erase_if(adapters, [&](const AdapterInfo& adapter) {
+        return (!options.path.empty() && options.path != adapter.path) ||
+               (!options.serialNumber.empty() && options.serialNumber != adapter.serialNumber);
+    });
+    if (adapters.empty()) {
+        return notFound(options);
     }
-    std::unique_ptr<hid_device_, void (*)(hid_device_*)> device(hid_open_path(found->path.c_str()), hid_close);
+    if (adapters.size() > 1 && options.path.empty() && options.serialNumber.empty()) {
+        return severalFound(adapters.size());
+    }
+    const std::string& path = adapters.front().path;
+    if (options.exclusive) {
+        switch (nodeLock_.take(path)) {
+        case NodeLock::Result::HELD:
+        case NodeLock::Result::NO_FILE:
+            break;
+        case NodeLock::Result::NO_PERMISSION:
+            return noPermission(path);
+        case NodeLock::Result::IN_USE:
+            return inUse(path, nodeLock_.holder());
+        }
+    }
+    if (start({adapters.front().reportSize, path}, options.strict)) {
+        return opened(path);
+    }
+    nodeLock_.release();
+    const bool mayNot = ::access(path.c_str(), F_OK) == 0 && ::access(path.c_str(), R_OK | W_OK) != 0;
+    return mayNot ? noPermission(path) : failed(path);
+}
+
+// False when hidapi cannot open it.
+bool HidTransport::start(const FoundDevice& found, bool strict)
+{
+    std::unique_ptr<hid_device_, void (*)(hid_device_*)> device(hid_open_path(found.path.c_str()), hid_close);
     if (!device) {
         return false;
     }
-    outgoing_.assign(found->kind->reportSize + 1, 0); // byte 0 is the report ID, always 0
-    kind_ = found->kind;
+    path_ = found.path;
+    reportSize_ = found.reportSize;
+    outgoing_.assign(reportSize_ + 1, 0); // byte 0 is the report ID, always 0
+    incoming_.assign(reportSize_, 0);
+    strict_ = strict;
+    lost_ = false;
     failing_ = false;
+    writeFailed_ = false;
     running_ = true;
     device_ = device.get();
     try {
-        const AllSignalsBlocked inherited;
-        reader_ = std::thread([this] { readReports(); });
+        const SignalsBlocked inherited;
+        reader_ = std::thread([this, signals = inherited.before()] { readReports(signals); });
     } catch (...) {
         device_ = nullptr;
-        kind_ = nullptr;
         throw;
     }
     static_cast<void>(device.release());
@@ -145,7 +176,7 @@ bool HidTransport::open(const std::string& path, const std::string& serial)
 
 void HidTransport::close()
 {
-    if (device_ == nullptr) {
+    if (!isOpen()) {
         return;
     }
     {
@@ -154,21 +185,24 @@ void HidTransport::close()
     }
     pause_.notify_one();
     // join() alone leaves this to the C library, which ThreadSanitizer stands in for.
-    if (reader_.get_id() == std::this_thread::get_id()) {
+    if (isReaderThread()) {
         throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
     }
     reader_.join();
     const std::unique_lock alone(callMutex_);
-    hid_close(device_);
-    device_ = nullptr;
-    kind_ = nullptr;
+    hid_close(device_.exchange(nullptr));
+    nodeLock_.release();
 }
 
 bool HidTransport::write()
 {
-    return guarded([this] {
-               return device_ == nullptr ? -1 : hid_write(device_, outgoing_.data(), outgoing_.size());
-           }) >= 0;
+    const int result = guarded([this](hid_device_* device) {
+        return device == nullptr ? -1 : hid_write(device, outgoing_.data(), outgoing_.size());
+    });
+    if (result < 0) {
+        writeFailed_ = true;
+    }
+    return result >= 0;
 }
 
 // Every read and write goes through here. hidapi before 0.15 keeps one error string for each device, and a failing
@@ -181,7 +215,7 @@ int HidTransport::guarded(Call call)
     {
         const std::shared_lock sideBySide(callMutex_);
         if (!failing_) {
-            const int result = call();
+            const int result = call(device_);
             if (result < 0) {
                 failing_ = true;
             }
@@ -189,29 +223,60 @@ int HidTransport::guarded(Call call)
         }
     }
     const std::unique_lock alone(callMutex_);
-    const int result = call();
+    const int result = call(device_);
     failing_ = result < 0;
     return result;
 }
 
-void HidTransport::readReports()
+void HidTransport::readReports(sigset_t applicationSignals)
 {
-    // One buffer for the life of the thread, never cleared: behind a short report stand bytes of an earlier one, which
-    // is harmless, for the segment header says how many count.
-    std::vector<std::uint8_t> report(kind_->reportSize);
-    auto pause = FIRST_PAUSE;
+    setApplicationSignals(applicationSignals);
+    reader() = this;
+    int timeout = READ_TIMEOUT_MS;
+    int failures = 0; // in a row
     while (running_) {
-        const int result =
-            guarded([&] { return hid_read_timeout(device_, report.data(), report.size(), READ_TIMEOUT_MS); });
-        if (result >= 0) {
-            pause = FIRST_PAUSE;
-            if (result > 0) {
-                onReport_(report);
+        if (writeFailed_.exchange(false)) {
+            timeout = READ_TIMEOUT_AFTER_FAILED_WRITE_MS;
+        }
+        // The buffer is never cleared: behind a short report stand bytes of an earlier one, which is harmless, for the
+        // segment header says how many count.
+        const int result = guarded([&](hid_device_* device) {
+            return hid_read_timeout(device, incoming_.data(), incoming_.size(), timeout);
+        });
+        if (result < 0) {
+            if (!pauseAfterFailure(++failures)) {
+                return;
             }
             continue;
         }
-        std::unique_lock lock(pauseMutex_);
-        pause_.wait_for(lock, pause, [this] { return !running_; });
-        pause = std::min(2 * pause, LONGEST_PAUSE);
+        failures = 0;
+        lost_ = false;
+        timeout = std::min(2 * timeout, READ_TIMEOUT_MS);
+        if (result > 0) {
+            onReport_(incoming_);
+            timeout = strict_ ? READ_TIMEOUT_AFTER_REPORT_MS : READ_TIMEOUT_MS;
+        }
     }
+}
+
+// False when there is nothing left to read from.
+bool HidTransport::pauseAfterFailure(int failures)
+{
+    if (failures == FAILURES_OF_A_LOSS) {
+        lost_ = true;
+        onLoss_();
+        if (strict_) {
+            return false;
+        }
+    }
+    const auto pause = std::min(FIRST_PAUSE * (1 << std::min(failures - 1, FAILURES_OF_A_LOSS)), LONGEST_PAUSE);
+    std::unique_lock lock(pauseMutex_);
+    pause_.wait_for(lock, pause, [this] { return !running_; });
+    return true;
+}
+
+const HidTransport*& HidTransport::reader()
+{
+    thread_local const HidTransport* transport = nullptr;
+    return transport;
 }

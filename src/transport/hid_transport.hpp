@@ -13,7 +13,11 @@
 #include <thread>
 #include <vector>
 
-#include "transport/device_catalogue.hpp"
+#include <signal.h>
+
+#include "tarvixsdk/adapters.hpp"
+#include "transport/enumeration.hpp"
+#include "transport/node_lock.hpp"
 
 struct hid_device_;
 
@@ -21,8 +25,10 @@ class HidTransport {
 public:
     // Takes each received report, whole (reportSize bytes). Runs on the reader thread.
     using ReportHandler = std::function<void(std::span<const std::uint8_t> report)>;
+    // The adapter is lost. Runs on the reader thread, once per loss.
+    using LossHandler = std::function<void()>;
 
-    explicit HidTransport(ReportHandler onReport);
+    HidTransport(ReportHandler onReport, LossHandler onLoss);
     ~HidTransport();
     HidTransport(const HidTransport&) = delete;
     HidTransport& operator=(const HidTransport&) = delete;
@@ -31,31 +37,59 @@ public:
     // when a device is open already.
     bool open(const std::string& path, const std::string& serial);
 
+    // Opens the device that the options choose. While one is open, not to be called.
+    OpenResult open(const OpenOptions& options);
+
     // Stops the reader and closes the device; nothing when closed. On the reader thread itself it raises
     // resource_deadlock_would_occur, and the reader ends when its handler returns.
     void close();
 
-    // Size of the open device's reports.
-    std::size_t reportSize() const { return kind_->reportSize; }
+    bool isOpen() const { return device_ != nullptr; }
 
-    // The reusable buffer of the next report to write, reportSize bytes; the open device's.
+    // Whether the open device's session, or the last one, is strict.
+    bool isStrict() const { return strict_; }
+
+    // Whether a strict session's reader has ended, or is about to, because its adapter is gone or close() was refused.
+    // A plain session goes on trying.
+    bool isLost() const { return strict_ && (lost_ || !running_); }
+
+    // Whether this is the thread that the handlers run on.
+    bool isReaderThread() const { return reader() == this; }
+
+    // Of the open device, or of the one that was open last.
+    const std::string& path() const { return path_; }
+    std::size_t reportSize() const { return reportSize_; }
+
+    // The reusable buffer of the next report to write, reportSize bytes.
     std::span<std::uint8_t> outgoing() { return std::span(outgoing_).subspan(1); }
 
     // Writes the buffer as one output report. False when closed or when the write failed.
     bool write();
 
 private:
+    static const HidTransport*& reader(); // the transport that the calling thread reads for, null on other threads
+
+    bool start(const FoundDevice& found, bool strict);
     template <typename Call>
     int guarded(Call call);
-    void readReports();
+    void readReports(sigset_t applicationSignals);
+    bool pauseAfterFailure(int failures);
 
     const ReportHandler onReport_;
-    const DeviceKind* kind_ = nullptr; // null while closed
-    hid_device_* device_ = nullptr;    // null while closed
+    const LossHandler onLoss_;
+    std::atomic<hid_device_*> device_ = nullptr; // null while closed
+    std::string path_;
+    std::size_t reportSize_ = 0;
     std::vector<std::uint8_t> outgoing_;
+    std::vector<std::uint8_t> incoming_; // the reader thread's
+    NodeLock nodeLock_;
 
-    std::shared_mutex callMutex_;       // see guarded()
-    std::atomic<bool> failing_ = false; // a hidapi call failed and none has succeeded since
+    std::shared_mutex callMutex_;           // see guarded()
+    std::atomic<bool> failing_ = false;     // a hidapi call failed and none has succeeded since
+    std::atomic<bool> writeFailed_ = false; // since the reader looked last
+
+    std::atomic<bool> strict_ = false;
+    std::atomic<bool> lost_ = false;
 
     std::thread reader_;
     std::atomic<bool> running_ = false;

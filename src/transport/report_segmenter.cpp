@@ -37,7 +37,10 @@ bool ReportAssembler::accept(std::span<const std::uint8_t> report)
     if ((header & FIRST) != 0) {
         frame_.clear();
         overflowed_ = false;
+    } else if (!insideFrame_ && !takeContinuations_) {
+        return false;
     }
+    insideFrame_ = (header & LAST) == 0;
     // The count is the adapter's word: never take more than the report holds.
     const auto part = report.subspan(
         HEADER_SIZE, std::min<std::size_t>(header >> COUNT_SHIFT & COUNT_MASK, report.size() - HEADER_SIZE));

@@ -31,10 +31,20 @@ public:
     // Takes one received report. True when it completed a frame, which `frame` then holds.
     bool accept(std::span<const std::uint8_t> report);
 
-    // Is emptied by the next first segment only: a continuation without a first one adds to what was delivered before.
+    // Whether a continuation outside a frame adds to what was delivered before, as it does unless told otherwise, or
+    // is dropped. Dropping begins with nothing stored.
+    void takeContinuations(bool take)
+    {
+        takeContinuations_ = take;
+        insideFrame_ = false;
+    }
+
+    // Is emptied by the next first segment only.
     const std::vector<std::uint8_t>& frame() const { return frame_; }
 
 private:
     std::vector<std::uint8_t> frame_;
     bool overflowed_ = false; // drop segments until the next first one
+    bool insideFrame_ = false;
+    bool takeContinuations_ = true;
 };

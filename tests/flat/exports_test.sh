@@ -35,8 +35,12 @@ while read -r symbol; do
     case $symbol in
     TarvixSDK::*) header=$headers/sdk.hpp ;;
     TarvixAsyncSDK::*) header=$headers/async_sdk.hpp ;;
-    *)
+    *::*)
         echo "$symbol" >> "$work/foreign"
+        continue
+        ;;
+    *) # a function of its own
+        grep -q "^TARVIX_API .* [*]*${symbol%%(*}(" "$headers/adapters.hpp" || echo "$symbol" >> "$work/foreign"
         continue
         ;;
     esac

@@ -121,6 +121,8 @@ void Device::forget()
     const std::lock_guard lock(mutex_);
     reports_.clear();
     frames_.clear();
+    reads_ = 0;
+    readTimeouts_ = 0;
 }
 
 int Device::opens() const
@@ -147,6 +149,24 @@ int Device::failedReads() const
     return failedReads_;
 }
 
+int Device::failedWrites() const
+{
+    const std::lock_guard lock(mutex_);
+    return failedWrites_;
+}
+
+int Device::readTimeouts() const
+{
+    const std::lock_guard lock(mutex_);
+    return readTimeouts_;
+}
+
+sigset_t Device::readerSignals() const
+{
+    const std::lock_guard lock(mutex_);
+    return readerSignals_;
+}
+
 int Device::overlaps() const
 {
     const std::lock_guard lock(mutex_);
@@ -164,6 +184,7 @@ int Device::write(const std::uint8_t* data, std::size_t length)
     std::unique_lock lock(mutex_);
     Call call(*this);
     if (unplugged_ || failWrites_) {
+        ++failedWrites_;
         return call.fail();
     }
     reports_.emplace_back(data, data + length);
@@ -175,6 +196,7 @@ int Device::write(const std::uint8_t* data, std::size_t length)
     partial_.insert(partial_.end(), data + 3, data + 3 + count);
     if ((header & 2U) != 0) {
         frames_.push_back(partial_);
+        changed_.notify_all();
         if (handler_) {
             handler_(partial_);
         }
@@ -186,6 +208,9 @@ int Device::read(std::uint8_t* data, std::size_t length, std::chrono::millisecon
 {
     std::unique_lock lock(mutex_);
     ++reads_;
+    readTimeouts_ += static_cast<int>(timeout.count());
+    pthread_sigmask(SIG_SETMASK, nullptr, &readerSignals_);
+    changed_.notify_all();
     Call call(*this);
     changed_.wait_for(lock, timeout, [&] { return unplugged_ || !input_.empty(); });
     if (unplugged_) {
@@ -254,7 +279,7 @@ hid_device_info* hid_enumerate(unsigned short vendor_id, unsigned short product_
             continue;
         }
         auto info = std::make_unique<hid_device_info>();
-        info->path = strdup(entry.path.c_str());
+        info->path = entry.path.empty() ? nullptr : strdup(entry.path.c_str());
         info->vendor_id = entry.vendorId;
         info->product_id = entry.productId;
         info->serial_number = entry.serial ? wcsdup(entry.serial->c_str()) : nullptr;

@@ -13,13 +13,15 @@
 #include <string>
 #include <vector>
 
+#include <signal.h>
+
 namespace fake_hid {
 
 using Bytes = std::vector<std::uint8_t>;
 
 // What enumeration shows of one device.
 struct Entry {
-    std::string path = "/dev/hidraw0";
+    std::string path = "/dev/hidraw0"; // empty: null
     std::uint16_t vendorId = 0x1FC9;
     std::uint16_t productId = 0x82FC;
     std::optional<std::wstring> serial = L"TVX0000001";
@@ -50,12 +52,15 @@ public:
 
     std::vector<Bytes> reports() const; // each written report, report ID included
     std::vector<Bytes> frames() const;  // each whole frame written
-    void forget();                      // empties both lists
+    void forget();                      // empties both lists, counts reads anew
 
     int opens() const;  // handles opened
     int closes() const; // handles closed
     int reads() const;
     int failedReads() const;
+    int failedWrites() const;
+    int readTimeouts() const;       // of the reads begun since forget(), added up, in ms
+    sigset_t readerSignals() const; // blocked during the latest read
 
     // Times a call began while another was running and an error string was stored: in hidapi before 0.15 both may free
     // that string.
@@ -90,6 +95,9 @@ private:
     int closes_ = 0;
     int reads_ = 0;
     int failedReads_ = 0;
+    int failedWrites_ = 0;
+    int readTimeouts_ = 0;
+    sigset_t readerSignals_{};
 };
 
 // The machine's HID devices. Reset it at the beginning of each test.

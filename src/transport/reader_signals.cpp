@@ -1,0 +1,48 @@
+#include "transport/reader_signals.hpp"
+
+#include <pthread.h>
+
+namespace {
+
+// Raised by a fault of the thread itself: blocked, they would end the program without its crash handler.
+constexpr int FAULTS[]{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT};
+
+thread_local sigset_t applicationMask;
+thread_local bool isReader = false;
+
+} // namespace
+
+SignalsBlocked::SignalsBlocked()
+{
+    sigset_t mask;
+    sigfillset(&mask);
+    for (const int fault : FAULTS) {
+        sigdelset(&mask, fault);
+    }
+    pthread_sigmask(SIG_SETMASK, &mask, &before_);
+}
+
+SignalsBlocked::~SignalsBlocked()
+{
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
+void setApplicationSignals(const sigset_t& mask)
+{
+    applicationMask = mask;
+    isReader = true;
+}
+
+ApplicationSignals::ApplicationSignals()
+{
+    if (isReader) {
+        pthread_sigmask(SIG_SETMASK, &applicationMask, &readers_);
+    }
+}
+
+ApplicationSignals::~ApplicationSignals()
+{
+    if (isReader) {
+        pthread_sigmask(SIG_SETMASK, &readers_, nullptr);
+    }
+}
