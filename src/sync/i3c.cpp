@@ -31,7 +31,7 @@ I3cTargetInfo targetInfo(const ResponseFrame& response, std::size_t offset)
     return info;
 }
 
-// The number of bytes is the adapter's, whatever was asked for.
+// The adapter decides how many bytes came, whatever was asked for.
 auto readInto(std::vector<std::uint8_t>& data)
 {
     return [&data](const ResponseFrame& response) { response.copyTo(data, READ_DATA, response.u16(READ_COUNT)); };

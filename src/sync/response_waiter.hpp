@@ -7,9 +7,9 @@
 #include <mutex>
 #include <vector>
 
-// Holds the most recent response that nobody has taken. A response is not matched to a request: one that arrives after
-// its wait ended stays and answers the next one, and of two that arrive close together the later one wins. Both are
-// deliberate, for the adapter answers one request at a time.
+// Holds the most recent response that nobody has taken. Responses are not matched to requests, because the adapter
+// answers one request at a time: one that arrives after its wait ended answers the next request, and of two that arrive
+// close together the later one wins.
 class ResponseWaiter {
 public:
     // In milliseconds: -1 waits without limit, any other negative value is no time at all.

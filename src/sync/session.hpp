@@ -30,9 +30,8 @@ public:
 
         StatusCode status() const { return status_; }
 
-        // Runs `decode` on the response if there is one. The outputs are deliberately written before the status is
-        // looked at, so also when the adapter reports an error. A decoder that returns a StatusCode replaces the
-        // response's.
+        // Runs `decode` on the response if there is one, even one that carries an error: outputs are written whatever
+        // the status. A decoder that returns a StatusCode replaces the response's.
         template <typename Decode>
         StatusCode then(Decode decode) const
         {
