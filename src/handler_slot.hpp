@@ -6,7 +6,7 @@
 #include <mutex>
 #include <utility>
 
-// No lock is held while the handler runs, so it may replace itself; the replaced one lives until its last call returns.
+// No lock is held while a handler runs, so it may replace itself. A replaced handler lives until its last call returns.
 template <typename... Arguments>
 class HandlerSlot {
 public:

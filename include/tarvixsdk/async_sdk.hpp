@@ -2,29 +2,21 @@
  * @file
  * TarvixAsyncSDK: the adapter's commands without waiting.
  *
- * Conventions that hold for every method:
+ * What a command does, its units, its ranges and its effect on the bus are described at the method of the same name of
+ * `TarvixSDK` in sdk.hpp, whose conventions 4 to 7 and 9 (threads, values, bus sequences, one program at a time,
+ * memory) hold here too. What differs:
  *
- * 1. **Commands.** A command method checks the connection, then its arguments, encodes one request frame, writes it
- *    and returns at once. It returns
- *      - `StatusCode::NOT_CONNECTED` when the session is not connected, whatever the arguments are;
- *      - `StatusCode::INVALID_ARGUMENT` when an argument check fails; a method without such a status in its comment
- *        has no checks and sends any value as given;
- *      - `StatusCode::SUCCESS` when the frame was handed to the transport. Whether the adapter received it is not
- *        looked at: a lost frame shows only as a missing response.
+ * 1. **Commands** check the connection, then the arguments, encode one request frame, write it and return at once:
+ *      - `StatusCode::NOT_CONNECTED` and `StatusCode::INVALID_ARGUMENT` as the blocking method, and nothing was sent;
+ *      - `StatusCode::SUCCESS` when the frame was handed to the transport. A frame that is lost shows only as a missing
+ *        response.
  * 2. **Responses.** Whatever the adapter sends, responses and notifications alike, reaches the handler set with
- *    `onResponse` as whole frames: bytes 0..1 the transaction id (0 for a notification), 2..3 the command or
- *    notification code, 4..5 the adapter's status, the payload from byte 6; multi-byte fields little-endian.
+ *    `onResponse` as whole frames: bytes 0 and 1 the transaction id (0 for a notification), 2 and 3 the command or
+ *    notification code, 4 and 5 the adapter's status, the payload from byte 6. Multi-byte fields are little-endian. A
+ *    comment below names the payload of a response that has one; frames come from outside, so test their length.
  * 3. **Transaction ids** are the caller's choice, 1 to 65535, and are neither checked nor matched.
- * 4. **Threads.** Use one session from one thread at a time; different sessions are independent. Handlers run on the
- *    session's reader thread. While a handler runs nothing is read: Linux keeps 63 reports of 64 or 1024 bytes for
- *    a device and then drops the newest without a word, so a slow handler tears long frames.
- *    A handler must not throw, and must not disconnect or destroy its own session.
- * 5. **Numbers.** Addresses are 7-bit and unshifted. A unit is stated where the library knows it; where a comment
- *    says "the adapter's", the adapter defines the meaning and the library passes the value through.
- * 6. **Memory.** Running out of it raises `std::bad_alloc`; no command throws anything else. Arguments are only read
- *    during the call.
- * 7. **One program at a time.** A second program (or session) that opens the same adapter receives every response
- *    too, and each takes the other's for its own.
+ * 4. **Handlers** may send commands of their own session, since no command here waits for a response, as long as no
+ *    other thread sends meanwhile.
  */
 #ifndef TARVIXSDK_ASYNC_SDK_HPP
 #define TARVIXSDK_ASYNC_SDK_HPP
@@ -56,34 +48,13 @@ public:
     /** @name Session */
     ///@{
 
-    /**
-     * Opens the adapter at a hidapi device path, or with an empty path the first supported adapter found.
-     *
-     * While an adapter is open this returns true and keeps it, whatever the path.
-     *
-     * @return whether an adapter is open now; false when none matched or it could not be opened (in use, or no
-     *         permission for its device node)
-     * @throws std::system_error `resource_unavailable_try_again` when the reader thread cannot be started
-     */
+    /** See `TarvixSDK::connect`. */
     bool connect(const std::string& path);
 
-    /**
-     * Opens the first supported adapter with exactly this serial number (UTF-8). An empty text opens the first one.
-     * While an adapter is open this returns true and keeps it.
-     *
-     * @return as `connect`
-     * @throws std::range_error "bad conversion" when the serial number of a HID device on this machine, looked at
-     *         before a match was found, is not valid Unicode
-     * @throws std::system_error as `connect`
-     */
+    /** See `TarvixSDK::connectWithSerialNumber`. */
     bool connectWithSerialNumber(const std::string& serialNumber);
 
-    /**
-     * Stops the reader thread (within about 100 ms) and closes the adapter. Harmless when not connected.
-     *
-     * @throws std::system_error `resource_deadlock_would_occur` when called from a handler; the reader then stops
-     *         when that handler returns, and `disconnect` from another thread completes the closing
-     */
+    /** See `TarvixSDK::disconnect`. */
     void disconnect();
 
     /**
@@ -93,20 +64,19 @@ public:
      */
     OpenResult open(const OpenOptions& options = {});
 
-    /** Whether `connect` succeeded and `disconnect` was not called since. An unplugged adapter does not change it. */
+    /**
+     * Whether an adapter is open. A plain session stays connected until `disconnect`, whatever becomes of the adapter; a
+     * strict one ends when its adapter is lost.
+     */
     bool isConnected() const;
 
     /**
-     * Replaces the handler for received frames. An empty one drops them. Any thread may call it at any time, also the
-     * handler itself; a call that is running meanwhile ends with the handler that it began with.
+     * Replaces the handler for received frames; an empty one drops them. Any thread may call this at any time, even the
+     * handler itself. A call in progress finishes with the old handler.
      */
     void onResponse(ResponseHandler handler);
 
-    /**
-     * Replaces the handler that is called once when the adapter is lost: reading from it has failed for some 60 ms. It
-     * runs on the reader thread and may not open, disconnect or destroy its own session. Of a plain session the reader
-     * goes on trying, and a loss after reads have succeeded again is a new one.
-     */
+    /** See `TarvixSDK::onConnectionLost`. */
     void onConnectionLost(ConnectionLostHandler handler);
 
     /** The library's version, `TARVIXSDK_VERSION`. */
@@ -116,142 +86,131 @@ public:
     /** @name Adapter */
     ///@{
 
-    /** Restarts the adapter. It answers nothing and leaves the bus: disconnect, wait, connect again. */
+    /** See `TarvixSDK::resetDevice`. The adapter sends no response. */
     StatusCode resetDevice(TransactionId transactionId);
 
-    /** Restarts the adapter in its boot mode, for loading firmware. It answers nothing and leaves the bus. */
+    /** See `TarvixSDK::enterBootMode`. The adapter sends no response. */
     StatusCode enterBootMode(TransactionId transactionId);
 
-    /** Asks for one of the adapter's USB strings. Which text an index holds is the adapter's; 1 to 5 are in use. */
+    /** See `TarvixSDK::getUsbString`. Response: the length plus 1 at byte 6, the string from byte 7. */
     StatusCode getUsbString(TransactionId transactionId, std::uint8_t index);
     ///@}
 
-    /**
-     * @name Supply rails
-     *
-     * I2C, SPI, UART and GPIO share one rail: the four names of each of its operations are the same operation, so
-     * setting the voltage of one sets it for all. I3C has its own rail. The unit of a voltage and the range of each
-     * rail are the adapter's (the virtual adapter takes millivolts); so is the meaning of `flag`.
-     */
+    /** @name Supply rails */
     ///@{
 
-    /** Asks for the readings of both rails. */
+    /**
+     * Measures both rails. Response: the shared rail at byte 6, the two readings of the I3C rail at bytes 8 and 10,
+     * each 16 bits; see `TarvixSDK::gpioGetVoltage` and `TarvixSDK::i3cGetBusVoltage`.
+     */
     StatusCode getAnalogMeasurements(TransactionId transactionId);
 
-    /** Sets the voltage that the adapter generates on the shared rail. */
+    /** See `TarvixSDK::gpioSetVoltage`. */
     StatusCode gpioSetVoltage(TransactionId transactionId, std::uint16_t voltage, bool flag);
-    /** The shared rail: see `gpioSetVoltage`. */
+    /** See `TarvixSDK::i2cSetBusVoltage`. */
     StatusCode i2cSetBusVoltage(TransactionId transactionId, std::uint16_t voltage, bool flag);
-    /** The shared rail: see `gpioSetVoltage`. */
+    /** See `TarvixSDK::spiSetBusVoltage`. */
     StatusCode spiSetBusVoltage(TransactionId transactionId, std::uint16_t voltage, bool flag);
-    /** The shared rail: see `gpioSetVoltage`. */
+    /** See `TarvixSDK::uartSetBusVoltage`. */
     StatusCode uartSetBusVoltage(TransactionId transactionId, std::uint16_t voltage, bool flag);
 
-    /** Takes the shared rail from outside (true) or generates it (false). */
+    /** See `TarvixSDK::gpioUseExternalVoltage`. */
     StatusCode gpioUseExternalVoltage(TransactionId transactionId, bool useExternal);
-    /** The shared rail: see `gpioUseExternalVoltage`. */
+    /** See `TarvixSDK::i2cUseExternalVoltage`. */
     StatusCode i2cUseExternalVoltage(TransactionId transactionId, bool useExternal);
-    /** The shared rail: see `gpioUseExternalVoltage`. */
+    /** See `TarvixSDK::spiUseExternalVoltage`. */
     StatusCode spiUseExternalVoltage(TransactionId transactionId, bool useExternal);
-    /** The shared rail: see `gpioUseExternalVoltage`. */
+    /** See `TarvixSDK::uartUseExternalVoltage`. */
     StatusCode uartUseExternalVoltage(TransactionId transactionId, bool useExternal);
 
-    /** Sets the voltage that the adapter generates on the I3C rail. */
+    /** See `TarvixSDK::i3cSetBusVoltage`. */
     StatusCode i3cSetBusVoltage(TransactionId transactionId, std::uint16_t voltage);
 
-    /** Takes the I3C rail from outside (true) or generates it (false). */
+    /** See `TarvixSDK::i3cUseExternalVoltage`. */
     StatusCode i3cUseExternalVoltage(TransactionId transactionId, bool useExternal);
     ///@}
 
     /** @name GPIO */
     ///@{
 
-    /** Gives a pin its role and, for an output, its initial level. */
+    /** See `TarvixSDK::gpioConfigurePin`. */
     StatusCode gpioConfigurePin(TransactionId transactionId, GpioPinNumber pinNumber, GpioFunctionality functionality,
                                 GpioLogicLevel logicLevel);
 
-    /** Drives a pin. */
+    /** See `TarvixSDK::gpioDigitalWrite`. */
     StatusCode gpioDigitalWrite(TransactionId transactionId, GpioPinNumber pinNumber, GpioLogicLevel logicLevel);
 
-    /** Asks for the level of a pin. */
+    /** See `TarvixSDK::gpioDigitalRead`. Response: the level at byte 6. */
     StatusCode gpioDigitalRead(TransactionId transactionId, GpioPinNumber pinNumber);
 
-    /** Arms the interrupt of a pin. Each event is a notification, until `gpioDisableInterrupt` or a reset. */
+    /** See `TarvixSDK::gpioConfigureInterrupt`. */
     StatusCode gpioConfigureInterrupt(TransactionId transactionId, GpioPinNumber pinNumber,
                                       GpioTriggerType triggerType);
 
-    /** Disarms the interrupt of a pin. */
+    /** See `TarvixSDK::gpioDisableInterrupt`. */
     StatusCode gpioDisableInterrupt(TransactionId transactionId, GpioPinNumber pinNumber);
     ///@}
 
-    /**
-     * @name I2C
-     *
-     * `bus` is the index of a port, 0 or 1. `registerAddress` holds 0 to 4 bytes, most significant first, sent before
-     * the data; longer ones yield `StatusCode::INVALID_ARGUMENT`. `flag` of a transfer is the adapter's. Length fields
-     * have 16 bits: up to 65,535 bytes of data are meaningful, more are sent as given with their number modulo 65,536.
-     */
+    /** @name I2C */
     ///@{
 
-    /** Sets a port up. `frequency` is sent unscaled (the virtual adapter takes hertz); `option` is the adapter's. */
+    /** See `TarvixSDK::i2cControllerInit`. */
     StatusCode i2cControllerInit(TransactionId transactionId, std::uint8_t bus, std::uint32_t frequency,
                                  std::uint8_t option);
 
-    /** Changes the settings of a port already set up; arguments as `i2cControllerInit`. */
+    /** See `TarvixSDK::i2cSetParameters`. */
     StatusCode i2cSetParameters(TransactionId transactionId, std::uint8_t bus, std::uint32_t frequency,
                                 std::uint8_t option);
 
-    /** Selects the pull-up resistors of a port. Values and resistances are the adapter's. */
+    /** See `TarvixSDK::i2cSetPullUpResistors`. */
     StatusCode i2cSetPullUpResistors(TransactionId transactionId, std::uint8_t bus, std::uint8_t pullUp);
 
-    /** Writes `data` to a target, after the register address if there is one. */
+    /** See `TarvixSDK::i2cWrite`. */
     StatusCode i2cWrite(TransactionId transactionId, std::uint8_t bus, std::uint8_t targetAddress,
                         const std::vector<std::uint8_t>& registerAddress, const std::vector<std::uint8_t>& data,
                         bool flag);
 
-    /** Asks for `length` bytes of a target, after writing the register address if there is one. */
+    /** See `TarvixSDK::i2cRead`. Response: the bytes from byte 9. */
     StatusCode i2cRead(TransactionId transactionId, std::uint8_t bus, std::uint8_t targetAddress,
                        const std::vector<std::uint8_t>& registerAddress, std::uint16_t length, bool flag);
 
-    /** Asks which addresses of a port answer. `bus` is not checked here, unlike in the blocking class. */
+    /** See `TarvixSDK::i2cScanBus`; `bus` is not checked. Response: the counts at bytes 7 and 8, entries from byte 9.
+     */
     StatusCode i2cScanBus(TransactionId transactionId, std::uint8_t bus, bool flag);
     ///@}
 
     /** @name SPI */
     ///@{
 
-    /** Sets the controller up. `frequency` is sent unscaled (the virtual adapter takes hertz). */
+    /** See `TarvixSDK::spiControllerInit`. */
     StatusCode spiControllerInit(TransactionId transactionId, SpiBitOrder bitOrder, SpiMode mode,
                                  SpiDataWidth dataWidth, SpiChipSelect chipSelect,
                                  SpiChipSelectPolarity chipSelectPolarity, std::uint32_t frequency);
 
-    /** Changes the settings of a controller already set up; arguments as `spiControllerInit`. */
+    /** See `TarvixSDK::spiSetParameters`. */
     StatusCode spiSetParameters(TransactionId transactionId, SpiBitOrder bitOrder, SpiMode mode, SpiDataWidth dataWidth,
                                 SpiChipSelect chipSelect, SpiChipSelectPolarity chipSelectPolarity,
                                 std::uint32_t frequency);
 
-    /**
-     * Clocks `data` out and bytes in. The number of `data` bytes (modulo 65,536) and `transferLength` are sent side by
-     * side and not compared; how they relate is the adapter's. `data` is not modified.
-     */
+    /** See `TarvixSDK::spiTransfer`. Response: the number of bytes at byte 6 (16 bits), the bytes from byte 8. */
     StatusCode spiTransfer(TransactionId transactionId, std::vector<std::uint8_t>& data, std::uint16_t transferLength);
     ///@}
 
     /** @name UART */
     ///@{
 
-    /** Opens the port. From then on received bytes arrive as notifications. */
+    /** See `TarvixSDK::uartInit`. */
     StatusCode uartInit(TransactionId transactionId, UartBaudRate baudRate, UartHwHandshake hwHandshake,
                         UartParity parity, UartDataSize dataSize, UartStopBit stopBit);
 
-    /** Changes the settings of an open port; arguments as `uartInit`. */
+    /** See `TarvixSDK::uartSetParameters`. */
     StatusCode uartSetParameters(TransactionId transactionId, UartBaudRate baudRate, UartHwHandshake hwHandshake,
                                  UartParity parity, UartDataSize dataSize, UartStopBit stopBit);
 
-    /** Closes the port. */
+    /** See `TarvixSDK::uartDeinit`. */
     StatusCode uartDeinit(TransactionId transactionId);
 
-    /** Transmits `message`. Its length field has 16 bits: longer ones announce their length modulo 65,536. */
+    /** See `TarvixSDK::uartSendMessage`. */
     StatusCode uartSendMessage(TransactionId transactionId, const std::vector<std::uint8_t>& message);
     ///@}
 
@@ -259,70 +218,63 @@ public:
     ///@{
 
     /**
-     * Sets the controller up. The four bytes are the values of `I3cPushPullRate`, `I3cOpenDrainTransferRate`,
-     * `I2cTransferRate` and `I3cDriveStrength`.
+     * See `TarvixSDK::i3cControllerInit`. The four bytes are the values of `I3cPushPullRate`,
+     * `I3cOpenDrainTransferRate`, `I2cTransferRate` and `I3cDriveStrength`.
      */
     StatusCode i3cControllerInit(TransactionId transactionId, std::uint8_t pushPullRate, std::uint8_t openDrainRate,
                                  std::uint8_t i2cRate, std::uint8_t driveStrength);
 
-    /** Changes the settings of a controller already set up; arguments as `i3cControllerInit`. */
+    /** See `TarvixSDK::i3cSetParameters`; bytes as for `i3cControllerInit`. */
     StatusCode i3cSetParameters(TransactionId transactionId, std::uint8_t pushPullRate, std::uint8_t openDrainRate,
                                 std::uint8_t i2cRate, std::uint8_t driveStrength);
 
-    /** Brings the bus up with the targets expected on it: 0 to 255 of them, in one frame. */
+    /** See `TarvixSDK::i3cInitBus`. */
     StatusCode i3cInitBus(TransactionId transactionId, std::vector<I3cTargetInfo> targets);
 
-    /** Resets the bus. */
+    /** See `TarvixSDK::i3cResetBus`. */
     StatusCode i3cResetBus(TransactionId transactionId);
 
-    /** Asks for the adapter's table of targets. */
+    /** See `TarvixSDK::i3cGetDeviceTable`. Response: the number of records at byte 6, the records from byte 7. */
     StatusCode i3cGetDeviceTable(TransactionId transactionId);
 
-    /** Sets the configuration byte of one target. Its bits are the adapter's. */
+    /** See `TarvixSDK::i3cSetTargetDeviceConfiguration`. */
     StatusCode i3cSetTargetDeviceConfiguration(TransactionId transactionId, std::uint8_t targetAddress,
                                                I3cTargetConfiguration configuration);
 
-    /** Drives the HDR exit pattern, which returns all targets from an HDR mode to SDR. */
+    /** See `TarvixSDK::i3cHdrExitPattern`. */
     StatusCode i3cHdrExitPattern(TransactionId transactionId);
 
-    /** Drives the target reset pattern. What it resets was chosen with RSTACT. */
+    /** See `TarvixSDK::i3cTargetResetPattern`. */
     StatusCode i3cTargetResetPattern(TransactionId transactionId);
     ///@}
 
-    /**
-     * @name I3C private transfers
-     *
-     * `targetAddress` is a dynamic address, or the I2C address of a legacy device. `registerAddress` holds 0 to 4
-     * bytes, sent in this order before the data; longer ones yield `StatusCode::INVALID_ARGUMENT`. `length` is the
-     * number of bytes to read; length fields have 16 bits, and longer data is sent as given with its number modulo
-     * 65,536. `command` is the HDR-DDR command byte.
-     */
+    /** @name I3C private transfers */
     ///@{
 
-    /** Asks for bytes in SDR mode. */
+    /** See `TarvixSDK::i3cSdrRead`. Response: the number of bytes at byte 8 (16 bits), the bytes from byte 10. */
     StatusCode i3cSdrRead(TransactionId transactionId, std::uint8_t targetAddress,
                           const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
                           I3cTransferFlags flags);
 
-    /** Writes bytes in SDR mode. */
+    /** See `TarvixSDK::i3cSdrWrite`. */
     StatusCode i3cSdrWrite(TransactionId transactionId, std::uint8_t targetAddress,
                            const std::vector<std::uint8_t>& registerAddress, const std::vector<std::uint8_t>& data,
                            I3cTransferFlags flags);
 
-    /** Asks for bytes in HDR-DDR mode. */
+    /** See `TarvixSDK::i3cHdrDdrRead`. Response: the number of bytes at byte 8 (16 bits), the bytes from byte 10. */
     StatusCode i3cHdrDdrRead(TransactionId transactionId, std::uint8_t targetAddress, std::uint8_t command,
                              std::uint16_t length);
 
-    /** Writes bytes in HDR-DDR mode. */
+    /** See `TarvixSDK::i3cHdrDdrWrite`. */
     StatusCode i3cHdrDdrWrite(TransactionId transactionId, std::uint8_t targetAddress, std::uint8_t command,
                               const std::vector<std::uint8_t>& data);
 
-    /** Asks for bytes of a legacy I2C device on the I3C bus. */
+    /** See `TarvixSDK::i3cLegacyI2cRead`. Response: the number of bytes at byte 8 (16 bits), the bytes from byte 10. */
     StatusCode i3cLegacyI2cRead(TransactionId transactionId, std::uint8_t targetAddress,
                                 const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
                                 I3cTransferFlags flags);
 
-    /** Writes bytes to a legacy I2C device on the I3C bus. */
+    /** See `TarvixSDK::i3cLegacyI2cWrite`. */
     StatusCode i3cLegacyI2cWrite(TransactionId transactionId, std::uint8_t targetAddress,
                                  const std::vector<std::uint8_t>& registerAddress,
                                  const std::vector<std::uint8_t>& data, I3cTransferFlags flags);
@@ -331,108 +283,107 @@ public:
     /**
      * @name I3C Common Command Codes
      *
-     * One method for each CCC and form, each a fixed call of `i3cCccTransfer` in SDR mode. A broadcast form addresses
-     * 0x7E, a direct form `address` (a target's dynamic address; SETDASA: its static address). `events`, `context`,
-     * `subcommand` and the payloads are those of the I3C standard.
+     * Response of a read: the number of bytes at byte 9, the bytes from byte 10.
      */
     ///@{
 
     /**
-     * Sends any CCC.
+     * Sends any CCC. Every method below is a fixed call of this one.
      *
-     * @param targetAddress 0x7E for a broadcast CCC, else the target's dynamic address
-     * @param transferFlag bit 3 of the flags byte; the adapter's, and false in every named method
-     * @param length bytes in `data` for a write, bytes expected from the target for a read; not compared with `data`
-     * @param definingByte sent always; meaningful with `I3cCccType::WITH_DEFINING_BYTE`
+     * @param targetAddress 0x7E for a broadcast code, else the target's dynamic address (SETDASA: its static address)
+     * @param transferFlag bit 3 of the flags byte; defined by the firmware, and false in every method below
+     * @param length for a write the number of bytes in `data`, for a read the number of bytes expected from the target;
+     *        not compared with `data`
+     * @param definingByte always in the frame; meaningful with `I3cCccType::WITH_DEFINING_BYTE`
      * @return also `StatusCode::INVALID_ARGUMENT` for a read with `data`
      */
     StatusCode i3cCccTransfer(TransactionId transactionId, std::uint8_t targetAddress, I3cTransferDirection direction,
                               I3cTransferMode mode, bool transferFlag, I3cCccType cccType, std::uint8_t length, CCC ccc,
                               std::uint8_t definingByte, const std::vector<std::uint8_t>& data);
 
-    /** Enables events of all targets (ENEC). */
+    /** See `TarvixSDK::i3cCccENECBroadcast`. */
     StatusCode i3cCccENECBroadcast(TransactionId transactionId, std::uint8_t events);
-    /** Disables events of all targets (DISEC). */
+    /** See `TarvixSDK::i3cCccDISECBroadcast`. */
     StatusCode i3cCccDISECBroadcast(TransactionId transactionId, std::uint8_t events);
-    /** Puts all targets into activity state 0 (ENTAS0). */
+    /** See `TarvixSDK::i3cCccENTAS0Broadcast`. */
     StatusCode i3cCccENTAS0Broadcast(TransactionId transactionId);
-    /** Puts all targets into activity state 1 (ENTAS1). */
+    /** See `TarvixSDK::i3cCccENTAS1Broadcast`. */
     StatusCode i3cCccENTAS1Broadcast(TransactionId transactionId);
-    /** Puts all targets into activity state 2 (ENTAS2). */
+    /** See `TarvixSDK::i3cCccENTAS2Broadcast`. */
     StatusCode i3cCccENTAS2Broadcast(TransactionId transactionId);
-    /** Puts all targets into activity state 3 (ENTAS3). */
+    /** See `TarvixSDK::i3cCccENTAS3Broadcast`. */
     StatusCode i3cCccENTAS3Broadcast(TransactionId transactionId);
-    /** Takes the dynamic addresses of all targets away (RSTDAA). */
+    /** See `TarvixSDK::i3cCccRSTDAA`. */
     StatusCode i3cCccRSTDAA(TransactionId transactionId);
-    /** Assigns dynamic addresses (ENTDAA). */
+    /** See `TarvixSDK::i3cCccENTDAA`. */
     StatusCode i3cCccENTDAA(TransactionId transactionId);
-    /** Sets the maximum write length of all targets, in bytes (SETMWL). */
+    /** See `TarvixSDK::i3cCccSETMWLBroadcast`. */
     StatusCode i3cCccSETMWLBroadcast(TransactionId transactionId, std::uint16_t maxWriteLength);
-    /** Sets the maximum read length and, if given, IBI payload size of all targets, in bytes (SETMRL). */
+    /** See `TarvixSDK::i3cCccSETMRLBroadcast`. */
     StatusCode i3cCccSETMRLBroadcast(TransactionId transactionId, std::uint16_t maxReadLength,
                                      std::optional<std::uint8_t> maxIbiPayloadSize);
-    /** Announces the bus context (SETBUSCON). */
+    /** See `TarvixSDK::i3cCccSETBUSCONBroadcast`. */
     StatusCode i3cCccSETBUSCONBroadcast(TransactionId transactionId, std::uint8_t context,
                                         const std::optional<std::vector<std::uint8_t>>& extraData);
-    /** Sets up exchange of timing information with all targets (SETXTIME). */
+    /** See `TarvixSDK::i3cCccSETXTIMEBroadcast`. */
     StatusCode i3cCccSETXTIMEBroadcast(TransactionId transactionId, std::uint8_t subcommand,
                                        const std::optional<std::vector<std::uint8_t>>& extraData);
-    /** Makes static addresses dynamic (SETAASA). `data` (at most 255 bytes meaningful) is sent as given. */
+    /** See `TarvixSDK::i3cCccSETAASA`. */
     StatusCode i3cCccSETAASA(TransactionId transactionId, const std::vector<std::uint8_t>& data);
-    /** Chooses what the next target reset pattern resets, for all targets (RSTACT). */
+    /** See `TarvixSDK::i3cCccRSTACTBroadcast`. */
     StatusCode i3cCccRSTACTBroadcast(TransactionId transactionId, I3cTargetResetDefByte action);
-    /** Takes the group addresses of all targets away (RSTGRPA). */
+    /** See `TarvixSDK::i3cCccRSTGRPABroadcast`. */
     StatusCode i3cCccRSTGRPABroadcast(TransactionId transactionId);
-    /** Enables events of one target (ENEC). */
+    /** See `TarvixSDK::i3cCccENECDirect`. */
     StatusCode i3cCccENECDirect(TransactionId transactionId, std::uint8_t address, std::uint8_t events);
-    /** Disables events of one target (DISEC). */
+    /** See `TarvixSDK::i3cCccDISECDirect`. */
     StatusCode i3cCccDISECDirect(TransactionId transactionId, std::uint8_t address, std::uint8_t events);
-    /** Puts one target into activity state 0 (ENTAS0). */
+    /** See `TarvixSDK::i3cCccENTAS0Direct`. */
     StatusCode i3cCccENTAS0Direct(TransactionId transactionId, std::uint8_t address);
-    /** Puts one target into activity state 1 (ENTAS1). */
+    /** See `TarvixSDK::i3cCccENTAS1Direct`. */
     StatusCode i3cCccENTAS1Direct(TransactionId transactionId, std::uint8_t address);
-    /** Puts one target into activity state 2 (ENTAS2). */
+    /** See `TarvixSDK::i3cCccENTAS2Direct`. */
     StatusCode i3cCccENTAS2Direct(TransactionId transactionId, std::uint8_t address);
-    /** Puts one target into activity state 3 (ENTAS3). */
+    /** See `TarvixSDK::i3cCccENTAS3Direct`. */
     StatusCode i3cCccENTAS3Direct(TransactionId transactionId, std::uint8_t address);
-    /** Gives the target with a static address a dynamic one (SETDASA). */
+    /** See `TarvixSDK::i3cCccSETDASA`. */
     StatusCode i3cCccSETDASA(TransactionId transactionId, std::uint8_t staticAddress, std::uint8_t dynamicAddress);
-    /** Changes a dynamic address (SETNEWDA). */
+    /** See `TarvixSDK::i3cCccSETNEWDA`. */
     StatusCode i3cCccSETNEWDA(TransactionId transactionId, std::uint8_t address, std::uint8_t newDynamicAddress);
-    /** Sets the maximum write length of one target, in bytes (SETMWL). */
+    /** See `TarvixSDK::i3cCccSETMWLDirect`. */
     StatusCode i3cCccSETMWLDirect(TransactionId transactionId, std::uint8_t address, std::uint16_t maxWriteLength);
-    /** Sets the maximum read length and, if given, IBI payload size of one target, in bytes (SETMRL). */
+    /** See `TarvixSDK::i3cCccSETMRLDirect`. */
     StatusCode i3cCccSETMRLDirect(TransactionId transactionId, std::uint8_t address, std::uint16_t maxReadLength,
                                   std::optional<std::uint8_t> maxIbiPayloadSize);
-    /** Sets up exchange of timing information with one target (SETXTIME). */
+    /** See `TarvixSDK::i3cCccSETXTIMEDirect`. */
     StatusCode i3cCccSETXTIMEDirect(TransactionId transactionId, std::uint8_t address, std::uint8_t subcommand,
                                     const std::optional<std::vector<std::uint8_t>>& extraData);
-    /** Gives a target a group address (SETGRPA). */
+    /** See `TarvixSDK::i3cCccSETGRPADirect`. */
     StatusCode i3cCccSETGRPADirect(TransactionId transactionId, std::uint8_t address, std::uint8_t groupAddress);
-    /** Takes the group addresses of one target away (RSTGRPA). */
+    /** See `TarvixSDK::i3cCccRSTGRPADirect`. */
     StatusCode i3cCccRSTGRPADirect(TransactionId transactionId, std::uint8_t address);
-    /** Sets or reads the reset action of one target (RSTACT), as `direction` says. */
+    /** See `TarvixSDK::i3cCccRSTACTDirect`. */
     StatusCode i3cCccRSTACTDirect(TransactionId transactionId, std::uint8_t address, I3cTargetResetDefByte action,
                                   I3cTransferDirection direction);
-    /** Asks for the maximum write length (GETMWL): 2 bytes. */
+    /** See `TarvixSDK::i3cCccGETMWL`. */
     StatusCode i3cCccGETMWL(TransactionId transactionId, std::uint8_t address);
-    /** Asks for the maximum read length and IBI payload size (GETMRL): 2 or 3 bytes. */
+    /** See `TarvixSDK::i3cCccGETMRL`. */
     StatusCode i3cCccGETMRL(TransactionId transactionId, std::uint8_t address);
-    /** Asks for the Provisioned ID (GETPID): 6 bytes. */
+    /** See `TarvixSDK::i3cCccGETPID`. */
     StatusCode i3cCccGETPID(TransactionId transactionId, std::uint8_t address);
-    /** Asks for the Bus Characteristics Register (GETBCR): 1 byte. */
+    /** See `TarvixSDK::i3cCccGETBCR`. */
     StatusCode i3cCccGETBCR(TransactionId transactionId, std::uint8_t address);
-    /** Asks for the Device Characteristics Register (GETDCR): 1 byte. */
+    /** See `TarvixSDK::i3cCccGETDCR`. */
     StatusCode i3cCccGETDCR(TransactionId transactionId, std::uint8_t address);
-    /** Asks for the status (GETSTATUS): 2 bytes; its format is chosen by the defining byte, if given. */
+    /** See `TarvixSDK::i3cCccGETSTATUS`. */
     StatusCode i3cCccGETSTATUS(TransactionId transactionId, std::uint8_t address,
                                std::optional<std::uint8_t> definingByte);
-    /** Asks for the maximum data speeds (GETMXDS): up to 5 bytes. */
+    /** See `TarvixSDK::i3cCccGETMXDS`. */
     StatusCode i3cCccGETMXDS(TransactionId transactionId, std::uint8_t address);
-    /** Asks for the capabilities (GETCAPS): up to 4 bytes; their format is chosen by the defining byte, if given. */
+    /** See `TarvixSDK::i3cCccGETCAPS`. */
     StatusCode i3cCccGETCAPS(TransactionId transactionId, std::uint8_t address,
                              std::optional<std::uint8_t> definingByte);
-    /** Asks for the timing support (GETXTIME): up to 4 bytes. */
+    /** See `TarvixSDK::i3cCccGETXTIME`. */
     StatusCode i3cCccGETXTIME(TransactionId transactionId, std::uint8_t address);
     ///@}
 

@@ -6,39 +6,37 @@
  * The header is C99 and C++17. Conventions that hold for every function:
  *
  * 1. **Mirrors.** A function does what the method of `TarvixSDK` that its comment names does, with that method's
- *    arguments in that method's order after the handle. What a command does on the bus, its units and ranges are
- *    described in async_sdk.hpp, the results in sdk.hpp, the enumerations and records in types.h. Below stands only
- *    what C adds.
- * 2. **Handles.** `TarvixSDK_Create` makes a handle, `TarvixSDK_Destroy` ends it; between them it is one session with
- *    one adapter. A null handle does no harm: functions with a `StatusCode` return `NOT_CONNECTED`, those with a
- *    `bool` return false, the others do nothing. The one exception is `TarvixSDK_onNotification`, whose handle must
- *    be valid.
- * 3. **Order of tests.** First the handle; then the function's own checks, each stated in its comment, which yield
- *    `INVALID_ARGUMENT` also on a session that is not connected; then the method with its connection test and its
- *    checks. Nothing is sent unless all pass.
+ *    arguments in that method's order after the handle. sdk.hpp describes what it does on the bus, its units, ranges
+ *    and results; types.h describes the enumerations and records. The comments below say only what differs in C.
+ * 2. **Handles.** A handle is one session with one adapter, from `TarvixSDK_Create` to `TarvixSDK_Destroy`. A null
+ *    handle is harmless: functions that return a `StatusCode` return `NOT_CONNECTED`, those that return a `bool` return
+ *    false, the others do nothing. The one exception is `TarvixSDK_onNotification`, whose handle must be valid.
+ * 3. **Order of checks.** First the handle; then the function's own checks (conventions 6 and 7, and those in its
+ *    comment), which return `INVALID_ARGUMENT` even on a session that is not connected; then the method with its
+ *    connection test and its checks. Nothing is sent unless all pass.
  * 4. **Statuses.** The method's status is returned unchanged: 0 (`SUCCESS`), the library's values (`NO_RESPONSE`,
  *    `NOT_CONNECTED`, `UNEXPECTED_RESPONSE`, `INVALID_ARGUMENT`, `RESPONSE_TOO_SHORT`), or the adapter's own.
  * 5. **Widths.** `StatusCode` is an unsigned 16-bit integer. Every other enumeration crosses as an unsigned 32-bit
  *    integer, declared member or not; `bool` is one byte; `size_t` has 64 bits.
- * 6. **Inputs** belong to the caller and are only read during the call. An array is a pointer and a count; a null
- *    pointer goes with a count of 0 only, and any other null array is `INVALID_ARGUMENT` except where a comment says
- *    that the array is not tested. A register address is an array of at most 4 bytes, longer ones are
- *    `INVALID_ARGUMENT`. An optional value is a presence flag and the value, which counts only when the flag is true.
- *    An optional array is absent when its pointer is null, and present but empty when only its count is 0.
- * 7. **Outputs** go to the caller's memory. A null output pointer is `INVALID_ARGUMENT`, except where a comment says
+ * 6. **Inputs** belong to the caller and are only read during the call. An array is a pointer and a count. The pointer
+ *    may be null if the count is 0; otherwise a null array is `INVALID_ARGUMENT`, unless a comment says that the array
+ *    is not tested. A register address of more than 4 bytes is `INVALID_ARGUMENT`. An optional value is a flag and a
+ *    value, which counts if the flag is true. An optional array is absent if its pointer is null, and present but empty
+ *    if only its count is 0.
+ * 7. **Outputs** go to the caller's memory. A null output pointer is `INVALID_ARGUMENT` unless a comment says
  *    otherwise.
  *      - Byte arrays, records and their lengths are written when the status is 0 and left alone otherwise.
- *      - A single number (`uint16_t* voltage`, `uint8_t* bcr`, ...) is written by the method: whenever a response
- *        arrived, so also with an adapter's error status. Test the status before trusting it.
- * 8. **Buffers.** Except where there is a `capacity`, no size is passed and nothing limits what is written: **how many
- *    bytes come is the adapter's word, whatever was asked for.** A buffer must hold the largest result:
+ *      - A single number (`uint16_t* voltage`, `uint8_t* bcr`, ...) is written whenever a response arrived, even with
+ *        an error status of the adapter. Test the status before you trust it.
+ * 8. **Buffers.** Unless there is a `capacity`, no size is passed and nothing limits what is written: **the adapter
+ *    decides how many bytes come, whatever was asked for.** A buffer must hold the largest result:
  *      - CCC reads (`TarvixSDK_I3cCccGET...`): 255 bytes;
  *      - `TarvixSDK_SpiTransfer` and the I3C private reads: 65,535 bytes;
  *      - `TarvixSDK_I2cRead`: exactly the `length` asked for.
  * 9. **Threads** are those of `TarvixSDK`: use one handle from one thread at a time; different handles are
  *    independent. The notification callback runs on the handle's reader thread; see `TarvixSDK_NotificationCallback`.
- * 10. **Exceptions** do not leave these functions, with one exception: running out of memory raises `std::bad_alloc`,
- *     which ends a program that is not C++.
+ * 10. **Exceptions** do not leave these functions, but for `std::bad_alloc` when memory runs out, which ends a program
+ *     that is not C++.
  */
 #ifndef TARVIXSDK_FLAT_H
 #define TARVIXSDK_FLAT_H
@@ -60,12 +58,12 @@ typedef struct TarvixSDK_Handle TarvixSDK_Handle;
  * Takes one notification.
  *
  * Runs on the handle's reader thread, one call at a time. Record and data are valid during the call only: the next
- * notification overwrites them, so copy what is needed later. The callback must return soon (reports are lost while it
- * runs), must not throw, and must not call a command of the same handle, which could never be answered, nor
- * `TarvixSDK_Destroy`. No context is passed: a program that needs some keeps it itself.
+ * notification overwrites them, so copy what you need later. The callback must return soon (nothing is read while it
+ * runs, and reports are lost), must not throw, and must not call a command of the same handle, which could never be
+ * answered, nor `TarvixSDK_Destroy`. No context is passed: keep your own.
  *
  * `data` is a copy of the frame in a buffer of 256 bytes, and `length` counts at most 255. A frame of 256 bytes or more
- * comes with `length` 0 and its first 256 bytes in `data`; the views below refuse it, and its kind still tells what it
+ * comes with `length` 0 and its first 256 bytes in `data`: the views below refuse it, but `kind` still tells what it
  * was. All other fields of the record are zero.
  */
 typedef void (*TarvixSDK_NotificationCallback)(const Notification* notification);
@@ -154,7 +152,7 @@ TARVIX_API const char* TarvixSDK_StatusName(StatusCode status);
  */
 TARVIX_API TarvixSDK_Handle* TarvixSDK_Create(int timeout);
 
-/** Disconnects and ends the handle. Not while a call with the handle, or its callback, is running. */
+/** Disconnects and frees the handle. Never call it while a call with the handle, or its callback, is running. */
 TARVIX_API void TarvixSDK_Destroy(TarvixSDK_Handle* handle);
 
 /**
@@ -193,8 +191,9 @@ TARVIX_API bool TarvixSDK_Connect(TarvixSDK_Handle* handle, const char* path);
 TARVIX_API bool TarvixSDK_ConnectWithSerialNumber(TarvixSDK_Handle* handle, const char* serialNumber);
 
 /**
- * Mirrors `disconnect`. Called from the notification callback it only stops the reader, which ends when the callback
- * returns; `TarvixSDK_Disconnect` or `TarvixSDK_Destroy` from another thread then completes the closing.
+ * Mirrors `disconnect`. Called from the notification callback it cannot close the adapter and reports nothing: the
+ * reader stops when the callback returns, the adapter stays open, and until another thread calls `TarvixSDK_Disconnect`
+ * or `TarvixSDK_Destroy`, `TarvixSDK_Connect` returns true without restarting the reader.
  */
 TARVIX_API void TarvixSDK_Disconnect(TarvixSDK_Handle* handle);
 
@@ -206,8 +205,7 @@ TARVIX_API const char* TarvixSDK_GetVersion(void);
 /**@{*/
 
 /**
- * Replaces the callback for notifications; null drops them. Any thread may call it at any time, also the callback
- * itself; a call that is running meanwhile ends with the callback that it began with. Mirrors `onNotification`.
+ * Mirrors `onNotification`; null drops notifications.
  *
  * @param handle must not be null: it is not tested here
  */
@@ -237,10 +235,10 @@ TARVIX_API StatusCode TarvixSDK_NextNotification(TarvixSDK_Handle* handle, uint8
 TARVIX_API uint64_t TarvixSDK_DroppedNotifications(TarvixSDK_Handle* handle);
 
 /*
- * The views. Each returns true and fills `view` when both pointers are given, the kind is the required one and the data
+ * The views. Each returns true and fills `view` if neither pointer is null, the kind is the required one and the data
  * is long enough; otherwise it returns false and writes nothing. Pointers inside a view point into the notification's
  * data. Lengths inside a view are what the adapter declared and may exceed what is there: before reading, compare them
- * with the `length - 8` bytes that the notification holds behind the fixed part.
+ * with the `length - 8` bytes that follow the fixed part.
  */
 
 /** The pin that fired: kind `GPIO_INTERRUPT`, at least 7 bytes. */
@@ -377,9 +375,8 @@ TARVIX_API StatusCode TarvixSDK_I2cRead(TarvixSDK_Handle* handle, uint8_t bus, u
  *
  * @param addresses receives `*oneByteCount + 2 * *twoByteCount` bytes
  * @param capacity room in `addresses`, in bytes
- * @param oneByteCount,twoByteCount single numbers: written whenever a response arrived
- * @return also `INVALID_ARGUMENT` for a `bus` above 1, and when `capacity` is too small: the scan has then been made,
- *         the two counts are written and `addresses` is not
+ * @return also `INVALID_ARGUMENT` when `capacity` is too small: the scan was made, the counts are written, and
+ *         `addresses` is not
  */
 TARVIX_API StatusCode TarvixSDK_I2cScanBus(TarvixSDK_Handle* handle, uint8_t* addresses, uint8_t capacity,
                                            uint8_t* oneByteCount, uint8_t* twoByteCount, uint8_t bus, bool flag);
@@ -450,8 +447,7 @@ TARVIX_API StatusCode TarvixSDK_I3cResetBus(TarvixSDK_Handle* handle);
 /**
  * Mirrors `i3cGetDeviceTable`.
  *
- * @param table receives the first `capacity` records; further ones are dropped without a word, so a table of 255 is
- *        always enough
+ * @param table receives the first `capacity` records, and the rest are dropped without a word; 255 is always enough
  * @param count receives the number of records written
  */
 TARVIX_API StatusCode TarvixSDK_I3cGetDeviceTable(TarvixSDK_Handle* handle, I3cTargetInfo* table, uint8_t capacity,
@@ -581,7 +577,7 @@ TARVIX_API StatusCode TarvixSDK_I3cCccRSTGRPADirect(TarvixSDK_Handle* handle, ui
 /**
  * Mirrors `i3cCccRSTACTDirect`.
  *
- * @param resetTime single number; may be null unless `direction` is `READ`, and only a read writes it
+ * @param resetTime may be null unless `direction` is `READ`
  */
 TARVIX_API StatusCode TarvixSDK_I3cCccRSTACTDirect(TarvixSDK_Handle* handle, uint8_t address,
                                                    I3cTargetResetDefByte action, I3cTransferDirection direction,
@@ -591,8 +587,8 @@ TARVIX_API StatusCode TarvixSDK_I3cCccGETMWL(TarvixSDK_Handle* handle, uint8_t a
 /**
  * Mirrors `i3cCccGETMRL`.
  *
- * @param maxIbiPayloadSize single number, written only when the target sent one; may be null
- * @param hasMaxIbiPayloadSize 1 when the target sent one, otherwise 0, also without a response; may be null
+ * @param maxIbiPayloadSize written only if the target sent one; may be null
+ * @param hasMaxIbiPayloadSize 1 if the target sent one, else 0, even without a response; may be null
  */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETMRL(TarvixSDK_Handle* handle, uint8_t address, uint16_t* maxReadLength,
                                              uint8_t* maxIbiPayloadSize, uint8_t* hasMaxIbiPayloadSize);
@@ -605,7 +601,11 @@ TARVIX_API StatusCode TarvixSDK_I3cCccGETDCR(TarvixSDK_Handle* handle, uint8_t a
 /** Mirrors `i3cCccGETSTATUS`. @param status room for 255 bytes @param length receives the number of bytes written */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETSTATUS(TarvixSDK_Handle* handle, uint8_t address, uint8_t* status,
                                                 uint8_t* length, bool hasDefiningByte, uint8_t definingByte);
-/** Mirrors `i3cCccGETMXDS`. @param maxDataSpeed room for 255 bytes @param length receives the number of bytes written
+/**
+ * Mirrors `i3cCccGETMXDS`.
+ *
+ * @param maxDataSpeed room for 255 bytes
+ * @param length receives the number of bytes written
  */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETMXDS(TarvixSDK_Handle* handle, uint8_t address, uint8_t* maxDataSpeed,
                                               uint8_t* length);

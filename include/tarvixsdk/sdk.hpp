@@ -1,27 +1,43 @@
 /**
  * @file
- * TarvixSDK: the adapter's commands as blocking calls.
+ * TarvixSDK: the adapter's commands as blocking calls. This is the main class, and its comments are the reference:
+ * async_sdk.hpp and flat.h state only what differs.
  *
  * Conventions that hold for every method:
  *
- * 1. **Commands** mirror the method of the same name of `TarvixAsyncSDK`, where the arguments and their checks are
- *    described: they number the request, send it, wait for the next response and decode it. They return
- *      - `StatusCode::NOT_CONNECTED` or `StatusCode::INVALID_ARGUMENT` as the asynchronous method does, and
- *        nothing was sent;
- *      - `StatusCode::NO_RESPONSE` when no response arrived within the session's timeout;
- *      - `StatusCode::RESPONSE_TOO_SHORT` when the response is too short to carry a status;
- *      - otherwise the adapter's own status, 0 for success.
- * 2. **Outputs** are written whenever a response arrived, also when the adapter's status is an error: test the status
- *    before trusting them. Bytes that the response does not hold are delivered as zero. Without a response outputs
- *    stay as they were.
- * 3. **Responses are not matched to requests**: the adapter answers one request at a time, and whatever response
- *    arrives first completes the wait. After a `NO_RESPONSE` the late response therefore answers the next request
- *    (only `getUsbString` notices); of two responses that arrive close together the later one counts. To get back
- *    in step with a slow adapter, call `getUsbString` until it succeeds.
- * 4. **Threads.** Use one session from one thread at a time; different sessions are independent. The notification
- *    handler runs on the session's reader thread: it must return soon (see `TarvixAsyncSDK`: reports are lost while it
- *    runs), must not throw, and must not call a blocking method of the same session, which could never be answered.
- * 5. **Numbers and memory** are as in `TarvixAsyncSDK`.
+ * 1. **Commands.** A command numbers its request, sends it, waits for a response and decodes it. It returns one of
+ *      - `StatusCode::SUCCESS`: the adapter did it;
+ *      - `StatusCode::NOT_CONNECTED`: the session is not connected, and nothing was sent. Tested before the arguments;
+ *      - `StatusCode::INVALID_ARGUMENT`: an argument was refused, and nothing was sent. Only methods whose comment
+ *        names it check anything; all others send any value as given;
+ *      - `StatusCode::NO_RESPONSE`: no response arrived within the session's timeout. The adapter may have carried the
+ *        command out all the same;
+ *      - `StatusCode::RESPONSE_TOO_SHORT`: the response has no room for a status;
+ *      - any other value: the adapter's own status, passed through. Its meaning is defined by the firmware: no
+ *        acknowledge on the bus, a value out of range, and so on.
+ * 2. **Outputs** are written whenever a response arrived, even one that carries an error: test the status before you
+ *    trust them. Bytes that the response lacks read as zero. Without a response, outputs keep their values.
+ * 3. **Responses are not matched to requests.** The adapter answers in order, and whichever response arrives first ends
+ *    the wait. After a `NO_RESPONSE` the late response is stored and answers the next call, whose own response answers
+ *    the call after it: each following call returns the answer before. Only `getUsbString` notices. A stored response
+ *    survives `disconnect` and `connect`, so neither gets back in step; a new session, opened once the adapter has
+ *    caught up, does. Of two responses that arrive close together the later one counts.
+ * 4. **Threads.** Use a session from one thread at a time; different sessions are independent. The notification handler
+ *    runs on the session's reader thread, and nothing is read while it runs: Linux keeps 63 unread reports and then
+ *    drops the newest without a word, so a slow handler tears long responses. The handler must return soon, must not
+ *    throw, and must not call a command of its own session, which would wait for a response that only its own thread
+ *    can read.
+ * 5. **Values.** Addresses are 7-bit and unshifted. Enumerations travel as their low byte, declared member or not.
+ *    Where a comment says that the firmware defines a value, the library passes it through.
+ * 6. **Bus sequences.** START, repeated START and STOP are the bus conditions; `address+W` and `address+R` are the
+ *    address byte of a write and of a read. Acknowledge and parity bits are left out. A sequence shows what a command
+ *    asks for; details, such as a STOP and a START in place of a repeated START, are the firmware's.
+ * 7. **One program at a time.** Every program, and every session, that has opened an adapter receives all of its
+ *    responses and takes the others' for its own.
+ * 8. **Loss.** An unplugged adapter is not reported: each command ends in `NO_RESPONSE` or, without a timeout, never.
+ *    `disconnect`, then `connect` again.
+ * 9. **Memory.** Arguments are only read during the call. Running out of memory raises `std::bad_alloc`; commands throw
+ *    nothing else.
  */
 #ifndef TARVIXSDK_SDK_HPP
 #define TARVIXSDK_SDK_HPP
@@ -45,7 +61,7 @@ public:
     /** Takes the news that the adapter is lost. Runs on the reader thread. */
     using ConnectionLostHandler = std::function<void()>;
 
-    /** The adapter's five USB strings by index. Bytes as the adapter sent them; their meaning is the adapter's. */
+    /** The adapter's USB strings 1 to 5, byte for byte as sent. What each one says is defined by the firmware. */
     struct DeviceInfo {
         std::string usbString1;
         std::string usbString2;
@@ -54,12 +70,12 @@ public:
         std::string usbString5;
     };
 
-    /** A session that waits for a response without limit. */
+    /** A session that waits for each response without limit. */
     TarvixSDK();
 
     /**
-     * @param timeout how long each exchange waits for its response, in milliseconds; -1 waits without limit, 0 and
-     *        other negative values do not wait at all
+     * @param timeout how long each command waits for its response, in milliseconds; -1 waits without limit, 0 and other
+     *        negative values do not wait at all
      */
     explicit TarvixSDK(int timeout);
 
@@ -93,27 +109,59 @@ public:
      */
     OpenResult open(const OpenOptions& options = {});
 
-    /** As `TarvixAsyncSDK::isConnected`. */
+    /**
+     * Whether an adapter is open. A plain session stays connected until `disconnect`, whatever becomes of the adapter; a
+     * strict one ends when its adapter is lost.
+     */
     bool isConnected() const;
 
-    /** As `TarvixAsyncSDK::onConnectionLost`. A waiting call ends before the handler runs. */
+    /**
+     * Replaces the handler that is called once when the adapter is lost: reading from it has failed for some 60 ms. It
+     * runs on the reader thread, after waiting calls have ended, and may not open, disconnect or destroy its own session.
+     *
+     * In a plain session the reader goes on trying, and a loss after reads have succeeded again is a new one.
+     */
     void onConnectionLost(ConnectionLostHandler handler);
 
     /** Responses that strict sessions of this object dropped because no call was waiting for them. */
     std::uint64_t unmatchedResponses() const;
 
-    /** As `TarvixAsyncSDK::connect`. */
+    /**
+     * Opens the adapter at a hidapi device path, or with an empty path the first supported adapter found.
+     *
+     * While an adapter is open this returns true and keeps it, whatever the path, even if it was unplugged meanwhile.
+     *
+     * @return whether an adapter is open now; false when none matched or it could not be opened, most often for lack of
+     *         permission for its device node. That another program has it open is no reason to fail.
+     * @throws std::system_error `resource_unavailable_try_again` when the reader thread cannot be started
+     */
     bool connect(const std::string& path);
 
-    /** As `TarvixAsyncSDK::connectWithSerialNumber`. */
+    /**
+     * Opens the first supported adapter with exactly this serial number (UTF-8); an empty one opens the first adapter.
+     * While an adapter is open this returns true and keeps it.
+     *
+     * @return as `connect`
+     * @throws std::range_error "bad conversion" when a HID device that was looked at before a match has a serial number
+     *         that is not valid Unicode
+     * @throws std::system_error as `connect`
+     */
     bool connectWithSerialNumber(const std::string& serialNumber);
 
-    /** As `TarvixAsyncSDK::disconnect`. */
+    /**
+     * Stops the reader thread (within about 100 ms) and closes the adapter. Does nothing when not connected.
+     *
+     * A handler cannot close its own session: the reader thread cannot wait for itself. The reader then stops when the
+     * handler returns, but the adapter stays open: `isConnected` stays true, `connect` returns true without restarting
+     * the reader, and responses no longer arrive. Call `disconnect` from another thread to complete the closing.
+     *
+     * @throws std::system_error `resource_deadlock_would_occur` when called from a handler
+     */
     void disconnect();
 
     /**
-     * Replaces the handler for notifications. An empty one drops them. Any thread may call it at any time, also the
-     * handler itself; a call that is running meanwhile ends with the handler that it began with.
+     * Replaces the handler for notifications; an empty one drops them. Any thread may call this at any time, even the
+     * handler itself. A call in progress finishes with the old handler.
      */
     void onNotification(NotificationHandler handler);
 
@@ -124,33 +172,44 @@ public:
     /** @name Adapter */
     ///@{
 
-    /** Restarts the adapter. Does not wait: `SUCCESS` says that the frame was handed to the transport. */
+    /**
+     * Restarts the adapter, which leaves USB and comes back: disconnect, wait, connect again. There is no response to
+     * wait for, so `SUCCESS` says only that the request was handed to the transport.
+     */
     StatusCode resetDevice();
 
-    /** Restarts the adapter in its boot mode. Does not wait: `SUCCESS` says that the frame was handed over. */
+    /** Restarts the adapter in its boot mode, for loading firmware. Does not wait either; see `resetDevice`. */
     StatusCode enterBootMode();
 
     /**
-     * Reads one of the adapter's USB strings.
+     * Reads one of the adapter's USB strings. The one command that checks whether a response is its own.
      *
-     * @param string replaced by the string's bytes when the response belongs to this request
-     * @return `SUCCESS` for the response to this request, whatever status it carries;
-     *         `StatusCode::UNEXPECTED_RESPONSE` for any other response, `string` unchanged
+     * @param string replaced by the string's bytes; unchanged unless the result is `SUCCESS`
+     * @param index 1 to 5 are in use
+     * @return `SUCCESS` for the response to this request, even if it carries an error;
+     *         `StatusCode::UNEXPECTED_RESPONSE` for any other response
      */
     StatusCode getUsbString(std::vector<std::uint8_t>& string, std::uint8_t index);
 
     /**
-     * Reads the USB strings 1 to 5, in five exchanges.
+     * Reads the USB strings 1 to 5 in five exchanges, each with the session's timeout.
      *
      * @return the status of the first exchange that fails; the strings before it are set, the others unchanged
      */
     StatusCode getDeviceInfo(DeviceInfo& info);
     ///@}
 
-    /** @name Supply rails */
+    /**
+     * @name Supply rails
+     *
+     * GPIO, I2C, SPI and UART share one rail. Each of its operations has four names that do the same: setting the I2C
+     * voltage sets the SPI voltage too. I3C has a rail of its own. The unit of a voltage, the range of each rail and
+     * the meaning of `flag` are defined by the firmware (the virtual adapter takes millivolts and ignores `flag`). A
+     * voltage that a rail cannot produce ends in a status of the adapter.
+     */
     ///@{
 
-    /** Sets the shared rail; also the rail of I2C, SPI and UART. */
+    /** Sets the voltage that the adapter generates on the shared rail. */
     StatusCode gpioSetVoltage(std::uint16_t voltage, bool flag);
     /** The shared rail: see `gpioSetVoltage`. */
     StatusCode i2cSetBusVoltage(std::uint16_t voltage, bool flag);
@@ -159,7 +218,7 @@ public:
     /** The shared rail: see `gpioSetVoltage`. */
     StatusCode uartSetBusVoltage(std::uint16_t voltage, bool flag);
 
-    /** Takes the shared rail from outside (true) or generates it (false). */
+    /** Takes the shared rail's supply from outside (true), or generates it (false). */
     StatusCode gpioUseExternalVoltage(bool useExternal);
     /** The shared rail: see `gpioUseExternalVoltage`. */
     StatusCode i2cUseExternalVoltage(bool useExternal);
@@ -168,7 +227,7 @@ public:
     /** The shared rail: see `gpioUseExternalVoltage`. */
     StatusCode uartUseExternalVoltage(bool useExternal);
 
-    /** Reads the shared rail's voltage back. */
+    /** Reads the voltage of the shared rail back. */
     StatusCode gpioGetVoltage(std::uint16_t& voltage);
     /** The shared rail: see `gpioGetVoltage`. */
     StatusCode i2cGetBusVoltage(std::uint16_t& voltage);
@@ -177,104 +236,273 @@ public:
     /** The shared rail: see `gpioGetVoltage`. */
     StatusCode uartGetBusVoltage(std::uint16_t& voltage);
 
-    /** Sets the I3C rail. */
+    /** Sets the voltage that the adapter generates on the I3C rail. */
     StatusCode i3cSetBusVoltage(std::uint16_t voltage);
 
-    /** Takes the I3C rail from outside (true) or generates it (false). */
+    /** Takes the I3C rail's supply from outside (true), or generates it (false). */
     StatusCode i3cUseExternalVoltage(bool useExternal);
 
-    /** Reads the I3C rail back: the adapter's two readings, in its order. */
+    /** Reads the I3C rail back: two readings, in the adapter's order, whose meaning is defined by the firmware. */
     StatusCode i3cGetBusVoltage(std::uint16_t& voltage1, std::uint16_t& voltage2);
     ///@}
 
-    /** @name GPIO */
+    /**
+     * @name GPIO
+     *
+     * Pins work at the voltage of the shared rail. A pin or a setting that the adapter does not have ends in a status
+     * of the adapter.
+     */
     ///@{
+
+    /**
+     * Gives a pin its role.
+     *
+     * @param logicLevel what the pin drives from the start, for roles that drive
+     */
     StatusCode gpioConfigurePin(GpioPinNumber pinNumber, GpioFunctionality functionality, GpioLogicLevel logicLevel);
+
+    /** Drives a pin; one in the role `OPEN_DRAIN` drives `LOW` and releases the line for `HIGH`. */
     StatusCode gpioDigitalWrite(GpioPinNumber pinNumber, GpioLogicLevel logicLevel);
-    /** @param logicLevel the byte that the adapter answered, declared member or not */
+
+    /**
+     * Reads the level of a pin.
+     *
+     * @param logicLevel the byte that the adapter answered, declared member or not
+     */
     StatusCode gpioDigitalRead(GpioPinNumber pinNumber, GpioLogicLevel& logicLevel);
+
+    /**
+     * Arms the interrupt of a pin. Each event is a `GPIO_INTERRUPT` notification, until `gpioDisableInterrupt` or a
+     * restart of the adapter.
+     */
     StatusCode gpioConfigureInterrupt(GpioPinNumber pinNumber, GpioTriggerType triggerType);
+
+    /** Disarms the interrupt of a pin. Notifications that are already on their way still arrive. */
     StatusCode gpioDisableInterrupt(GpioPinNumber pinNumber);
     ///@}
 
-    /** @name I2C */
+    /**
+     * @name I2C
+     *
+     * `bus` is the index of a port, 0 or 1. The lines work at the voltage of the shared rail. `registerAddress` holds 0
+     * to 4 bytes, most significant first, and goes out before the data; longer ones yield
+     * `StatusCode::INVALID_ARGUMENT`. `flag` is a transfer option defined by the firmware (the virtual adapter ignores
+     * it). One transfer carries up to 65,535 bytes: of longer data all bytes are sent, announced with their number
+     * modulo 65,536.
+     *
+     * A missing acknowledge, a port that is not set up and a refused setting end in a status of the adapter.
+     */
     ///@{
+
+    /**
+     * Sets a port up. Nothing appears on the bus.
+     *
+     * @param frequency clock of SCL, sent unscaled (the virtual adapter takes hertz, up to 3,400,000)
+     * @param option defined by the firmware
+     */
     StatusCode i2cControllerInit(std::uint8_t bus, std::uint32_t frequency, std::uint8_t option);
+
+    /** Changes the settings of a port that is set up; arguments as for `i2cControllerInit`. */
     StatusCode i2cSetParameters(std::uint8_t bus, std::uint32_t frequency, std::uint8_t option);
+
+    /** Selects the pull-up resistors of a port. Which resistance a value stands for is defined by the firmware. */
     StatusCode i2cSetPullUpResistors(std::uint8_t bus, std::uint8_t pullUp);
+
+    /**
+     * Writes to a target.
+     *
+     * On the bus: START, targetAddress+W, registerAddress, data, STOP.
+     *
+     * With neither register address nor data only the address goes out, to see whether a target acknowledges it.
+     */
     StatusCode i2cWrite(std::uint8_t bus, std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
                         const std::vector<std::uint8_t>& data, bool flag);
 
-    /** @param readData replaced by exactly `length` bytes */
+    /**
+     * Reads from a target.
+     *
+     * On the bus: START, targetAddress+W, registerAddress, repeated START, targetAddress+R, `length` bytes, STOP;
+     * without a register address: START, targetAddress+R, `length` bytes, STOP.
+     *
+     * @param readData replaced by exactly `length` bytes
+     */
     StatusCode i2cRead(std::uint8_t bus, std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
                        std::uint16_t length, std::vector<std::uint8_t>& readData, bool flag);
 
     /**
-     * Asks which addresses of a port answer.
+     * Addresses every target of a port and tells which acknowledge. Which addresses are tried is defined by the
+     * firmware (the virtual adapter tries 0x08 to 0x77).
      *
-     * @param addresses replaced by `*oneByteCount` one-byte entries, then `*twoByteCount` entries of two bytes
-     * @return also `StatusCode::INVALID_ARGUMENT` for a bus above 1 or a null count (tested before the connection), and
-     *         `StatusCode::RESPONSE_TOO_SHORT` when the counts promise more entries than arrived; the counts are
-     *         written then, `addresses` is unchanged
+     * @param addresses replaced by `*oneByteCount` entries of one byte, then `*twoByteCount` entries of two bytes, as
+     *        the adapter sent them
+     * @param oneByteCount,twoByteCount must not be null
+     * @return also `StatusCode::INVALID_ARGUMENT` for a bus above 1 or a null count, tested before the connection, and
+     *         `StatusCode::RESPONSE_TOO_SHORT` when the counts promise more entries than arrived: the counts are then
+     *         written and `addresses` is unchanged
      */
     StatusCode i2cScanBus(std::vector<std::uint8_t>& addresses, std::uint8_t* oneByteCount, std::uint8_t* twoByteCount,
                           std::uint8_t bus, bool flag);
     ///@}
 
-    /** @name SPI */
+    /**
+     * @name SPI
+     *
+     * The lines work at the voltage of the shared rail. A controller that is not set up and a refused setting end in a
+     * status of the adapter.
+     */
     ///@{
+
+    /**
+     * Sets the controller up. Nothing is clocked.
+     *
+     * @param frequency clock of SCK, sent unscaled (the virtual adapter takes hertz, up to 50,000,000)
+     */
     StatusCode spiControllerInit(SpiBitOrder bitOrder, SpiMode mode, SpiDataWidth dataWidth, SpiChipSelect chipSelect,
                                  SpiChipSelectPolarity chipSelectPolarity, std::uint32_t frequency);
+
+    /** Changes the settings of a controller that is set up, such as the chip select. */
     StatusCode spiSetParameters(SpiBitOrder bitOrder, SpiMode mode, SpiDataWidth dataWidth, SpiChipSelect chipSelect,
                                 SpiChipSelectPolarity chipSelectPolarity, std::uint32_t frequency);
 
-    /** @param readData replaced by as many bytes as the adapter says it received, whatever was asked for */
+    /**
+     * Clocks bytes out and in at the same time.
+     *
+     * On the bus: chip select active, `data` out while as many bytes come in, chip select inactive.
+     *
+     * How the number of `data` bytes and `transferLength` relate is defined by the firmware; the two are sent side by
+     * side and not compared. The virtual adapter clocks the larger number, with zeros after `data`. Up to 65,535 bytes;
+     * longer data is announced with its number modulo 65,536.
+     *
+     * @param data not modified
+     * @param readData replaced by as many bytes as the adapter says it received, whatever was asked for
+     */
     StatusCode spiTransfer(std::vector<std::uint8_t>& data, std::vector<std::uint8_t>& readData,
                            std::uint16_t transferLength);
     ///@}
 
-    /** @name UART */
+    /**
+     * @name UART
+     *
+     * The lines work at the voltage of the shared rail. A port that is not open and a refused setting end in a status
+     * of the adapter.
+     */
     ///@{
+
+    /** Opens the port. From now on received bytes arrive as `UART_RX` notifications, until `uartDeinit`. */
     StatusCode uartInit(UartBaudRate baudRate, UartHwHandshake hwHandshake, UartParity parity, UartDataSize dataSize,
                         UartStopBit stopBit);
+
+    /** Changes the settings of an open port. */
     StatusCode uartSetParameters(UartBaudRate baudRate, UartHwHandshake hwHandshake, UartParity parity,
                                  UartDataSize dataSize, UartStopBit stopBit);
+
+    /** Closes the port. */
     StatusCode uartDeinit();
+
+    /**
+     * Transmits `message`, up to 65,535 bytes; of a longer one all bytes are sent, announced with their number modulo
+     * 65,536. Whether `SUCCESS` means queued or on the line is defined by the firmware.
+     */
     StatusCode uartSendMessage(const std::vector<std::uint8_t>& message);
     ///@}
 
-    /** @name I3C controller, bus and targets */
+    /**
+     * @name I3C controller, bus and targets
+     *
+     * First set the controller up, then bring the bus up, then talk to targets. A controller or bus that is not up and
+     * a refused setting end in a status of the adapter. Targets raise `I3C_IBI` and `I3C_HOT_JOIN` notifications.
+     */
     ///@{
+
+    /** Sets the controller up. Nothing appears on the bus. */
     StatusCode i3cControllerInit(I3cPushPullRate pushPullRate, I3cOpenDrainTransferRate openDrainRate,
                                  I2cTransferRate i2cRate, I3cDriveStrength driveStrength);
+
+    /** Changes the settings of a controller that is set up. */
     StatusCode i3cSetParameters(I3cPushPullRate pushPullRate, I3cOpenDrainTransferRate openDrainRate,
                                 I2cTransferRate i2cRate, I3cDriveStrength driveStrength);
+
+    /**
+     * Brings the bus up with the targets expected on it. What the adapter does with the list, such as which targets it
+     * gives a dynamic address, is defined by the firmware.
+     *
+     * @param targets 0 to 255 records, sent in one frame
+     */
     StatusCode i3cInitBus(std::vector<I3cTargetInfo> targets);
+
+    /** Resets the bus. The virtual adapter takes all dynamic addresses back, and the bus stays up. */
     StatusCode i3cResetBus();
 
-    /** @param table replaced by as many records as the adapter announces, at most 255 */
+    /**
+     * Reads the adapter's table of targets. Nothing appears on the bus.
+     *
+     * @param table replaced by as many records as the adapter announces, at most 255
+     */
     StatusCode i3cGetDeviceTable(std::vector<I3cTargetInfo>& table);
 
+    /** Sets the configuration byte of one target in the adapter's table. Its bits are defined by the firmware. */
     StatusCode i3cSetTargetDeviceConfiguration(std::uint8_t targetAddress, I3cTargetConfiguration configuration);
+
+    /** Drives the HDR exit pattern, which returns all targets from an HDR mode to SDR. */
     StatusCode i3cHdrExitPattern();
+
+    /** Drives the target reset pattern. Each target resets what RSTACT chose or, without RSTACT, its I3C peripheral. */
     StatusCode i3cTargetResetPattern();
     ///@}
 
     /**
      * @name I3C private transfers
      *
-     * A read replaces `data` by as many bytes as the adapter says the target sent, whatever `length` was.
+     * `targetAddress` is a dynamic address, or the I2C address of a legacy device. `registerAddress` holds 0 to 4
+     * bytes, sent in this order before the data; longer ones yield `StatusCode::INVALID_ARGUMENT`. `length` is the
+     * number of bytes to read. One transfer carries up to 65,535 bytes: of longer data all bytes are sent, announced
+     * with their number modulo 65,536. A read replaces `data` by as many bytes as the adapter says the target sent,
+     * whatever `length` was.
+     *
+     * Whether the controller sends the broadcast address 0x7E first is defined by the firmware. A missing acknowledge
+     * ends in a status of the adapter.
      */
     ///@{
+
+    /**
+     * Reads in SDR mode.
+     *
+     * On the bus: START, targetAddress+W, registerAddress, repeated START, targetAddress+R, up to `length` bytes, STOP;
+     * without a register address: START, targetAddress+R, up to `length` bytes, STOP. The target may
+     * end the read early.
+     */
     StatusCode i3cSdrRead(std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
                           std::uint16_t length, std::vector<std::uint8_t>& data, I3cTransferFlags flags);
+
+    /**
+     * Writes in SDR mode.
+     *
+     * On the bus: START, targetAddress+W, registerAddress, data, STOP.
+     */
     StatusCode i3cSdrWrite(std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
                            const std::vector<std::uint8_t>& data, I3cTransferFlags flags);
+
+    /**
+     * Reads in HDR-DDR mode.
+     *
+     * On the bus: START, 0x7E+W, ENTHDR0, then in double data rate the command word with `targetAddress` and up to
+     * `length` bytes in words of two, CRC word, HDR exit pattern, STOP.
+     *
+     * @param command the HDR-DDR command byte, sent to the adapter as given; on the bus its bit 7 tells a read from a
+     *        write, and whether the controller sets that bit itself is defined by the firmware (the virtual adapter
+     *        does)
+     */
     StatusCode i3cHdrDdrRead(std::uint8_t targetAddress, std::uint8_t command, std::uint16_t length,
                              std::vector<std::uint8_t>& data);
+
+    /** Writes in HDR-DDR mode. Sequence and `command` as for `i3cHdrDdrRead`, with `data` sent by the controller. */
     StatusCode i3cHdrDdrWrite(std::uint8_t targetAddress, std::uint8_t command, const std::vector<std::uint8_t>& data);
+
+    /** Reads from a legacy I2C device on the I3C bus. On the bus as `i2cRead`. */
     StatusCode i3cLegacyI2cRead(std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
                                 std::uint16_t length, std::vector<std::uint8_t>& data, I3cTransferFlags flags);
+
+    /** Writes to a legacy I2C device on the I3C bus. On the bus as `i2cWrite`. */
     StatusCode i3cLegacyI2cWrite(std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
                                  const std::vector<std::uint8_t>& data, I3cTransferFlags flags);
     ///@}
@@ -282,7 +510,15 @@ public:
     /**
      * @name I3C Common Command Codes
      *
-     * A vector output is replaced by as many bytes as the adapter says the target sent, at most 255.
+     * One method for each code and form, all in SDR mode. `address` is a target's dynamic address. On the bus:
+     *   - broadcast: START, 0x7E+W, code, defining byte if any, data if any, STOP;
+     *   - direct write: START, 0x7E+W, code, defining byte if any, repeated START, address+W, data, STOP;
+     *   - direct read: START, 0x7E+W, code, defining byte if any, repeated START, address+R, data, STOP.
+     *
+     * `events` is a sum of 0x01 (in-band interrupts), 0x02 (controller role requests) and 0x08 (hot-join). Other bytes
+     * mean what the I3C standard says. The length field of a write has 8 bits: it counts all data modulo 256, while all
+     * of it is sent. A vector output is replaced by as many bytes as the adapter says the target sent, at most 255, in
+     * bus order. A target that does not support a code does not acknowledge, which ends in a status of the adapter.
      */
     ///@{
     /**
@@ -296,66 +532,109 @@ public:
                               std::uint8_t definingByte, const std::vector<std::uint8_t>& data,
                               std::vector<std::uint8_t>& readData);
 
+
+    /** Enables events of all targets (ENEC). */
     StatusCode i3cCccENECBroadcast(std::uint8_t events);
+    /** Disables events of all targets (DISEC). */
     StatusCode i3cCccDISECBroadcast(std::uint8_t events);
+    /** Puts all targets into activity state 0, expecting traffic after 1 µs at the earliest (ENTAS0). */
     StatusCode i3cCccENTAS0Broadcast();
+    /** Puts all targets into activity state 1, expecting traffic after 100 µs at the earliest (ENTAS1). */
     StatusCode i3cCccENTAS1Broadcast();
+    /** Puts all targets into activity state 2, expecting traffic after 2 ms at the earliest (ENTAS2). */
     StatusCode i3cCccENTAS2Broadcast();
+    /** Puts all targets into activity state 3, expecting traffic after 50 ms at the earliest (ENTAS3). */
     StatusCode i3cCccENTAS3Broadcast();
+    /** Takes the dynamic addresses of all targets away (RSTDAA). */
     StatusCode i3cCccRSTDAA();
+    /**
+     * Assigns dynamic addresses (ENTDAA): the targets without one send their PID, BCR and DCR in arbitration, and each
+     * winner is given an address that the adapter chooses. `i3cGetDeviceTable` tells the outcome.
+     */
     StatusCode i3cCccENTDAA();
+    /** Sets the maximum write length of all targets, in bytes (SETMWL). */
     StatusCode i3cCccSETMWLBroadcast(std::uint16_t maxWriteLength);
+    /** Sets the maximum read length and, if given, the maximum IBI payload size of all targets, in bytes (SETMRL). */
     StatusCode i3cCccSETMRLBroadcast(std::uint16_t maxReadLength, std::optional<std::uint8_t> maxIbiPayloadSize);
+    /** Announces the bus context (SETBUSCON). With more than 254 bytes of `extraData` the length field wraps. */
     StatusCode i3cCccSETBUSCONBroadcast(std::uint8_t context,
                                         const std::optional<std::vector<std::uint8_t>>& extraData);
+    /**
+     * Sends a timing control sub-command to all targets (SETXTIME), such as 0xDF and 0xEF to enter the asynchronous
+     * modes 0 and 1, or 0xFF to leave. With more than 254 bytes of `extraData` the length field wraps.
+     */
     StatusCode i3cCccSETXTIMEBroadcast(std::uint8_t subcommand,
                                        const std::optional<std::vector<std::uint8_t>>& extraData);
+    /** Makes static addresses dynamic (SETAASA). The I3C standard has no data here; `data` is sent as given. */
     StatusCode i3cCccSETAASA(const std::vector<std::uint8_t>& data);
+    /** Chooses what the next target reset pattern resets, for all targets (RSTACT). */
     StatusCode i3cCccRSTACTBroadcast(I3cTargetResetDefByte action);
+    /** Takes the group addresses of all targets away (RSTGRPA). */
     StatusCode i3cCccRSTGRPABroadcast();
+    /** Enables events of one target (ENEC). */
     StatusCode i3cCccENECDirect(std::uint8_t address, std::uint8_t events);
+    /** Disables events of one target (DISEC). */
     StatusCode i3cCccDISECDirect(std::uint8_t address, std::uint8_t events);
+    /** Puts one target into activity state 0; see `i3cCccENTAS0Broadcast`. */
     StatusCode i3cCccENTAS0Direct(std::uint8_t address);
+    /** Puts one target into activity state 1; see `i3cCccENTAS1Broadcast`. */
     StatusCode i3cCccENTAS1Direct(std::uint8_t address);
+    /** Puts one target into activity state 2; see `i3cCccENTAS2Broadcast`. */
     StatusCode i3cCccENTAS2Direct(std::uint8_t address);
+    /** Puts one target into activity state 3; see `i3cCccENTAS3Broadcast`. */
     StatusCode i3cCccENTAS3Direct(std::uint8_t address);
+    /** Gives the target at a static address a dynamic one (SETDASA). */
     StatusCode i3cCccSETDASA(std::uint8_t staticAddress, std::uint8_t dynamicAddress);
+    /** Changes a target's dynamic address (SETNEWDA). */
     StatusCode i3cCccSETNEWDA(std::uint8_t address, std::uint8_t newDynamicAddress);
+    /** Sets the maximum write length of one target, in bytes (SETMWL). */
     StatusCode i3cCccSETMWLDirect(std::uint8_t address, std::uint16_t maxWriteLength);
+    /** Sets the maximum read length and, if given, the maximum IBI payload size of one target, in bytes (SETMRL). */
     StatusCode i3cCccSETMRLDirect(std::uint8_t address, std::uint16_t maxReadLength,
                                   std::optional<std::uint8_t> maxIbiPayloadSize);
+    /** Sends a timing control sub-command to one target; see `i3cCccSETXTIMEBroadcast`. */
     StatusCode i3cCccSETXTIMEDirect(std::uint8_t address, std::uint8_t subcommand,
                                     const std::optional<std::vector<std::uint8_t>>& extraData);
+    /** Adds a target to a group (SETGRPA). */
     StatusCode i3cCccSETGRPADirect(std::uint8_t address, std::uint8_t groupAddress);
+    /** Takes the group addresses of one target away (RSTGRPA). */
     StatusCode i3cCccRSTGRPADirect(std::uint8_t address);
 
     /**
-     * Sets or reads the reset action of one target.
+     * Sets the reset action of one target, or reads how long a reset takes (RSTACT), as `direction` says.
      *
-     * @param resetTime receives the byte that the target answered to a read; null and writes leave it alone
+     * @param action the members from 0x81 on are for reads, the others for writes
+     * @param resetTime receives the byte that a read returned; may be null, and a write leaves it alone
      */
     StatusCode i3cCccRSTACTDirect(std::uint8_t address, I3cTargetResetDefByte action, I3cTransferDirection direction,
                                   std::uint8_t* resetTime);
 
-    /** @param maxWriteLength in bytes */
+    /** Reads the maximum write length, in bytes (GETMWL). */
     StatusCode i3cCccGETMWL(std::uint8_t address, std::uint16_t& maxWriteLength);
 
     /**
-     * @param maxReadLength in bytes
-     * @param maxIbiPayloadSize in bytes; emptied unless the target answered three bytes
+     * Reads the maximum read length and IBI payload size, in bytes (GETMRL).
+     *
+     * @param maxIbiPayloadSize emptied unless the target sent three bytes
      */
     StatusCode i3cCccGETMRL(std::uint8_t address, std::uint16_t& maxReadLength,
                             std::optional<std::uint8_t>& maxIbiPayloadSize);
 
-    /** @param pid six bytes from a conforming target, in wire order */
+    /** Reads the Provisioned ID (GETPID): 6 bytes, most significant first. */
     StatusCode i3cCccGETPID(std::uint8_t address, std::vector<std::uint8_t>& pid);
+    /** Reads the Bus Characteristics Register (GETBCR). */
     StatusCode i3cCccGETBCR(std::uint8_t address, std::uint8_t& bcr);
+    /** Reads the Device Characteristics Register (GETDCR). */
     StatusCode i3cCccGETDCR(std::uint8_t address, std::uint8_t& dcr);
+    /** Reads the status (GETSTATUS): 2 bytes, most significant first; a defining byte chooses another format. */
     StatusCode i3cCccGETSTATUS(std::uint8_t address, std::vector<std::uint8_t>& status,
                                std::optional<std::uint8_t> definingByte);
+    /** Reads the maximum data speeds (GETMXDS): one byte for writes, one for reads, 3 of read turnaround, if any. */
     StatusCode i3cCccGETMXDS(std::uint8_t address, std::vector<std::uint8_t>& maxDataSpeed);
+    /** Reads the capabilities (GETCAPS): up to 4 bytes; a defining byte chooses another format. */
     StatusCode i3cCccGETCAPS(std::uint8_t address, std::vector<std::uint8_t>& caps,
                              std::optional<std::uint8_t> definingByte);
+    /** Reads the timing support (GETXTIME): modes, state, clock in 0.5 MHz, inaccuracy in 0.1 %. */
     StatusCode i3cCccGETXTIME(std::uint8_t address, std::vector<std::uint8_t>& xtime);
     ///@}
 

@@ -2,19 +2,18 @@
  * @file
  * Enumerations and records of the Tarvix SDK, shared by every face of the library.
  *
- * The header is C99 and C++17. Each enumeration is declared once: C++ sees an `enum class` with the given
- * underlying type, C sees an integer typedef of the same width with members spelled `Name_MEMBER`
- * (`GpioLogicLevel::HIGH` in C++ is `GpioLogicLevel_HIGH` in C).
+ * The header is C99 and C++17. Each enumeration is declared once: C++ sees an `enum class` with the given underlying
+ * type, C sees an integer typedef of the same width with members spelled `Name_MEMBER` (`GpioLogicLevel::HIGH` in C++
+ * is `GpioLogicLevel_HIGH` in C).
  *
  * Conventions that hold for everything below:
  *
- * 1. Every enumeration but `StatusCode` and `NotificationKind` travels to the adapter as one byte, the low
- *    eight bits of its value. The library neither checks nor translates it: a number that is not declared
- *    here may be cast to the enumeration and is sent as it is; the adapter's status tells whether it was
- *    accepted.
- * 2. Where a comment says "firmware's numbers", the members are those a user needs, numbered in their natural
- *    order, and the adapter's firmware has the last word on them. The virtual adapter accepts exactly these.
- * 3. The records are plain data. They own nothing; a pointer inside one is valid as long as its comment says.
+ * 1. Every enumeration but `StatusCode` and `NotificationKind` travels as one byte, the low eight bits of its value.
+ *    The library neither checks nor translates it: any other number may be cast to the enumeration and is sent as is,
+ *    and the adapter's status tells whether it was accepted.
+ * 2. "Firmware's numbers" means that the members are those a user needs, numbered in their natural order, and that the
+ *    adapter's firmware has the last word on them. The virtual adapter accepts exactly these.
+ * 3. The records are plain data. They own nothing; a pointer inside one is valid for as long as its comment says.
  */
 #ifndef TARVIXSDK_TYPES_H
 #define TARVIXSDK_TYPES_H
@@ -42,7 +41,7 @@
 #endif
 
 /**
- * Number that a caller gives to a request and the adapter repeats in its response.
+ * Number of a request, which the adapter repeats in its response.
  * 1 to 65535; 0 marks a notification.
  */
 typedef uint16_t TransactionId;
@@ -50,22 +49,22 @@ typedef uint16_t TransactionId;
 /**
  * Result of every command.
  *
- * The values below are the library's own. Every other value is the adapter's status, passed through
- * unchanged by the blocking class and the flat functions.
+ * The values below are the library's own. Every other value is the adapter's, passed through unchanged by the blocking
+ * class and the flat functions; its meaning is defined by the firmware.
  */
 TARVIX_ENUM(StatusCode, uint16_t){
     /** Asynchronous: the frame was handed to the transport. Blocking: the adapter reported success. */
     TARVIX_MEMBER(StatusCode, SUCCESS) = 0x0000,
-    /** The request was sent, but no response arrived in time. Repeat it, or see whether the adapter is still
-        there; a response that arrives late answers the next request. */
+    /** The request was sent, but no response arrived in time. Is the adapter still there? A response that comes
+        late answers the next request; sdk.hpp, convention 3, says how to get back in step. */
     TARVIX_MEMBER(StatusCode, NO_RESPONSE) = 0x2000,
-    /** The session is not connected; nothing was sent. Connect first. */
+    /** The session is not connected, and nothing was sent. Connect first. */
     TARVIX_MEMBER(StatusCode, NOT_CONNECTED) = 0x4000,
-    /** The response belongs to another request (`getUsbString` only). Repeat the request. */
+    /** The response belongs to another request (`getUsbString` only). The session is out of step. */
     TARVIX_MEMBER(StatusCode, UNEXPECTED_RESPONSE) = 0x6000,
-    /** An argument is out of range or inconsistent; nothing was sent. Correct the call. */
+    /** An argument is out of range or inconsistent, and nothing was sent. Correct the call. */
     TARVIX_MEMBER(StatusCode, INVALID_ARGUMENT) = 0x8000,
-    /** The response is shorter than the content that it declares, or too short to carry a status. */
+    /** The response is shorter than what it declares, or too short to carry a status. */
     TARVIX_MEMBER(StatusCode, RESPONSE_TOO_SHORT) = 0xA000,
     /** The adapter was unplugged or restarted (strict sessions only). Call `open` again. */
     TARVIX_MEMBER(StatusCode, ADAPTER_LOST) = 0xC000,
@@ -244,7 +243,7 @@ TARVIX_ENUM(I3cTransferMode, uint32_t){
 
 /**
  * Options of an I3C private transfer: five bits, sent as bits 3 to 7 of the mode byte; higher bits are lost.
- * What each bit asks for is the firmware's; `BIT_0` is the bit that `transferFlag` sets in a CCC.
+ * What each bit asks for is defined by the firmware; `BIT_0` is the bit that `transferFlag` sets in a CCC.
  */
 TARVIX_ENUM(I3cTransferFlags, uint32_t){
     TARVIX_MEMBER(I3cTransferFlags, NONE) = 0,  TARVIX_MEMBER(I3cTransferFlags, BIT_0) = 1,
@@ -326,13 +325,13 @@ typedef struct I3cTargetInfo {
     uint8_t pid[6];         /**< 48-bit Provisioned ID, in wire order */
     uint8_t bcr;            /**< Bus Characteristics Register */
     uint8_t dcr;            /**< Device Characteristics Register */
-    uint16_t extraWord1;    /**< the firmware's */
-    uint16_t extraWord2;    /**< the firmware's */
-    uint8_t extraByte1;     /**< the firmware's */
-    uint8_t extraByte2;     /**< the firmware's */
+    uint16_t extraWord1;    /**< defined by the firmware */
+    uint16_t extraWord2;    /**< defined by the firmware */
+    uint8_t extraByte1;     /**< defined by the firmware */
+    uint8_t extraByte2;     /**< defined by the firmware */
 } I3cTargetInfo;
 
-/** Configuration byte of one target in the adapter's table, whole or bit by bit. The bits are the firmware's. */
+/** Configuration byte of one target in the adapter's table, whole or bit by bit; defined by the firmware. */
 typedef union I3cTargetConfiguration {
     uint8_t raw; /**< the byte that is sent */
     struct {
@@ -393,7 +392,7 @@ typedef struct UartRxNotification {
 /**
  * One unsolicited frame of the adapter.
  *
- * The record, its views and the frame live only for the duration of the handler call: copy what is needed later.
+ * The record, its views and the frame live only for the duration of the handler call: copy what you need later.
  * In C++ the accessors decode it; in C the `TarvixSDK_notificationAs...` functions do.
  */
 typedef struct Notification {

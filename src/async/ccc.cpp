@@ -8,12 +8,12 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint8_t BROADCAST_ADDRESS = 0x7E;
 
-// Multi-byte values inside a CCC are big-endian, as the I3C standard orders them, unlike the fields of the frame.
-Bytes bigEndian(std::uint16_t value, std::optional<std::uint8_t> behind = std::nullopt)
+// The I3C standard sends multi-byte values big-endian, unlike the fields of the frame.
+Bytes bigEndian(std::uint16_t value, std::optional<std::uint8_t> next = std::nullopt)
 {
     Bytes bytes{static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)};
-    if (behind) {
-        bytes.push_back(*behind);
+    if (next) {
+        bytes.push_back(*next);
     }
     return bytes;
 }
@@ -29,7 +29,7 @@ Bytes join(std::uint8_t first, const std::optional<Bytes>& rest)
     return bytes;
 }
 
-// An address inside a CCC's data stands in the upper seven bits of its byte.
+// An address in the data of a CCC takes the upper seven bits of its byte.
 Bytes shifted(std::uint8_t address)
 {
     return {static_cast<std::uint8_t>(address << 1)};
@@ -43,7 +43,7 @@ StatusCode write(TarvixAsyncSDK& sdk, TransactionId transactionId, std::uint8_t 
                               I3cCccType::WITHOUT_DEFINING_BYTE, static_cast<std::uint8_t>(data.size()), ccc, 0, data);
 }
 
-// A write of a defining byte and no data, whose length is deliberately 1 all the same.
+// A write of a defining byte and no data. Its length is 1 all the same.
 StatusCode broadcastDefiningByte(TarvixAsyncSDK& sdk, TransactionId transactionId, CCC ccc, std::uint8_t definingByte)
 {
     return sdk.i3cCccTransfer(transactionId, BROADCAST_ADDRESS, I3cTransferDirection::WRITE, I3cTransferMode::SDR,
@@ -65,7 +65,7 @@ StatusCode TarvixAsyncSDK::i3cCccTransfer(TransactionId transactionId, std::uint
                                           I3cCccType cccType, std::uint8_t length, CCC ccc, std::uint8_t definingByte,
                                           const std::vector<std::uint8_t>& data)
 {
-    // Deliberately not masked: a value too large for its bits spills into its neighbour's, as it always has.
+    // Not masked: a value too large for its bits spills into its neighbour's.
     const unsigned flags =
         ((static_cast<unsigned>(cccType) << 1 | (transferFlag ? 1U : 0U)) << 2 | static_cast<unsigned>(mode)) << 1 |
         static_cast<unsigned>(direction);
@@ -79,8 +79,7 @@ StatusCode TarvixAsyncSDK::i3cCccTransfer(TransactionId transactionId, std::uint
                             .bytes(data));
 }
 
-// Broadcast, ENEC and DISEC carry the events as the defining byte, direct as data. That asymmetry is the adapter's,
-// and meant.
+// The adapter takes the events of ENEC and DISEC as the defining byte of a broadcast, but as data of a direct write.
 StatusCode TarvixAsyncSDK::i3cCccENECBroadcast(TransactionId transactionId, std::uint8_t events)
 {
     return broadcastDefiningByte(*this, transactionId, CCC::ENEC_BROADCAST, events);
@@ -233,8 +232,7 @@ StatusCode TarvixAsyncSDK::i3cCccRSTACTBroadcast(TransactionId transactionId, I3
     return broadcastDefiningByte(*this, transactionId, CCC::RSTACT_BROADCAST, static_cast<std::uint8_t>(action));
 }
 
-// The one CCC whose direction is the caller's. Written, its length is 0, where the broadcast form sends 1; both are
-// meant.
+// The one CCC whose direction is the caller's. The length of a write is 0 here, but 1 in the broadcast form.
 StatusCode TarvixAsyncSDK::i3cCccRSTACTDirect(TransactionId transactionId, std::uint8_t address,
                                               I3cTargetResetDefByte action, I3cTransferDirection direction)
 {

@@ -10,8 +10,7 @@ RequestFrame settings(TransactionId transactionId, CommandCode code, std::uint8_
 }
 
 // The fields that reads and writes share. The register address is folded into a number, first byte most significant,
-// which then travels little-endian: {0x12, 0x34} goes out as 34 12 00 00. That is this family's order on purpose; the
-// I3C private transfers send the bytes as they stand.
+// which travels little-endian: {0x12, 0x34} goes out as 34 12 00 00. The I3C private transfers send the bytes in order.
 RequestFrame transfer(TransactionId transactionId, CommandCode code, std::uint8_t bus, std::uint16_t count,
                       std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress, bool flag,
                       std::size_t dataSize)

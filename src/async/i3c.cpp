@@ -22,8 +22,8 @@ std::uint8_t modeByte(I3cTransferMode mode, I3cTransferDirection direction, I3cT
                                      static_cast<unsigned>(direction));
 }
 
-// SDR and legacy I2C. The register address bytes travel in their order, padded with zeros behind: deliberately unlike
-// the I2C family, which folds them into a little-endian number.
+// SDR and legacy I2C. The register address bytes travel in their order, then zeros; the I2C family folds them into a
+// little-endian number instead.
 RequestFrame registerTransfer(TransactionId transactionId, std::uint8_t targetAddress, std::uint8_t mode,
                               const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
                               std::size_t dataSize)
@@ -58,8 +58,8 @@ RequestFrame registerWrite(TransactionId transactionId, std::uint8_t targetAddre
         .bytes(data);
 }
 
-// HDR-DDR has a command instead of a register. Its frame deliberately has no register address field: the length stands
-// where the other transfers have the register's bytes.
+// HDR-DDR has a command instead of a register, and no register address field: the length stands where the other
+// transfers have the register's bytes.
 RequestFrame hdrDdrTransfer(TransactionId transactionId, std::uint8_t targetAddress, I3cTransferDirection direction,
                             std::uint8_t command, std::uint16_t length, std::size_t dataSize)
 {

@@ -11,8 +11,8 @@
 #include "commands.hpp"
 #include "tarvixsdk/types.h"
 
-// The number of bytes in `data` for a 16-bit field: longer data is announced modulo 65,536 and sent whole, and the
-// adapter's answer decides.
+// The size of `data` in a 16-bit field. Data beyond 65,535 bytes is sent whole and announced modulo 65,536: whether
+// that is an error is for the adapter to say.
 inline std::uint16_t count16(std::span<const std::uint8_t> data)
 {
     return static_cast<std::uint16_t>(data.size());
@@ -21,9 +21,9 @@ inline std::uint16_t count16(std::span<const std::uint8_t> data)
 template <typename Type>
 concept Enumeration = std::is_enum_v<Type>;
 
-// All multi-byte fields are little-endian. Each step hands the frame on as an rvalue, so that a finished chain is moved
-// and its bytes are never copied. An argument that a frame cannot carry makes the frame invalid; it is then
-// refused when it is sent, after the connection was tested.
+// All multi-byte fields are little-endian. Each step returns the frame as an rvalue, so that a finished chain is moved
+// and never copied. An argument that does not fit makes the frame invalid, which send() reports after it has tested the
+// connection.
 class RequestFrame {
 public:
     // `dataSize` is the number of bytes that bytes() will append, so that the frame is allocated once.
@@ -41,7 +41,7 @@ public:
         return std::move(*this);
     }
 
-    // The low byte of an enumerator; higher bits never travel.
+    // Only the low byte travels.
     RequestFrame&& u8(Enumeration auto value) { return u8(static_cast<std::uint8_t>(value)); }
 
     RequestFrame&& flag(bool value) { return u8(value ? 1 : 0); }

@@ -17,7 +17,7 @@ void deliverRecord(TarvixSDK_Handle& handle, const Notification& received)
     }
     auto& buffer = handle.notificationBuffer;
     std::copy_n(received.data, std::min(received.length, buffer.size()), buffer.begin());
-    // Eight bits, so 256 becomes 0; longer ones deliberately become 0 as well instead of their number's low byte.
+    // Eight bits: the length of a longer frame is 0, not its low byte, so that no view accepts it.
     handle.notificationLength = received.length > buffer.size() ? 0 : static_cast<std::uint8_t>(received.length);
 
     Notification copy{};
@@ -93,7 +93,7 @@ std::uint64_t TarvixSDK_DroppedNotifications(TarvixSDK_Handle* handle)
 }
 
 // The views do not use the accessors of Notification: those write into the record, which a C caller may keep in
-// read-only memory, and they bound the lengths that are reported here as declared.
+// read-only memory, and they bound the lengths, which a view reports as declared.
 
 bool TarvixSDK_notificationAsGpio(const Notification* notification, GpioInterruptNotification* view)
 {

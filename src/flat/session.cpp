@@ -9,7 +9,7 @@
 
 namespace {
 
-// What connecting may raise becomes a plain failure; running out of memory is not among it.
+// An error while connecting becomes a plain failure. Running out of memory is not a runtime_error and passes through.
 template <typename Connect>
 bool connected(TarvixSDK_Handle* handle, Connect connect)
 {
@@ -108,8 +108,8 @@ void TarvixSDK_Disconnect(TarvixSDK_Handle* handle)
     try {
         handle->sdk->disconnect();
     } catch (const std::system_error&) {
-        // On the reader thread, which cannot wait for its own end: it is told to stop, and that is all that can be done
-        // here. Another thread's disconnect closes the adapter.
+        // On the reader thread, which cannot wait for itself. It has been told to stop; another thread's disconnect
+        // closes the adapter.
     }
 }
 

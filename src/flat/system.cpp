@@ -11,7 +11,7 @@
 
 namespace {
 
-// Where each string of the class's record goes in the flat one.
+// A string of the class's record, and where it goes in the flat one.
 struct DeviceInfoField {
     std::string TarvixSDK::DeviceInfo::*source;
     char* TarvixSDK_DeviceInfo::*text;
@@ -31,7 +31,7 @@ constexpr std::array DEVICE_INFO_FIELDS{
                     &TarvixSDK_DeviceInfo::usbString5Length},
 };
 
-// The copies are malloc's, so that a caller in any language can release them.
+// Allocated by malloc, so that a caller in any language can free them.
 TarvixSDK_DeviceInfo copyOf(const TarvixSDK::DeviceInfo& info)
 {
     TarvixSDK_DeviceInfo copy{};

@@ -6,7 +6,7 @@ namespace {
 constexpr std::size_t COUNT = 9;
 constexpr std::size_t DATA = 10;
 
-// The number of bytes is the adapter's, whatever was asked for.
+// The adapter decides how many bytes came, whatever was asked for.
 auto dataInto(std::vector<std::uint8_t>& out)
 {
     return [&out](const ResponseFrame& response) { response.copyTo(out, DATA, response.u8(COUNT)); };

@@ -40,7 +40,7 @@ StatusCode TarvixSDK::i2cWrite(std::uint8_t bus, std::uint8_t targetAddress,
     return session_->exchange(&TarvixAsyncSDK::i2cWrite, bus, targetAddress, registerAddress, data, flag).status();
 }
 
-// The number of bytes is the request's, not the response's: the adapter is taken to answer with what was asked for.
+// The request decides how many bytes are delivered; the firmware defines what bytes 6 to 8 of the response say.
 StatusCode TarvixSDK::i2cRead(std::uint8_t bus, std::uint8_t targetAddress,
                               const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
                               std::vector<std::uint8_t>& readData, bool flag)
@@ -53,7 +53,7 @@ StatusCode TarvixSDK::i2cRead(std::uint8_t bus, std::uint8_t targetAddress,
 StatusCode TarvixSDK::i2cScanBus(std::vector<std::uint8_t>& addresses, std::uint8_t* oneByteCount,
                                  std::uint8_t* twoByteCount, std::uint8_t bus, bool flag)
 {
-    // Deliberately before the connection, unlike every other check.
+    // The one check that comes before the connection's.
     if (bus > LAST_BUS || oneByteCount == nullptr || twoByteCount == nullptr) {
         return StatusCode::INVALID_ARGUMENT;
     }

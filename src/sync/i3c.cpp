@@ -43,7 +43,7 @@ auto upTo(std::uint16_t length)
     return counted16(READ_COUNT, READ_DATA, 0, length);
 }
 
-// The number of bytes is the adapter's, whatever was asked for.
+// The adapter decides how many bytes came, whatever was asked for.
 auto readInto(std::vector<std::uint8_t>& data)
 {
     return [&data](const ResponseFrame& response) { response.copyTo(data, READ_DATA, response.u16(READ_COUNT)); };

@@ -9,8 +9,8 @@
 
 #include "tarvixsdk/types.h"
 
-// Never reads past the frame: bytes that it does not hold read as zero, so a decoder that must deliver n bytes delivers
-// n bytes whatever the adapter sent. All multi-byte fields are little-endian unless a name says otherwise.
+// Never reads past the frame: missing bytes read as zero, so a decoder that must deliver n bytes does, whatever the
+// adapter sent. Multi-byte fields are little-endian unless a name says otherwise.
 class ResponseFrame {
 public:
     explicit ResponseFrame(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
@@ -31,7 +31,7 @@ public:
         return static_cast<std::uint16_t>(u8(offset) << 8 | u8(offset + 1));
     }
 
-    // Replaces the contents of `out` by `count` bytes from `offset` on.
+    // Replaces `out` by the `count` bytes from `offset` on.
     void copyTo(std::vector<std::uint8_t>& out, std::size_t offset, std::size_t count) const
     {
         const auto held = bytes_.subspan(std::min(offset, bytes_.size()));

@@ -20,7 +20,7 @@ StatusCode TarvixSDK::spiSetParameters(SpiBitOrder bitOrder, SpiMode mode, SpiDa
         .status();
 }
 
-// The number of bytes is the adapter's, whatever was asked for.
+// The adapter decides how many bytes came, whatever was asked for.
 StatusCode TarvixSDK::spiTransfer(std::vector<std::uint8_t>& data, std::vector<std::uint8_t>& readData,
                                   std::uint16_t transferLength)
 {

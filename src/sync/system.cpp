@@ -15,7 +15,7 @@ Payload usbString(const ResponseFrame& response)
 
 } // namespace
 
-// These two deliberately wait for nothing: the adapter restarts instead of answering.
+// These two do not wait: the adapter restarts instead of answering.
 StatusCode TarvixSDK::resetDevice()
 {
     return session_->post(&TarvixAsyncSDK::resetDevice);
@@ -26,7 +26,7 @@ StatusCode TarvixSDK::enterBootMode()
     return session_->post(&TarvixAsyncSDK::enterBootMode);
 }
 
-// The one command that looks whether the response is its own; the status of its own response is deliberately not read.
+// The one command that checks whether the response is its own. The status in that response is not read.
 StatusCode TarvixSDK::getUsbString(std::vector<std::uint8_t>& string, std::uint8_t index)
 {
     return session_->exchange(&TarvixAsyncSDK::getUsbString, index).then(usbString, [&](const ResponseFrame& response) {
@@ -41,7 +41,7 @@ StatusCode TarvixSDK::getUsbString(std::vector<std::uint8_t>& string, std::uint8
 
 StatusCode TarvixSDK::getDeviceInfo(DeviceInfo& info)
 {
-    if (!session_->async().isConnected()) { // here once, so that no number is used up
+    if (!session_->async().isConnected()) { // before a transaction id is used up
         return StatusCode::NOT_CONNECTED;
     }
     std::vector<std::uint8_t> bytes;
