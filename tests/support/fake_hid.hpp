@@ -13,9 +13,11 @@
 #include <string>
 #include <vector>
 
-namespace fake_hid {
+#include <signal.h>
 
-using Bytes = std::vector<std::uint8_t>;
+#include "support/bytes.hpp"
+
+namespace fake_hid {
 
 // What enumeration shows of one device.
 struct Entry {
@@ -44,8 +46,12 @@ public:
     void deliverReport(Bytes report);
     void deliverFrame(const Bytes& frame);
 
+    void delay(); // what is delivered from now on waits ...
+    void release();
     void failWrites(bool fail);
-    void unplug(); // reads and writes fail from now on
+    void failWrite(int number); // that one only, counting from 1 and from now
+    void hiccup(int reads);     // that many reads fail
+    void unplug();              // reads and writes fail from now on
     void replug();
 
     std::vector<Bytes> reports() const; // each written report, report ID included
@@ -56,6 +62,9 @@ public:
     int closes() const; // handles closed
     int reads() const;
     int failedReads() const;
+    bool isIdle() const; // the library reads, and has dealt with everything that was delivered
+
+    sigset_t readerSignals() const; // blocked while the library reads
 
     // Times a call began while another was running and an error string was stored: in hidapi before 0.15 both may free
     // that string.
@@ -81,6 +90,12 @@ private:
     std::vector<Bytes> reports_;
     std::vector<Bytes> frames_;
     Bytes partial_;
+    sigset_t readerSignals_{};
+    std::deque<Bytes> delayed_;
+    bool delaying_ = false;
+    int failingWrite_ = 0;
+    int failingReads_ = 0;
+    bool waiting_ = false;
     bool failWrites_ = false;
     bool unplugged_ = false;
     bool errorStored_ = false;
@@ -99,6 +114,14 @@ struct Bus {
     int exits = 0;
     int enumerations = 0; // lists handed out and not freed again
 };
+
+// Times one of hidapi's functions for the whole process (init, enumerate, open, exit) began while another was
+// running: it has no lock of its own. With `linger` each waits a while for another to make that mistake.
+int processOverlaps();
+void linger(bool on);
+
+// Whether this thread is one on which the library reads, and not inside the double just now.
+bool onReaderThread();
 
 Bus& bus();
 void reset();
