@@ -6,8 +6,6 @@
 
 namespace {
 
-using fake_hid::Bytes;
-
 fake_hid::Device& device()
 {
     return *fake_hid::bus().devices.front();

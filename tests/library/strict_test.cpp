@@ -16,8 +16,6 @@
 
 namespace {
 
-using fake_hid::Bytes;
-
 constexpr int FOREVER = -1;
 constexpr int LONG_ENOUGH = 30'000; // ms; a test that runs into it fails
 constexpr int AT_ONCE = 1;          // ms

@@ -15,6 +15,37 @@ namespace fake_hid {
 namespace {
 
 constexpr std::chrono::seconds LIMIT{30};
+constexpr std::chrono::milliseconds LINGER{50};
+
+thread_local bool reader = false;
+thread_local bool inside = false;
+
+// A call of one of hidapi's functions for the whole process.
+class ProcessCall {
+public:
+    ProcessCall()
+    {
+        std::unique_lock lock(mutex);
+        overlaps += running++ > 0 ? 1 : 0;
+        changed.notify_all();
+        if (lingering) {
+            changed.wait_for(lock, LINGER, [] { return running > 1; });
+        }
+    }
+    ~ProcessCall()
+    {
+        const std::lock_guard lock(mutex);
+        --running;
+    }
+    ProcessCall(const ProcessCall&) = delete;
+    ProcessCall& operator=(const ProcessCall&) = delete;
+
+    static inline std::mutex mutex;
+    static inline std::condition_variable changed;
+    static inline int running = 0;
+    static inline int overlaps = 0;
+    static inline bool lingering = false;
+};
 
 } // namespace
 
@@ -27,9 +58,11 @@ public:
             ++device_.overlaps_;
         }
         ++device_.running_;
+        inside = true;
     }
     ~Call()
     {
+        inside = false;
         --device_.running_;
         device_.changed_.notify_all();
     }
@@ -62,7 +95,7 @@ void Device::onFrame(std::function<void(const Bytes&)> handler)
 void Device::deliverReport(Bytes report)
 {
     const std::lock_guard lock(mutex_);
-    input_.push_back(std::move(report));
+    (delaying_ ? delayed_ : input_).push_back(std::move(report));
     changed_.notify_all();
 }
 
@@ -79,9 +112,23 @@ void Device::deliverFrame(const Bytes& frame)
         report[0] = static_cast<std::uint8_t>(header);
         report[1] = static_cast<std::uint8_t>(header >> 8);
         std::copy_n(frame.begin() + static_cast<std::ptrdiff_t>(offset), count, report.begin() + 2);
-        input_.push_back(std::move(report));
+        deliverReport(std::move(report));
         offset += count;
     } while (offset < frame.size());
+}
+
+void Device::delay()
+{
+    const std::lock_guard lock(mutex_);
+    delaying_ = true;
+}
+
+void Device::release()
+{
+    const std::lock_guard lock(mutex_);
+    delaying_ = false;
+    input_.insert(input_.end(), delayed_.begin(), delayed_.end());
+    delayed_.clear();
     changed_.notify_all();
 }
 
@@ -89,6 +136,19 @@ void Device::failWrites(bool fail)
 {
     const std::lock_guard lock(mutex_);
     failWrites_ = fail;
+}
+
+void Device::failWrite(int number)
+{
+    const std::lock_guard lock(mutex_);
+    failingWrite_ = number;
+}
+
+void Device::hiccup(int reads)
+{
+    const std::lock_guard lock(mutex_);
+    failingReads_ = reads;
+    changed_.notify_all();
 }
 
 void Device::unplug()
@@ -161,16 +221,22 @@ int Device::readTimeouts() const
     return readTimeouts_;
 }
 
-sigset_t Device::readerSignals() const
+bool Device::isIdle() const
 {
     const std::lock_guard lock(mutex_);
-    return readerSignals_;
+    return waiting_ && input_.empty();
 }
 
 int Device::overlaps() const
 {
     const std::lock_guard lock(mutex_);
     return overlaps_;
+}
+
+sigset_t Device::readerSignals() const
+{
+    const std::lock_guard lock(mutex_);
+    return readerSignals_;
 }
 
 bool Device::waitUntil(const std::function<bool(const Device&)>& condition) const
@@ -183,7 +249,8 @@ int Device::write(const std::uint8_t* data, std::size_t length)
 {
     std::unique_lock lock(mutex_);
     Call call(*this);
-    if (unplugged_ || failWrites_) {
+    const bool failing = failingWrite_ > 0 && --failingWrite_ == 0;
+    if (unplugged_ || failWrites_ || failing) {
         ++failedWrites_;
         return call.fail();
     }
@@ -209,11 +276,15 @@ int Device::read(std::uint8_t* data, std::size_t length, std::chrono::millisecon
     std::unique_lock lock(mutex_);
     ++reads_;
     readTimeouts_ += static_cast<int>(timeout.count());
-    pthread_sigmask(SIG_SETMASK, nullptr, &readerSignals_);
-    changed_.notify_all();
+    reader = true;
+    pthread_sigmask(SIG_BLOCK, nullptr, &readerSignals_);
     Call call(*this);
-    changed_.wait_for(lock, timeout, [&] { return unplugged_ || !input_.empty(); });
-    if (unplugged_) {
+    waiting_ = true;
+    changed_.notify_all();
+    changed_.wait_for(lock, timeout, [&] { return unplugged_ || failingReads_ > 0 || !input_.empty(); });
+    waiting_ = false;
+    if (unplugged_ || failingReads_ > 0) {
+        failingReads_ -= failingReads_ > 0 ? 1 : 0;
         ++failedReads_;
         return call.fail();
     }
@@ -239,6 +310,23 @@ void Device::closed()
     changed_.notify_all();
 }
 
+int processOverlaps()
+{
+    const std::lock_guard lock(ProcessCall::mutex);
+    return ProcessCall::overlaps;
+}
+
+void linger(bool on)
+{
+    const std::lock_guard lock(ProcessCall::mutex);
+    ProcessCall::lingering = on;
+}
+
+bool onReaderThread()
+{
+    return reader && !inside;
+}
+
 Bus& bus()
 {
     static Bus bus;
@@ -259,18 +347,21 @@ std::shared_ptr<Device> attach(Entry entry)
 
 int hid_init()
 {
+    const fake_hid::ProcessCall call;
     ++fake_hid::bus().inits;
     return 0;
 }
 
 int hid_exit()
 {
+    const fake_hid::ProcessCall call;
     ++fake_hid::bus().exits;
     return 0;
 }
 
 hid_device_info* hid_enumerate(unsigned short vendor_id, unsigned short product_id)
 {
+    const fake_hid::ProcessCall call;
     hid_device_info* first = nullptr;
     hid_device_info** next = &first;
     for (const auto& device : fake_hid::bus().devices) {
@@ -303,6 +394,7 @@ void hid_free_enumeration(hid_device_info* devs)
 
 hid_device* hid_open_path(const char* path)
 {
+    const fake_hid::ProcessCall call;
     for (const auto& device : fake_hid::bus().devices) {
         if (device->entry().path == path && device->entry().openable) {
             device->opened();

@@ -15,9 +15,9 @@
 
 #include <signal.h>
 
-namespace fake_hid {
+#include "support/bytes.hpp"
 
-using Bytes = std::vector<std::uint8_t>;
+namespace fake_hid {
 
 // What enumeration shows of one device.
 struct Entry {
@@ -46,8 +46,12 @@ public:
     void deliverReport(Bytes report);
     void deliverFrame(const Bytes& frame);
 
+    void delay(); // what is delivered from now on waits ...
+    void release();
     void failWrites(bool fail);
-    void unplug(); // reads and writes fail from now on
+    void failWrite(int number); // that one only, counting from 1 and from now
+    void hiccup(int reads);     // that many reads fail
+    void unplug();              // reads and writes fail from now on
     void replug();
 
     std::vector<Bytes> reports() const; // each written report, report ID included
@@ -59,8 +63,10 @@ public:
     int reads() const;
     int failedReads() const;
     int failedWrites() const;
-    int readTimeouts() const;       // of the reads begun since forget(), added up, in ms
-    sigset_t readerSignals() const; // blocked during the latest read
+    int readTimeouts() const; // of the reads begun since forget(), added up, in ms
+    bool isIdle() const; // the library reads, and has dealt with everything that was delivered
+
+    sigset_t readerSignals() const; // blocked while the library reads
 
     // Times a call began while another was running and an error string was stored: in hidapi before 0.15 both may free
     // that string.
@@ -86,6 +92,12 @@ private:
     std::vector<Bytes> reports_;
     std::vector<Bytes> frames_;
     Bytes partial_;
+    sigset_t readerSignals_{};
+    std::deque<Bytes> delayed_;
+    bool delaying_ = false;
+    int failingWrite_ = 0;
+    int failingReads_ = 0;
+    bool waiting_ = false;
     bool failWrites_ = false;
     bool unplugged_ = false;
     bool errorStored_ = false;
@@ -97,7 +109,6 @@ private:
     int failedReads_ = 0;
     int failedWrites_ = 0;
     int readTimeouts_ = 0;
-    sigset_t readerSignals_{};
 };
 
 // The machine's HID devices. Reset it at the beginning of each test.
@@ -107,6 +118,14 @@ struct Bus {
     int exits = 0;
     int enumerations = 0; // lists handed out and not freed again
 };
+
+// Times one of hidapi's functions for the whole process (init, enumerate, open, exit) began while another was
+// running: it has no lock of its own. With `linger` each waits a while for another to make that mistake.
+int processOverlaps();
+void linger(bool on);
+
+// Whether this thread is one on which the library reads, and not inside the double just now.
+bool onReaderThread();
 
 Bus& bus();
 void reset();

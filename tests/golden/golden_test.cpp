@@ -1,0 +1,309 @@
+// What holds for every command in every face of the shipped library, shown by every row of the golden table.
+#include <fstream>
+#include <regex>
+#include <set>
+#include <utility>
+
+#include "commands.hpp"
+#include "golden/adapter.hpp"
+
+namespace golden {
+
+namespace {
+
+std::string textOf(const std::string& path)
+{
+    std::ifstream file(TARVIX_SOURCE_DIR "/" + path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The first group of every match before the first private member.
+std::set<std::string> declared(const std::string& header, const char* pattern)
+{
+    const std::string text = textOf("include/tarvixsdk/" + header);
+    const std::string open = text.substr(0, text.find("private:"));
+    const std::regex expression(pattern);
+    std::set<std::string> names;
+    for (std::sregex_iterator match(open.begin(), open.end(), expression); match != std::sregex_iterator(); ++match) {
+        names.insert((*match)[1]);
+    }
+    return names;
+}
+
+void expectRows(const std::set<std::string>& names, const std::set<std::string>& covered, const char* face)
+{
+    EXPECT_GT(names.size(), 30U) << face;
+    for (const std::string& name : names) {
+        EXPECT_TRUE(covered.count(name)) << face << ": " << name << " has no row in the golden table";
+    }
+}
+
+TEST(GoldenTable, HasARowForEveryCommandOfEveryFace)
+{
+    std::set<std::string> sent, blocking, flat, codes;
+    for (const Row& row : everyRow()) {
+        sent.insert(row.send != nullptr ? row.name : "");
+        blocking.insert(row.block != nullptr ? row.name : "");
+        flat.insert(row.flat != nullptr ? row.function : "");
+        codes.insert(row.request.substr(0, 5));
+    }
+    for (const CommandInfo& command : COMMANDS) {
+        const auto code = static_cast<unsigned>(command.code);
+        if (!codes.count(hexOf({static_cast<std::uint8_t>(code), static_cast<std::uint8_t>(code >> 8)}))) {
+            ADD_FAILURE() << command.name << " has no row in the golden table";
+        }
+    }
+    expectRows(declared("async_sdk.hpp", "StatusCode (\\w+)\\("), sent, "TarvixAsyncSDK");
+    expectRows(declared("sdk.hpp", "StatusCode (\\w+)\\("), blocking, "TarvixSDK");
+    expectRows(declared("flat.h", "TARVIX_API StatusCode\\s+TarvixSDK_(\\w+)\\("), flat, "flat");
+}
+
+// Lines "> request" and "< response" of the document, which may not say anything else than the table.
+TEST(GoldenTable, HoldsEveryExampleOfTheProtocolDocument)
+{
+    const std::string document = textOf("docs/wire-protocol.md");
+    const std::regex example("\n([<>]) ((?:[0-9A-F]{2} *)+)");
+    std::string request;
+    int examples = 0;
+    for (std::sregex_iterator match(document.begin(), document.end(), example); match != std::sregex_iterator();
+         ++match) {
+        const Bytes frame = hex((*match)[2]);
+        if (frame[0] == 0 && frame[1] == 0) {
+            continue; // a notification
+        }
+        const bool isRequest = (*match)[1] == ">";
+        request = isRequest ? hexOf(part(frame, 2, frame.size())) : request;
+        bool found = false;
+        for (const Row& row : everyRow()) {
+            found =
+                found || (row.request == request && (isRequest || hexOf(part(frame, 2, frame.size())) ==
+                                                                      request.substr(0, 5) + " 00 00 " + row.answer));
+        }
+        EXPECT_TRUE(found) << (*match)[2];
+        ++examples;
+    }
+    EXPECT_GE(examples, 8);
+}
+
+using GoldenAsync = Adapter;
+
+TEST_F(GoldenAsync, EachMethodSendsItsFrameOnceConnected)
+{
+    TarvixAsyncSDK disconnected;
+    TarvixAsyncSDK sdk;
+    ASSERT_TRUE(sdk.connect(""));
+    const Bytes data = DATA;
+    for (const Row& row : everyRow()) {
+        if (row.send == nullptr) {
+            continue;
+        }
+        SCOPED_TRACE(row.name);
+        device->forget();
+        EXPECT_EQ(row.send(disconnected, 0x0102), StatusCode::NOT_CONNECTED);
+        EXPECT_EQ(row.send(sdk, 0x0102), StatusCode::SUCCESS);
+        EXPECT_EQ(device->frames(), std::vector<Bytes>{hex("02 01 " + row.request)});
+    }
+    EXPECT_EQ(DATA, data) << "data passed by reference is only read";
+}
+
+using GoldenBlocking = Adapter;
+
+TEST_F(GoldenBlocking, EachMethodSendsItsFrameAndDecodesTheAnswerWhateverItsStatus)
+{
+    TarvixSDK sdk(LONG_ENOUGH);
+    ASSERT_TRUE(sdk.connect(""));
+    for (const char* const status : {"00 00 ", "23 01 "}) {
+        for (const Row& row : everyRow()) {
+            if (row.block == nullptr) {
+                continue;
+            }
+            SCOPED_TRACE(row.name + ", answer " + status + row.answer);
+            answer(status + row.answer);
+            Outputs outputs;
+            EXPECT_EQ(row.block(sdk, outputs), *status == '0' ? StatusCode::SUCCESS : row.statusOnError);
+            EXPECT_EQ(sent(), row.request);
+            EXPECT_EQ(outputs.values(), row.values);
+            EXPECT_EQ(outputs.data(), row.data);
+        }
+    }
+}
+
+TEST_F(GoldenBlocking, WithoutAResponseEveryOutputStaysAsItWas)
+{
+    TarvixSDK disconnected(0);
+    TarvixSDK sdk(0);
+    ASSERT_TRUE(sdk.connect(""));
+    for (const Row& row : everyRow()) {
+        if (row.block == nullptr) {
+            continue;
+        }
+        SCOPED_TRACE(row.name);
+        Outputs outputs;
+        EXPECT_EQ(row.block(disconnected, outputs), StatusCode::NOT_CONNECTED);
+        const bool waits = row.request != "01 04" && row.request != "02 04";
+        EXPECT_EQ(row.block(sdk, outputs), waits ? StatusCode::NO_RESPONSE : StatusCode::SUCCESS);
+        EXPECT_EQ(outputs.values() + outputs.data(), "");
+        EXPECT_EQ(outputs.optional, UNTOUCHED);
+    }
+}
+
+// An adapter that sends less than it should, byte by byte: what is missing reads as zeros, and nothing behind the frame
+// is looked at.
+TEST_F(GoldenBlocking, EachDecoderTakesEveryCutAnswer)
+{
+    TarvixSDK sdk(LONG_ENOUGH);
+    ASSERT_TRUE(sdk.connect(""));
+    const auto decode = [&](const Row& row, const Bytes& fromStatus) {
+        answer(fromStatus);
+        Outputs outputs;
+        const StatusCode status = row.block(sdk, outputs);
+        return std::pair(status, outputs.values() + " | " + outputs.data());
+    };
+    for (const Row& row : everyRow()) {
+        if (row.block == nullptr || row.answer.empty()) {
+            continue;
+        }
+        const Bytes whole = hex("00 00 " + row.answer);
+        for (std::size_t size = 0; size < whole.size(); ++size) {
+            SCOPED_TRACE(row.name + " with " + std::to_string(size) + " bytes from the status on");
+            const auto [status, outputs] = decode(row, part(whole, 0, size));
+            const bool promisedMore =
+                row.name == "i2cScanBus" && size < hex("00 00 F1 03 02 01 02 03 04 05 06 07").size();
+            const bool statusMissing = size < 2 && row.statusOnError != StatusCode::SUCCESS;
+            EXPECT_EQ(status, promisedMore || statusMissing ? StatusCode::RESPONSE_TOO_SHORT : StatusCode::SUCCESS);
+            if (!promisedMore) {
+                EXPECT_EQ(outputs, decode(row, padded(part(whole, 0, size), whole.size())).second);
+            }
+        }
+    }
+}
+
+// Whatever a hostile adapter sends: the sanitizers watch, and nothing is longer than a count can say.
+TEST_F(GoldenBlocking, EachDecoderTakesEveryWrongByte)
+{
+    TarvixSDK sdk(LONG_ENOUGH);
+    ASSERT_TRUE(sdk.connect(""));
+    for (const Row& row : everyRow()) {
+        Bytes bytes = hex("00 00 " + row.answer);
+        for (std::size_t at = 2; row.block != nullptr && at < bytes.size(); ++at) {
+            SCOPED_TRACE(row.name + ", byte " + std::to_string(at) + " FF");
+            const std::uint8_t before = std::exchange(bytes[at], std::uint8_t{0xFF});
+            answer(bytes);
+            Outputs outputs;
+            const StatusCode status = row.block(sdk, outputs);
+            EXPECT_TRUE(status == StatusCode::SUCCESS || status == StatusCode::RESPONSE_TOO_SHORT);
+            EXPECT_LE(outputs.bytes.size(), 65'535U);
+            EXPECT_LE(outputs.table.size(), 255U);
+            bytes[at] = before;
+        }
+    }
+}
+
+using GoldenFlat = FlatAdapter;
+
+// Single values are the method's to write, so also when the adapter reports an error; buffers are not.
+TEST_F(GoldenFlat, EachFunctionSendsItsFrameAndCopiesDataOutOnSuccessOnly)
+{
+    connect();
+    for (const char* const status : {"00 00 ", "23 01 "}) {
+        for (const Row& row : everyRow()) {
+            if (row.flat == nullptr) {
+                continue;
+            }
+            SCOPED_TRACE(row.function + ", answer " + status + row.answer);
+            answer(status + row.answer);
+            Outputs outputs;
+            const StatusCode result = row.flat(handle, argumentsFor(outputs));
+            EXPECT_EQ(result, *status == '0' ? StatusCode::SUCCESS : row.statusOnError);
+            EXPECT_EQ(sent(), row.request);
+            EXPECT_EQ(outputs.values(), row.values);
+            const bool copied = result == StatusCode::SUCCESS && row.data != "-";
+            EXPECT_EQ(outputs.data(), copied ? row.data : "");
+            if ((row.refuses & NO_LENGTH) != 0) {
+                const std::size_t item = row.function == "I3cGetDeviceTable" ? sizeof(I3cTargetInfo) : 1;
+                const std::size_t count = hex(row.data).size() / item;
+                const bool reported = outputs.length8 == count || outputs.length16 == count;
+                const bool untouched = outputs.length8 == UNTOUCHED && outputs.length16 == 0xEEEE;
+                EXPECT_TRUE(result == StatusCode::SUCCESS ? reported : untouched);
+            }
+        }
+    }
+}
+
+std::vector<Arguments> spoilt(const Arguments& valid, Refusal wrong)
+{
+    Arguments a = valid;
+    switch (wrong) {
+    case NO_VALUE:
+        a.byte1 = nullptr;
+        a.word1 = nullptr;
+        return {a};
+    case NO_SECOND_VALUE:
+        a.byte2 = nullptr;
+        a.word2 = nullptr;
+        return {a};
+    case BAD_BUS:
+        a.bus = 2;
+        return {a};
+    case BAD_REGISTER: {
+        Arguments null = valid;
+        null.in = nullptr;
+        a.registerLength = 5;
+        return {null, a};
+    }
+    case NO_DATA:
+        a.in = nullptr;
+        a.registerLength = 0;
+        return {a};
+    case NO_BUFFER:
+        a.buffer = nullptr;
+        a.records = nullptr;
+        a.info = nullptr;
+        return {a};
+    case NO_LENGTH:
+        a.length8 = nullptr;
+        a.length16 = nullptr;
+        return {a};
+    }
+    return {};
+}
+
+TEST_F(GoldenFlat, EachFunctionRefusesItsWrongArgumentsBeforeItLooksAtTheConnection)
+{
+    int refused = 0;
+    const auto refuseAll = [&] {
+        for (const Row& row : everyRow()) {
+            for (unsigned bit = NO_VALUE; bit <= NO_LENGTH; bit <<= 1) {
+                Outputs outputs;
+                for (const Arguments& wrong : spoilt(argumentsFor(outputs), Refusal{row.refuses & bit})) {
+                    EXPECT_EQ(row.flat(handle, wrong), StatusCode::INVALID_ARGUMENT) << row.function << ": " << bit;
+                    ++refused;
+                }
+            }
+        }
+    };
+    refuseAll();
+    connect();
+    refuseAll();
+    EXPECT_EQ(sent(), "");
+    EXPECT_GT(refused, 100);
+}
+
+TEST_F(GoldenFlat, ANullHandleIsHarmlessWhateverTheOtherArgumentsAre)
+{
+    for (const Row& row : everyRow()) {
+        if (row.flat != nullptr) {
+            EXPECT_EQ(row.flat(nullptr, Arguments{}), StatusCode::NOT_CONNECTED) << row.function;
+        }
+    }
+    EXPECT_FALSE(TarvixSDK_Connect(nullptr, nullptr));
+    EXPECT_FALSE(TarvixSDK_ConnectWithSerialNumber(nullptr, nullptr));
+    TarvixSDK_Disconnect(nullptr);
+    TarvixSDK_Destroy(nullptr);
+    TarvixSDK_FreeDeviceInfo(nullptr);
+    EXPECT_STREQ(TarvixSDK_GetVersion(), "1.3.0");
+}
+
+} // namespace
+
+} // namespace golden

@@ -1,0 +1,159 @@
+// What single commands do beside their golden rows: checks, long data, and outputs that depend on more than the answer.
+#include <functional>
+
+#include "golden/adapter.hpp"
+
+namespace golden {
+
+namespace {
+
+using Status = StatusCode;
+using Action = I3cTargetResetDefByte;
+constexpr auto NONE = I3cTransferFlags::NONE;
+constexpr auto READ = I3cTransferDirection::READ;
+constexpr auto WRITE = I3cTransferDirection::WRITE;
+
+class Commands : public Adapter {
+protected:
+    Commands() { EXPECT_TRUE(sdk.connect("")); }
+
+    // The frame that was sent last, whole.
+    Bytes frame()
+    {
+        const std::vector<Bytes> frames = device->frames();
+        return frames.empty() ? Bytes(20) : frames.back();
+    }
+
+    TarvixSDK sdk{LONG_ENOUGH};
+    TarvixSDK disconnected{LONG_ENOUGH};
+    Bytes out{UNTOUCHED};
+};
+
+TEST_F(Commands, ARegisterAddressOfFiveBytesIsRefusedOnceConnected)
+{
+    const Bytes five(5);
+    const std::function<Status(TarvixSDK&)> transfers[]{
+        [&](TarvixSDK& session) { return session.i2cWrite(0, 0x50, five, {1}, false); },
+        [&](TarvixSDK& session) { return session.i2cRead(0, 0x50, five, 1, out, false); },
+        [&](TarvixSDK& session) { return session.i3cSdrRead(8, five, 1, out, NONE); },
+        [&](TarvixSDK& session) { return session.i3cSdrWrite(8, five, {1}, NONE); },
+        [&](TarvixSDK& session) { return session.i3cLegacyI2cRead(8, five, 1, out, NONE); },
+        [&](TarvixSDK& session) { return session.i3cLegacyI2cWrite(8, five, {1}, NONE); },
+    };
+    for (const auto& transfer : transfers) {
+        EXPECT_EQ(transfer(sdk), Status::INVALID_ARGUMENT);
+        EXPECT_EQ(transfer(disconnected), Status::NOT_CONNECTED);
+    }
+    EXPECT_EQ(out, Bytes{UNTOUCHED});
+    EXPECT_EQ(sent(), "");
+}
+
+TEST_F(Commands, AScanChecksItsArgumentsBeforeTheConnection)
+{
+    std::uint8_t count = 0;
+    for (TarvixSDK* session : {&sdk, &disconnected}) {
+        EXPECT_EQ(session->i2cScanBus(out, &count, &count, 2, false), Status::INVALID_ARGUMENT);
+        EXPECT_EQ(session->i2cScanBus(out, nullptr, &count, 0, false), Status::INVALID_ARGUMENT);
+        EXPECT_EQ(session->i2cScanBus(out, &count, nullptr, 0, false), Status::INVALID_ARGUMENT);
+    }
+    EXPECT_EQ(sent(), "");
+}
+
+TEST_F(Commands, AScanThatPromisesMoreThanArrivedDeliversItsCountsAndNoAddress)
+{
+    std::uint8_t ones = 0;
+    std::uint8_t twos = 0;
+    answer("07 00 FF 03 02 01 02 03 04 05 06");
+    EXPECT_EQ(sdk.i2cScanBus(out, &ones, &twos, 1, true), Status::RESPONSE_TOO_SHORT);
+    EXPECT_EQ(ones, 3);
+    EXPECT_EQ(twos, 2);
+    EXPECT_EQ(out, Bytes{UNTOUCHED});
+}
+
+TEST_F(Commands, ACccThatReadsMustNotCarryData)
+{
+    TarvixAsyncSDK async;
+    const auto read = [&] {
+        return async.i3cCccTransfer(1, 0x30, READ, I3cTransferMode::SDR, false, I3cCccType::WITHOUT_DEFINING_BYTE, 1,
+                                    CCC::GETBCR, 0, {1});
+    };
+    EXPECT_EQ(read(), Status::NOT_CONNECTED);
+    ASSERT_TRUE(async.connect(""));
+    EXPECT_EQ(read(), Status::INVALID_ARGUMENT);
+    EXPECT_EQ(sent(), "");
+}
+
+TEST_F(Commands, LongDataIsAnnouncedModulo65536AndSentWhole)
+{
+    struct Case {
+        std::size_t length;
+        std::size_t fields; // before the data
+        std::size_t count;  // offset of the count
+        std::function<Status(const Bytes&)> send;
+    };
+    const Case cases[]{
+        {65'537, 14, 5, [&](const Bytes& data) { return sdk.i2cWrite(0, 0x50, {}, data, false); }},
+        {65'538, 14, 12, [&](const Bytes& data) { return sdk.i3cSdrWrite(8, {}, data, NONE); }},
+        {65'535, 10, 8, [&](const Bytes& data) { return sdk.i3cHdrDdrWrite(8, 0x20, data); }},
+        {65'536, 6, 4, [&](const Bytes& data) { return sdk.uartSendMessage(data); }},
+    };
+    answer("00 00");
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.length);
+        const Bytes data = counting(test.length);
+        EXPECT_EQ(test.send(data), Status::SUCCESS);
+        const Bytes request = frame();
+        ASSERT_EQ(request.size(), test.fields + test.length);
+        EXPECT_EQ(part(request, test.fields, request.size()), data);
+        EXPECT_EQ(request[test.count] | request[test.count + 1] << 8, test.length % 65'536);
+    }
+}
+
+TEST_F(Commands, TheLongestAnswersArriveWhole)
+{
+    const Bytes most = counting(65'535);
+    answer(hex("00 00 F1 F2 FF FF") + most);
+    EXPECT_EQ(sdk.i3cSdrRead(8, {}, 1, out, NONE), Status::SUCCESS);
+    EXPECT_EQ(out, most);
+    answer(hex("5A 00 F1 F2 F3") + most);
+    EXPECT_EQ(sdk.i2cRead(0, 0x50, {}, 65'535, out, false), Status{0x5A});
+    EXPECT_EQ(out, most);
+
+    std::vector<I3cTargetInfo> table;
+    Bytes records(std::size_t{255} * 16);
+    records[254 * 16] = 0x77;
+    answer(hex("00 00 FF") + records);
+    EXPECT_EQ(sdk.i3cGetDeviceTable(table), Status::SUCCESS);
+    ASSERT_EQ(table.size(), 255U);
+    EXPECT_EQ(table[254].staticAddress, 0x77);
+}
+
+TEST_F(Commands, AnIbiSizeOfAnEarlierReadIsForgotten)
+{
+    std::uint16_t length = 0;
+    for (const char* const count : {"00", "01", "02", "04", "FF"}) {
+        std::optional<std::uint8_t> ibiSize = 0x20;
+        answer(std::string("00 00 F1 F2 F3 ") + count + " 12 34 56");
+        EXPECT_EQ(sdk.i3cCccGETMRL(0x30, length, ibiSize), Status::SUCCESS);
+        EXPECT_EQ(ibiSize, std::nullopt) << count;
+    }
+}
+
+TEST_F(Commands, AResetTimeMayBeLeftOut)
+{
+    answer("06 00 F1 F2 F3 01 77");
+    EXPECT_EQ(sdk.i3cCccRSTACTDirect(0x30, Action::TIME_RESET_PERIPHERAL, READ, nullptr), Status{6});
+    EXPECT_EQ(sdk.i3cCccRSTACTDirect(0x30, Action::RESET_PERIPHERAL, WRITE, nullptr), Status{6});
+}
+
+TEST(I3cTargetConfigurationBits, OverlayTheByte)
+{
+    I3cTargetConfiguration configuration{0};
+    configuration.bits.bit0 = 1;
+    configuration.bits.bit7 = 1;
+    EXPECT_EQ(configuration.raw, 0x81);
+}
+
+} // namespace
+
+} // namespace golden

@@ -1,0 +1,387 @@
+// Finding and opening an adapter, reports and segments, the reader thread, faults and unplugging: through the
+// asynchronous class of the shipped library, with hidapi replaced.
+#include <atomic>
+#include <cstring>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "support/fake_hid.hpp"
+#include "support/received.hpp"
+#include "tarvixsdk/async_sdk.hpp"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class Transport : public testing::Test {
+protected:
+    Transport() { fake_hid::reset(); }
+    ~Transport() override { EXPECT_EQ(fake_hid::bus().enumerations, 0) << "an enumeration was not freed"; }
+};
+
+struct OpenCase {
+    const char* what;
+    std::string path;
+    std::string serial;
+    int opened; // index of the device that must be open, -1 for none
+};
+
+TEST_F(Transport, OpensTheFirstDeviceThatPassesTheFilters)
+{
+    using fake_hid::Entry;
+    const std::vector<Entry> entries{
+        {"/dev/hidraw0", 0x046D, 0xC077, L"B2"},                             // somebody's mouse, same serial number
+        {"/dev/hidraw1", 0x1FC9, 0x82FE, L"B2"},                             // right vendor, unknown product
+        {"/dev/hidraw8", 0x046D, fake_hid::SMALL_REPORTS, L"B2"},            // right product, another vendor
+        {"/dev/hidraw2", 0x1FC9, fake_hid::SMALL_REPORTS, std::nullopt},     // reports no serial number
+        {"/dev/hidraw3", 0x1FC9, fake_hid::LARGE_REPORTS, L"B2"},            //
+        {"/dev/hidraw4", 0x1FC9, fake_hid::SMALL_REPORTS, L"B2"},            // a clone
+        {"/dev/hidraw5", 0x1FC9, fake_hid::SMALL_REPORTS, L"NOPERM", false}, // cannot be opened
+    };
+    const OpenCase cases[]{
+        {"no filter: the first supported one", "", "", 3},
+        {"by path", "/dev/hidraw4", "", 5},
+        {"by path, unsupported vendor", "/dev/hidraw0", "", -1},
+        {"by path, another vendor's product", "/dev/hidraw8", "", -1},
+        {"by path, unsupported product", "/dev/hidraw1", "", -1},
+        {"by path, prefix of one", "/dev/hidraw", "", -1},
+        {"by serial number: the first with it", "", "B2", 4},
+        {"by serial number, prefix of one", "", "B", -1},
+        {"found but not to be opened", "", "NOPERM", -1},
+    };
+    for (const OpenCase& test : cases) {
+        SCOPED_TRACE(test.what);
+        fake_hid::reset();
+        for (const Entry& entry : entries) {
+            fake_hid::attach(entry);
+        }
+        TarvixAsyncSDK sdk;
+        const bool connected = test.serial.empty() ? sdk.connect(test.path) : sdk.connectWithSerialNumber(test.serial);
+        EXPECT_EQ(connected, test.opened >= 0);
+        EXPECT_EQ(sdk.isConnected(), connected);
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            EXPECT_EQ(fake_hid::bus().devices[i]->opens(), static_cast<int>(i) == test.opened ? 1 : 0)
+                << "device " << i;
+        }
+    }
+}
+
+TEST_F(Transport, FindsSerialNumbersOfEveryScript)
+{
+    const struct {
+        std::wstring wide;
+        std::string utf8;
+    } cases[]{
+        {L"\x7F\x80", "\x7F\xC2\x80"}, // the last of one byte, the first of two, ...
+        {L"\u0416", "\xD0\x96"},
+        {L"\u07FF\u0800", "\xDF\xBF\xE0\xA0\x80"},
+        {L"\uD7FF\uE000", "\xED\x9F\xBF\xEE\x80\x80"},
+        {L"\uFFFF\U00010000", "\xEF\xBF\xBF\xF0\x90\x80\x80"},
+        {L"\U0010FFFF", "\xF4\x8F\xBF\xBF"},
+    };
+    for (const auto& test : cases) {
+        fake_hid::reset();
+        fake_hid::attach({.serial = test.wide});
+        TarvixAsyncSDK sdk;
+        EXPECT_TRUE(sdk.connectWithSerialNumber(test.utf8)) << test.utf8;
+    }
+}
+
+TEST_F(Transport, ASerialNumberThatIsNotUnicodeIsAnErrorOnlyBeforeTheMatch)
+{
+    for (const wchar_t invalid : {wchar_t{0xD800}, wchar_t{0xDFFF}, wchar_t{0x110000}, wchar_t{-1}}) {
+        fake_hid::reset();
+        fake_hid::attach({.serial = L"B2"});
+        fake_hid::attach({"/dev/hidraw7", 0x046D, 0xC077, std::wstring{invalid}});
+        TarvixAsyncSDK sdk;
+        EXPECT_TRUE(sdk.connectWithSerialNumber("B2"));
+        sdk.disconnect();
+        try {
+            sdk.connectWithSerialNumber("nowhere");
+            ADD_FAILURE() << "expected an exception";
+        } catch (const std::range_error& error) {
+            EXPECT_STREQ(error.what(), "bad conversion");
+        }
+        EXPECT_FALSE(sdk.isConnected());
+    }
+}
+
+TEST_F(Transport, KeepsTheOpenDeviceUntilDisconnected)
+{
+    const auto first = fake_hid::attach({"/dev/hidraw0"});
+    const auto second = fake_hid::attach({"/dev/hidraw1"});
+    TarvixAsyncSDK sdk;
+    EXPECT_FALSE(sdk.connect("/dev/hidraw9"));
+    ASSERT_TRUE(sdk.connect(""));
+    EXPECT_TRUE(sdk.connect("/dev/hidraw1"));
+    EXPECT_TRUE(sdk.connectWithSerialNumber("nowhere"));
+    EXPECT_EQ(first->opens(), 1);
+    EXPECT_EQ(second->opens(), 0);
+
+    first->unplug();
+    EXPECT_TRUE(sdk.isConnected()) << "an unplugged adapter stays connected until disconnect";
+    sdk.disconnect();
+    sdk.disconnect();
+    EXPECT_FALSE(sdk.isConnected());
+    EXPECT_EQ(first->closes(), 1);
+    EXPECT_TRUE(sdk.connect("/dev/hidraw1"));
+    EXPECT_EQ(second->opens(), 1);
+}
+
+TEST_F(Transport, InitialisesHidapiOncePerSession)
+{
+    {
+        const TarvixAsyncSDK one;
+        {
+            const TarvixAsyncSDK two;
+            EXPECT_EQ(fake_hid::bus().inits, 2);
+        }
+        EXPECT_EQ(fake_hid::bus().exits, 1) << "also while another session is open";
+    }
+    EXPECT_EQ(fake_hid::bus().exits, 2);
+}
+
+TEST_F(Transport, SessionsOnSeveralThreadsNeverMeetInHidapi)
+{
+    for (int i = 0; i < 3; ++i) {
+        fake_hid::attach({"/dev/hidraw" + std::to_string(i)});
+    }
+    const int before = fake_hid::processOverlaps();
+    fake_hid::linger(true);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([i] {
+            TarvixAsyncSDK sdk;
+            EXPECT_TRUE(sdk.connect("/dev/hidraw" + std::to_string(i)));
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    fake_hid::linger(false);
+    EXPECT_EQ(fake_hid::processOverlaps(), before);
+}
+
+TEST_F(Transport, TheReaderLeavesTheApplicationsSignalsToItsThreads)
+{
+    const auto device = fake_hid::attach();
+    sigset_t before;
+    sigset_t after;
+    pthread_sigmask(SIG_BLOCK, nullptr, &before);
+    TarvixAsyncSDK sdk;
+    ASSERT_TRUE(sdk.connect(""));
+    ASSERT_TRUE(device->waitUntil([](const auto& d) { return d.reads() > 0; }));
+    pthread_sigmask(SIG_BLOCK, nullptr, &after);
+    const sigset_t reader = device->readerSignals();
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD, SIGIO, SIGPROF, SIGWINCH}) {
+        EXPECT_TRUE(sigismember(&reader, signal)) << strsignal(signal);
+        EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal)) << strsignal(signal);
+    }
+}
+
+TEST_F(Transport, SaysItsVersionWithoutADevice)
+{
+    EXPECT_EQ(TarvixAsyncSDK::getVersion(), "1.3.0");
+}
+
+// The rest is tried with both report sizes.
+class Reports : public Transport, public testing::WithParamInterface<std::uint16_t> {
+protected:
+    Reports()
+    {
+        fake_hid::Entry entry;
+        entry.productId = GetParam();
+        device = fake_hid::attach(entry);
+        size = device->reportSize();
+        capacity = size - 2;
+        sdk.onResponse([this](const Bytes& frame) { received.add(frame); });
+        EXPECT_TRUE(sdk.connect(""));
+    }
+
+    // A report as the library must write it: report ID, header, bytes, zeros.
+    Bytes output(unsigned header, const Bytes& bytes) const
+    {
+        return padded(Bytes{0, static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)} + bytes,
+                      size + 1);
+    }
+
+    // Sends a frame that frameOf made.
+    void sendFrame(const Bytes& frame)
+    {
+        const Bytes message(frame.begin() + 6, frame.end());
+        ASSERT_EQ(sdk.uartSendMessage(0x0201, message), StatusCode::SUCCESS);
+    }
+
+    // A frame of any length from 6: a UART message of size - 6 bytes, which has no other bounds.
+    static Bytes frameOf(std::size_t size)
+    {
+        const std::size_t count = size - 6;
+        return Bytes{0x01, 0x02, 0x05, 0x10, static_cast<std::uint8_t>(count), static_cast<std::uint8_t>(count >> 8)} +
+               counting(count);
+    }
+
+    Received<Bytes> received; // outlives the session, whose reader adds to it
+    std::shared_ptr<fake_hid::Device> device;
+    std::size_t size = 0;
+    std::size_t capacity = 0;
+    TarvixAsyncSDK sdk;
+};
+
+std::string reportSizeName(const testing::TestParamInfo<std::uint16_t>& info)
+{
+    return info.param == fake_hid::LARGE_REPORTS ? "Of1024" : "Of64";
+}
+
+INSTANTIATE_TEST_SUITE_P(BothSizes, Reports, testing::Values(fake_hid::SMALL_REPORTS, fake_hid::LARGE_REPORTS),
+                         reportSizeName);
+
+TEST_P(Reports, WritesOnePaddedReportForAShortFrame)
+{
+    EXPECT_EQ(sdk.resetDevice(7), StatusCode::SUCCESS);
+    EXPECT_EQ(device->reports(), std::vector<Bytes>{output(0x0013, {0x07, 0x00, 0x01, 0x04})});
+}
+
+// Behind a short report stand bytes of the one before; the header says how many count.
+TEST_P(Reports, AShortReportHoldsTheRestOfTheOneBefore)
+{
+    device->deliverFrame(counting(capacity));
+    device->deliverReport({0x0B, 0x00, 0x31});
+    EXPECT_EQ(received.atLeast(2), (std::vector<Bytes>{counting(capacity), {0x31, 2}}));
+}
+
+TEST_P(Reports, CarriesTheLongestFramesBothWays)
+{
+    const Bytes frame = frameOf(65535 + 6);
+    device->onFrame([this](const Bytes& request) { device->deliverFrame(request); });
+    sendFrame(frame);
+    EXPECT_EQ(device->frames(), std::vector<Bytes>{frame});
+    EXPECT_EQ(received.atLeast(1), std::vector<Bytes>{frame});
+}
+
+TEST_P(Reports, SucceedsWhateverTheWritesReport)
+{
+    device->failWrites(true);
+    EXPECT_EQ(sdk.resetDevice(1), StatusCode::SUCCESS);
+    EXPECT_TRUE(device->reports().empty());
+    device->failWrites(false);
+    EXPECT_EQ(sdk.resetDevice(2), StatusCode::SUCCESS);
+    EXPECT_EQ(device->frames(), (std::vector<Bytes>{{0x02, 0x00, 0x01, 0x04}}));
+}
+
+TEST_P(Reports, ASegmentThatFailsHoldsNoOtherBack)
+{
+    const Bytes frame = frameOf(3 * capacity);
+    for (int failing = 1; failing <= 3; ++failing) {
+        device->forget();
+        device->failWrite(failing);
+        sendFrame(frame);
+        sendFrame(frame);
+        const auto reports = device->reports();
+        ASSERT_EQ(reports.size(), 5U) << "of twice three";
+        std::vector<Bytes> twice = part(reports, 2, 5) + part(reports, 2, 5);
+        twice.erase(twice.begin() + failing - 1);
+        EXPECT_EQ(reports, twice);
+    }
+}
+
+TEST_P(Reports, EveryFrameReachesOneHandlerWhileHandlersAreReplaced)
+{
+    constexpr int FRAMES = 200;
+    std::atomic<int> calls = 0;
+    const auto count = [&](const Bytes&) { ++calls; };
+    sdk.onResponse([&](const Bytes&) {
+        ++calls;
+        sdk.onResponse(count); // from inside itself
+    });
+    for (int i = 0; i < FRAMES; ++i) {
+        device->deliverFrame({0, 1});
+        sdk.onResponse(count);
+    }
+    EXPECT_TRUE(device->waitUntil([](const auto& d) { return d.isIdle(); }));
+    EXPECT_EQ(calls, FRAMES);
+
+    sdk.onResponse(nullptr);
+    device->deliverFrame({4, 1});
+    EXPECT_TRUE(device->waitUntil([](const auto& d) { return d.isIdle(); }));
+    sdk.onResponse([this](const Bytes& frame) { received.add(frame); });
+    device->deliverFrame({4, 2});
+    EXPECT_EQ(received.atLeast(1), (std::vector<Bytes>{{4, 2}}));
+    EXPECT_EQ(calls, FRAMES);
+}
+
+TEST_P(Reports, DisconnectingFromAHandlerIsRefused)
+{
+    Received<std::error_code> refused;
+    sdk.onResponse([&](const Bytes&) {
+        try {
+            sdk.disconnect();
+        } catch (const std::system_error& error) {
+            refused.add(error.code());
+        }
+    });
+    device->deliverFrame({1, 0});
+    EXPECT_EQ(refused.atLeast(1), std::vector{std::make_error_code(std::errc::resource_deadlock_would_occur)});
+    sdk.disconnect();
+    EXPECT_EQ(device->closes(), 1);
+}
+
+TEST_P(Reports, NoHandlerRunsOnceTheSessionHasEnded)
+{
+    std::atomic<bool> stop = false;
+    std::thread stream([&] {
+        while (!stop) {
+            device->deliverFrame({0, 0, 0x81, 0x10});
+            std::this_thread::sleep_for(100us);
+        }
+    });
+    for (int i = 0; i < 5; ++i) {
+        std::atomic<bool> ended = false;
+        Received<bool> late;
+        auto session = std::make_unique<TarvixAsyncSDK>();
+        session->onResponse([&](const Bytes&) { late.add(ended); });
+        ASSERT_TRUE(session->connect(""));
+        late.atLeast(3);
+        if (i % 2 == 0) {
+            session->disconnect();
+            ended = true;
+        }
+        session.reset();
+        ended = true;
+        const int closes = device->closes();
+        EXPECT_EQ(closes, i + 1);
+        for (const bool afterTheEnd : late.atLeast(3)) {
+            EXPECT_FALSE(afterTheEnd);
+        }
+    }
+    stop = true;
+    stream.join();
+}
+
+TEST_P(Reports, FailingReadsAndWritesNeverOverlap)
+{
+    std::atomic<bool> stop = false;
+    std::thread sender([&] {
+        while (!stop) {
+            sdk.resetDevice(1);
+        }
+    });
+    for (int i = 0; i < 6; ++i) {
+        device->unplug();
+        const int failed = device->failedReads();
+        EXPECT_TRUE(device->waitUntil([&](const auto& d) { return d.failedReads() > failed + 3; }));
+        device->replug();
+        device->failWrites(i % 2 == 0); // reads succeed and writes fail: a deaf adapter
+        const int reads = device->reads();
+        EXPECT_TRUE(device->waitUntil([&](const auto& d) { return d.reads() > reads + 3; }));
+        device->failWrites(false);
+        device->forget();
+    }
+    stop = true;
+    sender.join();
+    EXPECT_EQ(device->overlaps(), 0);
+}
+
+} // namespace

@@ -1,0 +1,163 @@
+// Reading what the adapter sent: the fields of a frame, and the views of a notification in C++ and C.
+#include <gtest/gtest.h>
+
+#include "support/bytes.hpp"
+#include "sync/response_frame.hpp"
+#include "tarvixsdk/flat.h"
+
+namespace {
+
+TEST(ResponseFrame, ReadsZerosBehindItsEnd)
+{
+    const Bytes bytes = hex("01 02 03 04 05 06 07");
+    const ResponseFrame whole(bytes);
+    EXPECT_EQ(whole.transactionId(), 0x0201);
+    EXPECT_EQ(whole.code(), 0x0403);
+    EXPECT_EQ(whole.status(), StatusCode{0x0605});
+    EXPECT_EQ(whole.u16BigEndian(4), 0x0506);
+    EXPECT_EQ(whole.u16(6), 0x0007) << "half of it is there";
+    EXPECT_EQ(whole.u16BigEndian(6), 0x0700);
+    EXPECT_EQ(whole.u8(6), 7);
+    EXPECT_EQ(whole.u8(7), 0);
+    EXPECT_EQ(whole.u16(7), 0);
+    EXPECT_FALSE(ResponseFrame(std::span(bytes).first(5)).holdsStatus());
+    EXPECT_TRUE(ResponseFrame(std::span(bytes).first(6)).holdsStatus());
+    EXPECT_EQ(ResponseFrame({}).transactionId(), 0);
+}
+
+TEST(ResponseFrame, CopiesAsManyBytesAsWereAskedFor)
+{
+    const Bytes bytes = hex("01 02 03 04");
+    const struct {
+        std::size_t offset, count;
+        const char* copy;
+    } cases[]{{0, 4, "01 02 03 04"}, {0, 0, ""},   {1, 2, "02 03"}, {3, 1, "04"},
+              {3, 2, "04 00"},       {4, 1, "00"}, {9, 2, "00 00"}, {4, 0, ""}};
+    for (const auto& test : cases) {
+        Bytes out{0xEE, 0xEE, 0xEE, 0xEE, 0xEE};
+        ResponseFrame(bytes).copyTo(out, test.offset, test.count);
+        EXPECT_EQ(hexOf(out), test.copy) << test.count << " from " << test.offset;
+    }
+}
+
+// What a view shows, as text; empty when there is none.
+std::string text(std::initializer_list<int> numbers, const std::uint8_t* data = nullptr, std::size_t length = 0)
+{
+    std::string line;
+    for (const int number : numbers) {
+        line += std::to_string(number) + ' ';
+    }
+    return line + hexOf(data == nullptr ? Bytes{} : Bytes(data, data + length)) + "|";
+}
+
+std::string gpio(const Notification& n)
+{
+    const auto* const view = n.gpio();
+    GpioInterruptNotification flat{};
+    EXPECT_EQ(TarvixSDK_notificationAsGpio(&n, &flat), view != nullptr);
+    EXPECT_TRUE(view == nullptr || flat.pinNumber == view->pinNumber);
+    return view == nullptr ? "" : text({view->pinNumber});
+}
+
+std::string hotJoin(const Notification& n)
+{
+    const auto* const view = n.i3cHotJoin();
+    I3cHotJoinNotification flat{};
+    EXPECT_EQ(TarvixSDK_notificationAsI3cHotJoin(&n, &flat), view != nullptr);
+    const auto show = [](const I3cHotJoinNotification& v) {
+        return text({v.bcr, v.dcr, v.dynamicAddress}, v.provisionalId, 6);
+    };
+    EXPECT_TRUE(view == nullptr || show(flat) == show(*view));
+    return view == nullptr ? "" : show(*view);
+}
+
+// These two carry a length: the accessors bound it by the frame, the flat views report it as declared.
+std::string ibi(const Notification& n)
+{
+    const auto* const view = n.i3cIbi();
+    I3cIbiNotification flat{};
+    EXPECT_EQ(TarvixSDK_notificationAsI3cIbi(&n, &flat), view != nullptr);
+    if (view == nullptr) {
+        return "";
+    }
+    EXPECT_EQ(flat.targetAddress, view->targetAddress);
+    EXPECT_EQ(flat.payload, view->payload);
+    EXPECT_EQ(flat.payloadLength, n.data[7]);
+    return text({view->targetAddress}, view->payload, view->payloadLength);
+}
+
+std::string uart(const Notification& n)
+{
+    const auto* const view = n.uartRx();
+    UartRxNotification flat{};
+    EXPECT_EQ(TarvixSDK_notificationAsUartRx(&n, &flat), view != nullptr);
+    if (view == nullptr) {
+        return "";
+    }
+    EXPECT_EQ(flat.data, view->data);
+    EXPECT_EQ(flat.dataLength, std::size_t{n.data[6]} + n.data[7] * std::size_t{256});
+    return text({}, view->data, view->dataLength);
+}
+
+TEST(Notifications, ShowTheViewOfTheirKindAndNoMoreThanTheyHold)
+{
+    using Kind = NotificationKind;
+    const struct {
+        Kind kind;
+        const char* frame;
+        std::string view;
+    } cases[]{
+        {Kind::GPIO_INTERRUPT, "00 00 81 14 00 00 05", "5 |"},
+        {Kind::GPIO_INTERRUPT, "00 00 81 14 00 00", ""},
+        {Kind::GPIO_INTERRUPT, "", ""},
+        {Kind::UART_RX, "00 00 81 10 00 00 03 00 41 42 43", "41 42 43|"},
+        {Kind::UART_RX, "00 00 81 10 00 00 02 00 41 42 43", "41 42|"},
+        {Kind::UART_RX, "00 00 81 10 00 00 00 01 41", "41|"}, // 256 declared
+        {Kind::UART_RX, "00 00 81 10 00 00 00 00", "|"},
+        {Kind::UART_RX, "00 00 81 10 00 00 01", ""},
+        {Kind::I3C_IBI, "00 00 81 19 00 00 08 02 0A 0B 0C", "8 0A 0B|"},
+        {Kind::I3C_IBI, "00 00 81 19 00 00 08 FF 0A", "8 0A|"}, // 255 declared
+        {Kind::I3C_IBI, "00 00 81 19 00 00 08 00", "8 |"},
+        {Kind::I3C_IBI, "00 00 81 19 00 00 08", ""},
+        {Kind::I3C_HOT_JOIN, "00 00 82 19 00 00 01 02 03 04 05 06 07 08 09", "7 8 9 01 02 03 04 05 06|"},
+        {Kind::I3C_HOT_JOIN, "00 00 82 19 00 00 01 02 03 04 05 06 07 08", ""},
+        {Kind::UNKNOWN, "00 00 83 19 00 00 01 02 03 04 05 06 07 08 09", ""},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.frame);
+        const Bytes frame = hex(test.frame);
+        Notification notification{};
+        notification.kind = test.kind;
+        notification.data = frame.data();
+        notification.length = frame.size();
+        EXPECT_EQ(gpio(notification) + uart(notification) + ibi(notification) + hotJoin(notification), test.view)
+            << "the views of the other kinds are empty";
+    }
+}
+
+TEST(Notifications, AFlatViewTakesNoNullPointer)
+{
+    const Bytes frame(15);
+    const auto record = [&](NotificationKind kind) {
+        Notification notification{};
+        notification.kind = kind;
+        notification.data = frame.data();
+        notification.length = frame.size();
+        return notification;
+    };
+    const Notification gpio = record(NotificationKind::GPIO_INTERRUPT);
+    const Notification ibi = record(NotificationKind::I3C_IBI);
+    const Notification hotJoin = record(NotificationKind::I3C_HOT_JOIN);
+    const Notification uart = record(NotificationKind::UART_RX);
+    GpioInterruptNotification gpioView;
+    I3cIbiNotification ibiView;
+    I3cHotJoinNotification hotJoinView;
+    UartRxNotification uartView;
+    EXPECT_FALSE(TarvixSDK_notificationAsGpio(&gpio, nullptr) || TarvixSDK_notificationAsGpio(nullptr, &gpioView));
+    EXPECT_FALSE(TarvixSDK_notificationAsI3cIbi(&ibi, nullptr) || TarvixSDK_notificationAsI3cIbi(nullptr, &ibiView));
+    EXPECT_FALSE(TarvixSDK_notificationAsI3cHotJoin(&hotJoin, nullptr) ||
+                 TarvixSDK_notificationAsI3cHotJoin(nullptr, &hotJoinView));
+    EXPECT_FALSE(TarvixSDK_notificationAsUartRx(&uart, nullptr) || TarvixSDK_notificationAsUartRx(nullptr, &uartView));
+}
+
+} // namespace

@@ -1,0 +1,198 @@
+// Cutting frames into reports and joining reports into frames: bytes in, bytes out. Sizes are computed from the
+// report's, so that both kinds of adapter are tried at their own edges.
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "support/bytes.hpp"
+#include "transport/report_segmenter.hpp"
+
+namespace {
+
+constexpr std::size_t CEILING = ReportAssembler::CEILING;
+
+// The reports of a frame on their way, and what may happen to them there.
+class Wire {
+public:
+    explicit Wire(std::size_t reportSize) : reportSize_(reportSize) {}
+
+    std::size_t capacity() const { return reportSize_ - 2; }
+
+    Wire& cut(const Bytes& frame)
+    {
+        const ReportSegmenter segmenter(reportSize_);
+        for (std::size_t i = 0; i < segmenter.segmentCount(frame.size()); ++i) {
+            reports.emplace_back(reportSize_, std::uint8_t{0xCC});
+            segmenter.cut(frame, i, reports.back());
+        }
+        return *this;
+    }
+
+    // A report with a header of the test's choice.
+    Wire& add(unsigned header, const Bytes& bytes)
+    {
+        reports.push_back(padded(
+            Bytes{static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)} + bytes, reportSize_));
+        return *this;
+    }
+
+    Wire& drop(std::size_t index)
+    {
+        reports.erase(reports.begin() + static_cast<std::ptrdiff_t>(index));
+        return *this;
+    }
+    Wire& swap(std::size_t one, std::size_t other)
+    {
+        std::swap(reports.at(one), reports.at(other));
+        return *this;
+    }
+    Wire& repeat(std::size_t index)
+    {
+        reports.insert(reports.begin() + static_cast<std::ptrdiff_t>(index), Bytes(reports.at(index)));
+        return *this;
+    }
+    // Announces fewer bytes.
+    Wire& truncate(std::size_t index, std::size_t count)
+    {
+        Bytes& report = reports.at(index);
+        report[0] = static_cast<std::uint8_t>((report[0] & 3U) | count << 2);
+        report[1] = static_cast<std::uint8_t>(count >> 6);
+        return *this;
+    }
+    Wire& set(std::size_t index, std::size_t offset, std::uint8_t byte)
+    {
+        reports.at(index).at(offset) = byte;
+        return *this;
+    }
+
+    // The frames that come out at the other end.
+    std::vector<Bytes> frames() const
+    {
+        ReportAssembler assembler;
+        std::vector<Bytes> all;
+        for (const Bytes& report : reports) {
+            if (assembler.accept(report)) {
+                all.push_back(assembler.frame());
+            }
+        }
+        return all;
+    }
+
+    std::vector<Bytes> reports;
+
+private:
+    std::size_t reportSize_;
+};
+
+class Segments : public testing::TestWithParam<std::size_t> {
+protected:
+    Wire wire{GetParam()};
+    const std::size_t capacity = wire.capacity();
+    const unsigned full = static_cast<unsigned>(capacity) << 2; // header of a middle segment
+};
+
+INSTANTIATE_TEST_SUITE_P(BothSizes, Segments, testing::Values(64, 1024));
+
+TEST_P(Segments, AnEmptyFrameIsNotSent)
+{
+    EXPECT_TRUE(wire.cut({}).reports.empty());
+}
+
+TEST_P(Segments, AFrameOfEveryLengthArrivesAsItWasSent)
+{
+    for (const std::size_t size : {std::size_t{1}, capacity - 1, capacity, capacity + 1, 2 * capacity - 1, 2 * capacity,
+                                   2 * capacity + 1, 65'541UL, CEILING - 1, CEILING}) {
+        SCOPED_TRACE(size);
+        const Bytes frame = counting(size);
+        const Wire sent = Wire(GetParam()).cut(frame);
+        EXPECT_EQ(sent.reports.size(), (size + capacity - 1) / capacity);
+        EXPECT_EQ(sent.frames(), std::vector<Bytes>{frame});
+    }
+    EXPECT_TRUE(Wire(GetParam()).cut(counting(CEILING + 1)).frames().empty());
+}
+
+TEST_P(Segments, TheHeaderMarksFirstAndLastAndCountsTheBytes)
+{
+    const Bytes frame = counting(2 * capacity + 3);
+    wire.cut(frame);
+    const auto head = [](unsigned header) {
+        return Bytes{static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)};
+    };
+    EXPECT_EQ(
+        wire.reports,
+        (std::vector<Bytes>{head(full | 1) + part(frame, 0, capacity), head(full) + part(frame, capacity, 2 * capacity),
+                            padded(head(3 << 2 | 2) + part(frame, 2 * capacity, frame.size()), GetParam())}));
+    if (GetParam() == 64) { // once more as plain bytes
+        EXPECT_EQ(part(Wire(64).cut(counting(62)).reports.at(0), 0, 3), hex("FB 00 01"));
+        EXPECT_EQ(part(Wire(64).cut(counting(63)).reports.at(0), 0, 3), hex("F9 00 01"));
+        EXPECT_EQ(part(Wire(64).cut(counting(63)).reports.at(1), 0, 4), hex("06 00 3F 00"));
+    }
+}
+
+TEST_P(Segments, JoiningTrustsTheMarksAlone)
+{
+    const Bytes whole = counting(capacity);
+    const struct {
+        const char* what;
+        Wire wire;
+        std::vector<Bytes> frames;
+    } cases[]{
+        {"empty", Wire(wire).add(3, {}), {{}}},
+        {"short segments, then an empty last one", Wire(wire).add(5, {9}).add(4, {8}).add(2, {}), {{9, 8}}},
+        {"a first segment starts afresh", Wire(wire).add(5, {9}).add(7, {7}), {{7}}},
+        {"a continuation adds to what was delivered", Wire(wire).add(7, {7}).add(6, {6}), {{7}, {7, 6}}},
+        {"a continuation before any first segment", Wire(wire).add(6, {6}), {{6}}},
+        {"upper header bits are ignored", Wire(wire).add(0xF007, {5}), {{5}}},
+        {"more announced than a report holds", Wire(wire).add(0x0FFF, whole), {whole}},
+        {"one more announced than a report holds", Wire(wire).add(((full + 4) & 0xFFF) | 3, whole), {whole}},
+    };
+    for (const auto& test : cases) {
+        EXPECT_EQ(test.wire.frames(), test.frames) << test.what;
+    }
+}
+
+TEST_P(Segments, DamageOnTheWayShowsInTheFrameAndEndsWithIt)
+{
+    const Bytes frame = counting(3 * capacity);
+    const Bytes next = counting(5);
+    const Bytes a = part(frame, 0, capacity);
+    const Bytes b = part(frame, capacity, 2 * capacity);
+    const Bytes c = part(frame, 2 * capacity, 3 * capacity);
+    const Wire whole = Wire(wire).cut(next).cut(frame).cut(next); // reports 1 to 3 are the frame's
+    const struct {
+        const char* what;
+        Wire wire;
+        std::vector<Bytes> frames;
+    } cases[]{
+        {"undamaged", whole, {next, frame, next}},
+        {"the first segment lost", Wire(whole).drop(1), {next, next + b + c, next}},
+        {"the middle lost", Wire(whole).drop(2), {next, a + c, next}},
+        {"the last lost", Wire(whole).drop(3), {next, next}},
+        {"the first two swapped", Wire(whole).swap(1, 2), {next, a + c, next}},
+        {"the last two swapped", Wire(whole).swap(2, 3), {next, a + c, next}},
+        {"the first doubled", Wire(whole).repeat(1), {next, frame, next}},
+        {"the middle doubled", Wire(whole).repeat(2), {next, a + b + b + c, next}},
+        {"the last doubled", Wire(whole).repeat(3), {next, frame, frame + c, next}},
+        {"the middle truncated", Wire(whole).truncate(2, 0), {next, a + c, next}},
+        {"the last truncated", Wire(whole).truncate(3, 60), {next, a + b + part(c, 0, 60), next}},
+        {"the first mark lost", Wire(whole).set(1, 0, static_cast<std::uint8_t>(full)), {next, next + frame, next}},
+        {"a byte changed", Wire(whole).set(2, 2, 0), {next, a + Bytes{0} + part(b, 1, b.size()) + c, next}},
+    };
+    for (const auto& test : cases) {
+        EXPECT_EQ(test.wire.frames(), test.frames) << test.what;
+    }
+}
+
+TEST_P(Segments, AnEndlessFrameIsDroppedAndTheNextOneArrives)
+{
+    const Bytes whole = counting(capacity);
+    wire.add(full | 1, whole);
+    for (std::size_t sent = capacity; sent <= CEILING; sent += capacity) {
+        wire.add(full, whole);
+    }
+    wire.add(6, {1}); // would be the end of the frame that was dropped
+    wire.add(7, {2});
+    EXPECT_EQ(wire.frames(), std::vector<Bytes>{Bytes{2}});
+}
+
+} // namespace
