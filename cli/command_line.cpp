@@ -2,11 +2,12 @@
 
 #include <utility>
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include "errors.hpp"
-#include "help.hpp"
-#include "numbers.hpp"
+#include "arguments/numbers.hpp"
+#include "arguments/options.hpp"
+#include "console/errors.hpp"
 
 namespace tool {
 
@@ -35,6 +36,28 @@ const CLI::App& deepest(const CLI::App& app)
     return parsed.empty() ? app : deepest(*parsed.front());
 }
 
+// A command of a batch.
+void runLine(Context& context, const std::vector<std::string>& words)
+{
+    CommandLine commandLine;
+    std::string text;
+    bool runs = false;
+    try {
+        runs = commandLine.parseLine(words, text);
+    } catch (const Failure&) {
+        context.output().beginCommand(commandLine.chosenName());
+        throw;
+    }
+    context.output().beginCommand(commandLine.chosenName());
+    if (!runs) {
+        context.output().write(text);
+    } else if (commandLine.chosenName() == "batch") {
+        throw UsageError("a batch cannot run a batch");
+    } else {
+        commandLine.selected().run(context);
+    }
+}
+
 } // namespace
 
 Commands Commands::group(const std::string& name, const std::string& description)
@@ -45,12 +68,12 @@ Commands Commands::group(const std::string& name, const std::string& description
 }
 
 CLI::App& Commands::addCommand(const std::string& name, const std::string& description,
-                               std::function<void(Context&)> run, const Examples& examples)
+                               std::function<void(Context&)> run, const Examples& examples, const std::string& notes)
 {
     CLI::App* command = app_.add_subcommand(name, description);
     command->fallthrough()->footer(
-        fmt::format("Common options (-a, --json, --timeout, -v): see 'tarvix --help'.\n\nExamples:\n  {}",
-                    fmt::join(examples, "\n  ")));
+        fmt::format("{}{}Common options (-a, --json, --timeout, -v): see 'tarvix --help'.\n\nExamples:\n  {}", notes,
+                    notes.empty() ? "" : "\n\n", fmt::join(examples, "\n  ")));
     if (app_.get_parent() != nullptr && !examples.empty()) {
         const std::string before = app_.get_footer().empty() ? "Examples:" : app_.get_footer();
         app_.footer(fmt::format("{}\n  {}", before, examples.front()));
@@ -61,11 +84,12 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
     return *command;
 }
 
-CommandLine::CommandLine() : app_("Drives I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix")
+CommandLine::CommandLine()
+    : app_(std::make_unique<CLI::App>("Drives I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix"))
 {
-    app_.require_subcommand(1);
-    app_.formatter(std::make_shared<HelpFormatter>());
-    Commands commands(app_, selected_);
+    app_->require_subcommand(1);
+    app_->formatter(helpFormatter());
+    Commands commands(*app_, selected_);
     addAdapterCommands(commands);
     addDoctorCommand(commands);
     addRailCommands(commands);
@@ -75,24 +99,25 @@ CommandLine::CommandLine() : app_("Drives I2C, SPI, UART, GPIO and I3C through a
     addUartCommands(commands);
     addI3cCommands(commands);
     addMonitorCommand(commands);
-    addBatchCommand(commands);
+    addBatchCommand(commands, runLine);
 }
+
+CommandLine::~CommandLine() = default;
 
 bool CommandLine::parseProgram(const std::vector<std::string>& arguments, GlobalOptions& options, std::string& text)
 {
-    std::chrono::milliseconds timeout(options.timeoutMs);
-    app_.set_version_flag("-V,--version", "tarvix " TARVIXSDK_VERSION);
-    app_.add_option("-a,--adapter", options.adapter, "Serial number, path:PATH or index:N, as 'tarvix list' prints")
-        ->type_name("SELECTOR")
-        ->envname("TARVIX_ADAPTER");
-    addNumber(app_, "--timeout", options.timeoutMs, {1, 24 * 60 * 60 * 1000},
+    app_->set_version_flag("-V,--version", "tarvix " TARVIXSDK_VERSION);
+    addText(*app_, "-a,--adapter", options.adapter, "Serial number, path:PATH or index:N, as 'tarvix list' prints")
+        .valueName("SELECTOR")
+        .orFromVariable("TARVIX_ADAPTER");
+    addNumber(*app_, "--timeout", options.timeoutMs, {1, 24 * 60 * 60 * 1000},
               "Milliseconds to wait for each answer of the adapter");
-    app_.add_flag("--json", options.json, "Print JSON: one object a run, streams one a line, errors too");
-    app_.add_flag("-v,--verbose", options.verbose, "Say on standard error what is set up");
-    app_.footer("'tarvix COMMAND --help' explains a command and shows examples; options that all commands share may\n"
-                "stand before or behind it. Exit status: 0 done, 1 refused by the adapter or the bus, 2 wrong usage,\n"
-                "3 no adapter, 4 several adapters and none chosen, 5 no permission, 6 no answer in time, 7 adapter\n"
-                "lost, 130 after Ctrl-C.");
+    addFlag(*app_, "--json", options.json, "Print JSON: one object a run, streams one a line, errors too");
+    addFlag(*app_, "-v,--verbose", options.verbose, "Say on standard error what is set up");
+    app_->footer("'tarvix COMMAND --help' explains a command and shows examples; options that all commands share may\n"
+                 "stand before or behind it. Exit status: 0 done, 1 refused by the adapter or the bus, 2 wrong usage,\n"
+                 "3 no adapter, 4 several adapters and none chosen, 5 no permission, 6 no answer in time, 7 adapter\n"
+                 "lost, 130 after Ctrl-C.");
     return parse(arguments, text);
 }
 
@@ -103,18 +128,18 @@ bool CommandLine::parseLine(const std::vector<std::string>& words, std::string& 
 
 std::string CommandLine::chosenName() const
 {
-    const CLI::App& command = deepest(app_);
-    return &command == &app_ ? "" : nameOf(command);
+    const CLI::App& command = deepest(*app_);
+    return &command == app_.get() ? "" : nameOf(command);
 }
 
 bool CommandLine::parse(const std::vector<std::string>& arguments, std::string& text)
 {
     try {
         // CLI11 takes the words from the back.
-        app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        app_->parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
         return true;
     } catch (const CLI::CallForHelp&) {
-        text = app_.help();
+        text = app_->help();
     } catch (const CLI::CallForVersion& version) {
         text = std::string(version.what()) + "\n";
     } catch (const CLI::ParseError& error) {
@@ -125,10 +150,10 @@ bool CommandLine::parse(const std::vector<std::string>& arguments, std::string& 
 
 void CommandLine::throwUsageError(const CLI::ParseError& error) const
 {
-    const CLI::App& command = deepest(app_);
+    const CLI::App& command = deepest(*app_);
     const auto subcommands = command.get_subcommands([](const CLI::App*) { return true; });
     if (!subcommands.empty()) {
-        const auto extras = app_.remaining(true);
+        const auto extras = app_->remaining(true);
         const std::string advice = fmt::format("one of: {}", names(subcommands));
         if (!extras.empty()) {
             throw UsageError(fmt::format("unknown command or option '{}'", extras.front()), advice);

@@ -1,19 +1,25 @@
 // The whole command line: the tree of commands, built anew for each line that is parsed.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
+#include "adapter/context.hpp"
+#include "commands/command.hpp"
 
-#include "command.hpp"
-#include "context.hpp"
+namespace CLI {
+class ParseError;
+}
 
 namespace tool {
 
 class CommandLine {
 public:
     CommandLine();
+    ~CommandLine();
+    CommandLine(const CommandLine&) = delete;
+    CommandLine& operator=(const CommandLine&) = delete;
 
     // For the program: with --adapter, --json and the like. Returns false when there is nothing to run because help
     // or the version was asked for; they are in `text`. Throws UsageError.
@@ -31,7 +37,7 @@ private:
     bool parse(const std::vector<std::string>& arguments, std::string& text);
     [[noreturn]] void throwUsageError(const CLI::ParseError& error) const;
 
-    CLI::App app_;
+    std::unique_ptr<CLI::App> app_;
     Selected selected_;
 };
 

@@ -1,18 +1,18 @@
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string>
 #include <vector>
 
-#include <algorithm>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include "command_line.hpp"
-#include "errors.hpp"
-#include "interrupt.hpp"
-#include "report.hpp"
+#include "console/errors.hpp"
+#include "console/interrupt.hpp"
+#include "console/report.hpp"
 
 namespace {
 

@@ -73,7 +73,7 @@ class ExitStatus(unittest.TestCase):
     def test_names_of_device_statuses_are_the_virtual_adapters(self):
         with open(os.path.join(SOURCE, "simulator", "model", "device_status.hpp"), encoding="utf-8") as source:
             adapters = [(number, name) for name, number in re.findall(r"(\w+) = (0x\w+),", source.read())]
-        with open(os.path.join(SOURCE, "cli", "device_status.hpp"), encoding="utf-8") as source:
+        with open(os.path.join(SOURCE, "cli", "adapter", "statuses.cpp"), encoding="utf-8") as source:
             tools = re.findall(r'{(0x\w+), "(\w+)"', source.read())
         self.assertEqual([("0x0000", "SUCCESS"), *tools], adapters)
 

@@ -1,0 +1,131 @@
+#include "adapter/listing.hpp"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <memory>
+
+#include <fmt/format.h>
+#include <hidapi/hidapi.h>
+
+#include "console/errors.hpp"
+#include "console/text.hpp"
+
+namespace tool {
+
+const char* const PERMISSION_ADVICE = "install the udev rule 70-tarvix.rules and plug the adapter in again, or see "
+                                      "'tarvix doctor'";
+
+namespace {
+
+struct Kind {
+    std::uint16_t vendorId;
+    std::uint16_t productId;
+    unsigned reportSize;
+};
+
+constexpr std::array KINDS{Kind{0x1FC9, 0x82FC, 64}, Kind{0x1FC9, 0x82FD, 1024}};
+
+// Whether a serial number can be printed, typed and recognised as one.
+bool isPlain(const std::string& serialNumber)
+{
+    return !serialNumber.empty() && !serialNumber.starts_with("path:") && !serialNumber.starts_with("index:") &&
+           !serialNumber.starts_with('-') &&
+           std::all_of(serialNumber.begin(), serialNumber.end(), [](char c) { return c > 0x20 && c < 0x7F; });
+}
+
+void giveSelectors(std::vector<Adapter>& adapters)
+{
+    for (Adapter& adapter : adapters) {
+        const auto sameSerialNumber = std::count_if(adapters.begin(), adapters.end(), [&](const Adapter& other) {
+            return other.serialNumber == adapter.serialNumber;
+        });
+        adapter.selector =
+            sameSerialNumber == 1 && isPlain(adapter.serialNumber) ? adapter.serialNumber : "path:" + adapter.path;
+    }
+}
+
+std::string selectorsOf(const std::vector<Adapter>& adapters)
+{
+    std::string text;
+    for (const Adapter& adapter : adapters) {
+        text += (text.empty() ? "" : ", ") + adapter.selector;
+    }
+    return text;
+}
+
+} // namespace
+
+std::vector<Adapter> listAdapters()
+{
+    std::vector<Adapter> adapters;
+    const std::unique_ptr<hid_device_info, void (*)(hid_device_info*)> list(hid_enumerate(0, 0), hid_free_enumeration);
+    for (const hid_device_info* entry = list.get(); entry != nullptr; entry = entry->next) {
+        const auto kind = std::find_if(KINDS.begin(), KINDS.end(), [&](const Kind& candidate) {
+            return candidate.vendorId == entry->vendor_id && candidate.productId == entry->product_id;
+        });
+        if (kind == KINDS.end() || entry->path == nullptr) {
+            continue;
+        }
+        const std::string path = entry->path;
+        // hidapi lists a device once for each of its top-level collections.
+        if (std::any_of(adapters.begin(), adapters.end(), [&](const Adapter& other) { return other.path == path; })) {
+            continue;
+        }
+        adapters.push_back({{},
+                            toUtf8(entry->serial_number),
+                            toUtf8(entry->manufacturer_string),
+                            toUtf8(entry->product_string),
+                            path,
+                            entry->vendor_id,
+                            entry->product_id,
+                            kind->reportSize});
+    }
+    giveSelectors(adapters);
+    return adapters;
+}
+
+Adapter chooseAdapter(std::string_view selector)
+{
+    const std::vector<Adapter> adapters = listAdapters();
+    if (adapters.empty()) {
+        throw Failure(ExitStatus::NO_ADAPTER, "no adapter is attached", "plug one in, or see 'tarvix doctor'");
+    }
+    std::vector<Adapter> matches;
+    if (selector.starts_with("index:")) {
+        const std::string_view digits = selector.substr(6);
+        std::size_t index = 0;
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), index);
+        if (error != std::errc{} || end != digits.data() + digits.size()) {
+            throw UsageError(fmt::format("--adapter: '{}' does not end in a number such as index:0", selector));
+        }
+        if (index < adapters.size()) {
+            matches.push_back(adapters[index]);
+        }
+    } else {
+        std::copy_if(adapters.begin(), adapters.end(), std::back_inserter(matches), [&](const Adapter& adapter) {
+            return selector.empty() || (selector.starts_with("path:") ? adapter.path == selector.substr(5)
+                                                                      : adapter.serialNumber == selector);
+        });
+    }
+    if (matches.empty()) {
+        throw Failure(ExitStatus::NO_ADAPTER, fmt::format("no adapter '{}' is attached", selector),
+                      fmt::format("choose one of: {}", selectorsOf(adapters)));
+    }
+    if (matches.size() > 1) {
+        const std::string several =
+            selector.empty() ? fmt::format("{} adapters are attached", matches.size())
+                             : fmt::format("{} adapters have the serial number '{}'", matches.size(), selector);
+        throw Failure(ExitStatus::SEVERAL_ADAPTERS, several,
+                      fmt::format("choose with --adapter one of: {}", selectorsOf(matches)));
+    }
+    return matches.front();
+}
+
+bool isListed(std::string_view path)
+{
+    const std::vector<Adapter> adapters = listAdapters();
+    return std::any_of(adapters.begin(), adapters.end(), [&](const Adapter& adapter) { return adapter.path == path; });
+}
+
+} // namespace tool

@@ -1,0 +1,219 @@
+#include "adapter/notifications.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <deque>
+#include <mutex>
+#include <system_error>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "adapter/listing.hpp"
+#include "console/errors.hpp"
+#include "console/interrupt.hpp"
+#include "console/text.hpp"
+
+namespace tool {
+
+namespace {
+
+// How often a waiting stream looks whether the adapter is still there.
+constexpr std::chrono::milliseconds LOOK_INTERVAL{1000};
+
+const char* name(NotificationKind kind)
+{
+    switch (kind) {
+    case NotificationKind::I3C_HOT_JOIN:
+        return "i3c-hot-join";
+    case NotificationKind::I3C_IBI:
+        return "i3c-ibi";
+    case NotificationKind::GPIO_INTERRUPT:
+        return "gpio";
+    case NotificationKind::UART_RX:
+        return "uart";
+    case NotificationKind::UNKNOWN:
+        break;
+    }
+    return "unknown";
+}
+
+} // namespace
+
+Event decode(const Notification& notification)
+{
+    Event event;
+    event.time = std::chrono::system_clock::now();
+    event.kind = notification.kind;
+    event.complete = true;
+    if (const auto* gpio = notification.gpio()) {
+        event.pin = gpio->pinNumber;
+    } else if (const auto* ibi = notification.i3cIbi()) {
+        event.address = ibi->targetAddress;
+        event.data.assign(ibi->payload, ibi->payload + ibi->payloadLength);
+    } else if (const auto* hotJoin = notification.i3cHotJoin()) {
+        event.address = hotJoin->dynamicAddress;
+        event.pid.assign(std::begin(hotJoin->provisionalId), std::end(hotJoin->provisionalId));
+        event.bcr = hotJoin->bcr;
+        event.dcr = hotJoin->dcr;
+    } else if (const auto* uart = notification.uartRx()) {
+        event.data.assign(uart->data, uart->data + uart->dataLength);
+    } else {
+        event.complete = false;
+        event.data.assign(notification.data, notification.data + notification.length);
+    }
+    return event;
+}
+
+std::string timeText(std::chrono::system_clock::time_point time)
+{
+    const auto sinceEpoch = std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch());
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(static_cast<std::time_t>(seconds.count())),
+                       (sinceEpoch - seconds).count());
+}
+
+std::string describe(const Event& event)
+{
+    if (!event.complete) {
+        return fmt::format("{} frame={}", name(event.kind), toHex(event.data));
+    }
+    switch (event.kind) {
+    case NotificationKind::GPIO_INTERRUPT:
+        return fmt::format("gpio pin={}", event.pin);
+    case NotificationKind::I3C_IBI:
+        return fmt::format("i3c-ibi address=0x{:02x} payload={}", event.address, toHex(event.data));
+    case NotificationKind::I3C_HOT_JOIN:
+        return fmt::format("i3c-hot-join address=0x{:02x} pid={} bcr=0x{:02x} dcr=0x{:02x}", event.address,
+                           toHex(event.pid), event.bcr, event.dcr);
+    default:
+        return fmt::format("uart {}  |{}|", toHexWords(event.data), toPrintable(event.data));
+    }
+}
+
+Json toJson(const Event& event)
+{
+    Json fields{{"time", timeText(event.time)}, {"event", name(event.kind)}};
+    if (!event.complete) {
+        fields["frame"] = toHex(event.data);
+        return fields;
+    }
+    switch (event.kind) {
+    case NotificationKind::GPIO_INTERRUPT:
+        fields["pin"] = event.pin;
+        break;
+    case NotificationKind::I3C_IBI:
+        fields["address"] = event.address;
+        fields["data"] = toHex(event.data);
+        break;
+    case NotificationKind::I3C_HOT_JOIN:
+        fields["address"] = event.address;
+        fields["pid"] = toHex(event.pid);
+        fields["bcr"] = event.bcr;
+        fields["dcr"] = event.dcr;
+        break;
+    default:
+        fields["data"] = toHex(event.data);
+    }
+    return fields;
+}
+
+// Filled on the reader thread, emptied by the command.
+class NotificationStream::Queue {
+public:
+    Queue() : wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    {
+        if (wakeUp_ < 0) {
+            throw std::system_error(errno, std::generic_category(), "eventfd");
+        }
+    }
+    ~Queue() { ::close(wakeUp_); }
+    Queue(const Queue&) = delete;
+    Queue& operator=(const Queue&) = delete;
+
+    void put(Event event)
+    {
+        const std::lock_guard lock(mutex_);
+        events_.push_back(std::move(event));
+        const std::uint64_t one = 1;
+        [[maybe_unused]] const auto written = write(wakeUp_, &one, sizeof one);
+    }
+
+    std::optional<Event> take()
+    {
+        const std::lock_guard lock(mutex_);
+        if (events_.empty()) {
+            std::uint64_t number = 0;
+            [[maybe_unused]] const auto taken = read(wakeUp_, &number, sizeof number);
+            return std::nullopt;
+        }
+        Event event = std::move(events_.front());
+        events_.pop_front();
+        return event;
+    }
+
+    // Readable when there may be something to take.
+    int descriptor() const { return wakeUp_; }
+
+private:
+    int wakeUp_;
+    std::mutex mutex_;
+    std::deque<Event> events_;
+};
+
+NotificationStream::NotificationStream(Context& context) : context_(context), queue_(std::make_shared<Queue>())
+{
+    context_.sdk().onNotification(
+        [queue = queue_](const Notification& notification) { queue->put(decode(notification)); });
+}
+
+NotificationStream::~NotificationStream()
+{
+    if (TarvixSDK* const sdk = context_.openSdk(); sdk != nullptr) {
+        sdk->onNotification(nullptr);
+    }
+}
+
+std::optional<Event> NotificationStream::next(std::optional<std::chrono::milliseconds> idleTimeout)
+{
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    while (true) {
+        throwIfInterrupted();
+        if (auto event = queue_->take()) {
+            return event;
+        }
+        auto limit = LOOK_INTERVAL;
+        if (idleTimeout) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(start + *idleTimeout - Clock::now());
+            if (left.count() <= 0) {
+                return std::nullopt;
+            }
+            limit = std::min(limit, left);
+        }
+        if (!wait(limit) && !isListed(context_.adapter().path)) {
+            throw Failure(ExitStatus::ADAPTER_LOST, "the adapter left the bus", "plug it in again");
+        }
+    }
+}
+
+// Whether something happened within `limit`.
+bool NotificationStream::wait(std::chrono::milliseconds limit)
+{
+    pollfd waiting[] = {{queue_->descriptor(), POLLIN, 0}, {interruptDescriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    const int count = poll(waiting, std::size(waiting), static_cast<int>(limit.count()));
+    if (count <= 0) {
+        return count < 0;
+    }
+    if ((waiting[2].revents & POLLERR) != 0) {
+        throw OutputClosed{};
+    }
+    return true;
+}
+
+} // namespace tool

@@ -1,0 +1,22 @@
+// Bytes on the command line: hex words, the content of a file, or standard input.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// What DATA arguments accept, for descriptions.
+inline constexpr const char* DATA_HELP = "bytes as hex words (12 0x34 deadbeef), @FILE, or - for standard input";
+
+// The bytes of all words, in order. At most `limit` bytes, and none only if `mayBeEmpty`. Throws UsageError naming
+// `what` and the word. Call it when the command runs, not while arguments are parsed: it may wait for input.
+Bytes readData(std::string_view what, const std::vector<std::string>& words, std::size_t limit,
+               bool mayBeEmpty = false);
+
+} // namespace tool

@@ -1,0 +1,114 @@
+// Adding options and arguments to a command. The parser's own headers stay behind this one, for they cost seconds in
+// every unit that includes them.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include "arguments/choices.hpp"
+#include "arguments/numbers.hpp"
+
+namespace CLI {
+class App;
+class FormatterBase;
+class Option;
+} // namespace CLI
+
+namespace tool {
+
+// An option ("-n,--count") or a positional argument ("PIN") that was added, for what not every one of them has.
+class AddedOption {
+public:
+    explicit AddedOption(CLI::Option& option) : option_(option) {}
+
+    // Must be given, so that its target's value is no default.
+    AddedOption& required();
+
+    // How many words it takes.
+    AddedOption& words(int least, int most);
+
+    // One word may hold several values.
+    AddedOption& separatedBy(char delimiter);
+
+    // What help calls the value.
+    AddedOption& valueName(const char* name);
+
+    // Taken from this environment variable when it is not given.
+    AddedOption& orFromVariable(const char* variable);
+
+private:
+    CLI::Option& option_;
+};
+
+// Targets must live as long as the command.
+AddedOption addFlag(CLI::App& app, const char* names, bool& target, const char* description);
+AddedOption addText(CLI::App& app, const char* names, std::string& target, const std::string& description);
+AddedOption addTexts(CLI::App& app, const char* names, std::vector<std::string>& target,
+                     const std::string& description);
+
+namespace detail {
+
+// `take` gets the option's name as a user knows it ("--count") and each word. It throws what is wrong.
+using Take = std::function<void(std::string_view what, const std::string& word)>;
+
+enum class Words { ONE, MANY };
+
+AddedOption addParsed(CLI::App& app, const char* names, const std::string& valueName, const std::string& defaultText,
+                      const std::string& description, Take take, Words words = Words::ONE);
+
+template <class T>
+struct Plain {
+    using type = T;
+    static std::string defaultText(T value) { return std::to_string(value); }
+};
+template <class T>
+struct Plain<std::optional<T>> {
+    using type = T;
+    static std::string defaultText(const std::optional<T>&) { return {}; }
+};
+
+} // namespace detail
+
+// `target` is an unsigned integer, whose value is shown as the default, or an optional one, which stays empty when the
+// option is absent.
+template <class T>
+AddedOption addNumber(CLI::App& app, const char* names, T& target, Range range, const std::string& description)
+{
+    using Plain = detail::Plain<T>;
+    return detail::addParsed(app, names, "NUMBER", Plain::defaultText(target), description,
+                             [&target, range](std::string_view what, const std::string& word) {
+                                 target = static_cast<typename Plain::type>(parseNumber(what, word, range));
+                             });
+}
+
+// One or more numbers, each a word.
+AddedOption addNumbers(CLI::App& app, const char* names, std::vector<unsigned>& target, Range range,
+                       const std::string& description);
+
+AddedOption addFrequency(CLI::App& app, const char* names, std::uint32_t& target, Range range,
+                         const std::string& description);
+
+AddedOption addPeriod(CLI::App& app, const char* names, std::optional<std::chrono::milliseconds>& target,
+                      const std::string& description);
+
+// The name of `target`'s value is shown as the default. `choices` must live as long as the command.
+template <class T>
+AddedOption addChoice(CLI::App& app, const char* names, T& target, const Choices<T>& choices,
+                      const std::string& description)
+{
+    return detail::addParsed(app, names, choiceNames(choices), std::string(choiceName(choices, target)), description,
+                             [&target, &choices](std::string_view what, const std::string& word) {
+                                 target = parseChoice(what, word, choices);
+                             });
+}
+
+// How --help shows options: a default in brackets, and no notes that repeat what the usage line says.
+std::shared_ptr<CLI::FormatterBase> helpFormatter();
+
+} // namespace tool

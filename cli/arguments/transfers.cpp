@@ -1,0 +1,93 @@
+#include "arguments/transfers.hpp"
+
+#include <fmt/format.h>
+
+#include "arguments/numbers.hpp"
+#include "console/errors.hpp"
+
+namespace tool {
+
+namespace {
+
+std::string bytesText(unsigned count)
+{
+    return fmt::format("{} byte{}", count, count == 1 ? "" : "s");
+}
+
+} // namespace
+
+AddedOption addData(CLI::App& app, std::vector<std::string>& words, const char* purpose)
+{
+    return addTexts(app, "DATA", words, fmt::format("{}: {}", purpose, DATA_HELP));
+}
+
+void addRegisterOptions(CLI::App& app, RegisterOptions& options)
+{
+    addText(app, "REGISTER", options.text, "Register to begin at; without it the target goes on where it stands");
+    addNumber(app, "--reg-bytes", options.bytes, {1, 4}, "Bytes of the register address");
+}
+
+std::uint64_t registerNumber(const RegisterOptions& options)
+{
+    const std::uint64_t value = parseNumber("REGISTER", options.text, {0, 0xFFFFFFFF});
+    if (value >> (8 * options.bytes) != 0) {
+        throw UsageError(fmt::format("REGISTER: {} does not fit in {}", options.text, bytesText(options.bytes)),
+                         "raise --reg-bytes");
+    }
+    return value;
+}
+
+Bytes encodeRegister(std::uint64_t value, unsigned count)
+{
+    Bytes bytes;
+    for (unsigned shift = 8 * count; shift > 0;) {
+        shift -= 8;
+        bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+    }
+    return bytes;
+}
+
+ReadPosition::ReadPosition(const RegisterOptions& options)
+{
+    if (!options.text.empty()) {
+        offset = registerNumber(options);
+        registerAddress = encodeRegister(offset, options.bytes);
+    }
+}
+
+void addWriteOptions(CLI::App& app, WriteOptions& options)
+{
+    addText(app, "REGISTER", options.reg.text, "Register to begin at").required();
+    addData(app, options.data, "What to write");
+    addNumber(app, "--reg-bytes", options.reg.bytes, {0, 4},
+              "Bytes of the register address; with 0 there is no REGISTER, only DATA");
+}
+
+Written::Written(const WriteOptions& options)
+{
+    std::vector<std::string> words = options.data;
+    if (options.reg.bytes == 0) {
+        words.insert(words.begin(), options.reg.text);
+    } else {
+        reg = registerNumber(options.reg);
+        registerAddress = encodeRegister(reg, options.reg.bytes);
+    }
+    data = readData("DATA", words, MAX_TRANSFER);
+}
+
+void requireAddressable(std::string_view what, std::uint64_t first, std::uint64_t count, unsigned registerBytes)
+{
+    const std::uint64_t end = std::uint64_t{1} << (8 * registerBytes);
+    if (first >= end || count > end - first) {
+        throw UsageError(fmt::format("{}: {} bytes from {} on need more than {} of register address", what, count,
+                                     first, bytesText(registerBytes)),
+                         "raise --reg-bytes");
+    }
+}
+
+void addRaw(CLI::App& app, bool& raw)
+{
+    addFlag(app, "--raw", raw, "Write the bytes as they are to standard output");
+}
+
+} // namespace tool

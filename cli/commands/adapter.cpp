@@ -1,0 +1,183 @@
+// tarvix list, info, reset and boot: the adapter itself.
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <thread>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include "adapter/backend.hpp"
+#include "adapter/context.hpp"
+#include "adapter/listing.hpp"
+#include "arguments/options.hpp"
+#include "commands/command.hpp"
+#include "console/errors.hpp"
+#include "console/interrupt.hpp"
+#include "console/text.hpp"
+
+namespace tool {
+
+namespace {
+
+void list(Context& context, const NoOptions&)
+{
+    constexpr const char* ROW = "{:<{}}  {:<{}}  {:<{}}  {:>6}  {}\n";
+    const std::vector<Adapter> adapters = listAdapters();
+    std::size_t selectors = 8;
+    std::size_t serials = 6;
+    std::size_t products = 7;
+    for (const Adapter& adapter : adapters) {
+        selectors = std::max(selectors, adapter.selector.size());
+        serials = std::max(serials, adapter.serialNumber.size());
+        products = std::max(products, adapter.product.size());
+    }
+    std::string text;
+    Json rows = Json::array();
+    for (const Adapter& adapter : adapters) {
+        text += fmt::format(ROW, adapter.selector, selectors, withoutControls(adapter.serialNumber), serials,
+                            withoutControls(adapter.product), products, adapter.reportSize, adapter.path);
+        rows.push_back({{"selector", adapter.selector},
+                        {"serial", adapter.serialNumber},
+                        {"product", adapter.product},
+                        {"manufacturer", adapter.manufacturer},
+                        {"vendor_id", adapter.vendorId},
+                        {"product_id", adapter.productId},
+                        {"report_size", adapter.reportSize},
+                        {"path", adapter.path}});
+    }
+    if (adapters.empty() && !context.output().json()) {
+        fmt::print(stderr, "tarvix list: no adapter is attached; see 'tarvix doctor'\n");
+        return;
+    }
+    const std::string head =
+        fmt::format(ROW, "SELECTOR", selectors, "SERIAL", serials, "PRODUCT", products, "REPORT", "PATH");
+    context.output().print(head + text, {{"adapters", rows}});
+}
+
+void info(Context& context, const NoOptions&)
+{
+    TarvixSDK::DeviceInfo strings;
+    context.check(context.sdk().getDeviceInfo(strings), "reading the adapter's strings");
+    const Adapter& adapter = context.adapter();
+    const std::array texts{strings.usbString1, strings.usbString2, strings.usbString3, strings.usbString4,
+                           strings.usbString5};
+    std::string text = fmt::format("adapter:     {} ({:04x}:{:04x}, reports of {} bytes) at {}\n", adapter.selector,
+                                   adapter.vendorId, adapter.productId, adapter.reportSize, adapter.path);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        text += fmt::format("string {}:    {}\n", i + 1, withoutControls(texts[i]));
+    }
+    const Backend backend = currentBackend();
+    text += fmt::format("library:     tarvixsdk {}\nhidapi:      {} ({})\n", TarvixSDK::getVersion(), backend.version,
+                        backend.library);
+    context.output().print(text, {{"selector", adapter.selector},
+                                  {"path", adapter.path},
+                                  {"report_size", adapter.reportSize},
+                                  {"strings", texts},
+                                  {"library", TarvixSDK::getVersion()},
+                                  {"hidapi", backend.version},
+                                  {"backend", backend.library}});
+}
+
+using Clock = std::chrono::steady_clock;
+
+template <class Condition>
+bool waitFor(std::chrono::milliseconds limit, Condition condition)
+{
+    const auto deadline = Clock::now() + limit;
+    while (!condition()) {
+        throwIfInterrupted();
+        if (Clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
+}
+
+// The node may have another number when the adapter returns; its serial number tells it from others.
+bool isBack(const Adapter& adapter)
+{
+    const auto adapters = listAdapters();
+    return std::any_of(adapters.begin(), adapters.end(), [&](const Adapter& other) {
+        return adapter.serialNumber.empty() ? other.path == adapter.path : other.serialNumber == adapter.serialNumber;
+    });
+}
+
+// An adapter that is faster than this at coming back was not seen leaving.
+constexpr std::chrono::milliseconds LEAVE_LIMIT{1500};
+constexpr std::chrono::milliseconds RETURN_LIMIT{10000};
+
+struct ResetOptions {
+    bool noWait = false;
+};
+
+void reset(Context& context, const ResetOptions& options)
+{
+    const Adapter adapter = context.adapter();
+    context.check(context.sdk().resetDevice(), "resetting the adapter");
+    context.close();
+    if (!options.noWait) {
+        waitFor(LEAVE_LIMIT, [&] { return !isBack(adapter); });
+        if (!waitFor(RETURN_LIMIT, [&] { return isBack(adapter); })) {
+            throw Failure(ExitStatus::ADAPTER_LOST,
+                          fmt::format("the adapter did not come back within {} s", RETURN_LIMIT.count() / 1000),
+                          "plug it in again");
+        }
+    }
+    context.output().print(fmt::format("{}: reset", adapter.selector), {{"adapter", adapter.selector}});
+}
+
+struct BootOptions {
+    bool yes = false;
+};
+
+bool confirmed(const Adapter& adapter)
+{
+    if (isatty(STDIN_FILENO) != 1) {
+        throw UsageError("boot mode needs a confirmation and there is no terminal to ask on", "give -y");
+    }
+    fmt::print(stderr,
+               "{} leaves the bus and takes no commands until new firmware is loaded or it is plugged in again.\n"
+               "Enter boot mode? [y/N] ",
+               adapter.selector);
+    std::fflush(stderr);
+    std::array<char, 16> answer{};
+    const ssize_t length = read(STDIN_FILENO, answer.data(), answer.size());
+    throwIfInterrupted();
+    return length > 0 && (answer[0] == 'y' || answer[0] == 'Y');
+}
+
+void boot(Context& context, const BootOptions& options)
+{
+    const Adapter adapter = context.adapter();
+    if (!options.yes && !confirmed(adapter)) {
+        throw Failure(ExitStatus::REFUSED, "not confirmed, nothing was done");
+    }
+    context.check(context.sdk().enterBootMode(), "entering boot mode");
+    context.close();
+    if (!waitFor(LEAVE_LIMIT, [&] { return !isListed(adapter.path); })) {
+        throw Failure(ExitStatus::REFUSED, "the adapter is still on the bus", "run 'tarvix doctor'");
+    }
+    context.output().print(fmt::format("{}: in boot mode", adapter.selector), {{"adapter", adapter.selector}});
+}
+
+} // namespace
+
+void addAdapterCommands(Commands& commands)
+{
+    commands.add<NoOptions>("list", "List the adapters on this machine, opening none", list,
+                            {"tarvix list", "tarvix list --json"});
+    commands.add<NoOptions>("info", "Print the adapter's strings and the versions in use", info, {"tarvix info"});
+    auto reset_ =
+        commands.add<ResetOptions>("reset", "Restart the adapter and wait until it is back", reset, {"tarvix reset"});
+    addFlag(reset_.app, "--no-wait", reset_.options.noWait, "Return at once");
+    auto boot_ = commands.add<BootOptions>("boot", "Put the adapter into its boot mode, for loading firmware", boot,
+                                           {"tarvix boot -y"});
+    addFlag(boot_.app, "-y,--yes", boot_.options.yes, "Do not ask");
+}
+
+} // namespace tool

@@ -1,0 +1,76 @@
+// How commands are added. A family is one function that takes Commands; a command is a record of its options, a
+// function that runs it, and examples that work as printed.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "adapter/context.hpp"
+
+namespace CLI {
+class App;
+}
+
+namespace tool {
+
+// The command that the command line chose.
+struct Selected {
+    std::string name; // "gpio get"
+    std::function<void(Context&)> run;
+};
+
+using Examples = std::vector<std::string_view>; // each a whole shell command: "tarvix gpio get 3 4"
+
+class Commands {
+public:
+    Commands(CLI::App& app, Selected& selected) : app_(app), selected_(selected) {}
+
+    // A family: a command that has sub-commands.
+    Commands group(const std::string& name, const std::string& description);
+
+    template <class Options>
+    struct Added {
+        CLI::App& app;    // add the command's options here ...
+        Options& options; // ... bound to these; lives as long as the command
+    };
+
+    // A command. `run` is called after the whole command line was parsed. `notes` stand above the examples in its help.
+    template <class Options>
+    Added<Options> add(const std::string& name, const std::string& description, void (*run)(Context&, const Options&),
+                       const Examples& examples, const std::string& notes = {})
+    {
+        auto options = std::make_shared<Options>();
+        CLI::App& command = addCommand(
+            name, description, [run, options](Context& context) { run(context, *options); }, examples, notes);
+        return {command, *options};
+    }
+
+private:
+    CLI::App& addCommand(const std::string& name, const std::string& description, std::function<void(Context&)> run,
+                         const Examples& examples, const std::string& notes);
+
+    CLI::App& app_;
+    Selected& selected_;
+};
+
+// For commands that have none.
+struct NoOptions {};
+
+// Runs one command line, given as words without "tarvix", in a context that is open already.
+using RunLine = void (*)(Context& context, const std::vector<std::string>& words);
+
+void addAdapterCommands(Commands& commands); // list, info, reset, boot
+void addDoctorCommand(Commands& commands);
+void addRailCommands(Commands& commands);
+void addGpioCommands(Commands& commands);
+void addI2cCommands(Commands& commands);
+void addSpiCommands(Commands& commands);
+void addUartCommands(Commands& commands);
+void addI3cCommands(Commands& commands); // with the CCCs
+void addMonitorCommand(Commands& commands);
+void addBatchCommand(Commands& commands, RunLine runLine);
+
+} // namespace tool

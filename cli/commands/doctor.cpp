@@ -1,0 +1,222 @@
+// tarvix doctor: what a person checks when nothing works.
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+#include <grp.h>
+#include <nlohmann/json.hpp>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "adapter/backend.hpp"
+#include "adapter/context.hpp"
+#include "adapter/listing.hpp"
+#include "commands/command.hpp"
+#include "console/errors.hpp"
+#include "console/text.hpp"
+
+namespace tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* RULE_ADVICE = "sudo cp packaging/udev/70-tarvix.rules /etc/udev/rules.d/ && sudo udevadm control "
+                                    "--reload, then plug the adapter in again";
+
+class Report {
+public:
+    void ok(std::string_view check, const std::string& finding) { add("ok", check, finding, {}); }
+    void note(std::string_view check, const std::string& finding, const std::string& advice = {})
+    {
+        add("note", check, finding, advice);
+    }
+    // The first failure decides the exit status.
+    void fail(std::string_view check, const Failure& failure)
+    {
+        add("FAIL", check, failure.what(), failure.advice());
+        if (!failure_) {
+            failure_ = failure;
+        }
+    }
+
+    void print(Output& output) const { output.print(text_, {{"checks", checks_}, {"ok", !failure_}}); }
+    const std::optional<Failure>& failure() const { return failure_; }
+
+private:
+    void add(const char* result, std::string_view check, const std::string& finding, const std::string& advice)
+    {
+        text_ += fmt::format("{:<4}  {}: {}\n", result, check, withoutControls(finding));
+        Json row{{"check", check}, {"result", result}, {"finding", finding}};
+        if (!advice.empty()) {
+            text_ += fmt::format("      {}\n", advice);
+            row["advice"] = advice;
+        }
+        checks_.push_back(std::move(row));
+    }
+
+    std::string text_;
+    Json checks_ = Json::array();
+    std::optional<Failure> failure_;
+};
+
+std::string modeText(mode_t mode)
+{
+    std::string text = S_ISCHR(mode) ? "c" : S_ISREG(mode) ? "-" : "?";
+    for (const unsigned shift : {6U, 3U, 0U}) {
+        const unsigned bits = mode >> shift;
+        text += (bits & 4U) != 0 ? 'r' : '-';
+        text += (bits & 2U) != 0 ? 'w' : '-';
+        text += (bits & 1U) != 0 ? 'x' : '-';
+    }
+    return text;
+}
+
+std::string ownerText(const struct stat& status)
+{
+    const passwd* const user = getpwuid(status.st_uid);
+    const group* const group_ = getgrgid(status.st_gid);
+    return fmt::format("{}:{}", user != nullptr ? user->pw_name : std::to_string(status.st_uid),
+                       group_ != nullptr ? group_->gr_name : std::to_string(status.st_gid));
+}
+
+void checkNode(const Adapter& adapter, Report& report)
+{
+    struct stat status {};
+    if (stat(adapter.path.c_str(), &status) != 0) {
+        report.note("device node", adapter.path + " is no file: not a kernel device");
+        return;
+    }
+    const std::string text = fmt::format("{} {} {}", adapter.path, modeText(status.st_mode), ownerText(status));
+    if (access(adapter.path.c_str(), R_OK | W_OK) == 0) {
+        report.ok("device node", text);
+    } else {
+        report.fail("device node", Failure(ExitStatus::NO_PERMISSION, text + ": no permission", PERMISSION_ADVICE));
+    }
+}
+
+void checkRule(Report& report)
+{
+    for (const char* directory : {"/etc/udev/rules.d", "/usr/lib/udev/rules.d", "/lib/udev/rules.d"}) {
+        const fs::path rule = fs::path(directory) / "70-tarvix.rules";
+        std::error_code ignored;
+        if (fs::exists(rule, ignored)) {
+            report.ok("udev rule", rule.string());
+            return;
+        }
+    }
+    report.note("udev rule", "70-tarvix.rules is not installed", RULE_ADVICE);
+}
+
+std::string firstLineOf(const fs::path& file)
+{
+    std::string line;
+    if (std::FILE* const stream = std::fopen(file.c_str(), "re"); stream != nullptr) {
+        for (int c = std::fgetc(stream); c != EOF && c != '\n'; c = std::fgetc(stream)) {
+            line += static_cast<char>(c);
+        }
+        std::fclose(stream);
+    }
+    return line;
+}
+
+bool holds(const fs::path& process, const std::string& path)
+{
+    std::error_code error;
+    for (const auto& descriptor : fs::directory_iterator(process / "fd", error)) {
+        if (fs::read_symlink(descriptor.path(), error) == path && !error) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Without root's rights, processes of other users cannot be looked into.
+std::vector<std::string> holdersOf(const std::string& path)
+{
+    std::vector<std::string> holders;
+    std::error_code error;
+    for (const auto& process : fs::directory_iterator("/proc", error)) {
+        const std::string id = process.path().filename();
+        if (id.find_first_not_of("0123456789") == std::string::npos && id != std::to_string(getpid()) &&
+            holds(process.path(), path)) {
+            holders.push_back(fmt::format("{} (process {})", firstLineOf(process.path() / "comm"), id));
+        }
+    }
+    return holders;
+}
+
+void checkHolders(const Adapter& adapter, Report& report)
+{
+    if (!fs::path(adapter.path).is_absolute()) {
+        return;
+    }
+    const auto holders = holdersOf(adapter.path);
+    if (holders.empty()) {
+        report.ok("other programs", geteuid() == 0 ? "none holds the adapter" : "none of yours holds the adapter");
+    } else {
+        report.note("other programs", fmt::format("held by {}", fmt::join(holders, ", ")),
+                    "one program at a time: a second one takes the first one's answers");
+    }
+}
+
+void checkExchange(Context& context, Report& report)
+{
+    try {
+        TarvixSDK& sdk = context.sdk();
+        std::vector<std::uint8_t> string;
+        const auto start = std::chrono::steady_clock::now();
+        context.check(sdk.getUsbString(string, 1), "asking for a string");
+        const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+        report.ok("exchange", fmt::format("answered in {:.2f} ms", time.count()));
+    } catch (const Failure& failure) {
+        report.fail("exchange", failure);
+    }
+}
+
+void examine(Context& context, Report& report)
+{
+    const Backend backend = currentBackend();
+    report.ok("software",
+              fmt::format("tarvixsdk {}, hidapi {} ({})", TarvixSDK::getVersion(), backend.version, backend.library));
+    checkRule(report);
+    const auto adapters = listAdapters();
+    for (const Adapter& adapter : adapters) {
+        report.ok("adapter", fmt::format("{} at {}", adapter.selector, adapter.path));
+    }
+    try {
+        const Adapter chosen = chooseAdapter(context.options().adapter);
+        checkNode(chosen, report);
+        checkHolders(chosen, report);
+        checkExchange(context, report);
+    } catch (const Failure& failure) {
+        report.fail("choice", failure);
+    }
+}
+
+void doctor(Context& context, const NoOptions&)
+{
+    Report report;
+    examine(context, report);
+    report.print(context.output());
+    if (report.failure()) {
+        throw Failure(*report.failure());
+    }
+}
+
+} // namespace
+
+void addDoctorCommand(Commands& commands)
+{
+    commands.add<NoOptions>("doctor", "Find out why an adapter does not work", doctor, {"tarvix doctor"});
+}
+
+} // namespace tool

@@ -1,0 +1,101 @@
+// tarvix rail: the supply of the bus pins.
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "adapter/context.hpp"
+#include "arguments/choices.hpp"
+#include "arguments/numbers.hpp"
+#include "arguments/options.hpp"
+#include "commands/command.hpp"
+#include "console/errors.hpp"
+
+namespace tool {
+
+namespace {
+
+enum class Rail { SHARED, I3C };
+
+const Choices<Rail> RAILS{{"shared", Rail::SHARED}, {"i3c", Rail::I3C}};
+
+void show(Context& context, const NoOptions&)
+{
+    std::uint16_t shared = 0;
+    std::uint16_t i3c1 = 0;
+    std::uint16_t i3c2 = 0;
+    context.check(context.sdk().gpioGetVoltage(shared), "reading the shared rail");
+    context.check(context.sdk().i3cGetBusVoltage(i3c1, i3c2), "reading the I3C rail");
+    context.output().print(fmt::format("shared  {} mV\ni3c     {} mV, {} mV\n", shared, i3c1, i3c2),
+                           {{"shared", {{"millivolts", shared}}}, {"i3c", {{"millivolts", {i3c1, i3c2}}}}});
+}
+
+struct SetOptions {
+    Rail rail = Rail::SHARED;
+    std::vector<std::string> values;
+    bool flag = false;
+};
+
+// What the values of one command line ask for.
+struct Setting {
+    std::optional<std::uint16_t> millivolts;
+    std::optional<bool> external;
+};
+
+Setting parseSetting(const std::vector<std::string>& values)
+{
+    Setting setting;
+    for (const std::string& value : values) {
+        const bool supply = value == "external" || value == "internal";
+        if (supply ? setting.external.has_value() : setting.millivolts.has_value()) {
+            throw UsageError(fmt::format("VALUE: '{}' sets the same thing a second time", value));
+        }
+        if (supply) {
+            setting.external = value == "external";
+        } else {
+            setting.millivolts = parseVoltage("VALUE", value);
+        }
+    }
+    return setting;
+}
+
+// The voltage first: a rail that is switched to the internal supply then starts with the right one.
+void set(Context& context, const SetOptions& options)
+{
+    const Setting setting = parseSetting(options.values);
+    TarvixSDK& sdk = context.sdk();
+    const bool shared = options.rail == Rail::SHARED;
+    const char* name = shared ? "shared" : "I3C";
+    if (setting.millivolts) {
+        context.check(shared ? sdk.gpioSetVoltage(*setting.millivolts, options.flag)
+                             : sdk.i3cSetBusVoltage(*setting.millivolts),
+                      fmt::format("setting the {} rail to {} mV", name, *setting.millivolts));
+    }
+    if (setting.external) {
+        context.check(shared ? sdk.gpioUseExternalVoltage(*setting.external)
+                             : sdk.i3cUseExternalVoltage(*setting.external),
+                      fmt::format("switching the supply of the {} rail", name));
+    }
+    show(context, {});
+}
+
+} // namespace
+
+void addRailCommands(Commands& commands)
+{
+    Commands rail = commands.group("rail", "Supply of the pins: the shared rail (I2C, SPI, UART, GPIO) and I3C's");
+    rail.add<NoOptions>("show", "Print the measured voltages", show, {"tarvix rail show", "tarvix rail show --json"});
+
+    auto [app, options] = rail.add<SetOptions>(
+        "set", "Set the voltage of a rail, or take it from outside; prints what is measured then", set,
+        {"tarvix rail set shared 3.3V", "tarvix rail set i3c 1800mV internal", "tarvix rail set shared external"});
+    addChoice(app, "RAIL", options.rail, RAILS, "shared or i3c").required();
+    addTexts(app, "VALUE", options.values, "3300, 3300mV or 3.3V; internal or external supply; or both")
+        .required()
+        .words(1, 2);
+    addFlag(app, "--flag", options.flag, "Set the option bit that goes with the shared rail's voltage");
+}
+
+} // namespace tool

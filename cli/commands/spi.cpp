@@ -1,0 +1,232 @@
+// tarvix spi: transfers, and the flash memories that are most often behind them.
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "adapter/context.hpp"
+#include "arguments/choices.hpp"
+#include "arguments/data.hpp"
+#include "arguments/numbers.hpp"
+#include "arguments/options.hpp"
+#include "arguments/transfers.hpp"
+#include "commands/command.hpp"
+#include "console/errors.hpp"
+#include "console/output.hpp"
+#include "console/progress.hpp"
+#include "console/text.hpp"
+
+namespace tool {
+
+namespace {
+
+const Choices<SpiMode> MODES{
+    {"0", SpiMode::MODE_0}, {"1", SpiMode::MODE_1}, {"2", SpiMode::MODE_2}, {"3", SpiMode::MODE_3}};
+const Choices<SpiBitOrder> BIT_ORDERS{{"msb", SpiBitOrder::MSB_FIRST}, {"lsb", SpiBitOrder::LSB_FIRST}};
+const Choices<SpiDataWidth> WIDTHS{{"8", SpiDataWidth::BITS_8}, {"16", SpiDataWidth::BITS_16}};
+const Choices<SpiChipSelect> SELECTS{{"0", SpiChipSelect::SELECT_0},
+                                     {"1", SpiChipSelect::SELECT_1},
+                                     {"2", SpiChipSelect::SELECT_2},
+                                     {"3", SpiChipSelect::SELECT_3}};
+const Choices<SpiChipSelectPolarity> POLARITIES{{"low", SpiChipSelectPolarity::ACTIVE_LOW},
+                                                {"high", SpiChipSelectPolarity::ACTIVE_HIGH}};
+
+struct ControllerOptions {
+    SpiMode mode = SpiMode::MODE_0;
+    SpiBitOrder bitOrder = SpiBitOrder::MSB_FIRST;
+    SpiDataWidth width = SpiDataWidth::BITS_8;
+    SpiChipSelect select = SpiChipSelect::SELECT_0;
+    SpiChipSelectPolarity polarity = SpiChipSelectPolarity::ACTIVE_LOW;
+    std::uint32_t clock = 1'000'000;
+};
+
+// Those of any chip; the rest matters to transfers only.
+void addChipOptions(CLI::App& app, ControllerOptions& options)
+{
+    addChoice(app, "-s,--select", options.select, SELECTS, "Chip-select line");
+    addChoice(app, "-m,--mode", options.mode, MODES, "Clock polarity and phase, by the usual numbers");
+    addChoice(app, "--polarity", options.polarity, POLARITIES, "Level of the line while the chip is selected");
+    addFrequency(app, "-c,--clock", options.clock, {1, 50'000'000}, "Clock: 400k, 1M, 12.5M");
+}
+
+void setUpController(Context& context, const ControllerOptions& options)
+{
+    const std::string settings =
+        fmt::format("mode {}, {} first, {} bits, select {} active {}, {} Hz", static_cast<unsigned>(options.mode),
+                    options.bitOrder == SpiBitOrder::MSB_FIRST ? "msb" : "lsb",
+                    options.width == SpiDataWidth::BITS_8 ? 8 : 16, static_cast<unsigned>(options.select),
+                    options.polarity == SpiChipSelectPolarity::ACTIVE_LOW ? "low" : "high", options.clock);
+    context.setUp("SPI", settings, [&](TarvixSDK& sdk) {
+        return sdk.spiControllerInit(options.bitOrder, options.mode, options.width, options.select, options.polarity,
+                                     options.clock);
+    });
+}
+
+// One transaction: as many bytes come back as go out, and zeros go out behind `data`.
+Bytes exchange(Context& context, Bytes data, std::size_t length)
+{
+    Bytes received;
+    context.check(context.sdk().spiTransfer(data, received, static_cast<std::uint16_t>(length)),
+                  fmt::format("transferring {} bytes", length));
+    if (received.size() != length) {
+        throw Failure(ExitStatus::REFUSED, fmt::format("the adapter returned {} of {} bytes", received.size(), length),
+                      "repeat the command, or run 'tarvix reset'");
+    }
+    return received;
+}
+
+// ---- transfer -----------------------------------------------------------------------------------------------------
+
+struct TransferOptions {
+    ControllerOptions controller;
+    std::vector<std::string> data;
+    std::optional<std::uint64_t> length;
+    bool raw = false;
+};
+
+void transfer(Context& context, const TransferOptions& options)
+{
+    Bytes data = readData("DATA", options.data, MAX_TRANSFER, options.length.has_value());
+    const std::size_t length = std::max<std::size_t>(data.size(), options.length.value_or(0));
+    if (options.controller.width == SpiDataWidth::BITS_16 && length % 2 != 0) {
+        throw UsageError(fmt::format("--width: 16 bits need an even number of bytes, not {}", length));
+    }
+    setUpController(context, options.controller);
+    context.output().printData(exchange(context, std::move(data), length), 0,
+                               {{"select", static_cast<unsigned>(options.controller.select)}}, options.raw);
+}
+
+// ---- Flash memories -----------------------------------------------------------------------------------------------
+
+const char* const FLASH_ADVICE = "check --select, --mode, the wiring and 'tarvix rail show'";
+
+struct IdOptions {
+    ControllerOptions controller;
+};
+
+std::string sizeText(std::uint64_t bytes)
+{
+    if (bytes >= 1 << 20) {
+        return fmt::format("{} MiB", bytes >> 20);
+    }
+    return bytes >= 1 << 10 ? fmt::format("{} KiB", bytes >> 10) : fmt::format("{} bytes", bytes);
+}
+
+void id(Context& context, const IdOptions& options)
+{
+    constexpr std::uint8_t READ_ID = 0x9F;
+    setUpController(context, options.controller);
+    const Bytes received = exchange(context, {READ_ID}, 4);
+    const Bytes jedecId(received.begin() + 1, received.end());
+    const auto all = [&](std::uint8_t level) {
+        return std::all_of(jedecId.begin(), jedecId.end(), [level](auto byte) { return byte == level; });
+    };
+    if (all(0x00) || all(0xFF)) {
+        throw Failure(ExitStatus::REFUSED,
+                      fmt::format("no flash answers at select {}: all bits are {}",
+                                  static_cast<unsigned>(options.controller.select), all(0xFF) ? 1 : 0),
+                      FLASH_ADVICE);
+    }
+    Json fields{{"select", static_cast<unsigned>(options.controller.select)},
+                {"data", toHex(jedecId)},
+                {"manufacturer", jedecId[0]},
+                {"type", jedecId[1]},
+                {"capacity", jedecId[2]}};
+    std::string text = fmt::format("{}  manufacturer 0x{:02x}, type 0x{:02x}, capacity 0x{:02x}", toHexWords(jedecId),
+                                   jedecId[0], jedecId[1], jedecId[2]);
+    // By custom, the third byte is the power of two.
+    if (jedecId[2] >= 8 && jedecId[2] < 40) {
+        const std::uint64_t bytes = std::uint64_t{1} << jedecId[2];
+        text += fmt::format(" = {}", sizeText(bytes));
+        fields["bytes"] = bytes;
+    }
+    context.output().print(text, fields);
+}
+
+struct ReadFlashOptions {
+    ControllerOptions controller;
+    std::uint64_t offset = 0;
+    std::uint64_t length = 256;
+    bool raw = false;
+};
+
+void readFlash(Context& context, const ReadFlashOptions& options)
+{
+    constexpr std::uint8_t READ = 0x03;
+    constexpr std::size_t HEADER = 4;              // command and three bytes of address
+    constexpr std::uint64_t CHUNK = 1024;          // fits in what an operating system keeps of unread reports
+    constexpr std::uint64_t ADDRESSABLE = 1 << 24; // by three bytes
+    if (options.length > ADDRESSABLE - std::min(options.offset, ADDRESSABLE)) {
+        throw UsageError(fmt::format("--length: {} bytes from {} on are beyond the {} that three bytes address",
+                                     options.length, options.offset, sizeText(ADDRESSABLE)));
+    }
+    setUpController(context, options.controller);
+    Bytes bytes;
+    Progress progress("reading flash", options.length);
+    while (bytes.size() < options.length) {
+        const std::uint64_t position = options.offset + bytes.size();
+        Bytes request{READ};
+        for (const unsigned shift : {16u, 8u, 0u}) {
+            request.push_back(static_cast<std::uint8_t>(position >> shift));
+        }
+        const std::size_t count = std::min<std::uint64_t>(CHUNK, options.length - bytes.size());
+        const Bytes received = exchange(context, request, HEADER + count);
+        bytes.insert(bytes.end(), received.begin() + HEADER, received.end());
+        progress.update(bytes.size());
+    }
+    context.output().printData(
+        bytes, options.offset,
+        {{"select", static_cast<unsigned>(options.controller.select)}, {"offset", options.offset}}, options.raw);
+}
+
+// ---- Commands -----------------------------------------------------------------------------------------------------
+
+void addTransfer(Commands& spi)
+{
+    auto [app, options] = spi.add<TransferOptions>(
+        "transfer", "Clock bytes out and print those that come back, in one transaction", transfer,
+        {"tarvix spi transfer --select 1 12 34 deadbeef", "tarvix spi transfer 0x9f -n 4",
+         "printf hello | tarvix spi transfer --select 1 --raw -"});
+    addData(app, options.data, "What goes out");
+    addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER},
+              "Bytes to clock when they are more than DATA; zeros go out behind it");
+    addRaw(app, options.raw);
+    addChipOptions(app, options.controller);
+    addChoice(app, "--bit-order", options.controller.bitOrder, BIT_ORDERS, "Bit of a word that goes first");
+    addChoice(app, "-w,--width", options.controller.width, WIDTHS, "Bits of a word");
+}
+
+void addId(Commands& spi)
+{
+    auto [app, options] = spi.add<IdOptions>("id", "Print the JEDEC id of a flash memory", id,
+                                             {"tarvix spi id", "tarvix spi id --select 0 --clock 12.5M --json"});
+    addChipOptions(app, options.controller);
+}
+
+void addReadFlash(Commands& spi)
+{
+    auto [app, options] =
+        spi.add<ReadFlashOptions>("read-flash", "Read a flash memory that takes three bytes of address", readFlash,
+                                  {"tarvix spi read-flash", "tarvix spi read-flash 0x1000 -n 64",
+                                   "tarvix spi read-flash -n 0x100000 --raw > flash.bin"});
+    addNumber(app, "OFFSET", options.offset, {0, (1 << 24) - 1}, "Where to begin");
+    addNumber(app, "-n,--length", options.length, {1, 1 << 24}, "Bytes to read");
+    addRaw(app, options.raw);
+    addChipOptions(app, options.controller);
+}
+
+} // namespace
+
+void addSpiCommands(Commands& commands)
+{
+    Commands spi = commands.group("spi", "SPI: transfers and flash memories");
+    addTransfer(spi);
+    addId(spi);
+    addReadFlash(spi);
+}
+
+} // namespace tool

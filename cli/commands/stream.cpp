@@ -1,0 +1,34 @@
+#include "commands/stream.hpp"
+
+#include <cstdio>
+
+#include <fmt/format.h>
+
+#include "arguments/numbers.hpp"
+
+namespace tool {
+
+void addStreamOptions(CLI::App& app, StreamOptions& options)
+{
+    addNumber(app, "-n,--count", options.count, {1}, "End after so many lines");
+    addPeriod(app, "--idle-timeout", options.idleTimeout, "End when nothing came for so long: 500ms, 2s");
+    addFlag(app, "--banner", options.banner, "Say on standard error when everything is armed");
+}
+
+void follow(NotificationStream& stream, const StreamOptions& options, std::string_view banner,
+            const std::function<bool(const Event&)>& print)
+{
+    if (options.banner) {
+        fmt::print(stderr, "{}\n", banner);
+    }
+    std::uint64_t seen = 0;
+    while (!options.count || seen < *options.count) {
+        const auto event = stream.next(options.idleTimeout);
+        if (!event) {
+            return;
+        }
+        seen += print(*event) ? 1 : 0;
+    }
+}
+
+} // namespace tool

@@ -1,0 +1,28 @@
+// What all commands have that print events as they come.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string_view>
+
+#include "adapter/notifications.hpp"
+#include "arguments/options.hpp"
+
+namespace tool {
+
+struct StreamOptions {
+    std::optional<std::uint64_t> count;
+    std::optional<std::chrono::milliseconds> idleTimeout;
+    bool banner = false;
+};
+
+void addStreamOptions(CLI::App& app, StreamOptions& options);
+
+// Hands events over until `print` has printed `count` of them or none came for the idle timeout. `print` returns
+// whether the event was one of its own. `banner` says what is armed ("watching pin 3").
+void follow(NotificationStream& stream, const StreamOptions& options, std::string_view banner,
+            const std::function<bool(const Event&)>& print);
+
+} // namespace tool

@@ -1,0 +1,88 @@
+#include "console/output.hpp"
+
+#include <cerrno>
+#include <system_error>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <poll.h>
+#include <unistd.h>
+
+#include "console/errors.hpp"
+#include "console/interrupt.hpp"
+#include "console/text.hpp"
+
+namespace tool {
+
+namespace {
+
+std::string withLineEnd(std::string text)
+{
+    if (!text.empty() && text.back() != '\n') {
+        text += '\n';
+    }
+    return text;
+}
+
+} // namespace
+
+void Output::print(std::string_view text, const Json& fields)
+{
+    printed_ = true;
+    printEvent(text, fields);
+}
+
+void Output::printEvent(std::string_view text, const Json& fields)
+{
+    if (!json_) {
+        write(withLineEnd(std::string(text)));
+        return;
+    }
+    Json object{{"schema", 1}};
+    if (!command_.empty()) {
+        object["command"] = command_;
+    }
+    object.update(fields);
+    // Bytes of an adapter need not be UTF-8.
+    write(object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+}
+
+void Output::printData(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset, const Json& fields, bool raw)
+{
+    if (raw) {
+        write(bytes);
+    } else if (json_) {
+        Json all = fields;
+        all["data"] = toHex(bytes);
+        print({}, all);
+    } else {
+        write(hexdump(bytes, firstOffset));
+    }
+}
+
+void Output::write(std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
+        if (count >= 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno == EINTR) {
+            throwIfInterrupted();
+        } else if (errno == EAGAIN) {
+            pollfd ready{STDOUT_FILENO, POLLOUT, 0};
+            poll(&ready, 1, -1);
+        } else if (errno == EPIPE) {
+            throw OutputClosed{};
+        } else {
+            throw Failure(ExitStatus::REFUSED,
+                          fmt::format("standard output: {}", std::generic_category().message(errno)));
+        }
+    }
+}
+
+void Output::write(std::span<const std::uint8_t> bytes)
+{
+    write(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+}
+
+} // namespace tool

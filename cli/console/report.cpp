@@ -1,0 +1,42 @@
+#include "console/report.hpp"
+
+#include <cstdio>
+#include <string>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+namespace tool {
+
+void report(Output& output, const Failure& failure, std::string_view place)
+{
+    std::string line = "tarvix";
+    if (!output.command().empty()) {
+        line += " " + output.command();
+    }
+    if (!place.empty()) {
+        line += fmt::format(": {}", place);
+    }
+    line += fmt::format(": {}", failure.what());
+    if (!failure.advice().empty()) {
+        line += fmt::format("; {}", failure.advice());
+    }
+    fmt::print(stderr, "{}\n", line);
+    if (!output.json() || output.printed()) {
+        return;
+    }
+    Json error{{"exit", static_cast<int>(failure.exitStatus())}, {"message", failure.what()}};
+    if (!failure.advice().empty()) {
+        error["advice"] = failure.advice();
+    }
+    if (const auto* refused = dynamic_cast<const CommandFailed*>(&failure)) {
+        error["status"] = refused->status().name;
+        error["number"] = refused->status().number;
+    }
+    if (!place.empty()) {
+        error["place"] = place;
+    }
+    output.print({}, {{"error", error}});
+}
+
+} // namespace tool

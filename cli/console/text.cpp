@@ -1,0 +1,76 @@
+#include "console/text.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+#include <fmt/format.h>
+
+namespace tool {
+
+std::string toHex(std::span<const std::uint8_t> bytes)
+{
+    return fmt::format("{:02x}", fmt::join(bytes, ""));
+}
+
+std::string toHexWords(std::span<const std::uint8_t> bytes)
+{
+    return fmt::format("{:02x}", fmt::join(bytes, " "));
+}
+
+std::string toPrintable(std::span<const std::uint8_t> bytes)
+{
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        text += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+    }
+    return text;
+}
+
+std::string withoutControls(std::string text)
+{
+    for (char& c : text) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
+            c = '.';
+        }
+    }
+    return text;
+}
+
+std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset)
+{
+    constexpr std::size_t ROW = 16;
+    std::string text;
+    for (std::size_t start = 0; start < bytes.size(); start += ROW) {
+        const auto row = bytes.subspan(start, std::min(ROW, bytes.size() - start));
+        const auto left = row.first(std::min(row.size(), ROW / 2));
+        const auto right = row.subspan(left.size());
+        text += fmt::format("{:08x}  {:<23}  {:<23}  |{}|\n", firstOffset + start, toHexWords(left), toHexWords(right),
+                            toPrintable(row));
+    }
+    return text;
+}
+
+std::string toUtf8(const wchar_t* text)
+{
+    std::string utf8;
+    for (; text != nullptr && *text != 0; ++text) {
+        auto code = static_cast<char32_t>(*text);
+        if (code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) {
+            code = 0xFFFD;
+        }
+        if (code < 0x80) {
+            utf8 += static_cast<char>(code);
+            continue;
+        }
+        const int trailing = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+        constexpr std::array<std::uint32_t, 4> LEAD{0, 0xC0, 0xE0, 0xF0};
+        utf8 += static_cast<char>(LEAD[static_cast<std::size_t>(trailing)] | code >> 6 * trailing);
+        for (int i = trailing - 1; i >= 0; --i) {
+            utf8 += static_cast<char>(0x80 | (code >> 6 * i & 0x3F));
+        }
+    }
+    return utf8;
+}
+
+} // namespace tool

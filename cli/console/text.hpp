@@ -1,0 +1,29 @@
+// Bytes and foreign text as they are printed.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace tool {
+
+// "0a1b": how bytes appear in JSON.
+std::string toHex(std::span<const std::uint8_t> bytes);
+
+// "0a 1b": how a few bytes appear in a line of text.
+std::string toHexWords(std::span<const std::uint8_t> bytes);
+
+// Printable ASCII as it is, everything else as a dot.
+std::string toPrintable(std::span<const std::uint8_t> bytes);
+
+// A text from outside, safe to print on a terminal: control characters become dots.
+std::string withoutControls(std::string text);
+
+// Offsets, sixteen bytes and their text a line, as `hexdump -C` prints them.
+std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset = 0);
+
+// UTF-8; null is empty. What is no Unicode character becomes U+FFFD, so that it never equals anything that can be
+// typed.
+std::string toUtf8(const wchar_t* text);
+
+} // namespace tool
