@@ -170,7 +170,7 @@ void VirtualAdapter::request(std::span<const std::uint8_t> frame)
     }
 }
 
-VirtualAdapter::Presence VirtualAdapter::presence() const
+Presence VirtualAdapter::presence() const
 {
     return model_->firmware->system.presence();
 }

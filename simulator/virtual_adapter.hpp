@@ -1,5 +1,5 @@
 // The virtual adapter: takes request frames, yields response and notification frames. It knows nothing of reports,
-// sockets or processes; the ports carry its frames to whoever plays the host.
+// sockets or processes; the ports carry its frames to the host.
 #pragma once
 
 #include <cstdint>
@@ -7,19 +7,17 @@
 #include <memory>
 #include <span>
 #include <string>
-#include <vector>
+
+#include "model/frame.hpp"
+#include "model/presence.hpp"
 
 namespace sim {
-
-using Frame = std::vector<std::uint8_t>;
 
 // Not thread-safe: one thread drives one adapter.
 class VirtualAdapter {
 public:
     // Takes each frame that the adapter sends, in the order in which it sends them.
     using Send = std::function<void(const Frame& frame)>;
-
-    enum class Presence { ON_BUS, RESTARTING, BOOT_MODE };
 
     VirtualAdapter(std::string serialNumber, Send send);
     ~VirtualAdapter();

@@ -14,7 +14,7 @@ public:
     BusDevice(const BusDevice&) = delete;
     BusDevice& operator=(const BusDevice&) = delete;
 
-    // All bytes of one write: on the wire a register address and the data behind it are one stream. No byte at all is
+    // All bytes of one write: on the wire a register address and the data after it are one stream. No byte at all is
     // a mere address probe.
     virtual void write(std::span<const std::uint8_t> stream) = 0;
 

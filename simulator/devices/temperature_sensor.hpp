@@ -12,7 +12,7 @@ namespace sim {
 
 class TemperatureSensor final : public BusDevice {
 public:
-    // The first byte of a write is the pointer, each whole pair behind it goes to the register pointed to. The
+    // The first byte of a write is the pointer, each whole pair after it goes to the register pointed to. The
     // temperature register ignores writes.
     void write(std::span<const std::uint8_t> stream) override;
 

@@ -42,7 +42,7 @@ struct Message {
 
     // The data, which must be that long and come without a defining byte.
     std::span<const std::uint8_t> payload(std::size_t minimum, std::size_t maximum) const;
-    // The one byte behind the code, be it a defining byte or a data byte: on the wire of a broadcast they look alike.
+    // The one byte after the code. In a broadcast, a defining byte and a data byte look alike on the wire.
     std::uint8_t soleByte() const;
     // The 7-bit address that stands shifted left in the one byte of data.
     std::uint8_t shiftedAddress() const;

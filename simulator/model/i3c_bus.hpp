@@ -27,7 +27,7 @@ public:
 
     // Starts afresh with the targets that the host expects: those with both addresses get their dynamic address at
     // once, those with a dynamic address and a PID when ENTDAA finds them. Refuses a list that cannot be, before it
-    // changes anything; refuses with NACK, the bus being up, when nobody has a listed static address.
+    // changes anything; refuses with NACK, with the bus up, when no target has a listed static address.
     void bringUp(std::vector<I3cTargetInfo> listed);
 
     // Targets with a dynamic address in the order of these, then the listed legacy devices.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "commands.hpp"
+#include "model/frame.hpp"
 #include "model/output_frame.hpp"
 
 namespace sim {
@@ -21,10 +22,10 @@ public:
 
     void add(const OutputFrame& frame) { waiting_.push_back(frame.bytes()); }
 
-    std::vector<std::vector<std::uint8_t>> take() { return std::exchange(waiting_, {}); }
+    std::vector<Frame> take() { return std::exchange(waiting_, {}); }
 
 private:
-    std::vector<std::vector<std::uint8_t>> waiting_;
+    std::vector<Frame> waiting_;
 };
 
 } // namespace sim

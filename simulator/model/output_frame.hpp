@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
 #include "model/device_status.hpp"
+#include "model/frame.hpp"
 
 namespace sim {
 
@@ -24,10 +24,10 @@ public:
     void setU16(std::size_t offset, std::uint16_t value);
     void append(std::span<const std::uint8_t> data);
 
-    const std::vector<std::uint8_t>& bytes() const { return bytes_; }
+    const Frame& bytes() const { return bytes_; }
 
 private:
-    std::vector<std::uint8_t> bytes_;
+    Frame bytes_;
 };
 
 } // namespace sim

@@ -29,13 +29,13 @@ System::System(CommandTable& table, std::string serialNumber) : serialNumber_(st
 void System::reset(Request& request, OutputFrame&)
 {
     request.end();
-    presence_ = VirtualAdapter::Presence::RESTARTING;
+    presence_ = Presence::RESTARTING;
 }
 
 void System::enterBootMode(Request& request, OutputFrame&)
 {
     request.end();
-    presence_ = VirtualAdapter::Presence::BOOT_MODE;
+    presence_ = Presence::BOOT_MODE;
 }
 
 void System::getUsbString(Request& request, OutputFrame& response)

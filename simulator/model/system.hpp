@@ -4,7 +4,7 @@
 #include <string>
 
 #include "model/command_table.hpp"
-#include "virtual_adapter.hpp"
+#include "model/presence.hpp"
 
 namespace sim {
 
@@ -12,7 +12,7 @@ class System {
 public:
     System(CommandTable& table, std::string serialNumber);
 
-    VirtualAdapter::Presence presence() const { return presence_; }
+    Presence presence() const { return presence_; }
 
 private:
     void reset(Request& request, OutputFrame& response);
@@ -20,7 +20,7 @@ private:
     void getUsbString(Request& request, OutputFrame& response);
 
     std::string serialNumber_;
-    VirtualAdapter::Presence presence_ = VirtualAdapter::Presence::ON_BUS;
+    Presence presence_ = Presence::ON_BUS;
 };
 
 } // namespace sim

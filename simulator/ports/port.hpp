@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "adapter_host.hpp"
+#include "ports/shared/adapter_host.hpp"
 
 namespace sim {
 
@@ -16,11 +16,11 @@ int runPort(const HostOptions& options, const std::vector<std::string>& command)
 int uhidPort(const HostOptions& options, const std::string& device);
 
 // One adapter behind each of the USB HID gadget nodes, until SIGINT or SIGTERM. `udcFiles` is empty or names for each
-// node the attribute that binds its gadget to a USB device controller.
+// node the configfs attribute that binds its gadget to a USB device controller.
 int gadgetPort(const HostOptions& options, const std::vector<std::string>& nodes,
                const std::vector<std::string>& udcFiles);
 
-// Makes something happen to an adapter of the `tarvix-sim run` around this process.
+// Raises an event on an adapter of the `tarvix-sim run` around this process.
 int trigger(const std::string& event, const std::string& adapter, const std::vector<std::string>& fields);
 
 } // namespace sim

@@ -1,14 +1,13 @@
-#include "arguments.hpp"
+#include "program/arguments.hpp"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
-#include <codecvt>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <limits>
-#include <locale>
 
+#include "ports/shared/utf8.hpp"
 #include "tarvixsdk/types.h"
 
 namespace sim {
@@ -20,17 +19,17 @@ using std::chrono::milliseconds;
 constexpr int STATUS_USAGE = 2;
 constexpr std::uint64_t LONGEST_TIME = 60'000;
 constexpr std::size_t MOST_ADAPTERS = 128;
-constexpr std::size_t LONGEST_SERIAL_NUMBER = 56; // bytes; with a counter behind it the kernel's field still holds it
+constexpr std::size_t LONGEST_SERIAL_NUMBER = 56; // bytes: with a counter appended it still fits the kernel's field
 
 constexpr const char* EXAMPLES = R"(Examples:
   tarvix-sim run -- python3 my_test.py          a program that finds one adapter
   tarvix-sim run -- bash                        a shell with an adapter plugged in
   tarvix-sim run --adapters 3 -- ./my_test      TVX0000001, TVX0000002 and TVX0000003
   tarvix-sim run --latency 5 --fault drop:0.01 -- ./my_test
-                                                a slow adapter that loses a response in 100
+                                                a slow adapter that loses 1 % of its responses
   sudo tarvix-sim uhid --report-size 1024       a HID device that every program sees
   sudo tarvix-sim gadget /dev/hidg0             a USB device for the computer at the other end
-  tarvix-sim trigger ibi --target 0 0x0a 0x0b   inside 'run': target 0 interrupts, with two bytes)";
+  tarvix-sim trigger ibi --target 0 0x0a 0x0b   inside 'run': target 0 interrupts with two bytes)";
 
 // Whole numbers, decimal or with 0x, from `low` to `high`.
 std::uint64_t toNumber(const std::string& text, std::uint64_t low, std::uint64_t high)
@@ -45,7 +44,7 @@ std::uint64_t toNumber(const std::string& text, std::uint64_t low, std::uint64_t
     return number;
 }
 
-// CLI11 names no option when a callback throws: this does, and puts what it throws into one form.
+// Unlike CLI11, names the option when its callback throws.
 template <typename Take>
 CLI::Option* addOption(CLI::App& app, const std::string& name, Take take, const std::string& description)
 {
@@ -58,24 +57,14 @@ CLI::Option* addOption(CLI::App& app, const std::string& name, Take take, const 
     };
     return app.add_option_function<std::vector<std::string>>(name, takeAll, description)
         ->expected(1)
-        ->allow_extra_args(false) // what follows the value is not the option's
+        ->allow_extra_args(false) // takes one value and leaves what follows
         ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
-}
-
-bool isUtf8(const std::string& text)
-{
-    try {
-        std::wstring_convert<std::codecvt_utf8<wchar_t>>().from_bytes(text);
-        return true;
-    } catch (const std::range_error&) {
-        return false;
-    }
 }
 
 void takeSerialNumber(HostOptions& options, const std::string& text)
 {
     const bool printable = std::ranges::none_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x20; });
-    if (text.empty() || text.size() > LONGEST_SERIAL_NUMBER || !printable || !isUtf8(text)) {
+    if (text.empty() || text.size() > LONGEST_SERIAL_NUMBER || !printable || !fromUtf8(text)) {
         throw CLI::ValidationError(
             fmt::format("'{}' is not a printable UTF-8 text of 1 to {} bytes", text, LONGEST_SERIAL_NUMBER));
     }
@@ -124,26 +113,27 @@ void addHostOptions(CLI::App& app, HostOptions& options)
         ->type_name("BYTES");
     addOption(
         app, "--serial", [&](const auto& text) { takeSerialNumber(options, text); },
-        "serial number; of several adapters the first one's, from which the others count on [TVX0000001]")
+        "serial number; further adapters count up from it [TVX0000001]")
         ->type_name("TEXT");
-    addOption(app, "--latency", takeTime(options.latency), "delay of everything that the adapter sends [0]")
+    addOption(app, "--latency", takeTime(options.latency), "delay of every response and notification [0]")
         ->type_name("MS");
     addOption(
         app, "--fault", [&](const auto& text) { takeFault(options, text); },
-        fmt::format("what goes wrong, and how often (0 to 1, 1 by default); repeatable: {}",
+        fmt::format("inject a fault with this probability, 0 to 1 [1]; repeatable; NAME is {}",
                     fmt::join(FAULT_NAMES, ", ")))
         ->type_name("NAME[:PROBABILITY]")
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    addOption(app, "--fault-delay", takeTime(options.faults.delay), "how late a delayed frame is [100]")
+    addOption(app, "--fault-delay", takeTime(options.faults.delay),
+              "how long the fault 'delay' holds a frame back [100]")
         ->type_name("MS");
     addOption(
         app, "--seed",
         [&](const auto& text) { options.faults.seed = toNumber(text, 0, std::numeric_limits<std::uint64_t>::max()); },
-        "the same seed and the same requests give the same faults [1]")
+        "seed of the faults: equal seeds and requests give equal faults [1]")
         ->type_name("NUMBER");
     addOption(
         app, "--away", [&](const auto& text) { options.away = milliseconds(toNumber(text, 0, LONGEST_TIME)); },
-        "how long an adapter stays away after a reset or an unplug fault [1000; a reset under run: 200]")
+        "time off the bus after a reset or an unplug fault [1000; 200 for a reset under run]")
         ->type_name("MS");
     app.add_flag("--verbose", options.verbose, "print every frame to stderr");
 }
@@ -152,7 +142,7 @@ void addAdapterCount(CLI::App& app, HostOptions& options)
 {
     addOption(
         app, "--adapters", [&](const auto& text) { options.adapters = toNumber(text, 1, MOST_ADAPTERS); },
-        "how many adapters [1]")
+        "number of adapters [1]")
         ->type_name("N");
 }
 
@@ -160,8 +150,9 @@ void addRun(CLI::App& app, Arguments& arguments)
 {
     auto& run =
         *app.add_subcommand("run", "run a command with virtual adapters in place of this machine's HID devices");
-    run.footer("The command stands behind '--': tarvix-sim run [OPTIONS] -- COMMAND [ARGUMENT...]\n"
-               "The exit status is the command's: 128 plus the signal that ended it, 126 or 127 if it cannot be run.");
+    run.footer("The command follows '--': tarvix-sim run [OPTIONS] -- COMMAND [ARGUMENT...]\n"
+               "The exit status is the command's; 128 plus the signal number if a signal ended it, 126 or 127 if it "
+               "could not be run.");
     addHostOptions(run, arguments.host);
     addAdapterCount(run, arguments.host);
     run.callback([&] { arguments.action = Arguments::Action::RUN; });
@@ -172,7 +163,7 @@ void addUhid(CLI::App& app, Arguments& arguments)
     auto& uhid = *app.add_subcommand("uhid", "create HID devices in this machine's kernel, until interrupted");
     addHostOptions(uhid, arguments.host);
     addAdapterCount(uhid, arguments.host);
-    uhid.add_option("--device", arguments.uhidDevice, "the kernel's interface [/dev/uhid]")->type_name("PATH");
+    uhid.add_option("--device", arguments.uhidDevice, "device node of the uhid driver [/dev/uhid]")->type_name("PATH");
     uhid.callback([&] { arguments.action = Arguments::Action::UHID; });
 }
 
@@ -183,14 +174,14 @@ void addGadget(CLI::App& app, Arguments& arguments)
     gadget.add_option("NODE", arguments.gadgetNodes, "node of a configured HID gadget, such as /dev/hidg0")->required();
     gadget
         .add_option("--udc-file", arguments.udcFiles,
-                    "the gadget's attribute UDC in configfs, so that a reset leaves the bus; one for each node")
+                    "UDC attribute of the gadget in configfs, so that a reset leaves the bus; one for each node")
         ->type_name("PATH")
         ->expected(1)
         ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     gadget.callback([&] {
         if (!arguments.udcFiles.empty() && arguments.udcFiles.size() != arguments.gadgetNodes.size()) {
-            throw CLI::ValidationError(fmt::format("--udc-file: given {} times for {} nodes; give one for each",
+            throw CLI::ValidationError(fmt::format("--udc-file: {} given for {} nodes; give one for each node",
                                                    arguments.udcFiles.size(), arguments.gadgetNodes.size()));
         }
         arguments.action = Arguments::Action::GADGET;
@@ -199,7 +190,7 @@ void addGadget(CLI::App& app, Arguments& arguments)
 
 void addTrigger(CLI::App& app, Arguments& arguments)
 {
-    auto& trigger = *app.add_subcommand("trigger", "make something happen to an adapter, from inside 'tarvix-sim run'");
+    auto& trigger = *app.add_subcommand("trigger", "raise an event on an adapter; works inside 'tarvix-sim run'");
     trigger.callback([&] {
         if (trigger.get_subcommands().empty()) {
             throw CLI::RequiredError("trigger: one of ibi, hot-join, unplug, replug");
@@ -222,19 +213,19 @@ void addTrigger(CLI::App& app, Arguments& arguments)
             "index of the I3C target, from 0 [0]")
             ->type_name("N");
     };
-    auto& ibi = add("ibi", "an I3C target raises an in-band interrupt");
+    auto& ibi = add("ibi", "let an I3C target raise an in-band interrupt");
     addTarget(ibi);
     addOption(
         ibi, "BYTES",
         [&](const auto& text) { arguments.eventFields.push_back(std::to_string(toNumber(text, 0, 255))); },
-        "its payload, decimal or with 0x")
+        "payload, decimal or with 0x")
         ->allow_extra_args()
         ->expected(-1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("");
-    addTarget(add("hot-join", "an I3C target joins the bus"));
-    add("unplug", "the adapter is pulled out");
-    add("replug", "the adapter is plugged in again, after an unplug or from its boot mode");
+    addTarget(add("hot-join", "let an I3C target join the bus"));
+    add("unplug", "pull the adapter out");
+    add("replug", "plug the adapter back in, after an unplug or from boot mode");
 }
 
 int explain(const CLI::App& app, const CLI::ParseError& error)
@@ -263,7 +254,7 @@ Arguments parseArguments(int count, char** arguments)
     addGadget(app, result);
     addTrigger(app, result);
 
-    // What stands behind "--" is the command's alone.
+    // Everything after "--" belongs to the command.
     char** const end = arguments + count;
     char** const separator =
         std::find_if(arguments, end, [](const char* text) { return std::string_view(text) == "--"; });
@@ -276,7 +267,7 @@ Arguments parseArguments(int count, char** arguments)
             throw CLI::RequiredError("One of run, uhid, gadget, trigger");
         }
         if (result.action == Arguments::Action::RUN && result.command.empty()) {
-            throw CLI::RequiredError("A command behind '--', as in 'tarvix-sim run -- bash',");
+            throw CLI::RequiredError("A command after '--' (as in 'tarvix-sim run -- bash')");
         }
         if (result.action != Arguments::Action::RUN && separator != end) {
             throw CLI::ExtrasError({"--"});

@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "adapter_host.hpp"
+#include "ports/shared/adapter_host.hpp"
 
 namespace sim {
 
 struct Arguments {
     enum class Action { RUN, UHID, GADGET, TRIGGER, NOTHING };
 
-    Action action = Action::NOTHING; // the parser has said all there is to say; `status` is the program's
+    Action action = Action::NOTHING; // nothing to do but to exit with `status`
     int status = 0;
 
     HostOptions host;
@@ -25,7 +25,7 @@ struct Arguments {
     std::vector<std::string> eventFields; // trigger: decimal numbers, the target first
 };
 
-// Prints help and version to stdout, and one line for a mistake to stderr.
+// Prints help and version to stdout, and one line about a mistake to stderr.
 Arguments parseArguments(int count, char** arguments);
 
 } // namespace sim

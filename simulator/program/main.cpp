@@ -2,8 +2,8 @@
 #include <exception>
 #include <fmt/format.h>
 
-#include "arguments.hpp"
-#include "port.hpp"
+#include "ports/port.hpp"
+#include "program/arguments.hpp"
 
 namespace {
 

@@ -140,11 +140,11 @@ TEST_F(ModelTest, ResetAndBootModeTakeTheAdapterOffTheBusAndARestartKeepsOnlyMem
         {"01 00 01 04", {}},
         {"01 00 07 04 01", {}},
     });
-    EXPECT_EQ(adapter.presence(), VirtualAdapter::Presence::RESTARTING);
+    EXPECT_EQ(adapter.presence(), sim::Presence::RESTARTING);
     EXPECT_FALSE(adapter.raiseInBandInterrupt(0, {}));
 
     adapter.powerUp();
-    EXPECT_EQ(adapter.presence(), VirtualAdapter::Presence::ON_BUS);
+    EXPECT_EQ(adapter.presence(), sim::Presence::ON_BUS);
     converse({
         {"01 00 05 09 00 01 00 50 01 10 00 00 00 00", {"01 00 05 09 06 01 00 00 00"}},
         {"01 00 06 19", {"01 00 06 19 06 01 00"}},
@@ -156,7 +156,7 @@ TEST_F(ModelTest, ResetAndBootModeTakeTheAdapterOffTheBusAndARestartKeepsOnlyMem
         {"01 00 08 19 08 01 00 01 05 00 00 00 01 00", {"01 00 08 19 00 00 08 01 01 00 00"}},
         {"01 00 02 04", {}},
     });
-    EXPECT_EQ(adapter.presence(), VirtualAdapter::Presence::BOOT_MODE);
+    EXPECT_EQ(adapter.presence(), sim::Presence::BOOT_MODE);
 }
 
 TEST_F(ModelTest, RailsReadBackWhatTheySupply)
@@ -543,6 +543,7 @@ TEST_F(ModelTest, EveryCommandAnswersEveryLength)
                 ASSERT_FALSE(frames.empty()) << command.name << " with " << length << " bytes";
                 ASSERT_GE(frames[0].size(), 6u) << command.name;
                 EXPECT_EQ(Frame(frames[0].begin(), frames[0].begin() + 4), header) << command.name;
+                EXPECT_NE(frames[0][4] | frames[0][5] << 8, 0x0101) << command.name << " is unknown to the adapter";
             }
         }
     }
@@ -563,7 +564,7 @@ TEST_F(ModelTest, SurvivesNoise)
             frame.push_back(static_cast<std::uint8_t>(below(2) == 0 ? below(4) : random()));
         }
         statuses.insert(statusOf(frame));
-        if (adapter.presence() != VirtualAdapter::Presence::ON_BUS) {
+        if (adapter.presence() != sim::Presence::ON_BUS) {
             adapter.powerUp();
         }
         if (round % 100 == 0) {

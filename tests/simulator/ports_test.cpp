@@ -15,11 +15,11 @@
 
 #include <gtest/gtest.h>
 
-#include "adapter_host.hpp"
-#include "event_loop.hpp"
-#include "port_gadget.hpp"
-#include "port_uhid.hpp"
-#include "report_codec.hpp"
+#include "ports/gadget/node.hpp"
+#include "ports/shared/adapter_host.hpp"
+#include "ports/shared/event_loop.hpp"
+#include "ports/shared/report_codec.hpp"
+#include "ports/uhid/device.hpp"
 
 namespace {
 

@@ -1,6 +1,5 @@
 // tarvix-sim as its user sees it: options, exit statuses, signals, faults, and programs that nobody here wrote.
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <set>
@@ -34,59 +33,22 @@ Outcome sim(const std::string& arguments)
     return shell(TARVIX_SIM " " + arguments);
 }
 
-TEST(Program, BadOptionsGetOneLineThatSaysWhatIsRight)
+TEST(Program, SaysInOneLineWhatIsWrong)
 {
     const struct {
         const char* arguments;
-        const char* named;
-        const char* right;
-    } cases[] = {
-        {"", "run", "trigger"},
-        {"frobnicate", "frobnicate", "--help"},
-        {"run", "command", "--"},
-        {"run true", "true", "run --help"},
-        {"run --report-size 63 -- true", "--report-size: '63'", "64 nor 1024"},
-        {"run --adapters 0 -- true", "--adapters: '0'", "from 1 to"},
-        {"run --adapters many -- true", "'many'", "from 1 to"},
-        {"run --latency -1 -- true", "--latency: '-1'", "from 0 to"},
-        {"run --latency -- true", "--latency", "MS"},
-        {"run --seed 1 --seed 2 -- true", "--seed", "1"},
-        {"run --seed 1x -- true", "--seed: '1x'", "from 0 to"},
-        {"run --serial '' -- true", "--serial: ''", "1 to"},
-        {"run --serial $(printf 'A\\377') -- true", "--serial: 'A", "UTF-8"},
-        {"run --fault fire -- true", "--fault: 'fire'", "drop, truncate"},
-        {"run --fault drop:1.5 -- true", "--fault: '1.5'", "from 0 to 1"},
-        {"run --fault drop: -- true", "--fault: ''", "drop:0.2"},
-        {"run --fault -- true", "--fault", "NAME"},
-        {"uhid -- true", "--", "uhid --help"},
-        {"gadget", "NODE", "gadget --help"},
-        {"gadget /dev/hidg0 /dev/hidg1 --udc-file x", "--udc-file", "one for each"},
-        {"trigger", "trigger", "hot-join"},
-        {"trigger ibi 256", "'256'", "0 to 255"},
-    };
-    for (const auto& [arguments, named, right] : cases) {
-        const auto outcome = sim(arguments);
-        EXPECT_EQ(outcome.status, 2) << arguments;
-        EXPECT_EQ(outcome.output.find('\n'), outcome.output.size() - 1) << arguments << ": " << outcome.output;
-        EXPECT_NE(outcome.output.find(named), std::string::npos) << arguments << ": " << outcome.output;
-        EXPECT_NE(outcome.output.find(right), std::string::npos) << arguments << ": " << outcome.output;
-    }
-}
-
-TEST(Program, SaysWhatAPortIsMissing)
-{
-    const struct {
-        const char* arguments;
+        int status;
         const char* advice;
     } cases[] = {
-        {"uhid --device /nowhere/uhid", "modprobe uhid"},
-        {"gadget --serial A1 /nowhere/hidg0", "configure a USB HID gadget"},
-        {"gadget --udc-file x /nowhere/hidg0", "configure a USB HID gadget"},
-        {"trigger ibi", "tarvix-sim run"},
+        {"run --report-size 63 -- true", 2, "tarvix-sim: --report-size: '63' is neither 64 nor 1024"},
+        {"uhid --device /nowhere/uhid", 1, "modprobe uhid"},
+        {"gadget --serial A1 /nowhere/hidg0", 1, "configure a USB HID gadget"},
+        {"gadget --udc-file x /nowhere/hidg0", 1, "configure a USB HID gadget"},
+        {"trigger ibi", 1, "tarvix-sim run"},
     };
-    for (const auto& [arguments, advice] : cases) {
+    for (const auto& [arguments, status, advice] : cases) {
         const auto outcome = sim(arguments);
-        EXPECT_EQ(outcome.status, 1) << arguments;
+        EXPECT_EQ(outcome.status, status) << arguments;
         EXPECT_EQ(outcome.output.find('\n'), outcome.output.size() - 1) << outcome.output;
         EXPECT_NE(outcome.output.find(advice), std::string::npos) << outcome.output;
     }
@@ -161,11 +123,9 @@ TEST_P(Faults, EndInDocumentedStatuses)
     // Of the library, and of the adapter for a port whose initialisation was lost.
     const std::set<std::string> documented{"0000", "2000", "6000", "a000", "0106"};
     for (const std::string probability : {"1", "0.2"}) {
-        const auto begin = std::chrono::steady_clock::now();
         const auto outcome = sim("run --adapters 25 --away 20 --fault-delay 10 --fault " + GetParam() + ":" +
                                  probability + " -- " STATUSES " 25 20 100");
         EXPECT_EQ(outcome.status, 0);
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::minutes(1));
         const auto statuses = statusesIn(outcome.output);
         const bool loses = GetParam() == "drop" || GetParam() == "unplug";
         if (loses && probability == "1") {

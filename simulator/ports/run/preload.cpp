@@ -23,15 +23,14 @@ const wchar_t* hid_read_error(hid_device* device);
 #include <atomic>
 #include <cerrno>
 #include <charconv>
-#include <codecvt>
 #include <cstdlib>
 #include <cstring>
-#include <locale>
 #include <poll.h>
 #include <sys/socket.h>
 
-#include "identity.hpp"
-#include "socket.hpp"
+#include "ports/run/socket.hpp"
+#include "ports/shared/identity.hpp"
+#include "ports/shared/utf8.hpp"
 
 using namespace sim;
 
@@ -80,8 +79,7 @@ int succeed(hid_device* device, int result)
 
 wchar_t* widen(const std::string& text)
 {
-    std::wstring_convert<std::codecvt_utf8<wchar_t>> converter("", L"");
-    return ::wcsdup(converter.from_bytes(text).c_str());
+    return ::wcsdup(fromUtf8(text).value_or(L"").c_str());
 }
 
 // The fields that follow OK; nothing, with the global error set, when there is no such answer.

@@ -1,4 +1,4 @@
-#include "adapter_host.hpp"
+#include "ports/shared/adapter_host.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -10,7 +10,7 @@ namespace sim {
 
 namespace {
 
-// Reports that may wait for the cable. A longer queue means that nobody listens: later frames are lost.
+// Reports that may wait for the cable. When the queue is full nobody listens, and later frames are lost.
 constexpr std::size_t MOST_WAITING_REPORTS = 8192;
 
 std::string_view commandName(const Frame& frame)
@@ -115,13 +115,13 @@ void AdapterHost::execute(const Frame& request)
         return;
     }
     switch (adapter_.presence()) {
-    case VirtualAdapter::Presence::ON_BUS:
+    case Presence::ON_BUS:
         pump();
         break;
-    case VirtualAdapter::Presence::RESTARTING:
+    case Presence::RESTARTING:
         leave(options_.away.value_or(absence_.reset));
         break;
-    case VirtualAdapter::Presence::BOOT_MODE:
+    case Presence::BOOT_MODE:
         leave(std::nullopt);
         break;
     }

@@ -1,4 +1,4 @@
-#include "run_host.hpp"
+#include "ports/run/host.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <sys/epoll.h>
 
-#include "identity.hpp"
+#include "ports/shared/identity.hpp"
 
 namespace sim {
 
@@ -42,7 +42,7 @@ RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string&
     : loop_(loop), listener_(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
 {
     // Gets its name when somebody listens: without a listener it would look like one that a killed program left.
-    const std::string path = directory + "/socket";
+    const std::string path = directory + '/' + SOCKET_NAME;
     const std::string silent = directory + "/silent";
     const auto address = socketAddress(silent);
     if (!listener_ || !address ||
@@ -153,13 +153,13 @@ Fields RunHost::trigger(const std::string& event, const std::string& name, const
     }
     const Frame payload(numbers.begin() + 1, numbers.end());
     if (event == "ibi" && !adapter.raiseInBandInterrupt(numbers[0], payload)) {
-        return {fmt::format("target {} of adapter {} may not interrupt now: it needs to exist, a dynamic address and "
-                            "its interrupts enabled",
+        return {fmt::format("target {} of adapter {} cannot interrupt now: no such target, no dynamic address, or "
+                            "interrupts disabled",
                             numbers[0], adapter.serialNumber())};
     }
     if (event == "hot-join" && !adapter.raiseHotJoin(numbers[0])) {
-        return {fmt::format("target {} of adapter {} may not join now: it needs to exist, to have no dynamic address "
-                            "and hot-joins enabled",
+        return {fmt::format("target {} of adapter {} cannot join now: no such target, already on the bus, or hot-joins "
+                            "disabled",
                             numbers[0], adapter.serialNumber())};
     }
     return {OK};

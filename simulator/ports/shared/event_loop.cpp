@@ -1,4 +1,4 @@
-#include "event_loop.hpp"
+#include "ports/shared/event_loop.hpp"
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
 //
 // The command gets the environment variables LD_PRELOAD, so that a library of ours answers its calls to hidapi, and
 // TARVIX_SIM_SOCKET, where that library finds this host.
-#include "port.hpp"
+#include "ports/port.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -14,7 +14,9 @@
 #include <stdexcept>
 #include <sys/wait.h>
 
-#include "run_host.hpp"
+#include "ports/run/host.hpp"
+#include "ports/run/private_directory.hpp"
+#include "ports/run/socket.hpp"
 
 namespace sim {
 
@@ -25,55 +27,6 @@ namespace fs = std::filesystem;
 constexpr int STATUS_NOT_EXECUTABLE = 126;
 constexpr int STATUS_NOT_FOUND = 127;
 constexpr int STATUS_SIGNALLED = 128;
-constexpr const char* DIRECTORY_NAME = "tarvix-sim.";
-
-// Removes what a killed tarvix-sim left in `parent`: a socket in which nobody listens any more.
-void removeStaleDirectories(const fs::path& parent)
-{
-    std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(parent, ignored)) {
-        const auto socket = (entry.path() / "socket").string();
-        if (entry.path().filename().string().starts_with(DIRECTORY_NAME) && !connectToHost(socket.c_str(), {}) &&
-            errno == ECONNREFUSED) {
-            fs::remove_all(entry.path(), ignored);
-        }
-    }
-}
-
-// A directory that nobody else can enter, gone with this object.
-class PrivateDirectory {
-public:
-    PrivateDirectory()
-    {
-        const char* const parents[] = {std::getenv("XDG_RUNTIME_DIR"), std::getenv("TMPDIR"), "/tmp"};
-        for (const char* parent : parents) {
-            if (!parent || !*parent) {
-                continue;
-            }
-            // Absolute, for the command may change its directory.
-            std::string pattern = (fs::absolute(parent) / DIRECTORY_NAME).string() + "XXXXXX";
-            if (socketAddress(pattern + "/socket") && ::mkdtemp(pattern.data())) {
-                path_ = pattern;
-                removeStaleDirectories(parent);
-                return;
-            }
-        }
-        throw std::runtime_error("cannot create a directory for the socket: set TMPDIR to a writable directory with a "
-                                 "path of less than 80 characters");
-    }
-    ~PrivateDirectory()
-    {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    PrivateDirectory(const PrivateDirectory&) = delete;
-    PrivateDirectory& operator=(const PrivateDirectory&) = delete;
-
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
 
 // Beside the program in the build tree, in its private directory once installed.
 std::string preloadLibrary()
@@ -87,7 +40,7 @@ std::string preloadLibrary()
         auto path = fs::canonical(library).string();
         if (path.find_first_of(" :") != std::string::npos) {
             throw std::runtime_error(fmt::format(
-                "cannot preload {}: move it to a path without spaces and colons, which the dynamic loader splits at",
+                "cannot preload {}: the dynamic loader splits paths at spaces and colons; move it to one without",
                 path));
         }
         return path;
@@ -123,7 +76,7 @@ int spawn(const std::vector<std::string>& command, const sigset_t& signalMask, p
     return error;
 }
 
-// Whether the signal is for us alone, so that the command has to be told. The terminal's go to the whole group.
+// A signal from the terminal reaches the command without us, as it goes to the whole process group.
 bool mustForward(const signalfd_siginfo& signal)
 {
     return signal.ssi_signo != SIGCHLD && signal.ssi_code != SI_KERNEL;

@@ -1,4 +1,4 @@
-// The service behind the socket of `tarvix-sim run`: lists and opens the adapters, and lets things happen to them.
+// The service behind the socket of `tarvix-sim run`: lists and opens adapters, and raises events on them.
 #pragma once
 
 #include <memory>
@@ -6,14 +6,14 @@
 #include <unordered_map>
 #include <vector>
 
-#include "run_node.hpp"
-#include "socket.hpp"
+#include "ports/run/node.hpp"
+#include "ports/run/socket.hpp"
 
 namespace sim {
 
 class RunHost {
 public:
-    // Listens on a socket named `socket` in `directory` and plugs in the adapters, whose nodes are there, too.
+    // Listens on a socket in `directory`, and plugs in the adapters, whose nodes are there as well.
     RunHost(EventLoop& loop, const HostOptions& options, const std::string& directory);
 
 private:
@@ -26,7 +26,7 @@ private:
 
     EventLoop& loop_;
     FileDescriptor listener_;
-    std::unordered_map<int, FileDescriptor> newcomers_; // have not said yet what they are for
+    std::unordered_map<int, FileDescriptor> newcomers_; // connected, purpose not received yet
     std::vector<std::unique_ptr<RunNode>> nodes_;
 };
 

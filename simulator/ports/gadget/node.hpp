@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "adapter_host.hpp"
-#include "file_descriptor.hpp"
+#include "ports/shared/adapter_host.hpp"
+#include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
 
@@ -40,7 +40,7 @@ private:
     std::string controller_; // what the gadget was bound to, while it is not
     FileDescriptor node_;
     bool busy_ = false; // report_ waits for the USB host
-    bool deaf_ = false; // it has waited so long that the reports behind it are lost
+    bool deaf_ = false; // it has waited so long that later reports are dropped
     Report report_;
     EventLoop::Timer retry_;
     EventLoop::Timer patience_;

@@ -19,11 +19,13 @@
 #include <sys/un.h>
 #include <vector>
 
-#include "file_descriptor.hpp"
+#include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
 
 inline constexpr const char* SOCKET_VARIABLE = "TARVIX_SIM_SOCKET"; // holds the socket's path
+inline constexpr const char* SOCKET_NAME = "socket";                // of the file in the private directory
+inline constexpr const char* LONGEST_NAME = "hidraw127.socket";     // there
 inline constexpr const char* OK = "ok";
 inline constexpr std::size_t LARGEST_MESSAGE = 64 * 1024;
 inline constexpr std::size_t LARGEST_OUTPUT_REPORT = 16 * 1024; // as much as hidraw takes

@@ -1,12 +1,11 @@
 // One adapter as a HID device of this machine's kernel.
 #pragma once
 
-#include <deque>
 #include <linux/uhid.h>
 #include <string>
 
-#include "adapter_host.hpp"
-#include "file_descriptor.hpp"
+#include "ports/shared/adapter_host.hpp"
+#include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
 

@@ -3,15 +3,15 @@
 
 #include <map>
 
-#include "adapter_host.hpp"
-#include "file_descriptor.hpp"
+#include "ports/shared/adapter_host.hpp"
+#include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
 
 // Behaves as Linux's hidraw does: every input report goes to each open handle, which keeps 63 unread ones and loses
-// those behind them; without a handle reports are lost; handles of an adapter that vanished are dead for good.
+// the next; without a handle reports are lost; handles of an adapter that vanished are dead for good.
 //
-// Its path names an empty file, there while the adapter is: something to lock for whoever wants the adapter alone.
+// Its path names an empty file that exists while the adapter does, for programs that lock the adapter.
 //
 // Unlike the kernel's, the virtual bus is as fast as memory. So that a long response reaches a reader that is merely
 // slower than that, a full handle holds the adapter back for a moment before it begins to lose reports.
@@ -34,7 +34,7 @@ public:
 private:
     struct Handle {
         FileDescriptor connection;
-        enum { TAKES, FULL, STUCK } state = TAKES; // STUCK: full, and nobody waits for it any more
+        enum { TAKES, FULL, STUCK } state = TAKES; // STUCK: full, and no longer waited for
         EventLoop::Timer patience{};
     };
 

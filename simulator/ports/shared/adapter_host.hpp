@@ -1,5 +1,5 @@
-// One virtual adapter with everything between its frames and the reports of a port: segmentation, latency, faults, and
-// its coming and going.
+// One virtual adapter with all that lies between its frames and the reports of a port: segmentation, latency, faults,
+// unplugging and coming back.
 #pragma once
 
 #include <chrono>
@@ -10,14 +10,14 @@
 #include <span>
 #include <string>
 
-#include "event_loop.hpp"
-#include "faults.hpp"
-#include "report_codec.hpp"
+#include "ports/shared/event_loop.hpp"
+#include "ports/shared/faults.hpp"
+#include "ports/shared/report_codec.hpp"
 #include "virtual_adapter.hpp"
 
 namespace sim {
 
-// What the user may choose for every port.
+// Options of every port.
 struct HostOptions {
     std::size_t reportSize = 64; // or 1024
     std::string serialNumber = "TVX0000001";
@@ -38,7 +38,7 @@ struct AbsenceTimes {
 // upwards, or their number, from 2, is appended where it ends in none.
 std::string serialNumberOf(const std::string& text, std::size_t index);
 
-// What connects an adapter with whoever plays the host. Each port has its own.
+// Connects an adapter with its host. Each port has its own.
 class Cable {
 public:
     virtual ~Cable() = default;
@@ -62,16 +62,16 @@ public:
     std::size_t reportSize() const { return options_.reportSize; }
     bool isPresent() const { return present_; }
 
-    // By the user's hand: an adapter that is pulled out stays away until it is plugged in again.
+    // An adapter that is pulled out stays away until it is plugged in.
     void plugIn();
     void pullOut();
 
-    // Takes one output report. Bytes behind the report size are ignored; while the adapter is absent all are.
+    // Takes one output report. Ignores bytes past the report size, and everything while the adapter is absent.
     void outputReport(std::span<const std::uint8_t> report);
 
-    // Sends what is due as far as the cable accepts it.
+    // Sends what is due, as far as the cable accepts it.
     void pump();
-    // Gives up what the cable does not take.
+    // Drops what the cable has not taken.
     void discardReports() { reports_.clear(); }
 
     // As VirtualAdapter; false also while absent.
@@ -98,7 +98,7 @@ private:
     VirtualAdapter adapter_;
     FaultFilter faults_;
     FrameJoiner joiner_;
-    std::deque<Departure> frames_; // in order: one that is late holds up those behind it
+    std::deque<Departure> frames_; // in order: a late one holds up the next
     std::deque<Report> reports_;   // due, not yet accepted by the cable
     EventLoop::Timer frameTimer_;  // for the first of frames_
     EventLoop::Timer returnTimer_; // for the end of an absence

@@ -1,11 +1,11 @@
-// `tarvix-sim trigger`: makes something happen to an adapter of the `tarvix-sim run` around it.
-#include "port.hpp"
+// `tarvix-sim trigger`: raises an event on an adapter of the `tarvix-sim run` around it.
+#include "ports/port.hpp"
 
 #include <cstdlib>
 #include <fmt/format.h>
 #include <stdexcept>
 
-#include "socket.hpp"
+#include "ports/run/socket.hpp"
 
 namespace sim {
 
@@ -13,14 +13,14 @@ int trigger(const std::string& event, const std::string& adapter, const std::vec
 {
     const char* path = std::getenv(SOCKET_VARIABLE);
     if (!path) {
-        throw std::runtime_error("trigger works inside 'tarvix-sim run' only: try 'tarvix-sim run -- bash'");
+        throw std::runtime_error("trigger works only inside 'tarvix-sim run': try 'tarvix-sim run -- bash'");
     }
     Fields message{"trigger", event, adapter};
     message.insert(message.end(), fields.begin(), fields.end());
     const auto connection = connectToHost(path, message);
     const auto answer = connection ? receiveFields(connection) : std::nullopt;
     if (!answer || answer->empty()) {
-        throw std::runtime_error(fmt::format("the tarvix-sim that listened on {} is gone", path));
+        throw std::runtime_error(fmt::format("tarvix-sim has ended: nobody answers on {}", path));
     }
     if (answer->front() != OK) {
         throw std::runtime_error(answer->front());

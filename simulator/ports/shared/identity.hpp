@@ -1,4 +1,4 @@
-// How the adapter shows itself on USB.
+// What the adapter says of itself on USB.
 #pragma once
 
 #include <array>

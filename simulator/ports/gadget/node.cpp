@@ -1,17 +1,13 @@
-// `tarvix-sim gadget`: adapters behind USB HID gadget nodes (/dev/hidgN).
-#include "port_gadget.hpp"
+#include "ports/gadget/node.hpp"
 
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <deque>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <fstream>
 #include <stdexcept>
 #include <sys/epoll.h>
-
-#include "port.hpp"
 
 namespace sim {
 
@@ -175,22 +171,6 @@ void GadgetNode::writeReport()
         deaf_ = false;
         adapter_.pump();
     }
-}
-
-int gadgetPort(const HostOptions& options, const std::vector<std::string>& nodes,
-               const std::vector<std::string>& udcFiles)
-{
-    EventLoop loop;
-    std::deque<GadgetNode> adapters;
-    for (std::size_t index = 0; index < nodes.size(); ++index) {
-        adapters.emplace_back(loop, options, index, nodes[index], udcFiles.empty() ? "" : udcFiles[index]);
-        adapters.back().start();
-        fmt::print(stderr, "tarvix-sim: adapter {} is behind {}\n", adapters.back().adapter().serialNumber(),
-                   nodes[index]);
-    }
-    loop.onSignals({SIGINT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo&) { loop.stop(); });
-    loop.run();
-    return 0;
 }
 
 } // namespace sim

@@ -1,4 +1,4 @@
-#include "faults.hpp"
+#include "ports/shared/faults.hpp"
 
 namespace sim {
 
@@ -15,7 +15,7 @@ bool FaultFilter::strikes(Fault fault)
 FaultFilter::Passage FaultFilter::pass(Frame& frame)
 {
     Passage passage;
-    // Every fault is drawn even when an earlier one leaves it no frame to strike: the plan's faults stay independent.
+    // Draw every fault, even for a frame that is dropped, to keep the faults independent of each other.
     const bool drop = strikes(Fault::DROP);
     const bool truncate = strikes(Fault::TRUNCATE);
     const bool garbage = strikes(Fault::GARBAGE);

@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "virtual_adapter.hpp"
+#include "model/frame.hpp"
 
 namespace sim {
 

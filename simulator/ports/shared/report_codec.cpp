@@ -1,4 +1,4 @@
-#include "report_codec.hpp"
+#include "ports/shared/report_codec.hpp"
 
 #include <algorithm>
 

@@ -12,7 +12,7 @@
 #include <sys/signalfd.h>
 #include <unordered_map>
 
-#include "file_descriptor.hpp"
+#include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
 

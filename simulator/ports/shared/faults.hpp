@@ -8,7 +8,7 @@
 #include <random>
 #include <string_view>
 
-#include "virtual_adapter.hpp"
+#include "model/frame.hpp"
 
 namespace sim {
 
@@ -19,7 +19,7 @@ enum class Fault : std::size_t {
     TRUNCATE,  // its end is lost
     GARBAGE,   // some of its bytes are random
     DUPLICATE, // it arrives twice
-    DELAY,     // it arrives late, and so does what is behind it
+    DELAY,     // it arrives late, and so do those after it
 };
 
 inline constexpr std::array<std::string_view, 6> FAULT_NAMES{"unplug",  "drop",      "truncate",
@@ -35,8 +35,8 @@ struct FaultPlan {
 };
 
 // One for each adapter, seeded with the plan's seed plus the adapter's index. The same seed and the same traffic give
-// the same faults on every machine: nothing is drawn for a fault that the plan leaves out, and no distribution of the
-// standard library, which may differ between versions, takes part.
+// the same faults on every machine: nothing is drawn for a fault outside the plan, and the standard library's
+// distributions, which differ between versions, are not used.
 class FaultFilter {
 public:
     FaultFilter(const FaultPlan& plan, std::size_t index) : plan_(plan), generator_(plan.seed + index) {}

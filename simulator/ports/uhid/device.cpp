@@ -1,19 +1,15 @@
-// `tarvix-sim uhid`: adapters as HID devices of this machine's kernel, through /dev/uhid.
-#include "port_uhid.hpp"
+#include "ports/uhid/device.hpp"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sched.h>
 #include <stdexcept>
 #include <sys/epoll.h>
 #include <system_error>
 #include <tuple>
 
-#include "identity.hpp"
-#include "port.hpp"
+#include "ports/shared/identity.hpp"
 
 namespace sim {
 
@@ -23,18 +19,7 @@ namespace {
 // can be, so it keeps to the pace of a high-speed USB device: one report in each microframe.
 constexpr int REPORTS_PER_MILLISECOND = 8;
 
-// The kernel keeps 31 events for the adapter and drops output reports beyond them, where USB would let the writer wait.
-// So the adapter takes them before anything else on this machine happens, and all that are there at once.
-constexpr int KERNEL_QUEUE = 32;
-
-void takePrecedence()
-{
-    const sched_param lowestOfThem{.sched_priority = 1};
-    if (::sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &lowestOfThem) < 0) {
-        fmt::print(stderr, "tarvix-sim: runs at ordinary priority ({}): long requests may lose segments\n",
-                   std::strerror(errno));
-    }
-}
+constexpr int KERNEL_QUEUE = 32; // events that may wait; all are taken at once
 
 template <std::size_t SIZE>
 void copyText(__u8 (&field)[SIZE], const std::string& text)
@@ -113,7 +98,7 @@ void UhidDevice::carry(std::span<const std::uint8_t> report)
     event.type = UHID_INPUT2;
     event.u.input2.size = static_cast<__u16>(report.size());
     std::ranges::copy(report, event.u.input2.data);
-    // Fails while no driver is bound to the device: then nobody is there to miss the report.
+    // Fails while no driver is bound to the device, when nobody could read the report.
     std::ignore = ::write(channel_.get(), &event, sizeof event);
 }
 
@@ -178,27 +163,6 @@ void UhidDevice::refuseGetReport(const uhid_get_report_req& request)
     reply.u.get_report_reply.id = request.id;
     reply.u.get_report_reply.err = EIO;
     write(reply, "answer the kernel");
-}
-
-int uhidPort(const HostOptions& options, const std::string& device)
-{
-    takePrecedence();
-    EventLoop loop;
-    std::deque<UhidDevice> devices;
-    for (std::size_t index = 0; index < options.adapters; ++index) {
-        FileDescriptor channel(::open(device.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
-        if (!channel) {
-            throw std::runtime_error(fmt::format("cannot open {}: {}; load the kernel's module (modprobe uhid) and run "
-                                                 "as root, or use 'tarvix-sim run', which needs neither",
-                                                 device, std::strerror(errno)));
-        }
-        devices.emplace_back(loop, options, index, std::move(channel));
-        devices.back().adapter().plugIn();
-        fmt::print(stderr, "tarvix-sim: adapter {} is plugged in\n", devices.back().adapter().serialNumber());
-    }
-    loop.onSignals({SIGINT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo&) { loop.stop(); });
-    loop.run();
-    return 0;
 }
 
 } // namespace sim

@@ -1,4 +1,4 @@
-#include "run_node.hpp"
+#include "ports/run/node.hpp"
 
 #include <array>
 #include <cerrno>
@@ -9,7 +9,7 @@
 #include <sys/ioctl.h>
 #include <system_error>
 
-#include "socket.hpp"
+#include "ports/run/socket.hpp"
 
 namespace sim {
 

@@ -1,0 +1,133 @@
+// The command line of tarvix-sim, without running anything.
+#include "program/arguments.hpp"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ports/shared/utf8.hpp"
+
+namespace {
+
+using namespace sim;
+using std::chrono::milliseconds;
+using Words = std::vector<std::string>;
+
+Arguments parse(Words words)
+{
+    words.insert(words.begin(), "tarvix-sim");
+    std::vector<char*> pointers;
+    for (auto& word : words) {
+        pointers.push_back(word.data());
+    }
+    return parseArguments(static_cast<int>(pointers.size()), pointers.data());
+}
+
+TEST(CommandLine, EveryOptionArrives)
+{
+    const auto run = parse({"run",
+                            "--report-size",
+                            "1024",
+                            "--serial",
+                            "B-7",
+                            "--adapters",
+                            "128",
+                            "--latency",
+                            "60000",
+                            "--fault",
+                            "drop:0.25",
+                            "--fault",
+                            "unplug",
+                            "--fault-delay",
+                            "0x10",
+                            "--seed",
+                            "18446744073709551615",
+                            "--away",
+                            "5",
+                            "--verbose",
+                            "--",
+                            "sh",
+                            "--seed",
+                            "--"});
+    EXPECT_EQ(run.action, Arguments::Action::RUN);
+    EXPECT_EQ(run.command, (Words{"sh", "--seed", "--"}));
+    EXPECT_EQ(run.host.reportSize, 1024U);
+    EXPECT_EQ(run.host.serialNumber, "B-7");
+    EXPECT_EQ(run.host.adapters, 128U);
+    EXPECT_EQ(run.host.latency, milliseconds(60'000));
+    EXPECT_EQ(run.host.faults[Fault::DROP], 0.25);
+    EXPECT_EQ(run.host.faults[Fault::UNPLUG], 1);
+    EXPECT_EQ(run.host.faults[Fault::DELAY], 0);
+    EXPECT_EQ(run.host.faults.delay, milliseconds(16));
+    EXPECT_EQ(run.host.faults.seed, 18446744073709551615U);
+    EXPECT_EQ(run.host.away, milliseconds(5));
+    EXPECT_TRUE(run.host.verbose);
+    EXPECT_EQ(parse({"run", "--", "x"}).host.away, std::nullopt);
+
+    EXPECT_EQ(parse({"uhid", "--device", "/d"}).uhidDevice, "/d");
+    const auto gadget = parse({"gadget", "a", "b", "--udc-file", "c", "--udc-file", "d"});
+    EXPECT_EQ(gadget.gadgetNodes, (Words{"a", "b"}));
+    EXPECT_EQ(gadget.udcFiles, (Words{"c", "d"}));
+    const auto trigger = parse({"trigger", "ibi", "--adapter", "B-7", "--target", "1", "0x0a", "255"});
+    EXPECT_EQ(trigger.event, "ibi");
+    EXPECT_EQ(trigger.adapter, "B-7");
+    EXPECT_EQ(trigger.eventFields, (Words{"1", "10", "255"}));
+}
+
+TEST(CommandLine, AMistakeGetsOneLineThatSaysWhatIsRight)
+{
+    const struct {
+        Words words;
+        const char* named;
+        const char* right;
+    } cases[] = {
+        {{}, "run", "trigger"},
+        {{"frobnicate"}, "frobnicate", "--help"},
+        {{"run"}, "command", "--"},
+        {{"run", "true"}, "true", "run --help"},
+        {{"run", "--report-size", "63", "--", "true"}, "--report-size: '63'", "64 nor 1024"},
+        {{"run", "--adapters", "0", "--", "true"}, "--adapters: '0'", "from 1 to 128"},
+        {{"run", "--adapters", "many", "--", "true"}, "'many'", "from 1 to 128"},
+        {{"run", "--latency", "-1", "--", "true"}, "--latency: '-1'", "from 0 to 60000"},
+        {{"run", "--latency", "--", "true"}, "--latency", "MS"},
+        {{"run", "--seed", "1", "--seed", "2", "--", "true"}, "--seed", "1"},
+        {{"run", "--seed", "1x", "--", "true"}, "--seed: '1x'", "from 0 to"},
+        {{"run", "--seed", "0x", "--", "true"}, "--seed: '0x'", "from 0 to"},
+        {{"run", "--serial", "", "--", "true"}, "--serial: ''", "1 to 56"},
+        {{"run", "--serial", std::string(57, 'A'), "--", "true"}, "--serial: 'AA", "1 to 56"},
+        {{"run", "--serial", "A\377", "--", "true"}, "--serial: 'A", "UTF-8"},
+        {{"run", "--serial", "A\nB", "--", "true"}, "--serial: 'A", "printable"},
+        {{"run", "--fault", "fire", "--", "true"}, "--fault: 'fire'", "drop, truncate"},
+        {{"run", "--fault", "drop:1.5", "--", "true"}, "--fault: '1.5'", "from 0 to 1"},
+        {{"run", "--fault", "drop:nan", "--", "true"}, "--fault: 'nan'", "from 0 to 1"},
+        {{"run", "--fault", "drop:", "--", "true"}, "--fault: ''", "drop:0.2"},
+        {{"run", "--fault", "--", "true"}, "--fault", "NAME"},
+        {{"uhid", "--", "true"}, "--", "uhid --help"},
+        {{"gadget"}, "NODE", "gadget --help"},
+        {{"gadget", "a", "b", "--udc-file", "x"}, "--udc-file", "one for each"},
+        {{"trigger"}, "trigger", "hot-join"},
+        {{"trigger", "ibi", "256"}, "'256'", "0 to 255"},
+    };
+    for (const auto& [words, named, right] : cases) {
+        testing::internal::CaptureStderr();
+        const auto arguments = parse(words);
+        const auto output = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(arguments.action, Arguments::Action::NOTHING) << output;
+        EXPECT_EQ(arguments.status, 2) << output;
+        EXPECT_EQ(output.find('\n'), output.size() - 1) << output;
+        EXPECT_NE(output.find(named), std::string::npos) << output;
+        EXPECT_NE(output.find(right), std::string::npos) << output;
+    }
+}
+
+TEST(Utf8, TakesWellFormedTextOnly)
+{
+    EXPECT_EQ(fromUtf8("A\u00fc\u20ac\U0001F50C"), L"A\u00fc\u20ac\U0001F50C");
+    for (const char* text : {"\x80", "\xC3", "\xC3(", "\xC0\xAF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
+                             "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80", "\xFF"}) {
+        EXPECT_EQ(fromUtf8(text), std::nullopt) << testing::PrintToString(text);
+    }
+}
+
+} // namespace
