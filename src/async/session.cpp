@@ -35,7 +35,7 @@ void TarvixAsyncSDK::disconnect()
 
 bool TarvixAsyncSDK::isConnected() const
 {
-    return state_->connected && !state_->link.isLost();
+    return state_->connection() == StatusCode::SUCCESS;
 }
 
 void TarvixAsyncSDK::onResponse(ResponseHandler handler)
@@ -55,11 +55,8 @@ std::string TarvixAsyncSDK::getVersion()
 
 StatusCode TarvixAsyncSDK::State::send(const RequestFrame& frame)
 {
-    if (!connected) {
-        return StatusCode::NOT_CONNECTED;
-    }
-    if (link.isLost()) {
-        return StatusCode::ADAPTER_LOST;
+    if (const StatusCode status = connection(); status != StatusCode::SUCCESS) {
+        return status;
     }
     if (!frame.valid()) {
         return StatusCode::INVALID_ARGUMENT;

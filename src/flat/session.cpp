@@ -16,12 +16,16 @@ bool connected(TarvixSDK_Handle* handle, Connect connect)
     if (handle == nullptr) {
         return false;
     }
+    bool isConnected = false;
     try {
         handle->queue.begin();
-        return connect(*handle->sdk);
+        isConnected = connect(*handle->sdk);
     } catch (const std::runtime_error&) {
-        return false;
     }
+    if (!isConnected) {
+        handle->queue.end(StatusCode::NOT_CONNECTED);
+    }
+    return isConnected;
 }
 
 OpenResult open(TarvixSDK_Handle* handle, const OpenOptions& options)
@@ -29,12 +33,17 @@ OpenResult open(TarvixSDK_Handle* handle, const OpenOptions& options)
     if (handle == nullptr) {
         return {OpenStatus::FAILED, {}, 0, "no handle"};
     }
+    OpenResult result;
     try {
         handle->queue.begin();
-        return handle->sdk->open(options);
+        result = handle->sdk->open(options);
     } catch (const std::runtime_error& error) {
-        return {OpenStatus::FAILED, {}, 0, error.what()};
+        result.message = error.what();
     }
+    if (!result) {
+        handle->queue.end(StatusCode::NOT_CONNECTED);
+    }
+    return result;
 }
 
 template <std::size_t Size>

@@ -1,6 +1,5 @@
 #include "sync/session.hpp"
 
-#include "async/state.hpp"
 #include "commands.hpp"
 
 namespace {
@@ -65,7 +64,7 @@ bool TarvixSDK::Session::connect(const std::string& path, const std::string& ser
 
 OpenResult TarvixSDK::Session::open(const OpenOptions& options)
 {
-    if (async_.isConnected()) {
+    if (async_.isConnected() && !async_.state_->link.isDead()) {
         return async_.open(options);
     }
     // Calls of the session that is over have left, or are about to.

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "async/state.hpp"
 #include "handler_slot.hpp"
 #include "sync/payload.hpp"
 #include "sync/response_frame.hpp"
@@ -109,9 +110,13 @@ public:
     OpenResult open(const OpenOptions& options);
     void disconnect();
 
+    StatusCode connection() const { return async_.state_->connection(); }
     TarvixAsyncSDK& async() { return async_; }
     std::uint64_t unmatchedResponses() { return waiter_.unmatched(); }
-    void onConnectionLost(ConnectionLostHandler handler) { lossHandler_.set(withApplicationSignals(std::move(handler))); }
+    void onConnectionLost(ConnectionLostHandler handler)
+    {
+        lossHandler_.set(withApplicationSignals(std::move(handler)));
+    }
     TransactionId lastTransactionId() const { return transactionId_; }
     void onNotification(NotificationHandler handler)
     {

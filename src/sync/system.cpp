@@ -41,8 +41,9 @@ StatusCode TarvixSDK::getUsbString(std::vector<std::uint8_t>& string, std::uint8
 
 StatusCode TarvixSDK::getDeviceInfo(DeviceInfo& info)
 {
-    if (!session_->async().isConnected()) { // before a transaction id is used up
-        return StatusCode::NOT_CONNECTED;
+    // Here once, so that no number is used up.
+    if (const StatusCode status = session_->connection(); status != StatusCode::SUCCESS) {
+        return status;
     }
     std::vector<std::uint8_t> bytes;
     std::uint8_t index = 0;

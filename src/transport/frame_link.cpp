@@ -6,7 +6,9 @@ bool FrameLink::connect(const std::string& path, const std::string& serial)
         return true;
     }
     const std::lock_guard lifecycle(lifecycleMutex_);
-    closeIfLost();
+    if (transport_.isLost()) {
+        transport_.close();
+    }
     const std::lock_guard sending(sendMutex_);
     if (!transport_.isOpen()) {
         assembler_.takeContinuations(true);
@@ -20,20 +22,15 @@ OpenResult FrameLink::open(const OpenOptions& options)
         return {OpenStatus::FAILED, {}, 0, "an adapter cannot be opened from a handler of its own session"};
     }
     const std::lock_guard lifecycle(lifecycleMutex_);
-    closeIfLost();
+    if (transport_.isDead()) {
+        transport_.close();
+    }
     const std::lock_guard sending(sendMutex_);
     if (!transport_.isOpen()) {
         assembler_.takeContinuations(!options.strict);
         return transport_.open(options);
     }
     return {OpenStatus::OPENED, transport_.path(), 0, "opened " + transport_.path()};
-}
-
-void FrameLink::closeIfLost()
-{
-    if (transport_.isLost()) {
-        transport_.close();
-    }
 }
 
 void FrameLink::disconnect()

@@ -20,13 +20,14 @@ public:
     // lost.
     bool connect(const std::string& path, const std::string& serial);
 
-    // The session that the options describe; an open one stays, whatever they say, unless its adapter is lost.
+    // The session that the options describe; an open one stays, whatever they say, unless its adapter is dead.
     OpenResult open(const OpenOptions& options);
 
     // As HidTransport::close. Any thread may call it, while others send.
     void disconnect();
 
     bool isLost() const { return transport_.isLost(); }
+    bool isDead() const { return transport_.isDead(); }
     bool isStrict() const { return transport_.isStrict(); }
 
     // Writes the frame's segments in order, one frame at a time. A plain session writes on whatever the writes report:
@@ -41,7 +42,6 @@ public:
     void onLoss(LossSlot::Handler handler) { lossHandler_.set(std::move(handler)); }
 
 private:
-    void closeIfLost();
     void receive(std::span<const std::uint8_t> report);
 
     // The transport comes last: its reader thread uses the others and ends first.

@@ -53,6 +53,10 @@ public:
     // A plain session goes on trying.
     bool isLost() const { return strict_ && (lost_ || !running_); }
 
+    // Whether nothing is read any more from the open device, or nothing has come through for a while: opening again
+    // begins with closing it, in a plain session, too.
+    bool isDead() const { return isOpen() && (lost_ || !running_); }
+
     // Whether this is the thread that the handlers run on.
     bool isReaderThread() const { return reader() == this; }
 

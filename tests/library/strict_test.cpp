@@ -359,6 +359,8 @@ TEST_F(Strict, LosingTheAdapterEndsAWaitWithoutLimitAndOpenGetsItBack)
     EXPECT_FALSE(sdk.isConnected());
     EXPECT_EQ(sdk.uartDeinit(), StatusCode::ADAPTER_LOST);
     EXPECT_EQ(sdk.resetDevice(), StatusCode::ADAPTER_LOST);
+    TarvixSDK::DeviceInfo info;
+    EXPECT_EQ(sdk.getDeviceInfo(info), StatusCode::ADAPTER_LOST);
 
     device->replug();
     answer({1});
@@ -384,6 +386,12 @@ TEST_F(Strict, APlainSessionIsToldOfEachLossAndGoesOnWhenItEnds)
         device->deliverFrame({1, 0, 2, 3});
         EXPECT_EQ(frames.atLeast(i).size(), i);
     }
+    device->unplug();
+    losses.atLeast(3);
+    EXPECT_TRUE(sdk.connect("")) << "the dead device stays";
+    EXPECT_EQ(device->closes(), 0);
+    EXPECT_TRUE(sdk.open()) << "the dead device goes";
+    EXPECT_EQ(device->closes(), 1);
 }
 
 TEST_F(Strict, DisconnectingOnAnotherThreadEndsAWaitingCall)
