@@ -65,8 +65,8 @@ public:
     OpenResult open(const OpenOptions& options = {});
 
     /**
-     * Whether an adapter is open. A plain session stays connected until `disconnect`, whatever becomes of the adapter; a
-     * strict one ends when its adapter is lost.
+     * Whether an adapter is open. A plain session stays connected until `disconnect`, whatever becomes of the adapter;
+     * a strict one ends when its adapter is lost.
      */
     bool isConnected() const;
 
