@@ -382,7 +382,8 @@ public:
      * longer data is announced with its number modulo 65,536.
      *
      * @param data not modified
-     * @param readData replaced by as many bytes as the adapter says it received, whatever was asked for
+     * @param readData replaced by as many bytes as the adapter says it received; a strict session accepts exactly
+     *        `transferLength`
      */
     StatusCode spiTransfer(std::vector<std::uint8_t>& data, std::vector<std::uint8_t>& readData,
                            std::uint16_t transferLength);
@@ -464,8 +465,8 @@ public:
      * `targetAddress` is a dynamic address, or the I2C address of a legacy device. `registerAddress` holds 0 to 4
      * bytes, sent in this order before the data; longer ones yield `StatusCode::INVALID_ARGUMENT`. `length` is the
      * number of bytes to read. One transfer carries up to 65,535 bytes: of longer data all bytes are sent, announced
-     * with their number modulo 65,536. A read replaces `data` by as many bytes as the adapter says the target sent,
-     * whatever `length` was.
+     * with their number modulo 65,536. A read replaces `data` by as many bytes as the adapter says the target sent;
+     * only in a strict session are these at most `length`.
      *
      * Whether the controller sends the broadcast address 0x7E first is defined by the firmware. A missing acknowledge
      * ends in a status of the adapter.
@@ -529,11 +530,17 @@ public:
      * bus order. A target that does not support a code does not acknowledge, which ends in a status of the adapter.
      */
     ///@{
+
     /**
-     * One CCC of any number, as `TarvixAsyncSDK::i3cCccTransfer`, with the bytes read.
+     * Sends any code, in any mode. The methods below cover the codes of `CCC`.
      *
-     * @param readData replaced by the bytes that the target returned when `direction` is READ, at most `length` in a
-     *        strict session; emptied otherwise
+     * @param targetAddress 0x7E for a broadcast code, else the target's dynamic address (SETDASA: its static address)
+     * @param transferFlag bit 3 of the flags byte; defined by the firmware, and false in every method below
+     * @param length for a write the number of bytes in `data`, for a read the number of bytes expected from the target;
+     *        not compared with `data`
+     * @param definingByte always in the frame; meaningful with `I3cCccType::WITH_DEFINING_BYTE`
+     * @param readData replaced by the bytes that the target sent for a read; emptied by a write
+     * @return also `StatusCode::INVALID_ARGUMENT` for a read with `data`
      */
     StatusCode i3cCccTransfer(std::uint8_t targetAddress, I3cTransferDirection direction, I3cTransferMode mode,
                               bool transferFlag, I3cCccType cccType, std::uint8_t length, CCC ccc,
