@@ -15,6 +15,8 @@ namespace golden {
 
 namespace {
 
+constexpr int FOREVER = -1;
+
 class Flat : public FlatAdapter {
 protected:
     ~Flat() override { TarvixSDK_FreeDeviceInfo(&info); }
@@ -37,8 +39,8 @@ TEST_F(Flat, NoReadExceedsTheDocumentedBuffer)
     connect();
     answer("00 00 FF FF FF FF FF FF FF FF FF FF FF FF");
     std::set<std::string> seen;
-    for (const Row& row : everyRow()) {
-        if (row.flat == nullptr || longest.count(row.function) == 0 || !seen.insert(row.function).second) {
+    for (const Row& row : rowsWith(&Row::flat)) {
+        if (longest.count(row.function) == 0 || !seen.insert(row.function).second) {
             continue;
         }
         Outputs outputs;
@@ -97,7 +99,7 @@ TEST_F(Flat, AScanFillsAtMostItsCapacity)
     EXPECT_EQ(secondValue8, 1);
 
     EXPECT_EQ(TarvixSDK_I2cScanBus(handle, out.data(), 4, &value8, &secondValue8, 1, false), StatusCode::SUCCESS);
-    EXPECT_EQ(out, padded(hex("11 22 33 44"), 4) + part(before, 4, before.size()));
+    EXPECT_EQ(out, hex("11 22 33 44") + part(before, 4, before.size()));
 }
 
 TEST_F(Flat, ADeviceTableDropsWhatExceedsItsCapacity)
@@ -175,6 +177,46 @@ TEST_F(Flat, ConnectingNeverRaises)
     TarvixSDK_Disconnect(handle);
     EXPECT_EQ(TarvixSDK_UartDeinit(handle), StatusCode::NOT_CONNECTED);
     EXPECT_EQ(fake_hid::bus().devices.back()->closes(), 1);
+}
+
+TEST_F(Flat, FetchedNotificationsComeOldestFirstAndBeyondTheBoundTheOldestGo)
+{
+    constexpr std::size_t LONG = 64 * 1024; // 16 of them fill the queue
+    Bytes buffer(LONG);
+    std::size_t length = 0;
+    const auto next = [&](std::size_t capacity, int timeout) {
+        return TarvixSDK_NextNotification(handle, buffer.data(), capacity, &length, timeout);
+    };
+    const auto notify = [&](std::size_t size, std::size_t number) {
+        const auto byte = [number](int shift) { return static_cast<std::uint8_t>(number >> shift); };
+        device->deliverFrame(padded(hex("00 00 81 14 00 00") + Bytes{byte(0), byte(8)}, size));
+    };
+    connect();
+    EXPECT_EQ(next(LONG, 0), StatusCode::NO_RESPONSE);
+    for (std::size_t number = 0; number < 258; ++number) {
+        notify(8, number);
+    }
+    ASSERT_TRUE(device->settle());
+    EXPECT_EQ(TarvixSDK_DroppedNotifications(handle), 2U);
+    EXPECT_EQ(next(7, 0), StatusCode::INVALID_ARGUMENT) << "and it stays";
+    EXPECT_EQ(length, 8U);
+    for (std::size_t number = 2; number < 258; ++number) {
+        ASSERT_EQ(next(8, FOREVER), StatusCode::SUCCESS);
+        EXPECT_EQ(buffer[6] | buffer[7] << 8, number);
+    }
+    EXPECT_EQ(next(LONG, 0), StatusCode::NO_RESPONSE);
+
+    for (std::size_t number = 0; number < 20; ++number) {
+        notify(LONG, number);
+    }
+    ASSERT_TRUE(device->settle());
+    EXPECT_EQ(TarvixSDK_DroppedNotifications(handle), 2U + 4U);
+    TarvixSDK_Disconnect(handle);
+    for (std::size_t number = 4; number < 20; ++number) {
+        ASSERT_EQ(next(LONG, FOREVER), StatusCode::SUCCESS);
+        EXPECT_EQ(buffer[6], number);
+    }
+    EXPECT_EQ(next(LONG, FOREVER), StatusCode::NOT_CONNECTED);
 }
 
 struct Heard {

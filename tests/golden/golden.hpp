@@ -35,6 +35,7 @@ struct Outputs {
     Bytes buffer = Bytes(65'535, UNTOUCHED); // as large as the documentation asks for
     std::uint8_t length8 = UNTOUCHED;
     std::uint16_t length16 = 0xEEEE;
+    std::size_t length = 0xEEEE;
     std::array<I3cTargetInfo, 8> records{};
     TarvixSDK_DeviceInfo flatInfo{};
 
@@ -61,6 +62,7 @@ struct Arguments {
     std::uint8_t* buffer = nullptr;
     std::uint8_t* length8 = nullptr;
     std::uint16_t* length16 = nullptr;
+    std::size_t* length = nullptr;
     I3cTargetInfo* records = nullptr;
     TarvixSDK_DeviceInfo* info = nullptr;
 };
@@ -133,5 +135,14 @@ std::span<const Row> busRows(); // the adapter itself, rails, GPIO, I2C, SPI, UA
 std::span<const Row> i3cRows();
 std::span<const Row> cccRows();
 std::vector<Row> everyRow();
+
+// The rows that have this face's call.
+template <typename Call>
+std::vector<Row> rowsWith(Call Row::*call)
+{
+    std::vector<Row> rows = everyRow();
+    std::erase_if(rows, [call](const Row& row) { return row.*call == nullptr; });
+    return rows;
+}
 
 } // namespace golden
