@@ -46,7 +46,7 @@ public:
     NotificationStream& operator=(const NotificationStream&) = delete;
 
     // The next one; empty when none came for `idleTimeout` (no value: waits without limit). Throws Interrupted
-    // on Ctrl-C, Failure when the adapter vanishes, OutputClosed when nobody reads standard output any more.
+    // on Ctrl-C, Failure when the adapter is lost, OutputClosed when the reader of standard output has closed it.
     std::optional<Event> next(std::optional<std::chrono::milliseconds> idleTimeout);
 
 private:

@@ -33,7 +33,7 @@ public:
     Input(const Input&) = delete;
     Input& operator=(const Input&) = delete;
 
-    // Appends until the end, or until `bytes` holds more than `limit`: nobody waits for the end of an endless file.
+    // Appends until the end, or until `bytes` holds more than `limit`, so that an endless file ends, too.
     void appendTo(Bytes& bytes, std::size_t limit) const
     {
         std::uint8_t buffer[65536];

@@ -92,7 +92,7 @@ private:
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream_;
 };
 
-// An answer that comes late would be taken for the next command's: lets it pass while nobody listens.
+// A late answer would be taken for the next command's, so it must arrive while the adapter is closed.
 void getBackInStep(Context& context)
 {
     context.close();

@@ -1,4 +1,4 @@
-// tarvix spi: transfers, and the flash memories that are most often behind them.
+// tarvix spi: transfers and flash memories.
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -66,7 +66,7 @@ void setUpController(Context& context, const ControllerOptions& options)
     });
 }
 
-// One transaction: as many bytes come back as go out, and zeros go out behind `data`.
+// One transaction of `length` bytes; zeros pad `data`.
 Bytes exchange(Context& context, Bytes data, std::size_t length)
 {
     Bytes received;

@@ -52,7 +52,7 @@ struct CccOptions {
     std::vector<std::string> words;
 };
 
-// The words behind the name: first @ADDR.
+// @ADDR, if it is the first word after the name.
 std::optional<std::uint8_t> takeAddress(const Code& code, std::vector<std::string>& words)
 {
     if (words.empty() || !words.front().starts_with('@')) {

@@ -80,7 +80,7 @@ I3cTargetResetDefByte resetAction(const Call& call)
 
 bool readsReset(const std::vector<std::uint64_t>& values)
 {
-    constexpr std::uint64_t LAST_WRITTEN = 0x80; // the defining bytes behind it read
+    constexpr std::uint64_t LAST_WRITTEN = 0x80; // higher defining bytes read
     return values[0] > LAST_WRITTEN;
 }
 
