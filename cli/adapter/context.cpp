@@ -20,12 +20,12 @@ namespace {
 {
     const std::string what = fmt::format("cannot open {}", adapter.path);
     if (access(adapter.path.c_str(), R_OK | W_OK) != 0 && (errno == EACCES || errno == EPERM)) {
-        throw Failure(ExitStatus::NO_PERMISSION, what + ": no permission", PERMISSION_ADVICE);
+        throw Failure(ExitStatus::NO_PERMISSION, what + ": permission denied", PERMISSION_ADVICE);
     }
     if (!isListed(adapter.path)) {
-        throw Failure(ExitStatus::ADAPTER_LOST, what + ": the adapter is gone", "plug it in again");
+        throw Failure(ExitStatus::ADAPTER_LOST, what + ": the adapter is gone", "plug it back in");
     }
-    throw Failure(ExitStatus::REFUSED, what, "see 'tarvix doctor': another program may hold it");
+    throw Failure(ExitStatus::REFUSED, what, "another program may be using it: run 'tarvix doctor'");
 }
 
 } // namespace
@@ -72,29 +72,28 @@ void Context::check(StatusCode status, std::string_view action, std::string_view
     case StatusCode::NO_RESPONSE:
         if (adapter_ && isListed(adapter_->path)) {
             exitStatus = ExitStatus::NO_ANSWER;
-            remedy = fmt::format("nothing came within {} ms: raise --timeout, or plug the adapter in again",
-                                 options_.timeoutMs);
+            remedy = fmt::format("no answer within {} ms: raise --timeout or replug the adapter", options_.timeoutMs);
         } else {
             exitStatus = ExitStatus::ADAPTER_LOST;
-            remedy = "the adapter left the bus: plug it in again";
+            remedy = "the adapter has left the USB bus: plug it back in";
         }
         break;
     case StatusCode::NOT_CONNECTED:
         exitStatus = ExitStatus::ADAPTER_LOST;
-        remedy = "the adapter is not open: plug it in again";
+        remedy = "the connection to the adapter is closed: plug it back in";
         break;
     case StatusCode::INVALID_ARGUMENT:
         exitStatus = ExitStatus::USAGE;
         break;
     case StatusCode::UNEXPECTED_RESPONSE:
     case StatusCode::RESPONSE_TOO_SHORT:
-        remedy = "the adapter's answer makes no sense: repeat the command, or run 'tarvix reset'";
+        remedy = "the adapter sent an invalid answer: retry or run 'tarvix reset'";
         break;
     default:
         if (const DeviceStatusInfo* const info = findDeviceStatus(status); info != nullptr && remedy.empty()) {
             remedy = info->advice;
         } else if (remedy.empty()) {
-            remedy = "the adapter refused: check the arguments, the wiring and 'tarvix rail show'";
+            remedy = "the adapter refused the command: check its arguments, the wiring and 'tarvix rail show'";
         }
     }
     const NamedStatus named{nameOf(status), static_cast<unsigned>(status)};

@@ -13,8 +13,8 @@
 
 namespace tool {
 
-const char* const PERMISSION_ADVICE = "install the udev rule 70-tarvix.rules and plug the adapter in again, or see "
-                                      "'tarvix doctor'";
+const char* const PERMISSION_ADVICE =
+    "install the udev rule 70-tarvix.rules and replug the adapter, or run 'tarvix doctor'";
 
 namespace {
 
@@ -89,7 +89,7 @@ Adapter chooseAdapter(std::string_view selector)
 {
     const std::vector<Adapter> adapters = listAdapters();
     if (adapters.empty()) {
-        throw Failure(ExitStatus::NO_ADAPTER, "no adapter is attached", "plug one in, or see 'tarvix doctor'");
+        throw Failure(ExitStatus::NO_ADAPTER, "no adapter is attached", "plug one in or run 'tarvix doctor'");
     }
     std::vector<Adapter> matches;
     if (selector.starts_with("index:")) {
@@ -97,7 +97,7 @@ Adapter chooseAdapter(std::string_view selector)
         std::size_t index = 0;
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), index);
         if (error != std::errc{} || end != digits.data() + digits.size()) {
-            throw UsageError(fmt::format("--adapter: '{}' does not end in a number such as index:0", selector));
+            throw UsageError(fmt::format("--adapter: '{}' is not an index such as index:0", selector));
         }
         if (index < adapters.size()) {
             matches.push_back(adapters[index]);
@@ -109,7 +109,7 @@ Adapter chooseAdapter(std::string_view selector)
         });
     }
     if (matches.empty()) {
-        throw Failure(ExitStatus::NO_ADAPTER, fmt::format("no adapter '{}' is attached", selector),
+        throw Failure(ExitStatus::NO_ADAPTER, fmt::format("no adapter matches '{}'", selector),
                       fmt::format("choose one of: {}", selectorsOf(adapters)));
     }
     if (matches.size() > 1) {
@@ -117,7 +117,7 @@ Adapter chooseAdapter(std::string_view selector)
             selector.empty() ? fmt::format("{} adapters are attached", matches.size())
                              : fmt::format("{} adapters have the serial number '{}'", matches.size(), selector);
         throw Failure(ExitStatus::SEVERAL_ADAPTERS, several,
-                      fmt::format("choose with --adapter one of: {}", selectorsOf(matches)));
+                      fmt::format("choose one with --adapter: {}", selectorsOf(matches)));
     }
     return matches.front();
 }
