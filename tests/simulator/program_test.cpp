@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -95,7 +96,12 @@ TEST(Program, DrivesAForeignProgram)
     if (shell(python + "-c 'import hid, hidraw'").status != 0) {
         GTEST_SKIP() << "Python's module hid is not installed (Debian package python3-hid)";
     }
-    for (const char* module : {"hid", "hidraw"}) {
+    std::vector<std::string> modules{"hidraw"};
+    // With a hidapi of its own this one asks libusb for USB devices, which no port but the gadget has.
+    if (shell("ldd $(" + python + "-c 'import hid; print(hid.__file__)') | grep libhidapi").status == 0) {
+        modules.emplace_back("hid");
+    }
+    for (const std::string& module : modules) {
         const auto outcome = sim("run --adapters 3 --away 60000 -- " + python + FOREIGN_PROGRAM " " + module);
         EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.output, "['TVX0000001', 'TVX0000002', 'TVX0000003']\n11 TVX0000002\n"

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "ports/shared/identity.hpp"
 
@@ -34,10 +35,10 @@ inline std::string sysName(SysDevice device, unsigned number, std::uint16_t prod
     return name.data();
 }
 
-inline std::string sysPath(const std::string& directory, SysDevice device, unsigned number, std::uint16_t productId)
+inline std::string sysPath(std::string_view directory, SysDevice device, unsigned number, std::uint16_t productId)
 {
     if (device == SysDevice::USB_DEVICE) {
-        return directory + "/sys/" + sysName(device, number, productId);
+        return std::string(directory) + "/sys/" + sysName(device, number, productId);
     }
     const auto parent = SysDevice{static_cast<int>(device) - 1};
     return sysPath(directory, parent, number, productId) + (device == SysDevice::HIDRAW ? "/hidraw/" : "/") +

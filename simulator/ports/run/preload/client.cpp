@@ -1,6 +1,7 @@
 #include "ports/run/preload/client.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
@@ -11,6 +12,27 @@ namespace sim {
 namespace {
 
 constexpr int PATIENCE_MS = 5'000; // as the kernel's for a device that takes nothing
+
+// Neither made nor destroyed like other objects, because functions of the C library that ask for it are called earlier
+// and later than that: until it is known they behave as without a host.
+constinit std::array<char, sizeof(sockaddr_un::sun_path)> directory{};
+constinit std::size_t directorySize = 0;
+
+__attribute__((constructor)) void findDirectory()
+{
+    const char* const variable = std::getenv(SOCKET_VARIABLE);
+    const std::string_view socket = variable ? variable : "";
+    const auto slash = socket.rfind('/');
+    if (slash != socket.npos && slash < directory.size()) {
+        socket.copy(directory.data(), slash);
+        directorySize = slash;
+    }
+}
+
+std::string inDirectory(const char* name)
+{
+    return std::string(privateDirectory()) + '/' + name;
+}
 
 // The path that the other end of a socket was bound to; empty for anything else.
 std::string peerOf(int descriptor)
@@ -34,7 +56,7 @@ std::optional<Number> numberIn(std::string_view text)
 // The fields that follow OK.
 std::optional<Fields> ask(FileDescriptor& connection, const Fields& purpose)
 {
-    auto answer = askHost(connection, privateDirectory() + '/' + SOCKET_NAME, purpose);
+    auto answer = askHost(connection, inDirectory(SOCKET_NAME), purpose);
     if (!answer || answer->empty() || answer->front() != OK) {
         return std::nullopt;
     }
@@ -44,15 +66,9 @@ std::optional<Fields> ask(FileDescriptor& connection, const Fields& purpose)
 
 } // namespace
 
-// Read once: it is asked for by functions that are called often, and from anywhere.
-const std::string& privateDirectory()
+std::string_view privateDirectory()
 {
-    static const auto* const path = [] {
-        const char* const socket = std::getenv(SOCKET_VARIABLE);
-        const std::string_view text = socket ? socket : "";
-        return new std::string(text.substr(0, text.rfind('/') == text.npos ? 0 : text.rfind('/')));
-    }(); // outlives the program's own destructors
-    return *path;
+    return {directory.data(), directorySize};
 }
 
 bool hasHost()
@@ -99,16 +115,15 @@ FileDescriptor watchAdapters()
 
 bool isConnectionToHost(int descriptor)
 {
-    return hasHost() && peerOf(descriptor) == privateDirectory() + '/' + FIRST_SOCKET_NAME;
+    return hasHost() && peerOf(descriptor) == inDirectory(FIRST_SOCKET_NAME);
 }
 
 std::optional<unsigned> nodeNumber(std::string_view path)
 {
-    const std::string& directory = privateDirectory();
-    if (!hasHost() || !path.starts_with(directory)) {
+    if (!hasHost() || !path.starts_with(privateDirectory())) {
         return std::nullopt;
     }
-    path.remove_prefix(directory.size());
+    path.remove_prefix(directorySize);
     const std::string_view name(NODE_NAME);
     if (!path.starts_with('/') || !path.substr(1).starts_with(name)) {
         return std::nullopt;

@@ -24,7 +24,7 @@ struct Adapter {
 
 // Whether this process runs under `tarvix-sim run`, and the private directory of that; no slash follows.
 bool hasHost();
-const std::string& privateDirectory();
+std::string_view privateDirectory();
 
 // The adapters that are present; nothing when the host does not answer.
 std::optional<std::vector<Adapter>> listAdapters();

@@ -35,10 +35,10 @@ bool mayBeHandle(int descriptor)
            handles[static_cast<std::size_t>(descriptor)].load(std::memory_order_relaxed);
 }
 
-// To read and write is to open the adapter. To read only is to open the file, which is what a lock needs.
+// Who opens the node to write opens the adapter. Who opens it to read only gets the file, which is what a lock needs.
 bool opensAdapter(const char* path, int flags)
 {
-    return path && (flags & O_ACCMODE) == O_RDWR && (flags & O_PATH) == 0 && nodeNumber(path);
+    return path && (flags & O_ACCMODE) != O_RDONLY && (flags & O_PATH) == 0 && nodeNumber(path);
 }
 
 int openAdapter(const char* path, int flags)
@@ -149,10 +149,9 @@ constinit Next<int(int, unsigned long, ...)> nextIoctl("ioctl");
 constinit Next<ssize_t(int, void*, std::size_t)> nextRead("read");
 constinit Next<ssize_t(int, const void*, std::size_t)> nextWrite("write");
 
-// So that a signal handler that writes finds the way.
+// A signal handler may write, but not look functions up.
 __attribute__((constructor)) void findNext()
 {
-    hasHost();
     nextRead.get();
     nextWrite.get();
 }
