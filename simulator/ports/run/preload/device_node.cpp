@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdarg>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/hidraw.h>
@@ -56,11 +55,6 @@ int openAdapter(const char* path, int flags)
     return handle.release();
 }
 
-mode_t modeIn(int flags, va_list arguments)
-{
-    return flags & O_CREAT || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(arguments, mode_t) : 0;
-}
-
 template <typename Stat>
 int disguise(int result, int descriptor, Stat* status)
 {
@@ -73,7 +67,7 @@ int disguise(int result, int descriptor, Stat* status)
     return result;
 }
 
-int copyText(void* argument, unsigned long request, const std::string& text)
+int copyText(void* argument, unsigned request, const std::string& text)
 {
     const std::size_t size = std::min<std::size_t>(_IOC_SIZE(request), text.size() + 1);
     std::memcpy(argument, text.c_str(), size);
@@ -96,7 +90,7 @@ int copyDescriptor(const Adapter& adapter, hidraw_report_descriptor& into)
     return 0;
 }
 
-int answerRequest(int handle, const std::string& node, unsigned long request, void* argument)
+int answerRequest(int handle, const std::string& node, unsigned request, void* argument)
 {
     const auto adapter = adapterAt(node);
     if (!adapter) {
@@ -135,8 +129,10 @@ int answerRequest(int handle, const std::string& node, unsigned long request, vo
     }
 }
 
-using Open = int(const char*, int, ...);
-using OpenAt = int(int, const char*, int, ...);
+// Declared with the arguments that the variable ones stand for, which travel alike. A mode that the caller left out is
+// passed on as it is found, to somebody who doesn't look at it.
+using Open = int(const char*, int, mode_t);
+using OpenAt = int(int, const char*, int, mode_t);
 constinit Next<Open> nextOpen("open");
 constinit Next<Open> nextOpen64("open64");
 constinit Next<OpenAt> nextOpenAt("openat");
@@ -145,7 +141,7 @@ constinit Next<int(int, struct stat*)> nextFstat("fstat");
 constinit Next<int(int, struct stat64*)> nextFstat64("fstat64");
 constinit Next<int(int, int, struct stat*)> nextFxstat("__fxstat");
 constinit Next<int(int, int, struct stat64*)> nextFxstat64("__fxstat64");
-constinit Next<int(int, unsigned long, ...)> nextIoctl("ioctl");
+constinit Next<int(int, unsigned long, void*)> nextIoctl("ioctl");
 constinit Next<ssize_t(int, void*, std::size_t)> nextRead("read");
 constinit Next<ssize_t(int, const void*, std::size_t)> nextWrite("write");
 
@@ -160,10 +156,10 @@ __attribute__((constructor)) void findNext()
 
 extern "C" {
 
-int openFile(const char* path, int flags, ...) ANSWERS("open");
-int openFile64(const char* path, int flags, ...) ANSWERS("open64");
-int openFileAt(int directory, const char* path, int flags, ...) ANSWERS("openat");
-int openFileAt64(int directory, const char* path, int flags, ...) ANSWERS("openat64");
+int openFile(const char* path, int flags, mode_t mode) ANSWERS("open");
+int openFile64(const char* path, int flags, mode_t mode) ANSWERS("open64");
+int openFileAt(int directory, const char* path, int flags, mode_t mode) ANSWERS("openat");
+int openFileAt64(int directory, const char* path, int flags, mode_t mode) ANSWERS("openat64");
 int openChecked(const char* path, int flags) ANSWERS("__open_2");
 int openChecked64(const char* path, int flags) ANSWERS("__open64_2");
 int openCheckedAt(int directory, const char* path, int flags) ANSWERS("__openat_2");
@@ -172,47 +168,31 @@ int statusOf(int descriptor, struct stat* status) ANSWERS("fstat");
 int statusOf64(int descriptor, struct stat64* status) ANSWERS("fstat64");
 int oldStatusOf(int version, int descriptor, struct stat* status) ANSWERS("__fxstat");
 int oldStatusOf64(int version, int descriptor, struct stat64* status) ANSWERS("__fxstat64");
-int control(int descriptor, unsigned long request, ...) ANSWERS("ioctl");
+int control(int descriptor, unsigned long request, void* argument) ANSWERS("ioctl");
 ssize_t readFrom(int descriptor, void* data, std::size_t size) ANSWERS("read");
 ssize_t writeTo(int descriptor, const void* data, std::size_t size) ANSWERS("write");
 
-int openFile(const char* path, int flags, ...)
+int openFile(const char* path, int flags, mode_t mode)
 {
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = modeIn(flags, arguments);
-    va_end(arguments);
     return opensAdapter(path, flags) ? openAdapter(path, flags) : nextOpen.get()(path, flags, mode);
 }
 
-int openFile64(const char* path, int flags, ...)
+int openFile64(const char* path, int flags, mode_t mode)
 {
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = modeIn(flags, arguments);
-    va_end(arguments);
     return opensAdapter(path, flags) ? openAdapter(path, flags) : nextOpen64.get()(path, flags, mode);
 }
 
-int openFileAt(int directory, const char* path, int flags, ...)
+int openFileAt(int directory, const char* path, int flags, mode_t mode)
 {
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = modeIn(flags, arguments);
-    va_end(arguments);
     return opensAdapter(path, flags) ? openAdapter(path, flags) : nextOpenAt.get()(directory, path, flags, mode);
 }
 
-int openFileAt64(int directory, const char* path, int flags, ...)
+int openFileAt64(int directory, const char* path, int flags, mode_t mode)
 {
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = modeIn(flags, arguments);
-    va_end(arguments);
     return opensAdapter(path, flags) ? openAdapter(path, flags) : nextOpenAt64.get()(directory, path, flags, mode);
 }
 
-// The checked forms are called where the flags want no mode.
+// The checked forms are for flags that want no mode.
 int openChecked(const char* path, int flags)
 {
     return openFile(path, flags, 0);
@@ -253,15 +233,11 @@ int oldStatusOf64(int version, int descriptor, struct stat64* status)
     return disguise(nextFxstat64.get()(version, descriptor, status), descriptor, status);
 }
 
-int control(int descriptor, unsigned long request, ...)
+int control(int descriptor, unsigned long request, void* argument)
 {
-    va_list arguments;
-    va_start(arguments, request);
-    void* const argument = va_arg(arguments, void*);
-    va_end(arguments);
     if (_IOC_TYPE(request) == 'H') {
         if (const auto node = nodeOf(descriptor)) {
-            return answerRequest(descriptor, *node, request, argument);
+            return answerRequest(descriptor, *node, static_cast<unsigned>(request), argument);
         }
     }
     return nextIoctl.get()(descriptor, request, argument);

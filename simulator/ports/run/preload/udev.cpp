@@ -8,9 +8,12 @@
 #include <libudev.h>
 #pragma GCC visibility pop
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <dlfcn.h>
@@ -19,8 +22,10 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unistd.h>
 
 #include "ports/run/preload/client.hpp"
@@ -60,13 +65,13 @@ void* findInLibudev(const char* function)
 }
 
 template <typename Result, typename... Parameters>
-Result pass(Result (*)(Parameters...), const char* name, Parameters... arguments)
+Result pass(std::type_identity<Result(Parameters...)>, const char* name, std::type_identity_t<Parameters>... arguments)
 {
     auto* const function = reinterpret_cast<Result (*)(Parameters...)>(findInLibudev(name));
     return function ? function(arguments...) : Result{};
 }
 
-#define LIBUDEV(function, ...) pass(function, #function, __VA_ARGS__)
+#define LIBUDEV(function, ...) pass(std::type_identity<decltype(function)>{}, #function, __VA_ARGS__)
 
 // ---- Devices and lists of ours -------------------------------------------------------------------------------------
 
