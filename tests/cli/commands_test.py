@@ -141,6 +141,15 @@ class Commands(unittest.TestCase):
                 went_on = tarvix("batch", "-k", "-", stdin=commands)
                 self.assertEqual((went_on.returncode, went_on.stderr, went_on.stdout), (status, errors, "3=high\n"))
 
+    def test_batch_ends_with_the_status_of_the_first_failure(self):
+        commands = "rail set shared 60V\ngpio get 8\n"
+        self.assertEqual(tarvix("batch", "-k", "-", stdin=commands).returncode, 1)
+
+    def test_batch_sets_a_controller_up_once_and_again_after_a_reset(self):
+        commands = "i2c get 0x50\ni2c get 0x50\nreset\ni2c get 0x50\n"
+        result = tarvix("-v", "batch", "-", stdin=commands)
+        self.assertEqual((result.returncode, result.stderr.count("set up I2C bus 0: 100000 Hz")), (0, 2), result.stderr)
+
     def test_batch_never_takes_a_late_answer_for_the_next_commands(self):
         # Every answer comes after the command that waits for it gave up, and while the next one would wait.
         result = tarvix("--timeout", "200", "batch", "-k", "-", stdin="gpio get 3\nrail show\n",
