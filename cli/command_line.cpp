@@ -111,12 +111,16 @@ bool CommandLine::parseProgram(const std::vector<std::string>& arguments, Global
         .valueName("SELECTOR")
         .orFromVariable("TARVIX_ADAPTER");
     addNumber(*app_, "--timeout", options.timeoutMs, {1, 24 * 60 * 60 * 1000}, "Milliseconds to wait for each answer");
+    addPeriod(*app_, "--wait", options.wait, "Wait this long for an adapter that another program is using: 500ms, 2s");
+    addFlag(*app_, "--shared", options.shared,
+            "Use the adapter beside other programs; safe only for one that just listens");
     addFlag(*app_, "--json", options.json, "Print JSON: one object per run, or per line of a stream; errors included");
     addFlag(*app_, "-v,--verbose", options.verbose, "Report setup steps on standard error");
     app_->footer(
         "'tarvix COMMAND --help' explains a command and gives examples. The options above may also follow it.\n"
         "Exit status: 0 done, 1 refused by the adapter or the bus, 2 usage error, 3 no adapter, 4 several\n"
-        "adapters and none chosen, 5 permission denied, 6 no answer in time, 7 adapter lost, 130 interrupted.");
+        "adapters and none chosen, 5 permission denied, 6 no answer in time, 7 adapter lost, 8 adapter in use,\n"
+        "130 interrupted.");
     return parse(arguments, text);
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "tarvixsdk/adapters.hpp"
+
 namespace tool {
 
 namespace {
@@ -40,21 +42,8 @@ bool isStatus(StatusCode status, std::string_view name)
 
 std::string nameOf(StatusCode status)
 {
-    switch (status) {
-    case StatusCode::SUCCESS:
-        return "SUCCESS";
-    case StatusCode::NO_RESPONSE:
-        return "NO_RESPONSE";
-    case StatusCode::NOT_CONNECTED:
-        return "NOT_CONNECTED";
-    case StatusCode::UNEXPECTED_RESPONSE:
-        return "UNEXPECTED_RESPONSE";
-    case StatusCode::INVALID_ARGUMENT:
-        return "INVALID_ARGUMENT";
-    case StatusCode::RESPONSE_TOO_SHORT:
-        return "RESPONSE_TOO_SHORT";
-    case StatusCode::ADAPTER_LOST:
-        return "ADAPTER_LOST";
+    if (const char* const name = statusName(status)) {
+        return name;
     }
     const DeviceStatusInfo* const info = findDeviceStatus(status);
     return info != nullptr ? std::string(info->name) : "DEVICE_STATUS";

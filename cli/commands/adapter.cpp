@@ -26,7 +26,7 @@ namespace {
 void list(Context& context, const NoOptions&)
 {
     constexpr const char* ROW = "{:<{}}  {:<{}}  {:<{}}  {:>6}  {}\n";
-    const std::vector<Adapter> adapters = listAdapters();
+    const std::vector<Adapter> adapters = attachedAdapters();
     std::size_t selectors = 8;
     std::size_t serials = 6;
     std::size_t products = 7;
@@ -101,7 +101,7 @@ bool waitFor(std::chrono::milliseconds limit, Condition condition)
 // The node may have another number when the adapter returns; its serial number tells it from others.
 bool isBack(const Adapter& adapter)
 {
-    const auto adapters = listAdapters();
+    const auto adapters = attachedAdapters();
     return std::any_of(adapters.begin(), adapters.end(), [&](const Adapter& other) {
         return adapter.serialNumber.empty() ? other.path == adapter.path : other.serialNumber == adapter.serialNumber;
     });

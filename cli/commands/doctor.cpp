@@ -165,7 +165,7 @@ void checkHolders(const Adapter& adapter, Report& report)
                   geteuid() == 0 ? "none is using the adapter" : "none of yours is using the adapter");
     } else {
         report.note("other programs", fmt::format("in use by {}", fmt::join(holders, ", ")),
-                    "close all but one: programs that share an adapter receive each other's answers");
+                    "stop it: programs that share an adapter receive each other's answers");
     }
 }
 
@@ -189,7 +189,7 @@ void examine(Context& context, Report& report)
     report.ok("software",
               fmt::format("tarvixsdk {}, hidapi {} ({})", TarvixSDK::getVersion(), backend.version, backend.library));
     checkRule(report);
-    const auto adapters = listAdapters();
+    const auto adapters = attachedAdapters();
     for (const Adapter& adapter : adapters) {
         report.ok("adapter", fmt::format("{} at {}", adapter.selector, adapter.path));
     }

@@ -122,7 +122,7 @@ class SpiTest(Case):
         self.json("""
             tarvix spi transfer --raw 06 > /dev/null; tarvix spi transfer --raw 02 0203fe 'aabbccdd' > /dev/null
             tarvix spi read-flash --json 0x203fd -n 4
-            tarvix spi read-flash -n 0x100000 --raw | tail -c +132095 | head -c 3 | tarvix spi transfer --json -s 1 -
+            tarvix spi read-flash -n 0x100000 --raw | tail -c +132095 | head -c 3 | tarvix --wait 20s spi transfer --json -s 1 -
             """,
             {"select": 0, "offset": 0x203FD, "data": "ffaabbff"},
             {"select": 1, "data": "aabbff"})

@@ -68,13 +68,13 @@ class Commands(unittest.TestCase):
     def test_gpio_watch_disarms_what_it_armed(self):
         # Were pin 2 still armed when 3 moves, the monitor would see it before pin 4.
         lines, status, _ = stream("monitor -n 1", "tarvix gpio watch 2 --idle-timeout 50ms; tarvix gpio set 3=1;"
-                                  "tarvix gpio watch 4 --idle-timeout 5s -n 1 --banner 2>&1 >/dev/null |"
+                                  "tarvix --shared gpio watch 4 --idle-timeout 5s -n 1 --banner 2>&1 >/dev/null |"
                                   " { read banner; tarvix gpio set 5=1; }")
         self.assertEqual((status, [line.partition(" ")[2] for line in lines]), (0, ["gpio pin=4"]))
 
     def test_monitor(self):
         lines, status, _ = stream(
-            "monitor -n 1 --json", "tarvix gpio watch 2 --idle-timeout 5s -n 1 --banner 2>&1 >/dev/null |"
+            "monitor -n 1 --json", "tarvix --shared gpio watch 2 --idle-timeout 5s -n 1 --banner 2>&1 >/dev/null |"
             " { read banner; tarvix gpio set 3=1; }")
         event = json.loads(lines[0])
         self.assertRegex(event.pop("time"), f"^{TIME}$")

@@ -34,7 +34,9 @@ class ExitStatus(unittest.TestCase):
             (4, tarvix("info", sim=["--adapters", "2"]), "choose one with --adapter: TVX0000001, TVX0000002"),
             (6, tarvix("--timeout", "200", "info", sim=["--fault", "drop"]), "NO_RESPONSE (0x2000); no answer "
                                                                              "within 200 ms: raise --timeout"),
-            (7, tarvix("--timeout", "200", "info", sim=unplugged), "NO_RESPONSE (0x2000); the adapter has left the USB bus"),
+            (7, tarvix("info", sim=unplugged), "ADAPTER_LOST (0xC000); the adapter has left the USB bus"),
+            (8, shell("tarvix monitor --banner 2>&1 | { read; tarvix info; }"), " is in use by process "),
+            (0, shell("tarvix monitor --banner --idle-timeout 500ms 2>&1 | { read; tarvix --wait 20s info; }"), None),
         ]
         for status, result, text in table:
             with self.subTest(status=status):
