@@ -58,7 +58,8 @@ static hid_device* converse(char* path, size_t size)
     return device;
 }
 
-static void ask_the_node(const char* path)
+/* Returns a handle of its own. */
+static int ask_the_node(const char* path)
 {
     struct hidraw_devinfo info = {0};
     struct hidraw_report_descriptor descriptor = {0};
@@ -81,14 +82,16 @@ static void ask_the_node(const char* path)
     printf("%d %d, ", refused, errno == EPIPE);
     const ssize_t nothing = read(node, feature, sizeof feature);
     printf("%zd %d, ", nothing, errno == EAGAIN);
+    const ssize_t refused_write = write(node, feature, 1);
+    printf("%zd %d, ", refused_write, errno == EINVAL);
     fstat(copy, &status);
     printf("%d, ", S_ISCHR(status.st_mode));
     close(copy);
-    close(node);
     const int lock = open(path, O_RDONLY); /* the file, for a lock */
     fstat(lock, &status);
     printf("%d\n", S_ISREG(status.st_mode));
     close(lock);
+    return node;
 }
 
 static void receive(struct udev_monitor* monitor)
@@ -116,7 +119,7 @@ int main(int count, char** arguments)
 
     list();
     hid_device* device = converse(path, sizeof path);
-    ask_the_node(path);
+    const int node = ask_the_node(path);
 
     trigger("unplug");
     receive(monitor);
@@ -124,7 +127,10 @@ int main(int count, char** arguments)
     /* Each would wait for ever or end the program if the handle were not dead. */
     printf("read %d, write %d, ", hid_read(device, report, sizeof report), hid_write(device, report, sizeof report));
     hid_close(device);
+    const ssize_t written = write(node, report, sizeof report);
+    printf("write %zd %d, ", written, errno == ENODEV);
     printf("node %d\n", access(path, F_OK));
+    close(node);
 
     trigger("replug");
     receive(monitor);

@@ -52,7 +52,7 @@ inline dev_t deviceNumber(unsigned node)
 // The path of the node that the descriptor is a handle of, however the process came by it; nothing for any other.
 std::optional<std::string> nodeOf(int descriptor);
 
-// Writes one report, its id first. -1 with errno as hidraw has it, and never SIGPIPE.
+// Writes one report, its id first; -1 with errno as hidraw has it.
 ssize_t writeReport(int handle, const void* data, std::size_t size);
 
 } // namespace sim

@@ -25,7 +25,7 @@ namespace sim {
 namespace {
 
 // Descriptors that were opened here. One may have been closed since, and a copy of one is missing: that costs it no
-// more than a signal in place of an error.
+// more than a less fitting error.
 std::array<std::atomic<bool>, 65'536> handles{};
 
 bool mayBeHandle(int descriptor)

@@ -22,7 +22,6 @@ const wchar_t* hid_read_error(hid_device* device);
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
