@@ -134,4 +134,13 @@ std::span<const Row> i3cRows();
 std::span<const Row> cccRows();
 std::vector<Row> everyRow();
 
+// The rows that have this face's call.
+template <typename Call>
+std::vector<Row> rowsWith(Call Row::*call)
+{
+    std::vector<Row> rows = everyRow();
+    std::erase_if(rows, [call](const Row& row) { return row.*call == nullptr; });
+    return rows;
+}
+
 } // namespace golden

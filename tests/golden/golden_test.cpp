@@ -93,10 +93,7 @@ TEST_F(GoldenAsync, EachMethodSendsItsFrameOnceConnected)
     TarvixAsyncSDK sdk;
     ASSERT_TRUE(sdk.connect(""));
     const Bytes data = DATA;
-    for (const Row& row : everyRow()) {
-        if (row.send == nullptr) {
-            continue;
-        }
+    for (const Row& row : rowsWith(&Row::send)) {
         SCOPED_TRACE(row.name);
         device->forget();
         EXPECT_EQ(row.send(disconnected, 0x0102), StatusCode::NOT_CONNECTED);
@@ -113,14 +110,11 @@ TEST_F(GoldenBlocking, EachMethodSendsItsFrameAndDecodesTheAnswerWhateverItsStat
     TarvixSDK sdk(LONG_ENOUGH);
     ASSERT_TRUE(sdk.connect(""));
     for (const char* const status : {"00 00 ", "23 01 "}) {
-        for (const Row& row : everyRow()) {
-            if (row.block == nullptr) {
-                continue;
-            }
+        for (const Row& row : rowsWith(&Row::block)) {
             SCOPED_TRACE(row.name + ", answer " + status + row.answer);
             answer(status + row.answer);
             Outputs outputs;
-            EXPECT_EQ(row.block(sdk, outputs), *status == '0' ? StatusCode::SUCCESS : row.statusOnError);
+            ASSERT_EQ(row.block(sdk, outputs), *status == '0' ? StatusCode::SUCCESS : row.statusOnError);
             EXPECT_EQ(sent(), row.request);
             EXPECT_EQ(outputs.values(), row.values);
             EXPECT_EQ(outputs.data(), row.data);
@@ -133,10 +127,7 @@ TEST_F(GoldenBlocking, WithoutAResponseEveryOutputStaysAsItWas)
     TarvixSDK disconnected(0);
     TarvixSDK sdk(0);
     ASSERT_TRUE(sdk.connect(""));
-    for (const Row& row : everyRow()) {
-        if (row.block == nullptr) {
-            continue;
-        }
+    for (const Row& row : rowsWith(&Row::block)) {
         SCOPED_TRACE(row.name);
         Outputs outputs;
         EXPECT_EQ(row.block(disconnected, outputs), StatusCode::NOT_CONNECTED);
@@ -159,18 +150,15 @@ TEST_F(GoldenBlocking, EachDecoderTakesEveryCutAnswer)
         const StatusCode status = row.block(sdk, outputs);
         return std::pair(status, outputs.values() + " | " + outputs.data());
     };
-    for (const Row& row : everyRow()) {
-        if (row.block == nullptr || row.answer.empty()) {
-            continue;
-        }
+    for (const Row& row : rowsWith(&Row::block)) {
         const Bytes whole = hex("00 00 " + row.answer);
-        for (std::size_t size = 0; size < whole.size(); ++size) {
+        for (std::size_t size = 0; !row.answer.empty() && size < whole.size(); ++size) {
             SCOPED_TRACE(row.name + " with " + std::to_string(size) + " bytes from the status on");
             const auto [status, outputs] = decode(row, part(whole, 0, size));
             const bool promisedMore =
                 row.name == "i2cScanBus" && size < hex("00 00 F1 03 02 01 02 03 04 05 06 07").size();
             const bool statusMissing = size < 2 && row.statusOnError != StatusCode::SUCCESS;
-            EXPECT_EQ(status, promisedMore || statusMissing ? StatusCode::RESPONSE_TOO_SHORT : StatusCode::SUCCESS);
+            ASSERT_EQ(status, promisedMore || statusMissing ? StatusCode::RESPONSE_TOO_SHORT : StatusCode::SUCCESS);
             if (!promisedMore) {
                 EXPECT_EQ(outputs, decode(row, padded(part(whole, 0, size), whole.size())).second);
             }
@@ -183,15 +171,15 @@ TEST_F(GoldenBlocking, EachDecoderTakesEveryWrongByte)
 {
     TarvixSDK sdk(LONG_ENOUGH);
     ASSERT_TRUE(sdk.connect(""));
-    for (const Row& row : everyRow()) {
+    for (const Row& row : rowsWith(&Row::block)) {
         Bytes bytes = hex("00 00 " + row.answer);
-        for (std::size_t at = 2; row.block != nullptr && at < bytes.size(); ++at) {
+        for (std::size_t at = 2; at < bytes.size(); ++at) {
             SCOPED_TRACE(row.name + ", byte " + std::to_string(at) + " FF");
             const std::uint8_t before = std::exchange(bytes[at], std::uint8_t{0xFF});
             answer(bytes);
             Outputs outputs;
             const StatusCode status = row.block(sdk, outputs);
-            EXPECT_TRUE(status == StatusCode::SUCCESS || status == StatusCode::RESPONSE_TOO_SHORT);
+            ASSERT_TRUE(status == StatusCode::SUCCESS || status == StatusCode::RESPONSE_TOO_SHORT);
             EXPECT_LE(outputs.bytes.size(), 65'535U);
             EXPECT_LE(outputs.table.size(), 255U);
             bytes[at] = before;
@@ -206,15 +194,12 @@ TEST_F(GoldenFlat, EachFunctionSendsItsFrameAndCopiesDataOutOnSuccessOnly)
 {
     connect();
     for (const char* const status : {"00 00 ", "23 01 "}) {
-        for (const Row& row : everyRow()) {
-            if (row.flat == nullptr) {
-                continue;
-            }
+        for (const Row& row : rowsWith(&Row::flat)) {
             SCOPED_TRACE(row.function + ", answer " + status + row.answer);
             answer(status + row.answer);
             Outputs outputs;
             const StatusCode result = row.flat(handle, argumentsFor(outputs));
-            EXPECT_EQ(result, *status == '0' ? StatusCode::SUCCESS : row.statusOnError);
+            ASSERT_EQ(result, *status == '0' ? StatusCode::SUCCESS : row.statusOnError);
             EXPECT_EQ(sent(), row.request);
             EXPECT_EQ(outputs.values(), row.values);
             const bool copied = result == StatusCode::SUCCESS && row.data != "-";
@@ -230,42 +215,23 @@ TEST_F(GoldenFlat, EachFunctionSendsItsFrameAndCopiesDataOutOnSuccessOnly)
     }
 }
 
-std::vector<Arguments> spoilt(const Arguments& valid, Refusal wrong)
+std::vector<Arguments> spoilt(const Arguments& valid, unsigned refusal)
 {
-    Arguments a = valid;
-    switch (wrong) {
-    case NO_VALUE:
-        a.byte1 = nullptr;
-        a.word1 = nullptr;
-        return {a};
-    case NO_SECOND_VALUE:
-        a.byte2 = nullptr;
-        a.word2 = nullptr;
-        return {a};
-    case BAD_BUS:
-        a.bus = 2;
-        return {a};
-    case BAD_REGISTER: {
-        Arguments null = valid;
-        null.in = nullptr;
-        a.registerLength = 5;
-        return {null, a};
-    }
-    case NO_DATA:
-        a.in = nullptr;
-        a.registerLength = 0;
-        return {a};
-    case NO_BUFFER:
-        a.buffer = nullptr;
-        a.records = nullptr;
-        a.info = nullptr;
-        return {a};
-    case NO_LENGTH:
-        a.length8 = nullptr;
-        a.length16 = nullptr;
-        return {a};
-    }
-    return {};
+    std::vector<Arguments> wrong;
+    const auto with = [&](unsigned refused, auto spoil) {
+        if (refusal == refused) {
+            spoil(wrong.emplace_back(valid));
+        }
+    };
+    with(NO_VALUE, [](auto& a) { a.word1 = nullptr, a.byte1 = nullptr; });
+    with(NO_SECOND_VALUE, [](auto& a) { a.word2 = nullptr, a.byte2 = nullptr; });
+    with(BAD_BUS, [](auto& a) { a.bus = 2; });
+    with(BAD_REGISTER, [](auto& a) { a.in = nullptr; });
+    with(BAD_REGISTER, [](auto& a) { a.registerLength = 5; });
+    with(NO_DATA, [](auto& a) { a.in = nullptr, a.registerLength = 0; });
+    with(NO_BUFFER, [](auto& a) { a.buffer = nullptr, a.records = nullptr, a.info = nullptr; });
+    with(NO_LENGTH, [](auto& a) { a.length8 = nullptr, a.length16 = nullptr; });
+    return wrong;
 }
 
 TEST_F(GoldenFlat, EachFunctionRefusesItsWrongArgumentsBeforeItLooksAtTheConnection)
@@ -275,8 +241,8 @@ TEST_F(GoldenFlat, EachFunctionRefusesItsWrongArgumentsBeforeItLooksAtTheConnect
         for (const Row& row : everyRow()) {
             for (unsigned bit = NO_VALUE; bit <= NO_LENGTH; bit <<= 1) {
                 Outputs outputs;
-                for (const Arguments& wrong : spoilt(argumentsFor(outputs), Refusal{row.refuses & bit})) {
-                    EXPECT_EQ(row.flat(handle, wrong), StatusCode::INVALID_ARGUMENT) << row.function << ": " << bit;
+                for (const Arguments& wrong : spoilt(argumentsFor(outputs), row.refuses & bit)) {
+                    ASSERT_EQ(row.flat(handle, wrong), StatusCode::INVALID_ARGUMENT) << row.function << ": " << bit;
                     ++refused;
                 }
             }
@@ -291,10 +257,8 @@ TEST_F(GoldenFlat, EachFunctionRefusesItsWrongArgumentsBeforeItLooksAtTheConnect
 
 TEST_F(GoldenFlat, ANullHandleIsHarmlessWhateverTheOtherArgumentsAre)
 {
-    for (const Row& row : everyRow()) {
-        if (row.flat != nullptr) {
-            EXPECT_EQ(row.flat(nullptr, Arguments{}), StatusCode::NOT_CONNECTED) << row.function;
-        }
+    for (const Row& row : rowsWith(&Row::flat)) {
+        EXPECT_EQ(row.flat(nullptr, Arguments{}), StatusCode::NOT_CONNECTED) << row.function;
     }
     EXPECT_FALSE(TarvixSDK_Connect(nullptr, nullptr));
     EXPECT_FALSE(TarvixSDK_ConnectWithSerialNumber(nullptr, nullptr));

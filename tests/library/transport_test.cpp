@@ -1,5 +1,6 @@
 // Finding and opening an adapter, reports and segments, the reader thread, faults and unplugging: through the
 // asynchronous class of the shipped library, with hidapi replaced.
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <stdexcept>
@@ -22,13 +23,6 @@ protected:
     ~Transport() override { EXPECT_EQ(fake_hid::bus().enumerations, 0) << "an enumeration was not freed"; }
 };
 
-struct OpenCase {
-    const char* what;
-    std::string path;
-    std::string serial;
-    int opened; // index of the device that must be open, -1 for none
-};
-
 TEST_F(Transport, OpensTheFirstDeviceThatPassesTheFilters)
 {
     using fake_hid::Entry;
@@ -41,7 +35,12 @@ TEST_F(Transport, OpensTheFirstDeviceThatPassesTheFilters)
         {"/dev/hidraw4", 0x1FC9, fake_hid::SMALL_REPORTS, L"B2"},            // a clone
         {"/dev/hidraw5", 0x1FC9, fake_hid::SMALL_REPORTS, L"NOPERM", false}, // cannot be opened
     };
-    const OpenCase cases[]{
+    const struct {
+        const char* what;
+        std::string path;
+        std::string serial;
+        int opened; // index of the device that must be open, -1 for none
+    } cases[]{
         {"no filter: the first supported one", "", "", 3},
         {"by path", "/dev/hidraw4", "", 5},
         {"by path, unsupported vendor", "/dev/hidraw0", "", -1},
@@ -52,7 +51,7 @@ TEST_F(Transport, OpensTheFirstDeviceThatPassesTheFilters)
         {"by serial number, prefix of one", "", "B", -1},
         {"found but not to be opened", "", "NOPERM", -1},
     };
-    for (const OpenCase& test : cases) {
+    for (const auto& test : cases) {
         SCOPED_TRACE(test.what);
         fake_hid::reset();
         for (const Entry& entry : entries) {
@@ -201,28 +200,6 @@ protected:
         EXPECT_TRUE(sdk.connect(""));
     }
 
-    // A report as the library must write it: report ID, header, bytes, zeros.
-    Bytes output(unsigned header, const Bytes& bytes) const
-    {
-        return padded(Bytes{0, static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)} + bytes,
-                      size + 1);
-    }
-
-    // Sends a frame that frameOf made.
-    void sendFrame(const Bytes& frame)
-    {
-        const Bytes message(frame.begin() + 6, frame.end());
-        ASSERT_EQ(sdk.uartSendMessage(0x0201, message), StatusCode::SUCCESS);
-    }
-
-    // A frame of any length from 6: a UART message of size - 6 bytes, which has no other bounds.
-    static Bytes frameOf(std::size_t size)
-    {
-        const std::size_t count = size - 6;
-        return Bytes{0x01, 0x02, 0x05, 0x10, static_cast<std::uint8_t>(count), static_cast<std::uint8_t>(count >> 8)} +
-               counting(count);
-    }
-
     Received<Bytes> received; // outlives the session, whose reader adds to it
     std::shared_ptr<fake_hid::Device> device;
     std::size_t size = 0;
@@ -241,7 +218,7 @@ INSTANTIATE_TEST_SUITE_P(BothSizes, Reports, testing::Values(fake_hid::SMALL_REP
 TEST_P(Reports, WritesOnePaddedReportForAShortFrame)
 {
     EXPECT_EQ(sdk.resetDevice(7), StatusCode::SUCCESS);
-    EXPECT_EQ(device->reports(), std::vector<Bytes>{output(0x0013, {0x07, 0x00, 0x01, 0x04})});
+    EXPECT_EQ(device->reports(), std::vector<Bytes>{padded(hex("00 13 00 07 00 01 04"), size + 1)});
 }
 
 // Behind a short report stand bytes of the one before; the header says how many count.
@@ -254,9 +231,9 @@ TEST_P(Reports, AShortReportHoldsTheRestOfTheOneBefore)
 
 TEST_P(Reports, CarriesTheLongestFramesBothWays)
 {
-    const Bytes frame = frameOf(65535 + 6);
+    const Bytes frame = hex("01 02 05 10 FF FF") + counting(65'535);
     device->onFrame([this](const Bytes& request) { device->deliverFrame(request); });
-    sendFrame(frame);
+    EXPECT_EQ(sdk.uartSendMessage(0x0201, counting(65'535)), StatusCode::SUCCESS);
     EXPECT_EQ(device->frames(), std::vector<Bytes>{frame});
     EXPECT_EQ(received.atLeast(1), std::vector<Bytes>{frame});
 }
@@ -273,12 +250,12 @@ TEST_P(Reports, SucceedsWhateverTheWritesReport)
 
 TEST_P(Reports, ASegmentThatFailsHoldsNoOtherBack)
 {
-    const Bytes frame = frameOf(3 * capacity);
+    const Bytes message = counting(3 * capacity - 6); // a frame of exactly three reports
     for (int failing = 1; failing <= 3; ++failing) {
         device->forget();
         device->failWrite(failing);
-        sendFrame(frame);
-        sendFrame(frame);
+        EXPECT_EQ(sdk.uartSendMessage(1, message), StatusCode::SUCCESS);
+        EXPECT_EQ(sdk.uartSendMessage(1, message), StatusCode::SUCCESS);
         const auto reports = device->reports();
         ASSERT_EQ(reports.size(), 5U) << "of twice three";
         std::vector<Bytes> twice = part(reports, 2, 5) + part(reports, 2, 5);
@@ -300,12 +277,12 @@ TEST_P(Reports, EveryFrameReachesOneHandlerWhileHandlersAreReplaced)
         device->deliverFrame({0, 1});
         sdk.onResponse(count);
     }
-    EXPECT_TRUE(device->waitUntil([](const auto& d) { return d.isIdle(); }));
+    EXPECT_TRUE(device->settle());
     EXPECT_EQ(calls, FRAMES);
 
     sdk.onResponse(nullptr);
     device->deliverFrame({4, 1});
-    EXPECT_TRUE(device->waitUntil([](const auto& d) { return d.isIdle(); }));
+    EXPECT_TRUE(device->settle());
     sdk.onResponse([this](const Bytes& frame) { received.add(frame); });
     device->deliverFrame({4, 2});
     EXPECT_EQ(received.atLeast(1), (std::vector<Bytes>{{4, 2}}));
@@ -338,23 +315,22 @@ TEST_P(Reports, NoHandlerRunsOnceTheSessionHasEnded)
         }
     });
     for (int i = 0; i < 5; ++i) {
+        Received<bool> afterTheEnd;
         std::atomic<bool> ended = false;
-        Received<bool> late;
         auto session = std::make_unique<TarvixAsyncSDK>();
-        session->onResponse([&](const Bytes&) { late.add(ended); });
+        session->onResponse([&](const Bytes&) { afterTheEnd.add(ended); });
         ASSERT_TRUE(session->connect(""));
-        late.atLeast(3);
+        afterTheEnd.atLeast(3);
         if (i % 2 == 0) {
             session->disconnect();
-            ended = true;
+        } else {
+            session.reset();
         }
-        session.reset();
         ended = true;
-        const int closes = device->closes();
-        EXPECT_EQ(closes, i + 1);
-        for (const bool afterTheEnd : late.atLeast(3)) {
-            EXPECT_FALSE(afterTheEnd);
-        }
+        session.reset();
+        EXPECT_EQ(device->closes(), i + 1);
+        const std::vector<bool> all = afterTheEnd.atLeast(3);
+        EXPECT_EQ(std::count(all.begin(), all.end(), true), 0);
     }
     stop = true;
     stream.join();

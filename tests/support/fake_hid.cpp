@@ -86,16 +86,11 @@ private:
 
 Device::Device(Entry entry) : entry_(std::move(entry)) {}
 
-void Device::onFrame(std::function<void(const Bytes&)> handler)
-{
-    const std::lock_guard lock(mutex_);
-    handler_ = std::move(handler);
-}
-
 void Device::deliverReport(Bytes report)
 {
     const std::lock_guard lock(mutex_);
     (delaying_ ? delayed_ : input_).push_back(std::move(report));
+    idle_ = false;
     changed_.notify_all();
 }
 
@@ -117,63 +112,14 @@ void Device::deliverFrame(const Bytes& frame)
     } while (offset < frame.size());
 }
 
-void Device::delay()
-{
-    const std::lock_guard lock(mutex_);
-    delaying_ = true;
-}
-
 void Device::release()
 {
     const std::lock_guard lock(mutex_);
     delaying_ = false;
     input_.insert(input_.end(), delayed_.begin(), delayed_.end());
     delayed_.clear();
+    idle_ = false;
     changed_.notify_all();
-}
-
-void Device::failWrites(bool fail)
-{
-    const std::lock_guard lock(mutex_);
-    failWrites_ = fail;
-}
-
-void Device::failWrite(int number)
-{
-    const std::lock_guard lock(mutex_);
-    failingWrite_ = number;
-}
-
-void Device::hiccup(int reads)
-{
-    const std::lock_guard lock(mutex_);
-    failingReads_ = reads;
-    changed_.notify_all();
-}
-
-void Device::unplug()
-{
-    const std::lock_guard lock(mutex_);
-    unplugged_ = true;
-    changed_.notify_all();
-}
-
-void Device::replug()
-{
-    const std::lock_guard lock(mutex_);
-    unplugged_ = false;
-}
-
-std::vector<Bytes> Device::reports() const
-{
-    const std::lock_guard lock(mutex_);
-    return reports_;
-}
-
-std::vector<Bytes> Device::frames() const
-{
-    const std::lock_guard lock(mutex_);
-    return frames_;
 }
 
 void Device::forget()
@@ -183,60 +129,6 @@ void Device::forget()
     frames_.clear();
     reads_ = 0;
     readTimeouts_ = 0;
-}
-
-int Device::opens() const
-{
-    const std::lock_guard lock(mutex_);
-    return opens_;
-}
-
-int Device::closes() const
-{
-    const std::lock_guard lock(mutex_);
-    return closes_;
-}
-
-int Device::reads() const
-{
-    const std::lock_guard lock(mutex_);
-    return reads_;
-}
-
-int Device::failedReads() const
-{
-    const std::lock_guard lock(mutex_);
-    return failedReads_;
-}
-
-int Device::failedWrites() const
-{
-    const std::lock_guard lock(mutex_);
-    return failedWrites_;
-}
-
-int Device::readTimeouts() const
-{
-    const std::lock_guard lock(mutex_);
-    return readTimeouts_;
-}
-
-bool Device::isIdle() const
-{
-    const std::lock_guard lock(mutex_);
-    return waiting_ && input_.empty();
-}
-
-int Device::overlaps() const
-{
-    const std::lock_guard lock(mutex_);
-    return overlaps_;
-}
-
-sigset_t Device::readerSignals() const
-{
-    const std::lock_guard lock(mutex_);
-    return readerSignals_;
 }
 
 bool Device::waitUntil(const std::function<bool(const Device&)>& condition) const
@@ -279,10 +171,10 @@ int Device::read(std::uint8_t* data, std::size_t length, std::chrono::millisecon
     reader = true;
     pthread_sigmask(SIG_BLOCK, nullptr, &readerSignals_);
     Call call(*this);
-    waiting_ = true;
+    idle_ = input_.empty();
     changed_.notify_all();
     changed_.wait_for(lock, timeout, [&] { return unplugged_ || failingReads_ > 0 || !input_.empty(); });
-    waiting_ = false;
+    idle_ = false;
     if (unplugged_ || failingReads_ > 0) {
         failingReads_ -= failingReads_ > 0 ? 1 : 0;
         ++failedReads_;
@@ -295,19 +187,6 @@ int Device::read(std::uint8_t* data, std::size_t length, std::chrono::millisecon
     std::copy_n(input_.front().begin(), count, data);
     input_.pop_front();
     return call.succeed(count);
-}
-
-void Device::opened()
-{
-    const std::lock_guard lock(mutex_);
-    ++opens_;
-}
-
-void Device::closed()
-{
-    const std::lock_guard lock(mutex_);
-    ++closes_;
-    changed_.notify_all();
 }
 
 int processOverlaps()

@@ -40,37 +40,42 @@ public:
     std::size_t reportSize() const { return entry_.productId == LARGE_REPORTS ? 1024 : 64; }
 
     // Called with each whole frame that the library wrote, on the writing thread; usually answers it.
-    void onFrame(std::function<void(const Bytes& frame)> handler);
+    void onFrame(std::function<void(const Bytes& frame)> handler) { set(handler_, std::move(handler)); }
 
     // Queues input for the library's reader.
     void deliverReport(Bytes report);
     void deliverFrame(const Bytes& frame);
 
-    void delay(); // what is delivered from now on waits ...
+    void delay() { set(delaying_, true); } // what is delivered from now on waits ...
     void release();
-    void failWrites(bool fail);
-    void failWrite(int number); // that one only, counting from 1 and from now
-    void hiccup(int reads);     // that many reads fail
-    void unplug();              // reads and writes fail from now on
-    void replug();
+    void failWrites(bool fail) { set(failWrites_, fail); }
+    void failWrite(int number) { set(failingWrite_, number); } // that one only, counting from 1 and from now
+    void hiccup(int reads) { set(failingReads_, reads); }      // that many reads fail
+    void unplug() { set(unplugged_, true); }                   // reads and writes fail from now on
+    void replug() { set(unplugged_, false); }
 
-    std::vector<Bytes> reports() const; // each written report, report ID included
-    std::vector<Bytes> frames() const;  // each whole frame written
-    void forget();                      // empties both lists, counts reads anew
+    std::vector<Bytes> reports() const { return get(reports_); } // each written report, report ID included
+    std::vector<Bytes> frames() const { return get(frames_); }   // each whole frame written
+    void forget();                                               // empties both lists, counts reads anew
 
-    int opens() const;  // handles opened
-    int closes() const; // handles closed
-    int reads() const;
-    int failedReads() const;
-    int failedWrites() const;
-    int readTimeouts() const; // of the reads begun since forget(), added up, in ms
-    bool isIdle() const; // the library reads, and has dealt with everything that was delivered
-
-    sigset_t readerSignals() const; // blocked while the library reads
+    int opens() const { return get(opens_); }   // handles opened
+    int closes() const { return get(closes_); } // handles closed
+    int reads() const { return get(reads_); }
+    int failedReads() const { return get(failedReads_); }
+    int failedWrites() const { return get(failedWrites_); }
+    int readTimeouts() const { return get(readTimeouts_); }        // of the reads begun since forget(), added up, in ms
+    sigset_t readerSignals() const { return get(readerSignals_); } // blocked while the library reads
 
     // Times a call began while another was running and an error string was stored: in hidapi before 0.15 both may free
     // that string.
-    int overlaps() const;
+    int overlaps() const { return get(overlaps_); }
+
+    // Waits until the library has dealt with everything that was delivered and reads again; false after a generous
+    // limit.
+    bool settle() const
+    {
+        return waitUntil([](const Device& device) { return device.idle_; });
+    }
 
     // Waits until `condition` holds of this device; false after a generous limit.
     bool waitUntil(const std::function<bool(const Device&)>& condition) const;
@@ -78,11 +83,26 @@ public:
     // The hidapi side.
     int write(const std::uint8_t* data, std::size_t length);
     int read(std::uint8_t* data, std::size_t length, std::chrono::milliseconds timeout);
-    void opened();
-    void closed();
+    void opened() { set(opens_, opens() + 1); }
+    void closed() { set(closes_, closes() + 1); }
 
 private:
     class Call;
+
+    template <typename Value>
+    Value get(const Value& value) const
+    {
+        const std::lock_guard lock(mutex_);
+        return value;
+    }
+
+    template <typename Value, typename Source>
+    void set(Value& value, Source&& source)
+    {
+        const std::lock_guard lock(mutex_);
+        value = std::forward<Source>(source);
+        changed_.notify_all();
+    }
 
     const Entry entry_;
     mutable std::recursive_mutex mutex_;
@@ -97,7 +117,7 @@ private:
     bool delaying_ = false;
     int failingWrite_ = 0;
     int failingReads_ = 0;
-    bool waiting_ = false;
+    bool idle_ = false;
     bool failWrites_ = false;
     bool unplugged_ = false;
     bool errorStored_ = false;
