@@ -97,7 +97,7 @@ void Context::check(StatusCode status, std::string_view action, std::string_view
             remedy = "the adapter refused: check the arguments, the wiring and 'tarvix rail show'";
         }
     }
-    const NamedStatus named{statusName(status), static_cast<unsigned>(status)};
+    const NamedStatus named{nameOf(status), static_cast<unsigned>(status)};
     throw CommandFailed(exitStatus, named, fmt::format("{}: {} (0x{:04X})", action, named.name, named.number),
                         std::move(remedy));
 }

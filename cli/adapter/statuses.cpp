@@ -37,7 +37,7 @@ bool isStatus(StatusCode status, std::string_view name)
     return info != nullptr && info->name == name;
 }
 
-std::string statusName(StatusCode status)
+std::string nameOf(StatusCode status)
 {
     switch (status) {
     case StatusCode::SUCCESS:
@@ -52,6 +52,8 @@ std::string statusName(StatusCode status)
         return "INVALID_ARGUMENT";
     case StatusCode::RESPONSE_TOO_SHORT:
         return "RESPONSE_TOO_SHORT";
+    case StatusCode::ADAPTER_LOST:
+        return "ADAPTER_LOST";
     }
     const DeviceStatusInfo* const info = findDeviceStatus(status);
     return info != nullptr ? std::string(info->name) : "DEVICE_STATUS";

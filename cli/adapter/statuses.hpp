@@ -24,6 +24,6 @@ const DeviceStatusInfo* findDeviceStatus(StatusCode status);
 bool isStatus(StatusCode status, std::string_view name);
 
 // "NO_RESPONSE", "NACK", or "DEVICE_STATUS" for a number that has no name here.
-std::string statusName(StatusCode status);
+std::string nameOf(StatusCode status);
 
 } // namespace tool

@@ -115,7 +115,10 @@ std::vector<AdapterInfo> enumerateAdapters()
 {
     std::vector<AdapterInfo> adapters;
     forEachDevice([&](const hid_device_info& info) {
-        if (const DeviceKind* const kind = findKind(info)) {
+        // hidapi lists a device once for each of its top-level collections.
+        const bool isKnown = std::any_of(adapters.begin(), adapters.end(),
+                                         [&](const AdapterInfo& other) { return other.path == info.path; });
+        if (const DeviceKind* const kind = findKind(info); kind != nullptr && !isKnown) {
             adapters.push_back({.path = info.path,
                                 .serialNumber = toText(info.serial_number),
                                 .manufacturer = toText(info.manufacturer_string),

@@ -87,6 +87,7 @@ TEST(Opening, SaysWhatIsAttachedAndWhyNothingWasOpened)
     EXPECT_TRUE(TarvixSDK(0).connect("")) << "the null path is passed over by a plain session, too";
 
     fake_hid::attach({.path = "b", .productId = fake_hid::LARGE_REPORTS, .serial = L"\u0416\u00e9"});
+    fake_hid::attach({.path = "b", .productId = fake_hid::LARGE_REPORTS, .serial = L"B2"}); // another collection of b
     fake_hid::attach({.path = "c", .serial = L"no", .openable = false});
     const OpenResult several = sdk.open();
     EXPECT_EQ(several.status, OpenStatus::SEVERAL_ADAPTERS);
