@@ -1,8 +1,6 @@
 // What a non-blocking session holds, and the end of every command.
 #pragma once
 
-#include <atomic>
-
 #include "async/request_frame.hpp"
 #include "tarvixsdk/async_sdk.hpp"
 #include "transport/frame_link.hpp"
@@ -12,6 +10,5 @@ struct TarvixAsyncSDK::State {
     // never reached the adapter shows as a missing response.
     StatusCode send(const RequestFrame& frame);
 
-    std::atomic<bool> connected = false; // also read by handlers, on the reader thread
-    FrameLink link;                      // last, so that its reader thread ends first
+    FrameLink link;
 };

@@ -18,6 +18,13 @@ auto dataOf(std::size_t least, std::size_t most)
     return counted8(COUNT, DATA, least, most);
 }
 
+auto dataOfRead(I3cTransferDirection direction, std::size_t least, std::size_t most)
+{
+    return [=](const ResponseFrame& response) {
+        return direction == I3cTransferDirection::READ ? dataOf(least, most)(response) : anything(response);
+    };
+}
+
 } // namespace
 
 StatusCode TarvixSDK::i3cCccTransfer(std::uint8_t targetAddress, I3cTransferDirection direction, I3cTransferMode mode,
@@ -29,9 +36,8 @@ StatusCode TarvixSDK::i3cCccTransfer(std::uint8_t targetAddress, I3cTransferDire
     return session_
         ->exchange(&TarvixAsyncSDK::i3cCccTransfer, targetAddress, direction, mode, transferFlag, cccType, length, ccc,
                    definingByte, data)
-        .then(reads ? dataOf(0, length) : dataOf(0, Payload::ANY), [&](const ResponseFrame& response) {
-            response.copyTo(readData, DATA, reads ? response.u8(COUNT) : 0);
-        });
+        .then(dataOfRead(direction, 0, length),
+              [&](const ResponseFrame& response) { response.copyTo(readData, DATA, reads ? response.u8(COUNT) : 0); });
 }
 
 StatusCode TarvixSDK::i3cCccENECBroadcast(std::uint8_t events)
@@ -182,7 +188,7 @@ StatusCode TarvixSDK::i3cCccRSTACTDirect(std::uint8_t address, I3cTargetResetDef
                                          I3cTransferDirection direction, std::uint8_t* resetTime)
 {
     return session_->exchange(&TarvixAsyncSDK::i3cCccRSTACTDirect, address, action, direction)
-        .then(direction == I3cTransferDirection::READ ? dataOf(1, 1) : dataOf(0, Payload::ANY), [&](const ResponseFrame& response) {
+        .then(dataOfRead(direction, 1, 1), [&](const ResponseFrame& response) {
             if (direction == I3cTransferDirection::READ && resetTime != nullptr) {
                 *resetTime = response.u8(DATA);
             }
@@ -191,21 +197,21 @@ StatusCode TarvixSDK::i3cCccRSTACTDirect(std::uint8_t address, I3cTargetResetDef
 
 StatusCode TarvixSDK::i3cCccGETMWL(std::uint8_t address, std::uint16_t& maxWriteLength)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETMWL, address).then(dataOf(2, 2), [&](const ResponseFrame& response) {
-        maxWriteLength = response.u16BigEndian(DATA);
-    });
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETMWL, address)
+        .then(dataOf(2, 2), [&](const ResponseFrame& response) { maxWriteLength = response.u16BigEndian(DATA); });
 }
 
 StatusCode TarvixSDK::i3cCccGETMRL(std::uint8_t address, std::uint16_t& maxReadLength,
                                    std::optional<std::uint8_t>& maxIbiPayloadSize)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETMRL, address).then(dataOf(2, 3), [&](const ResponseFrame& response) {
-        maxReadLength = response.u16BigEndian(DATA);
-        maxIbiPayloadSize.reset();
-        if (response.u8(COUNT) == 3) {
-            maxIbiPayloadSize = response.u8(DATA + 2);
-        }
-    });
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETMRL, address)
+        .then(dataOf(2, 3), [&](const ResponseFrame& response) {
+            maxReadLength = response.u16BigEndian(DATA);
+            maxIbiPayloadSize.reset();
+            if (response.u8(COUNT) == 3) {
+                maxIbiPayloadSize = response.u8(DATA + 2);
+            }
+        });
 }
 
 StatusCode TarvixSDK::i3cCccGETPID(std::uint8_t address, std::vector<std::uint8_t>& pid)
@@ -215,22 +221,21 @@ StatusCode TarvixSDK::i3cCccGETPID(std::uint8_t address, std::vector<std::uint8_
 
 StatusCode TarvixSDK::i3cCccGETBCR(std::uint8_t address, std::uint8_t& bcr)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETBCR, address).then(dataOf(1, 1), [&](const ResponseFrame& response) {
-        bcr = response.u8(DATA);
-    });
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETBCR, address)
+        .then(dataOf(1, 1), [&](const ResponseFrame& response) { bcr = response.u8(DATA); });
 }
 
 StatusCode TarvixSDK::i3cCccGETDCR(std::uint8_t address, std::uint8_t& dcr)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETDCR, address).then(dataOf(1, 1), [&](const ResponseFrame& response) {
-        dcr = response.u8(DATA);
-    });
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETDCR, address)
+        .then(dataOf(1, 1), [&](const ResponseFrame& response) { dcr = response.u8(DATA); });
 }
 
 StatusCode TarvixSDK::i3cCccGETSTATUS(std::uint8_t address, std::vector<std::uint8_t>& status,
                                       std::optional<std::uint8_t> definingByte)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cCccGETSTATUS, address, definingByte).then(dataOf(0, 2), dataInto(status));
+    return session_->exchange(&TarvixAsyncSDK::i3cCccGETSTATUS, address, definingByte)
+        .then(dataOf(0, 2), dataInto(status));
 }
 
 StatusCode TarvixSDK::i3cCccGETMXDS(std::uint8_t address, std::vector<std::uint8_t>& maxDataSpeed)

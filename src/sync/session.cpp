@@ -53,36 +53,46 @@ void TarvixSDK::Session::handleResponse(const std::vector<std::uint8_t>& frame)
     }
 }
 
+// False while connected, and on the reader thread, which cannot open. What is over is closed first: until its reader
+// thread has ended it may still end the waiter's session.
+bool TarvixSDK::Session::beginUnlessConnected(bool strict)
+{
+    if (async_.isConnected() || !async_.state_->link.lifecycle()) {
+        return false;
+    }
+    async_.disconnect();
+    const std::lock_guard turn(turnMutex_); // calls of the session that is over have left, or are about to
+    waiter_.begin(strict);
+    strict_ = strict;
+    return true;
+}
+
 bool TarvixSDK::Session::connect(const std::string& path, const std::string& serialNumber)
 {
-    if (!async_.isConnected()) {
-        const std::lock_guard turn(turnMutex_);
-        waiter_.beginPlain();
-        strict_ = false;
-    }
+    const auto lifecycle = async_.state_->link.lifecycle();
+    beginUnlessConnected(false);
     return serialNumber.empty() ? async_.connect(path) : async_.connectWithSerialNumber(serialNumber);
 }
 
 OpenResult TarvixSDK::Session::open(const OpenOptions& options)
 {
-    if (async_.isConnected()) {
-        return async_.open(options);
+    const auto lifecycle = async_.state_->link.lifecycle();
+    if (beginUnlessConnected(options.strict)) {
+        waiter_.forget();
     }
-    // Calls of the session that is over have left, or are about to.
-    const std::lock_guard turn(turnMutex_);
-    if (options.strict) {
-        waiter_.beginStrict();
-    } else {
-        waiter_.beginPlain();
-    }
-    strict_ = options.strict;
     return async_.open(options);
 }
 
 void TarvixSDK::Session::disconnect()
 {
+    const auto lifecycle = async_.state_->link.lifecycle();
     waiter_.end(StatusCode::NOT_CONNECTED);
     async_.disconnect();
+}
+
+StatusCode TarvixSDK::Session::connection() const
+{
+    return async_.state_->link.connection();
 }
 
 TarvixSDK::TarvixSDK() : TarvixSDK(-1) {}

@@ -110,8 +110,12 @@ public:
     void disconnect();
 
     TarvixAsyncSDK& async() { return async_; }
+    StatusCode connection() const;
     std::uint64_t unmatchedResponses() { return waiter_.unmatched(); }
-    void onConnectionLost(ConnectionLostHandler handler) { lossHandler_.set(withApplicationSignals(std::move(handler))); }
+    void onConnectionLost(ConnectionLostHandler handler)
+    {
+        lossHandler_.set(withApplicationSignals(std::move(handler)));
+    }
     TransactionId lastTransactionId() const { return transactionId_; }
     void onNotification(NotificationHandler handler)
     {
@@ -121,6 +125,8 @@ public:
 private:
     // Between a write that fails and the verdict that the adapter is lost.
     static constexpr std::chrono::milliseconds LONGEST_DOUBT{150};
+
+    bool beginUnlessConnected(bool strict);
 
     Turn takeTurn() { return strict_ ? Turn(turnMutex_) : Turn(); }
 
@@ -133,7 +139,7 @@ private:
 
     void handleResponse(const std::vector<std::uint8_t>& frame); // on the reader thread
 
-    std::atomic<bool> strict_ = false;
+    std::atomic<bool> strict_ = true; // also before the first session, lest a call slips into it without its turn
     std::mutex turnMutex_;
     TransactionId transactionId_ = 0;
     std::vector<std::uint8_t> response_;

@@ -41,8 +41,9 @@ StatusCode TarvixSDK::getUsbString(std::vector<std::uint8_t>& string, std::uint8
 
 StatusCode TarvixSDK::getDeviceInfo(DeviceInfo& info)
 {
-    if (!session_->async().isConnected()) { // before a transaction id is used up
-        return StatusCode::NOT_CONNECTED;
+    const StatusCode connection = session_->connection();
+    if (connection != StatusCode::SUCCESS) { // before a transaction id is used up
+        return connection;
     }
     std::vector<std::uint8_t> bytes;
     std::uint8_t index = 0;
