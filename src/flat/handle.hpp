@@ -15,8 +15,8 @@
 struct TarvixSDK_Handle {
     explicit TarvixSDK_Handle(int timeout);
 
-    // Ends the reader thread, which writes to the members below, before they go.
-    ~TarvixSDK_Handle() { sdk.reset(); }
+    // Ends the reader thread, which uses the members below, before they go.
+    ~TarvixSDK_Handle() { sdk->disconnect(); }
 
     TarvixSDK_Handle(const TarvixSDK_Handle&) = delete;
     TarvixSDK_Handle& operator=(const TarvixSDK_Handle&) = delete;

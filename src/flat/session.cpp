@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
@@ -17,8 +18,11 @@ bool connected(TarvixSDK_Handle* handle, Connect connect)
         return false;
     }
     try {
-        handle->queue.begin();
-        return connect(*handle->sdk);
+        const bool isConnected = connect(*handle->sdk);
+        if (isConnected) {
+            handle->queue.begin();
+        }
+        return isConnected;
     } catch (const std::runtime_error&) {
         return false;
     }
@@ -30,17 +34,25 @@ OpenResult open(TarvixSDK_Handle* handle, const OpenOptions& options)
         return {OpenStatus::FAILED, {}, 0, "no handle"};
     }
     try {
-        handle->queue.begin();
-        return handle->sdk->open(options);
+        OpenResult result = handle->sdk->open(options);
+        if (result) {
+            handle->queue.begin();
+        }
+        return result;
     } catch (const std::runtime_error& error) {
         return {OpenStatus::FAILED, {}, 0, error.what()};
     }
 }
 
+// Cut, if need be, between two characters of UTF-8.
 template <std::size_t Size>
 void copyText(const std::string& text, char (&out)[Size])
 {
-    out[text.copy(out, Size - 1)] = '\0';
+    std::size_t size = std::min(text.size(), Size - 1);
+    while (size > 0 && size < text.size() && (text[size] & 0xC0) == 0x80) {
+        --size;
+    }
+    out[text.copy(out, size)] = '\0';
 }
 
 std::string orEmpty(const char* text)
@@ -104,13 +116,13 @@ void TarvixSDK_Disconnect(TarvixSDK_Handle* handle)
     if (handle == nullptr) {
         return;
     }
-    handle->queue.end(StatusCode::NOT_CONNECTED);
     try {
         handle->sdk->disconnect();
     } catch (const std::system_error&) {
         // On the reader thread, which cannot wait for itself. It has been told to stop; another thread's disconnect
         // closes the adapter.
     }
+    handle->queue.end(StatusCode::NOT_CONNECTED); // when no notification comes any more
 }
 
 const char* TarvixSDK_GetVersion()
