@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <sys/file.h>
 #include <thread>
 #include <unistd.h>
 
@@ -61,33 +62,33 @@ protected:
 TEST_F(FlatSession, OpensAsItsFlagsSayAndTellsWhyNot)
 {
     char node[] = "/tmp/tarvix-node.XXXXXX";
-    ::close(::mkstemp(node));
+    const int lock = ::mkstemp(node);
+    ASSERT_EQ(::flock(lock, LOCK_EX), 0); // as another session does
     fake_hid::reset();
     device = fake_hid::attach({.path = node, .serial = L"A1"});
     device->onFrame([this](const Bytes& request) { // the answer is another request's
         device->deliverFrame({99, 0, request[2], request[3], 0, 0});
     });
-    TarvixSDK_Handle* const first = TarvixSDK_Create(0);
-    ASSERT_EQ(TarvixSDK_Open(first, node, "A1", 0, nullptr), OpenStatus::OPENED);
     for (const std::uint32_t flags : {0U, 1U, 2U, 3U}) {
         SCOPED_TRACE(flags);
-        TarvixSDK_Handle* const second = TarvixSDK_Create((flags & TARVIXSDK_OPEN_PLAIN) != 0 ? LONG_ENOUGH : 1);
+        TarvixSDK_Handle* const other = TarvixSDK_Create((flags & TARVIXSDK_OPEN_PLAIN) != 0 ? LONG_ENOUGH : 1);
         const bool shared = (flags & TARVIXSDK_OPEN_SHARED) != 0;
         TarvixSDK_OpenResult result;
-        EXPECT_EQ(TarvixSDK_Open(second, nullptr, nullptr, flags, &result), result.status);
+        EXPECT_EQ(TarvixSDK_Open(other, nullptr, nullptr, flags, &result), result.status);
         EXPECT_EQ(result.status, shared ? OpenStatus::OPENED : OpenStatus::IN_USE);
         EXPECT_EQ(result.holder, shared ? 0 : ::getpid());
         EXPECT_STREQ(result.path, node);
         EXPECT_NE(std::strstr(result.message, node), nullptr) << result.message;
-        EXPECT_EQ(TarvixSDK_IsConnected(second), shared);
+        EXPECT_EQ(TarvixSDK_IsConnected(other), shared);
         if (shared) {
-            EXPECT_EQ(TarvixSDK_UartDeinit(second),
+            EXPECT_EQ(TarvixSDK_UartDeinit(other),
                       (flags & TARVIXSDK_OPEN_PLAIN) != 0 ? StatusCode::SUCCESS : StatusCode::NO_RESPONSE);
         }
-        TarvixSDK_Destroy(second);
+        TarvixSDK_Destroy(other);
     }
-    TarvixSDK_Destroy(first);
+    ::close(lock);
     EXPECT_EQ(TarvixSDK_Open(handle, nullptr, "B2", 0, nullptr), OpenStatus::NO_ADAPTER);
+    EXPECT_EQ(TarvixSDK_Open(handle, node, "A1", 0, nullptr), OpenStatus::OPENED);
     std::remove(node);
 }
 
