@@ -556,6 +556,42 @@ TEST_F(Strict, ServesSeveralThreadsOneAfterAnother)
     EXPECT_EQ(sdk.unmatchedResponses(), 0U);
 }
 
+TEST_F(Strict, CallsWithoutLimitEndWhateverBecomesOfTheSession)
+{
+    answer({});
+    TarvixSDK sdk(FOREVER);
+    Received<int> losses;
+    sdk.onConnectionLost([&] { losses.add(1); });
+    std::atomic<bool> ending = false;
+    std::atomic<unsigned> answered = 0;
+    std::vector<std::thread> callers(3);
+    for (std::thread& caller : callers) {
+        caller = std::thread([&] {
+            while (!ending) {
+                answered += sdk.uartDeinit() == StatusCode::SUCCESS ? 1 : 0;
+            }
+        });
+    }
+    for (std::size_t round = 1; round <= 20; ++round) {
+        ASSERT_TRUE(sdk.open());
+        const unsigned before = answered;
+        while (answered < before + 10) {
+            std::this_thread::yield();
+        }
+        std::thread closer([&] { sdk.disconnect(); });
+        sdk.open();
+        closer.join();
+        ASSERT_TRUE(sdk.open());
+        device->unplug();
+        ASSERT_EQ(losses.atLeast(round).size(), round);
+        device->replug();
+    }
+    ending = true;
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
+}
+
 TEST_F(Strict, ARequestThatCannotBeWrittenStopsAtTheFirstSegment)
 {
     TarvixSDK sdk(FOREVER);
