@@ -72,8 +72,8 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
 {
     CLI::App* command = app_.add_subcommand(name, description);
     command->fallthrough()->footer(
-        fmt::format("{}{}Common options (-a, --json, --timeout, -v): see 'tarvix --help'.\n\nExamples:\n  {}", notes,
-                    notes.empty() ? "" : "\n\n", fmt::join(examples, "\n  ")));
+        fmt::format("{}{}See 'tarvix --help' for the common options (-a, --json, --timeout, -v).\n\nExamples:\n  {}",
+                    notes, notes.empty() ? "" : "\n\n", fmt::join(examples, "\n  ")));
     if (app_.get_parent() != nullptr && !examples.empty()) {
         const std::string before = app_.get_footer().empty() ? "Examples:" : app_.get_footer();
         app_.footer(fmt::format("{}\n  {}", before, examples.front()));
@@ -85,7 +85,7 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
 }
 
 CommandLine::CommandLine()
-    : app_(std::make_unique<CLI::App>("Drives I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix"))
+    : app_(std::make_unique<CLI::App>("Drive I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix"))
 {
     app_->require_subcommand(1);
     app_->formatter(helpFormatter());
@@ -107,17 +107,20 @@ CommandLine::~CommandLine() = default;
 bool CommandLine::parseProgram(const std::vector<std::string>& arguments, GlobalOptions& options, std::string& text)
 {
     app_->set_version_flag("-V,--version", "tarvix " TARVIXSDK_VERSION);
-    addText(*app_, "-a,--adapter", options.adapter, "Serial number, path:PATH or index:N, as 'tarvix list' prints")
+    addText(*app_, "-a,--adapter", options.adapter, "Adapter to use: serial number, path:PATH or index:N")
         .valueName("SELECTOR")
         .orFromVariable("TARVIX_ADAPTER");
-    addNumber(*app_, "--timeout", options.timeoutMs, {1, 24 * 60 * 60 * 1000},
-              "Milliseconds to wait for each answer of the adapter");
-    addFlag(*app_, "--json", options.json, "Print JSON: one object a run, streams one a line, errors too");
-    addFlag(*app_, "-v,--verbose", options.verbose, "Say on standard error what is set up");
-    app_->footer("'tarvix COMMAND --help' explains a command and shows examples; options that all commands share may\n"
-                 "stand before or behind it. Exit status: 0 done, 1 refused by the adapter or the bus, 2 wrong usage,\n"
-                 "3 no adapter, 4 several adapters and none chosen, 5 no permission, 6 no answer in time, 7 adapter\n"
-                 "lost, 130 after Ctrl-C.");
+    addNumber(*app_, "--timeout", options.timeoutMs, {1, 24 * 60 * 60 * 1000}, "Milliseconds to wait for each answer");
+    addPeriod(*app_, "--wait", options.wait, "Wait this long for an adapter that another program is using: 500ms, 2s");
+    addFlag(*app_, "--shared", options.shared,
+            "Use the adapter beside other programs; safe only for one that just listens");
+    addFlag(*app_, "--json", options.json, "Print JSON: one object per run, or per line of a stream; errors included");
+    addFlag(*app_, "-v,--verbose", options.verbose, "Report setup steps on standard error");
+    app_->footer(
+        "'tarvix COMMAND --help' explains a command and gives examples. The options above may also follow it.\n"
+        "Exit status: 0 done, 1 refused by the adapter or the bus, 2 usage error, 3 no adapter, 4 several\n"
+        "adapters and none chosen, 5 permission denied, 6 no answer in time, 7 adapter lost, 8 adapter in use,\n"
+        "130 interrupted.");
     return parse(arguments, text);
 }
 
@@ -152,19 +155,23 @@ void CommandLine::throwUsageError(const CLI::ParseError& error) const
 {
     const CLI::App& command = deepest(*app_);
     const auto subcommands = command.get_subcommands([](const CLI::App*) { return true; });
+    const auto extras = app_->remaining(true);
+    const std::string advice = subcommands.empty() ? fmt::format("see 'tarvix {} --help'", nameOf(command))
+                                                   : fmt::format("one of: {}", names(subcommands));
+    if (!extras.empty()) {
+        throw UsageError(fmt::format("{} '{}'",
+                                     subcommands.empty() ? "unexpected argument" : "unknown command or option",
+                                     extras.front()),
+                         advice);
+    }
     if (!subcommands.empty()) {
-        const auto extras = app_->remaining(true);
-        const std::string advice = fmt::format("one of: {}", names(subcommands));
-        if (!extras.empty()) {
-            throw UsageError(fmt::format("unknown command or option '{}'", extras.front()), advice);
-        }
-        throw UsageError("a command is missing", advice);
+        throw UsageError("missing command", advice);
     }
     std::string message = error.what();
     if (const auto lineEnd = message.find('\n'); lineEnd != std::string::npos) {
         message.resize(lineEnd);
     }
-    throw UsageError(message, fmt::format("see 'tarvix {} --help'", nameOf(command)));
+    throw UsageError(message, advice);
 }
 
 } // namespace tool

@@ -1,4 +1,4 @@
-// What the C++ examples share: opening the adapter, and giving up with a message when a command fails.
+// What the C++ examples share: opening the adapter, and stopping with a message when a command fails.
 #pragma once
 
 #include <cstdio>
@@ -9,7 +9,7 @@
 
 #include <tarvixsdk/sdk.hpp>
 
-// Throws unless `status` is success. The adapter's own statuses are its firmware's; the library's have names.
+// Throws unless `status` is success. The library's statuses have names; the adapter's are defined by its firmware.
 inline void check(StatusCode status, const std::string& what)
 {
     if (status == StatusCode::SUCCESS) {
@@ -17,7 +17,7 @@ inline void check(StatusCode status, const std::string& what)
     }
     char number[8];
     std::snprintf(number, sizeof number, "0x%04X", static_cast<unsigned>(status));
-    throw std::runtime_error(what + (status == StatusCode::NO_RESPONSE ? ": no answer in time" : ": status ") +
+    throw std::runtime_error(what + (status == StatusCode::NO_RESPONSE ? ": no response in time" : ": status ") +
                              (status == StatusCode::NO_RESPONSE ? "" : number));
 }
 
@@ -27,7 +27,7 @@ int run(int argc, char** argv, Example example)
 {
     try {
         const std::string serialNumber = argc > 1 ? argv[1] : "";
-        TarvixSDK adapter(2000); // milliseconds to wait for each answer
+        TarvixSDK adapter(2000); // milliseconds to wait for each response
         if (!adapter.connectWithSerialNumber(serialNumber)) {
             throw std::runtime_error("no adapter " + serialNumber +
                                      " could be opened: is it plugged in, and may you use its hidraw node?");

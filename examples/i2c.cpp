@@ -1,4 +1,4 @@
-// Scans I2C bus 0, reads a temperature sensor at 0x48 and writes a line to the EEPROM at 0x50 and reads it back.
+// Scans I2C bus 0, reads the temperature sensor at 0x48, and writes a line to the EEPROM at 0x50 and reads it back.
 #include <algorithm>
 
 #include "bench.hpp"
@@ -8,7 +8,7 @@ namespace {
 constexpr std::uint8_t BUS = 0;
 constexpr std::uint8_t SENSOR = 0x48;
 constexpr std::uint8_t EEPROM = 0x50;
-constexpr std::size_t PAGE = 8; // bytes that the EEPROM takes in one write
+constexpr std::size_t PAGE = 8; // bytes the EEPROM takes in one write
 
 } // namespace
 

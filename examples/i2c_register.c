@@ -1,6 +1,6 @@
 /*
  * Reads the temperature register of a sensor at address 0x48 on I2C port 0, two bytes with the most significant first,
- * then prints the notifications that arrive until Enter is pressed. The sensor's alert output is taken to be on pin 0.
+ * then prints notifications until Enter is pressed. The sensor's alert output is expected on pin 0.
  *
  * usage: example_i2c_register [SERIAL]     without SERIAL: the first adapter found
  */
@@ -18,7 +18,7 @@ enum {
     ALERT_PIN = GpioPinNumber_PIN_0
 };
 
-/* Runs on the reader thread: it prints and returns. The adapter declares the lengths; only `length` can be trusted. */
+/* Runs on the reader thread, so it prints and returns. The adapter declares the lengths; trust only `length`. */
 static void printNotification(const Notification* notification)
 {
     GpioInterruptNotification gpio;
@@ -41,12 +41,12 @@ static void printNotification(const Notification* notification)
     fflush(stdout);
 }
 
-/* What to tell the user about a status that is not success. */
+/* What to tell the user about a failure. */
 static const char* explain(StatusCode status)
 {
     switch (status) {
     case StatusCode_NO_RESPONSE:
-        return "the adapter does not answer: is it still plugged in?";
+        return "no response: is the adapter still plugged in?";
     case StatusCode_NOT_CONNECTED:
         return "not connected";
     case StatusCode_INVALID_ARGUMENT:
@@ -68,7 +68,7 @@ static int succeeded(const char* what, StatusCode status)
 static int readSensor(TarvixSDK_Handle* handle)
 {
     const uint8_t registerAddress = TEMPERATURE_REGISTER;
-    uint8_t bytes[2]; /* as many as are asked for */
+    uint8_t bytes[2];
 
     if (!succeeded("setting I2C port 0 up", TarvixSDK_I2cControllerInit(handle, BUS, FREQUENCY_HZ, 0)) ||
         !succeeded("reading register 0 of target 0x48",
@@ -90,7 +90,7 @@ static int watchAlert(TarvixSDK_Handle* handle)
                    TarvixSDK_GpioConfigureInterrupt(handle, ALERT_PIN, GpioTriggerType_FALLING_EDGE))) {
         return 0;
     }
-    printf("waiting for notifications; press Enter to end\n");
+    printf("waiting for notifications; press Enter to stop\n");
     do {
         key = getchar();
     } while (key != '\n' && key != EOF);
@@ -113,12 +113,11 @@ int main(int argc, char** argv)
         ok = readSensor(handle) && watchAlert(handle);
     } else if (*serialNumber != '\0') {
         fprintf(stderr,
-                "no adapter with serial number \"%s\" could be opened: is it plugged in, not in use, and may "
-                "you use its hidraw node?\n",
+                "no adapter with serial number \"%s\" could be opened: is it plugged in, and may you use its hidraw "
+                "node?\n",
                 serialNumber);
     } else {
-        fprintf(stderr,
-                "no adapter could be opened: is one plugged in, not in use, and may you use its hidraw node?\n");
+        fprintf(stderr, "no adapter could be opened: is one plugged in, and may you use its hidraw node?\n");
     }
     TarvixSDK_Destroy(handle);
     return ok ? EXIT_SUCCESS : EXIT_FAILURE;

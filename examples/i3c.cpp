@@ -1,4 +1,4 @@
-// Brings the I3C bus up, lists its targets and writes and reads the first one's registers.
+// Brings the I3C bus up, lists its targets, and writes and reads registers of the first one.
 #include "bench.hpp"
 
 int main(int argc, char** argv)
@@ -20,7 +20,7 @@ int main(int argc, char** argv)
             std::printf(", BCR %02x, DCR %02x\n", target.bcr, target.dcr);
         }
         if (targets.empty()) {
-            throw std::runtime_error("no target took an address");
+            throw std::runtime_error("no target on the bus took an address");
         }
 
         const std::uint8_t address = targets.front().dynamicAddress;

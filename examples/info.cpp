@@ -1,4 +1,4 @@
-// What the adapter says of itself, and its rails.
+// Prints what the adapter says about itself, and the voltages of its rails.
 #include "bench.hpp"
 
 int main(int argc, char** argv)

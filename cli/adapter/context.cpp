@@ -1,11 +1,11 @@
 #include "adapter/context.hpp"
 
-#include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <thread>
 #include <utility>
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "adapter/statuses.hpp"
 #include "console/errors.hpp"
@@ -15,17 +15,34 @@ namespace tool {
 
 namespace {
 
-// The library says only that an adapter could not be opened; the device node says why.
-[[noreturn]] void throwOpenFailure(const Adapter& adapter)
+[[noreturn]] void throwOpenFailure(const OpenResult& result)
 {
-    const std::string what = fmt::format("cannot open {}", adapter.path);
-    if (access(adapter.path.c_str(), R_OK | W_OK) != 0 && (errno == EACCES || errno == EPERM)) {
-        throw Failure(ExitStatus::NO_PERMISSION, what + ": no permission", PERMISSION_ADVICE);
+    switch (result.status) {
+    case OpenStatus::NO_PERMISSION:
+        throw Failure(ExitStatus::NO_PERMISSION, fmt::format("cannot open {}: permission denied", result.path),
+                      PERMISSION_ADVICE);
+    case OpenStatus::IN_USE:
+        throw Failure(ExitStatus::IN_USE, result.message, "wait for it with --wait 10s, or stop the other program");
+    case OpenStatus::NO_ADAPTER:
+        throw Failure(ExitStatus::ADAPTER_LOST, "the adapter has left the USB bus", "plug it back in");
+    default:
+        throw Failure(ExitStatus::REFUSED, result.message, "run 'tarvix doctor'");
     }
-    if (!isListed(adapter.path)) {
-        throw Failure(ExitStatus::ADAPTER_LOST, what + ": the adapter is gone", "plug it in again");
+}
+
+// Tries again while another program holds the adapter, as long as the user wants to wait.
+OpenResult openPatiently(TarvixSDK& sdk, const OpenOptions& options, std::chrono::milliseconds patience)
+{
+    constexpr std::chrono::milliseconds PAUSE{20};
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    for (;;) {
+        OpenResult result = sdk.open(options);
+        if (result.status != OpenStatus::IN_USE || std::chrono::steady_clock::now() >= deadline) {
+            return result;
+        }
+        std::this_thread::sleep_for(PAUSE);
+        throwIfInterrupted();
     }
-    throw Failure(ExitStatus::REFUSED, what, "see 'tarvix doctor': another program may hold it");
 }
 
 } // namespace
@@ -39,8 +56,12 @@ TarvixSDK& Context::sdk()
         // Always a path, so that exactly the chosen adapter is opened whatever else carries its serial number.
         adapter_ = chooseAdapter(options_.adapter);
         auto sdk = std::make_unique<TarvixSDK>(options_.timeoutMs);
-        if (!sdk->connect(adapter_->path)) {
-            throwOpenFailure(*adapter_);
+        OpenOptions open;
+        open.path = adapter_->path;
+        open.exclusive = !options_.shared;
+        const OpenResult result = openPatiently(*sdk, open, options_.wait.value_or(std::chrono::milliseconds(0)));
+        if (!result) {
+            throwOpenFailure(result);
         }
         sdk_ = std::move(sdk);
         note(fmt::format("opened adapter {} at {}", adapter_->selector, adapter_->path));
@@ -72,29 +93,32 @@ void Context::check(StatusCode status, std::string_view action, std::string_view
     case StatusCode::NO_RESPONSE:
         if (adapter_ && isListed(adapter_->path)) {
             exitStatus = ExitStatus::NO_ANSWER;
-            remedy = fmt::format("nothing came within {} ms: raise --timeout, or plug the adapter in again",
-                                 options_.timeoutMs);
+            remedy = fmt::format("no answer within {} ms: raise --timeout or replug the adapter", options_.timeoutMs);
         } else {
             exitStatus = ExitStatus::ADAPTER_LOST;
-            remedy = "the adapter left the bus: plug it in again";
+            remedy = "the adapter has left the USB bus: plug it back in";
         }
+        break;
+    case StatusCode::ADAPTER_LOST:
+        exitStatus = ExitStatus::ADAPTER_LOST;
+        remedy = "the adapter has left the USB bus: plug it back in";
         break;
     case StatusCode::NOT_CONNECTED:
         exitStatus = ExitStatus::ADAPTER_LOST;
-        remedy = "the adapter is not open: plug it in again";
+        remedy = "the connection to the adapter is closed: plug it back in";
         break;
     case StatusCode::INVALID_ARGUMENT:
         exitStatus = ExitStatus::USAGE;
         break;
     case StatusCode::UNEXPECTED_RESPONSE:
     case StatusCode::RESPONSE_TOO_SHORT:
-        remedy = "the adapter's answer makes no sense: repeat the command, or run 'tarvix reset'";
+        remedy = "the adapter sent an invalid answer: retry or run 'tarvix reset'";
         break;
     default:
         if (const DeviceStatusInfo* const info = findDeviceStatus(status); info != nullptr && remedy.empty()) {
             remedy = info->advice;
         } else if (remedy.empty()) {
-            remedy = "the adapter refused: check the arguments, the wiring and 'tarvix rail show'";
+            remedy = "the adapter refused the command: check its arguments, the wiring and 'tarvix rail show'";
         }
     }
     const NamedStatus named{nameOf(status), static_cast<unsigned>(status)};

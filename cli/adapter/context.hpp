@@ -1,6 +1,7 @@
 // What every command gets: the options that hold for all commands, the output, and the adapter.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -15,8 +16,10 @@
 namespace tool {
 
 struct GlobalOptions {
-    std::string adapter;  // selector; empty for the only one
-    int timeoutMs = 2000; // of each exchange
+    std::string adapter;                           // selector; empty for the only one
+    int timeoutMs = 2000;                          // of each exchange
+    std::optional<std::chrono::milliseconds> wait; // for an adapter that another program is using
+    bool shared = false;                           // take no lock
     bool json = false;
     bool verbose = false;
 };

@@ -1,30 +1,19 @@
 #include "adapter/listing.hpp"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <memory>
+#include <utility>
 
 #include <fmt/format.h>
-#include <hidapi/hidapi.h>
 
 #include "console/errors.hpp"
-#include "console/text.hpp"
 
 namespace tool {
 
-const char* const PERMISSION_ADVICE = "install the udev rule 70-tarvix.rules and plug the adapter in again, or see "
-                                      "'tarvix doctor'";
+const char* const PERMISSION_ADVICE =
+    "install the udev rule 70-tarvix.rules and replug the adapter, or run 'tarvix doctor'";
 
 namespace {
-
-struct Kind {
-    std::uint16_t vendorId;
-    std::uint16_t productId;
-    unsigned reportSize;
-};
-
-constexpr std::array KINDS{Kind{0x1FC9, 0x82FC, 64}, Kind{0x1FC9, 0x82FD, 1024}};
 
 // Whether a serial number can be printed, typed and recognised as one.
 bool isPlain(const std::string& serialNumber)
@@ -56,30 +45,11 @@ std::string selectorsOf(const std::vector<Adapter>& adapters)
 
 } // namespace
 
-std::vector<Adapter> listAdapters()
+std::vector<Adapter> attachedAdapters()
 {
     std::vector<Adapter> adapters;
-    const std::unique_ptr<hid_device_info, void (*)(hid_device_info*)> list(hid_enumerate(0, 0), hid_free_enumeration);
-    for (const hid_device_info* entry = list.get(); entry != nullptr; entry = entry->next) {
-        const auto kind = std::find_if(KINDS.begin(), KINDS.end(), [&](const Kind& candidate) {
-            return candidate.vendorId == entry->vendor_id && candidate.productId == entry->product_id;
-        });
-        if (kind == KINDS.end() || entry->path == nullptr) {
-            continue;
-        }
-        const std::string path = entry->path;
-        // hidapi lists a device once for each of its top-level collections.
-        if (std::any_of(adapters.begin(), adapters.end(), [&](const Adapter& other) { return other.path == path; })) {
-            continue;
-        }
-        adapters.push_back({{},
-                            toUtf8(entry->serial_number),
-                            toUtf8(entry->manufacturer_string),
-                            toUtf8(entry->product_string),
-                            path,
-                            entry->vendor_id,
-                            entry->product_id,
-                            kind->reportSize});
+    for (AdapterInfo& info : listAdapters()) {
+        adapters.push_back({std::move(info), {}});
     }
     giveSelectors(adapters);
     return adapters;
@@ -87,9 +57,9 @@ std::vector<Adapter> listAdapters()
 
 Adapter chooseAdapter(std::string_view selector)
 {
-    const std::vector<Adapter> adapters = listAdapters();
+    const std::vector<Adapter> adapters = attachedAdapters();
     if (adapters.empty()) {
-        throw Failure(ExitStatus::NO_ADAPTER, "no adapter is attached", "plug one in, or see 'tarvix doctor'");
+        throw Failure(ExitStatus::NO_ADAPTER, "no adapter is attached", "plug one in or run 'tarvix doctor'");
     }
     std::vector<Adapter> matches;
     if (selector.starts_with("index:")) {
@@ -97,7 +67,7 @@ Adapter chooseAdapter(std::string_view selector)
         std::size_t index = 0;
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), index);
         if (error != std::errc{} || end != digits.data() + digits.size()) {
-            throw UsageError(fmt::format("--adapter: '{}' does not end in a number such as index:0", selector));
+            throw UsageError(fmt::format("--adapter: '{}' is not an index such as index:0", selector));
         }
         if (index < adapters.size()) {
             matches.push_back(adapters[index]);
@@ -109,7 +79,7 @@ Adapter chooseAdapter(std::string_view selector)
         });
     }
     if (matches.empty()) {
-        throw Failure(ExitStatus::NO_ADAPTER, fmt::format("no adapter '{}' is attached", selector),
+        throw Failure(ExitStatus::NO_ADAPTER, fmt::format("no adapter matches '{}'", selector),
                       fmt::format("choose one of: {}", selectorsOf(adapters)));
     }
     if (matches.size() > 1) {
@@ -117,14 +87,14 @@ Adapter chooseAdapter(std::string_view selector)
             selector.empty() ? fmt::format("{} adapters are attached", matches.size())
                              : fmt::format("{} adapters have the serial number '{}'", matches.size(), selector);
         throw Failure(ExitStatus::SEVERAL_ADAPTERS, several,
-                      fmt::format("choose with --adapter one of: {}", selectorsOf(matches)));
+                      fmt::format("choose one with --adapter: {}", selectorsOf(matches)));
     }
     return matches.front();
 }
 
 bool isListed(std::string_view path)
 {
-    const std::vector<Adapter> adapters = listAdapters();
+    const std::vector<Adapter> adapters = attachedAdapters();
     return std::any_of(adapters.begin(), adapters.end(), [&](const Adapter& adapter) { return adapter.path == path; });
 }
 

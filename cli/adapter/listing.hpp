@@ -1,26 +1,21 @@
 // The adapters attached to this machine, and the selectors that name them.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tarvixsdk/adapters.hpp"
+
 namespace tool {
 
-struct Adapter {
-    std::string selector; // what --adapter takes to choose exactly this one
-    std::string serialNumber;
-    std::string manufacturer;
-    std::string product;
-    std::string path; // as hidapi names it
-    std::uint16_t vendorId = 0;
-    std::uint16_t productId = 0;
-    unsigned reportSize = 0; // bytes
+// As the library lists it, with what --adapter takes to choose exactly this one.
+struct Adapter : AdapterInfo {
+    std::string selector;
 };
 
 // In the order in which hidapi lists them. Opens none.
-std::vector<Adapter> listAdapters();
+std::vector<Adapter> attachedAdapters();
 
 // The one adapter that `selector` names: a serial number, path:PATH or index:N; empty for the only one attached.
 // Throws Failure: no adapter, several of them, or none that fits.

@@ -197,7 +197,7 @@ std::optional<Event> NotificationStream::next(std::optional<std::chrono::millise
             limit = std::min(limit, left);
         }
         if (!wait(limit) && !isListed(context_.adapter().path)) {
-            throw Failure(ExitStatus::ADAPTER_LOST, "the adapter left the bus", "plug it in again");
+            throw Failure(ExitStatus::ADAPTER_LOST, "the adapter has left the USB bus", "plug it back in");
         }
     }
 }

@@ -17,13 +17,13 @@ namespace tool {
 struct Event {
     std::chrono::system_clock::time_point time;
     NotificationKind kind = NotificationKind::UNKNOWN;
-    bool complete = false;          // false for a frame too short to decode
-    std::uint8_t pin = 0;           // GPIO_INTERRUPT
-    std::uint8_t address = 0;       // I3C_IBI: who raised it; I3C_HOT_JOIN: its dynamic address
-    std::vector<std::uint8_t> pid;  // I3C_HOT_JOIN, in wire order
-    std::uint8_t bcr = 0;           // I3C_HOT_JOIN
-    std::uint8_t dcr = 0;           // I3C_HOT_JOIN
-    std::vector<std::uint8_t> data; // I3C_IBI: payload; UART_RX: what was received; else the whole frame
+    bool complete = false;            // false for a frame too short to decode
+    std::uint8_t pin = 0;             // GPIO_INTERRUPT
+    std::uint8_t address = 0;         // I3C_IBI: who raised it; I3C_HOT_JOIN: its dynamic address
+    std::vector<std::uint8_t> pid{};  // I3C_HOT_JOIN, in wire order
+    std::uint8_t bcr = 0;             // I3C_HOT_JOIN
+    std::uint8_t dcr = 0;             // I3C_HOT_JOIN
+    std::vector<std::uint8_t> data{}; // I3C_IBI: payload; UART_RX: what was received; else the whole frame
 };
 
 Event decode(const Notification& notification);
@@ -46,7 +46,7 @@ public:
     NotificationStream& operator=(const NotificationStream&) = delete;
 
     // The next one; empty when none came for `idleTimeout` (no value: waits without limit). Throws Interrupted
-    // on Ctrl-C, Failure when the adapter vanishes, OutputClosed when nobody reads standard output any more.
+    // on Ctrl-C, Failure when the adapter is lost, OutputClosed when the reader of standard output has closed it.
     std::optional<Event> next(std::optional<std::chrono::milliseconds> idleTimeout);
 
 private:

@@ -33,7 +33,7 @@ public:
     Input(const Input&) = delete;
     Input& operator=(const Input&) = delete;
 
-    // Appends until the end, or until `bytes` holds more than `limit`: nobody waits for the end of an endless file.
+    // Appends until the end, or until `bytes` holds more than `limit`, so that an endless file ends, too.
     void appendTo(Bytes& bytes, std::size_t limit) const
     {
         std::uint8_t buffer[65536];
@@ -73,7 +73,7 @@ void appendHex(std::string_view what, std::string_view word, Bytes& bytes)
     const bool prefixed = word.starts_with("0x") || word.starts_with("0X");
     const std::string_view digits = prefixed ? word.substr(2) : word;
     if (digits.empty() || digits.find_first_not_of("0123456789abcdefABCDEF") != std::string_view::npos) {
-        throw UsageError(fmt::format("{}: '{}' is not hex", what, word), fmt::format("give {}", DATA_HELP));
+        throw UsageError(fmt::format("{}: '{}' is not hex", what, word), fmt::format("use {}", DATA_HELP));
     }
     if (digits.size() > 1 && digits.size() % 2 != 0) {
         throw UsageError(fmt::format("{}: '{}' has an odd number of hex digits", what, word));
@@ -105,7 +105,7 @@ Bytes readData(std::string_view what, const std::vector<std::string>& words, std
         }
     }
     if (bytes.empty() && !mayBeEmpty) {
-        throw UsageError(fmt::format("{}: no bytes", what), fmt::format("give {}", DATA_HELP));
+        throw UsageError(fmt::format("{}: no bytes given", what), fmt::format("use {}", DATA_HELP));
     }
     return bytes;
 }

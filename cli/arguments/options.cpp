@@ -24,6 +24,12 @@ public:
                                                                 : Formatter::make_option_name(option, positional);
     }
 
+    std::string make_option_usage(const CLI::Option* option) const override
+    {
+        const std::string name = make_option_name(option, true) + (option->get_expected_max() > 1 ? "..." : "");
+        return option->get_required() ? name : "[" + name + "]";
+    }
+
     std::string make_option_opts(const CLI::Option* option) const override
     {
         std::string text;

@@ -1,5 +1,5 @@
-// Adding options and arguments to a command. The parser's own headers stay behind this one, for they cost seconds in
-// every unit that includes them.
+// Adding options and arguments to a command. It hides the parser's own headers, which cost seconds in every unit
+// that includes them.
 #pragma once
 
 #include <chrono>

@@ -7,15 +7,6 @@
 
 namespace tool {
 
-namespace {
-
-std::string bytesText(unsigned count)
-{
-    return fmt::format("{} byte{}", count, count == 1 ? "" : "s");
-}
-
-} // namespace
-
 AddedOption addData(CLI::App& app, std::vector<std::string>& words, const char* purpose)
 {
     return addTexts(app, "DATA", words, fmt::format("{}: {}", purpose, DATA_HELP));
@@ -23,16 +14,17 @@ AddedOption addData(CLI::App& app, std::vector<std::string>& words, const char* 
 
 void addRegisterOptions(CLI::App& app, RegisterOptions& options)
 {
-    addText(app, "REGISTER", options.text, "Register to begin at; without it the target goes on where it stands");
-    addNumber(app, "--reg-bytes", options.bytes, {1, 4}, "Bytes of the register address");
+    addText(app, "REGISTER", options.text, "First register; by default the target continues from its current position");
+    addNumber(app, "--reg-bytes", options.bytes, {1, 4}, "Size of the register address in bytes");
 }
 
 std::uint64_t registerNumber(const RegisterOptions& options)
 {
     const std::uint64_t value = parseNumber("REGISTER", options.text, {0, 0xFFFFFFFF});
     if (value >> (8 * options.bytes) != 0) {
-        throw UsageError(fmt::format("REGISTER: {} does not fit in {}", options.text, bytesText(options.bytes)),
-                         "raise --reg-bytes");
+        throw UsageError(
+            fmt::format("REGISTER: {} does not fit in a {}-byte register address", options.text, options.bytes),
+            "raise --reg-bytes");
     }
     return value;
 }
@@ -57,10 +49,10 @@ ReadPosition::ReadPosition(const RegisterOptions& options)
 
 void addWriteOptions(CLI::App& app, WriteOptions& options)
 {
-    addText(app, "REGISTER", options.reg.text, "Register to begin at").required();
-    addData(app, options.data, "What to write");
+    addText(app, "REGISTER", options.reg.text, "First register").required();
+    addData(app, options.data, "Bytes to write");
     addNumber(app, "--reg-bytes", options.reg.bytes, {0, 4},
-              "Bytes of the register address; with 0 there is no REGISTER, only DATA");
+              "Size of the register address in bytes; 0: no REGISTER, only DATA");
 }
 
 Written::Written(const WriteOptions& options)
@@ -79,15 +71,15 @@ void requireAddressable(std::string_view what, std::uint64_t first, std::uint64_
 {
     const std::uint64_t end = std::uint64_t{1} << (8 * registerBytes);
     if (first >= end || count > end - first) {
-        throw UsageError(fmt::format("{}: {} bytes from {} on need more than {} of register address", what, count,
-                                     first, bytesText(registerBytes)),
+        throw UsageError(fmt::format("{}: {} bytes starting at {} exceed a {}-byte register address", what, count,
+                                     first, registerBytes),
                          "raise --reg-bytes");
     }
 }
 
 void addRaw(CLI::App& app, bool& raw)
 {
-    addFlag(app, "--raw", raw, "Write the bytes as they are to standard output");
+    addFlag(app, "--raw", raw, "Write raw bytes to standard output");
 }
 
 } // namespace tool

@@ -14,7 +14,7 @@ namespace tool {
 // The adapter counts the bytes of a transfer in 16 bits.
 inline constexpr std::uint64_t MAX_TRANSFER = 0xFFFF;
 
-// DATA, for readData. `purpose` is "What to write".
+// DATA, for readData. `purpose` is "Bytes to write".
 AddedOption addData(CLI::App& app, std::vector<std::string>& words, const char* purpose);
 
 // A register of a target: a number that goes out before the data, most significant byte first.

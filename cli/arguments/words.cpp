@@ -19,7 +19,7 @@ std::vector<std::string> splitWords(std::string_view line)
         const char c = line[i];
         if (c == '\\' && quote != '\'') {
             if (++i == line.size()) {
-                throw UsageError("a backslash ends the line", "lines cannot be continued");
+                throw UsageError("backslash at end of line", "lines cannot be continued");
             }
             append(line[i]);
         } else if (quote != 0) {
@@ -38,7 +38,7 @@ std::vector<std::string> splitWords(std::string_view line)
         }
     }
     if (quote != 0) {
-        throw UsageError(fmt::format("the quote {} has no end", quote));
+        throw UsageError(fmt::format("unterminated quote: {}", quote));
     }
     if (word) {
         words.push_back(*word);

@@ -26,7 +26,7 @@ namespace {
 void list(Context& context, const NoOptions&)
 {
     constexpr const char* ROW = "{:<{}}  {:<{}}  {:<{}}  {:>6}  {}\n";
-    const std::vector<Adapter> adapters = listAdapters();
+    const std::vector<Adapter> adapters = attachedAdapters();
     std::size_t selectors = 8;
     std::size_t serials = 6;
     std::size_t products = 7;
@@ -50,7 +50,7 @@ void list(Context& context, const NoOptions&)
                         {"path", adapter.path}});
     }
     if (adapters.empty() && !context.output().json()) {
-        fmt::print(stderr, "tarvix list: no adapter is attached; see 'tarvix doctor'\n");
+        fmt::print(stderr, "tarvix list: no adapter is attached; run 'tarvix doctor'\n");
         return;
     }
     const std::string head =
@@ -101,7 +101,7 @@ bool waitFor(std::chrono::milliseconds limit, Condition condition)
 // The node may have another number when the adapter returns; its serial number tells it from others.
 bool isBack(const Adapter& adapter)
 {
-    const auto adapters = listAdapters();
+    const auto adapters = attachedAdapters();
     return std::any_of(adapters.begin(), adapters.end(), [&](const Adapter& other) {
         return adapter.serialNumber.empty() ? other.path == adapter.path : other.serialNumber == adapter.serialNumber;
     });
@@ -125,7 +125,7 @@ void reset(Context& context, const ResetOptions& options)
         if (!waitFor(RETURN_LIMIT, [&] { return isBack(adapter); })) {
             throw Failure(ExitStatus::ADAPTER_LOST,
                           fmt::format("the adapter did not come back within {} s", RETURN_LIMIT.count() / 1000),
-                          "plug it in again");
+                          "plug it back in");
         }
     }
     context.output().print(fmt::format("{}: reset", adapter.selector), {{"adapter", adapter.selector}});
@@ -138,10 +138,10 @@ struct BootOptions {
 bool confirmed(const Adapter& adapter)
 {
     if (isatty(STDIN_FILENO) != 1) {
-        throw UsageError("boot mode needs a confirmation and there is no terminal to ask on", "give -y");
+        throw UsageError("boot mode needs confirmation, but standard input is not a terminal", "use -y");
     }
     fmt::print(stderr,
-               "{} leaves the bus and takes no commands until new firmware is loaded or it is plugged in again.\n"
+               "{} will leave the USB bus and take no commands until new firmware is loaded or it is replugged.\n"
                "Enter boot mode? [y/N] ",
                adapter.selector);
     std::fflush(stderr);
@@ -155,12 +155,12 @@ void boot(Context& context, const BootOptions& options)
 {
     const Adapter adapter = context.adapter();
     if (!options.yes && !confirmed(adapter)) {
-        throw Failure(ExitStatus::REFUSED, "not confirmed, nothing was done");
+        throw Failure(ExitStatus::REFUSED, "cancelled: nothing was done");
     }
     context.check(context.sdk().enterBootMode(), "entering boot mode");
     context.close();
     if (!waitFor(LEAVE_LIMIT, [&] { return !isListed(adapter.path); })) {
-        throw Failure(ExitStatus::REFUSED, "the adapter is still on the bus", "run 'tarvix doctor'");
+        throw Failure(ExitStatus::REFUSED, "the adapter is still on the USB bus", "run 'tarvix doctor'");
     }
     context.output().print(fmt::format("{}: in boot mode", adapter.selector), {{"adapter", adapter.selector}});
 }
@@ -169,15 +169,15 @@ void boot(Context& context, const BootOptions& options)
 
 void addAdapterCommands(Commands& commands)
 {
-    commands.add<NoOptions>("list", "List the adapters on this machine, opening none", list,
+    commands.add<NoOptions>("list", "List attached adapters without opening them", list,
                             {"tarvix list", "tarvix list --json"});
-    commands.add<NoOptions>("info", "Print the adapter's strings and the versions in use", info, {"tarvix info"});
+    commands.add<NoOptions>("info", "Print the adapter's strings and the software versions", info, {"tarvix info"});
     auto reset_ =
         commands.add<ResetOptions>("reset", "Restart the adapter and wait until it is back", reset, {"tarvix reset"});
-    addFlag(reset_.app, "--no-wait", reset_.options.noWait, "Return at once");
-    auto boot_ = commands.add<BootOptions>("boot", "Put the adapter into its boot mode, for loading firmware", boot,
-                                           {"tarvix boot -y"});
-    addFlag(boot_.app, "-y,--yes", boot_.options.yes, "Do not ask");
+    addFlag(reset_.app, "--no-wait", reset_.options.noWait, "Do not wait");
+    auto boot_ =
+        commands.add<BootOptions>("boot", "Put the adapter into boot mode to load firmware", boot, {"tarvix boot -y"});
+    addFlag(boot_.app, "-y,--yes", boot_.options.yes, "Do not ask for confirmation");
 }
 
 } // namespace tool

@@ -92,7 +92,7 @@ private:
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream_;
 };
 
-// An answer that comes late would be taken for the next command's: lets it pass while nobody listens.
+// A late answer would be taken for the next command's, so it must arrive while the adapter is closed.
 void getBackInStep(Context& context)
 {
     context.close();
@@ -101,8 +101,8 @@ void getBackInStep(Context& context)
     std::vector<std::uint8_t> string;
     // The one exchange that notices when it gets another's answer.
     if (context.sdk().getUsbString(string, 1) != StatusCode::SUCCESS) {
-        throw Failure(ExitStatus::NO_ANSWER, "the adapter does not answer in time, the rest of the batch was not run",
-                      "raise --timeout, or plug the adapter in again");
+        throw Failure(ExitStatus::NO_ANSWER, "the adapter does not answer in time: the rest of the batch was not run",
+                      "raise --timeout or replug the adapter");
     }
 }
 
@@ -141,12 +141,11 @@ void batch(Context& context, const BatchOptions& options)
 void addBatchCommand(Commands& commands, RunLine runLine)
 {
     auto [app, options] = commands.add<BatchOptions>(
-        "batch",
-        "Run the commands of a file over one open adapter, one a line, without 'tarvix' and its common options", batch,
-        {"tarvix batch - < /dev/null"});
+        "batch", "Run commands from a file on one open adapter: one per line, without 'tarvix' and common options",
+        batch, {"tarvix batch - < /dev/null"});
     options.runLine = runLine;
-    addText(app, "FILE", options.file, "File with commands, or - for standard input; # begins a comment").required();
-    addFlag(app, "-k,--keep-going", options.keepGoing, "Go on after a command that failed");
+    addText(app, "FILE", options.file, "Command file, or - for standard input; # starts a comment").required();
+    addFlag(app, "-k,--keep-going", options.keepGoing, "Continue after a failed command");
 }
 
 } // namespace tool

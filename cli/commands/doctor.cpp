@@ -30,7 +30,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* RULE_ADVICE = "sudo cp packaging/udev/70-tarvix.rules /etc/udev/rules.d/ && sudo udevadm control "
-                                    "--reload, then plug the adapter in again";
+                                    "--reload, then replug the adapter";
 
 class Report {
 public:
@@ -92,14 +92,14 @@ void checkNode(const Adapter& adapter, Report& report)
 {
     struct stat status {};
     if (stat(adapter.path.c_str(), &status) != 0) {
-        report.note("device node", adapter.path + " is no file: not a kernel device");
+        report.note("device node", adapter.path + " is not a device node");
         return;
     }
     const std::string text = fmt::format("{} {} {}", adapter.path, modeText(status.st_mode), ownerText(status));
     if (access(adapter.path.c_str(), R_OK | W_OK) == 0) {
         report.ok("device node", text);
     } else {
-        report.fail("device node", Failure(ExitStatus::NO_PERMISSION, text + ": no permission", PERMISSION_ADVICE));
+        report.fail("device node", Failure(ExitStatus::NO_PERMISSION, text + ": permission denied", PERMISSION_ADVICE));
     }
 }
 
@@ -161,10 +161,11 @@ void checkHolders(const Adapter& adapter, Report& report)
     }
     const auto holders = holdersOf(adapter.path);
     if (holders.empty()) {
-        report.ok("other programs", geteuid() == 0 ? "none holds the adapter" : "none of yours holds the adapter");
+        report.ok("other programs",
+                  geteuid() == 0 ? "none is using the adapter" : "none of yours is using the adapter");
     } else {
-        report.note("other programs", fmt::format("held by {}", fmt::join(holders, ", ")),
-                    "one program at a time: a second one takes the first one's answers");
+        report.note("other programs", fmt::format("in use by {}", fmt::join(holders, ", ")),
+                    "stop it: programs that share an adapter receive each other's answers");
     }
 }
 
@@ -174,7 +175,7 @@ void checkExchange(Context& context, Report& report)
         TarvixSDK& sdk = context.sdk();
         std::vector<std::uint8_t> string;
         const auto start = std::chrono::steady_clock::now();
-        context.check(sdk.getUsbString(string, 1), "asking for a string");
+        context.check(sdk.getUsbString(string, 1), "reading a string");
         const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
         report.ok("exchange", fmt::format("answered in {:.2f} ms", time.count()));
     } catch (const Failure& failure) {
@@ -188,7 +189,7 @@ void examine(Context& context, Report& report)
     report.ok("software",
               fmt::format("tarvixsdk {}, hidapi {} ({})", TarvixSDK::getVersion(), backend.version, backend.library));
     checkRule(report);
-    const auto adapters = listAdapters();
+    const auto adapters = attachedAdapters();
     for (const Adapter& adapter : adapters) {
         report.ok("adapter", fmt::format("{} at {}", adapter.selector, adapter.path));
     }
@@ -216,7 +217,7 @@ void doctor(Context& context, const NoOptions&)
 
 void addDoctorCommand(Commands& commands)
 {
-    commands.add<NoOptions>("doctor", "Find out why an adapter does not work", doctor, {"tarvix doctor"});
+    commands.add<NoOptions>("doctor", "Diagnose an adapter that does not work", doctor, {"tarvix doctor"});
 }
 
 } // namespace tool

@@ -22,7 +22,7 @@ namespace tool {
 namespace {
 
 constexpr Range PIN{0, 7};
-const char* const PIN_ADVICE = "check the pin's number and role";
+const char* const PIN_ADVICE = "check the pin's number and direction";
 
 using Role = std::optional<GpioFunctionality>; // none leaves the pin as it is
 
@@ -185,30 +185,32 @@ void watch(Context& context, const WatchOptions& options)
 void addGet(Commands& gpio)
 {
     auto [app, options] =
-        gpio.add<GetOptions>("get", "Print the levels of pins, as 3=high 4=low", get,
+        gpio.add<GetOptions>("get", "Print pin levels as 3=high 4=low", get,
                              {"tarvix gpio get 3 4", "tarvix gpio get --numeric 3 4", "tarvix gpio get -b pull-up 5"});
     addNumbers(app, "PIN", options.pins, PIN, "Pins to read, 0 to 7").required();
-    addChoice(app, "-b,--bias", options.bias, BIASES, "Make the pins inputs with this pull first");
-    addFlag(app, "--numeric", options.numeric, "Print 1 0 instead");
+    addChoice(app, "-b,--bias", options.bias, BIASES, "First make the pins inputs with this bias");
+    addFlag(app, "--numeric", options.numeric, "Print 1 and 0 instead");
 }
 
 void addSet(Commands& gpio)
 {
     auto [app, options] =
-        gpio.add<SetOptions>("set", "Make pins outputs and drive them; they stay so when the command ends", set,
-                             {"tarvix gpio set 3=1 4=low", "tarvix gpio set -d open-drain 5=high"});
-    addTexts(app, "ASSIGNMENT", options.assignments, "Pins with 0, 1, low or high").required().valueName("PIN=LEVEL");
-    addChoice(app, "-d,--drive", options.drive, DRIVES, "How the pins drive; as-is for pins that are outputs already");
+        gpio.add<SetOptions>("set", "Make pins outputs and drive them; they keep their levels when the command ends",
+                             set, {"tarvix gpio set 3=1 4=low", "tarvix gpio set -d open-drain 5=high"});
+    addTexts(app, "ASSIGNMENT", options.assignments, "Pin and level: 0, 1, low or high")
+        .required()
+        .valueName("PIN=LEVEL");
+    addChoice(app, "-d,--drive", options.drive, DRIVES, "Output type; as-is leaves existing outputs unchanged");
 }
 
 void addWatch(Commands& gpio)
 {
     auto [app, options] = gpio.add<WatchOptions>(
-        "watch", "Print a line with the time for each edge of pins, until Ctrl-C", watch,
+        "watch", "Print a time-stamped line for each edge, until Ctrl-C", watch,
         {"tarvix gpio watch 3 --idle-timeout 200ms", "tarvix gpio watch -e rising -n 1 --idle-timeout 200ms 3 4"});
     addNumbers(app, "PIN", options.pins, PIN, "Pins to watch, 0 to 7").required();
-    addChoice(app, "-e,--edge", options.edge, EDGES, "Which edges");
-    addChoice(app, "-b,--bias", options.bias, BIASES, "Make the pins inputs with this pull first");
+    addChoice(app, "-e,--edge", options.edge, EDGES, "Edges to report");
+    addChoice(app, "-b,--bias", options.bias, BIASES, "First make the pins inputs with this bias");
     addStreamOptions(app, options.stream);
 }
 
@@ -216,7 +218,7 @@ void addWatch(Commands& gpio)
 
 void addGpioCommands(Commands& commands)
 {
-    Commands gpio = commands.group("gpio", "Pins: levels, roles and interrupts");
+    Commands gpio = commands.group("gpio", "GPIO pins: read, drive and watch");
     addGet(gpio);
     addSet(gpio);
     addWatch(gpio);

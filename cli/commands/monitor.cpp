@@ -27,7 +27,7 @@ void monitor(Context& context, const StreamOptions& options)
 void addMonitorCommand(Commands& commands)
 {
     auto [app, options] = commands.add<StreamOptions>(
-        "monitor", "Print what the adapter reports by itself: pin edges, UART data, I3C interrupts and hot-joins",
+        "monitor", "Print events as the adapter reports them: pin edges, UART data, I3C interrupts and hot-joins",
         monitor, {"tarvix monitor --idle-timeout 200ms", "tarvix monitor -n 1 --idle-timeout 200ms --json"});
     addStreamOptions(app, options);
 }

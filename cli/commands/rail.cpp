@@ -50,7 +50,8 @@ Setting parseSetting(const std::vector<std::string>& values)
     for (const std::string& value : values) {
         const bool supply = value == "external" || value == "internal";
         if (supply ? setting.external.has_value() : setting.millivolts.has_value()) {
-            throw UsageError(fmt::format("VALUE: '{}' sets the same thing a second time", value));
+            throw UsageError(
+                fmt::format("VALUE: '{}' sets the {} a second time", value, supply ? "source" : "voltage"));
         }
         if (supply) {
             setting.external = value == "external";
@@ -76,7 +77,7 @@ void set(Context& context, const SetOptions& options)
     if (setting.external) {
         context.check(shared ? sdk.gpioUseExternalVoltage(*setting.external)
                              : sdk.i3cUseExternalVoltage(*setting.external),
-                      fmt::format("switching the supply of the {} rail", name));
+                      fmt::format("setting the source of the {} rail", name));
     }
     show(context, {});
 }
@@ -85,17 +86,18 @@ void set(Context& context, const SetOptions& options)
 
 void addRailCommands(Commands& commands)
 {
-    Commands rail = commands.group("rail", "Supply of the pins: the shared rail (I2C, SPI, UART, GPIO) and I3C's");
+    Commands rail = commands.group("rail", "Pin supplies: the shared rail (I2C, SPI, UART, GPIO) and the I3C rail");
     rail.add<NoOptions>("show", "Print the measured voltages", show, {"tarvix rail show", "tarvix rail show --json"});
 
     auto [app, options] = rail.add<SetOptions>(
-        "set", "Set the voltage of a rail, or take it from outside; prints what is measured then", set,
+        "set", "Set a rail's voltage or source, then print the measured voltages", set,
         {"tarvix rail set shared 3.3V", "tarvix rail set i3c 1800mV internal", "tarvix rail set shared external"});
-    addChoice(app, "RAIL", options.rail, RAILS, "shared or i3c").required();
-    addTexts(app, "VALUE", options.values, "3300, 3300mV or 3.3V; internal or external supply; or both")
+    addChoice(app, "RAIL", options.rail, RAILS, "Rail to set").required();
+    addTexts(app, "VALUE", options.values, "Voltage (3300, 3300mV, 3.3V), source (internal, external) or both")
         .required()
         .words(1, 2);
-    addFlag(app, "--flag", options.flag, "Set the option bit that goes with the shared rail's voltage");
+    addFlag(app, "--flag", options.flag,
+            "Set the option bit of the shared rail; its meaning is defined by the firmware");
 }
 
 } // namespace tool

@@ -1,4 +1,4 @@
-// tarvix spi: transfers, and the flash memories that are most often behind them.
+// tarvix spi: transfers and flash memories.
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -48,9 +48,9 @@ struct ControllerOptions {
 void addChipOptions(CLI::App& app, ControllerOptions& options)
 {
     addChoice(app, "-s,--select", options.select, SELECTS, "Chip-select line");
-    addChoice(app, "-m,--mode", options.mode, MODES, "Clock polarity and phase, by the usual numbers");
-    addChoice(app, "--polarity", options.polarity, POLARITIES, "Level of the line while the chip is selected");
-    addFrequency(app, "-c,--clock", options.clock, {1, 50'000'000}, "Clock: 400k, 1M, 12.5M");
+    addChoice(app, "-m,--mode", options.mode, MODES, "Clock polarity and phase");
+    addChoice(app, "--polarity", options.polarity, POLARITIES, "Active level of the chip select");
+    addFrequency(app, "-c,--clock", options.clock, {1, 50'000'000}, "Clock frequency: 400k, 1M, 12.5M");
 }
 
 void setUpController(Context& context, const ControllerOptions& options)
@@ -66,7 +66,7 @@ void setUpController(Context& context, const ControllerOptions& options)
     });
 }
 
-// One transaction: as many bytes come back as go out, and zeros go out behind `data`.
+// One transaction of `length` bytes; zeros pad `data`.
 Bytes exchange(Context& context, Bytes data, std::size_t length)
 {
     Bytes received;
@@ -74,7 +74,7 @@ Bytes exchange(Context& context, Bytes data, std::size_t length)
                   fmt::format("transferring {} bytes", length));
     if (received.size() != length) {
         throw Failure(ExitStatus::REFUSED, fmt::format("the adapter returned {} of {} bytes", received.size(), length),
-                      "repeat the command, or run 'tarvix reset'");
+                      "retry or run 'tarvix reset'");
     }
     return received;
 }
@@ -127,7 +127,7 @@ void id(Context& context, const IdOptions& options)
     };
     if (all(0x00) || all(0xFF)) {
         throw Failure(ExitStatus::REFUSED,
-                      fmt::format("no flash answers at select {}: all bits are {}",
+                      fmt::format("no flash memory answered on select {}: all bits are {}",
                                   static_cast<unsigned>(options.controller.select), all(0xFF) ? 1 : 0),
                       FLASH_ADVICE);
     }
@@ -161,7 +161,7 @@ void readFlash(Context& context, const ReadFlashOptions& options)
     constexpr std::uint64_t CHUNK = 1024;          // fits in what an operating system keeps of unread reports
     constexpr std::uint64_t ADDRESSABLE = 1 << 24; // by three bytes
     if (options.length > ADDRESSABLE - std::min(options.offset, ADDRESSABLE)) {
-        throw UsageError(fmt::format("--length: {} bytes from {} on are beyond the {} that three bytes address",
+        throw UsageError(fmt::format("--length: {} bytes starting at {} exceed the {} that 3-byte addresses reach",
                                      options.length, options.offset, sizeText(ADDRESSABLE)));
     }
     setUpController(context, options.controller);
@@ -187,22 +187,22 @@ void readFlash(Context& context, const ReadFlashOptions& options)
 
 void addTransfer(Commands& spi)
 {
-    auto [app, options] = spi.add<TransferOptions>(
-        "transfer", "Clock bytes out and print those that come back, in one transaction", transfer,
-        {"tarvix spi transfer --select 1 12 34 deadbeef", "tarvix spi transfer 0x9f -n 4",
-         "printf hello | tarvix spi transfer --select 1 --raw -"});
-    addData(app, options.data, "What goes out");
+    auto [app, options] =
+        spi.add<TransferOptions>("transfer", "Exchange bytes in one transaction and print those received", transfer,
+                                 {"tarvix spi transfer --select 1 12 34 deadbeef", "tarvix spi transfer 0x9f -n 4",
+                                  "printf hello | tarvix spi transfer --select 1 --raw -"});
+    addData(app, options.data, "Bytes to send");
     addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER},
-              "Bytes to clock when they are more than DATA; zeros go out behind it");
+              "Total number of bytes to exchange; zeros pad DATA");
     addRaw(app, options.raw);
     addChipOptions(app, options.controller);
-    addChoice(app, "--bit-order", options.controller.bitOrder, BIT_ORDERS, "Bit of a word that goes first");
-    addChoice(app, "-w,--width", options.controller.width, WIDTHS, "Bits of a word");
+    addChoice(app, "--bit-order", options.controller.bitOrder, BIT_ORDERS, "Bit sent first");
+    addChoice(app, "-w,--width", options.controller.width, WIDTHS, "Bits per word");
 }
 
 void addId(Commands& spi)
 {
-    auto [app, options] = spi.add<IdOptions>("id", "Print the JEDEC id of a flash memory", id,
+    auto [app, options] = spi.add<IdOptions>("id", "Print the JEDEC ID of a flash memory", id,
                                              {"tarvix spi id", "tarvix spi id --select 0 --clock 12.5M --json"});
     addChipOptions(app, options.controller);
 }
@@ -210,11 +210,11 @@ void addId(Commands& spi)
 void addReadFlash(Commands& spi)
 {
     auto [app, options] =
-        spi.add<ReadFlashOptions>("read-flash", "Read a flash memory that takes three bytes of address", readFlash,
+        spi.add<ReadFlashOptions>("read-flash", "Read a flash memory that uses 3-byte addresses", readFlash,
                                   {"tarvix spi read-flash", "tarvix spi read-flash 0x1000 -n 64",
                                    "tarvix spi read-flash -n 0x100000 --raw > flash.bin"});
-    addNumber(app, "OFFSET", options.offset, {0, (1 << 24) - 1}, "Where to begin");
-    addNumber(app, "-n,--length", options.length, {1, 1 << 24}, "Bytes to read");
+    addNumber(app, "OFFSET", options.offset, {0, (1 << 24) - 1}, "First byte");
+    addNumber(app, "-n,--length", options.length, {1, 1 << 24}, "Number of bytes to read");
     addRaw(app, options.raw);
     addChipOptions(app, options.controller);
 }

@@ -10,9 +10,9 @@ namespace tool {
 
 void addStreamOptions(CLI::App& app, StreamOptions& options)
 {
-    addNumber(app, "-n,--count", options.count, {1}, "End after so many lines");
-    addPeriod(app, "--idle-timeout", options.idleTimeout, "End when nothing came for so long: 500ms, 2s");
-    addFlag(app, "--banner", options.banner, "Say on standard error when everything is armed");
+    addNumber(app, "-n,--count", options.count, {1}, "Stop after this many events");
+    addPeriod(app, "--idle-timeout", options.idleTimeout, "Stop after this long without an event: 500ms, 2s");
+    addFlag(app, "--banner", options.banner, "Report on standard error when ready");
 }
 
 void follow(NotificationStream& stream, const StreamOptions& options, std::string_view banner,

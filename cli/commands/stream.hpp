@@ -1,4 +1,4 @@
-// What all commands have that print events as they come.
+// What all commands that print events as they arrive have in common.
 #pragma once
 
 #include <chrono>

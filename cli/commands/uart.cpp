@@ -62,7 +62,7 @@ void addLineOptions(CLI::App& app, LineOptions& options)
 {
     addChoice(app, "-b,--baud", options.baud, BAUDS, "Bits per second");
     addChoice(app, "-p,--parity", options.parity, PARITIES, "Parity bit");
-    addChoice(app, "--bits", options.bits, DATA_SIZES, "Data bits of a character");
+    addChoice(app, "--bits", options.bits, DATA_SIZES, "Data bits per character");
     addChoice(app, "--stop", options.stop, STOPS, "Stop bits");
     addChoice(app, "--handshake", options.handshake, HANDSHAKES, "Hardware flow control");
 }
@@ -101,7 +101,7 @@ Bytes whatToSend(const SendOptions& options)
         return readData("DATA", options.data, LIMIT);
     }
     if (!options.data.empty()) {
-        throw UsageError("DATA: it cannot be sent together with --text", "send them by two commands");
+        throw UsageError("DATA: cannot be combined with --text", "use two commands");
     }
     return {options.text.begin(), options.text.end()};
 }
@@ -115,7 +115,7 @@ void send(Context& context, const LineOptions& line, const Bytes& bytes)
         const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(done);
         const std::size_t count = std::min(piece, bytes.size() - done);
         context.check(context.sdk().uartSendMessage(Bytes(begin, begin + static_cast<std::ptrdiff_t>(count))),
-                      fmt::format("sending byte {} and on", done));
+                      fmt::format("sending from byte {}", done));
         done += count;
         progress.update(done);
     }
@@ -150,7 +150,7 @@ void sendAndReceive(Context& context, const SendOptions& options)
     const Bytes received = receive(stream, options);
     context.output().printData(received, 0, {{"sent", bytes.size()}}, options.raw);
     if (options.reply && received.size() < *options.reply) {
-        throw Failure(ExitStatus::NO_ANSWER, fmt::format("{} of {} bytes came back", received.size(), *options.reply),
+        throw Failure(ExitStatus::NO_ANSWER, fmt::format("received {} of {} bytes", received.size(), *options.reply),
                       "check the wiring and --baud, or raise --listen");
     }
 }
@@ -188,13 +188,13 @@ void monitor(Context& context, const MonitorOptions& options)
 void addSend(Commands& uart)
 {
     auto [app, options] =
-        uart.add<SendOptions>("send", "Send bytes, and print what comes back if asked to", sendAndReceive,
+        uart.add<SendOptions>("send", "Send bytes and, on request, print the reply", sendAndReceive,
                               {"tarvix uart send --text hello --reply 5", "tarvix uart send 68 69 0x0d 0x0a",
                                "printf hello | tarvix uart send --listen 200ms --raw -"});
-    addData(app, options.data, "What to send");
+    addData(app, options.data, "Bytes to send");
     addText(app, "-t,--text", options.text, "Send this text instead of DATA");
-    addNumber(app, "-n,--reply", options.reply, {1, 16 << 20}, "Wait for so many bytes, exit with 6 when fewer come");
-    addPeriod(app, "--listen", options.listen, "Print what comes back until nothing came for so long; 1s with --reply");
+    addNumber(app, "-n,--reply", options.reply, {1, 16 << 20}, "Wait for this many bytes; exit with 6 if fewer arrive");
+    addPeriod(app, "--listen", options.listen, "Print the reply until the line is silent this long; 1s with --reply");
     addRaw(app, options.raw);
     addLineOptions(app, options.line);
 }

@@ -16,6 +16,7 @@ enum class ExitStatus : int {
     NO_PERMISSION = 5,
     NO_ANSWER = 6,
     ADAPTER_LOST = 7,
+    IN_USE = 8,        // by another program
     INTERRUPTED = 130, // by Ctrl-C; other signals likewise, 128 and their number
 };
 

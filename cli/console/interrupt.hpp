@@ -1,9 +1,9 @@
-// Ctrl-C and its like: the command ends at the next safe point, with the adapter closed.
+// Ctrl-C and similar signals end the command at its next safe point, with the adapter closed.
 #pragma once
 
 namespace tool {
 
-// Takes SIGINT, SIGTERM and SIGHUP over. A command that does not reach a safe point within a few seconds (an adapter
+// Handles SIGINT, SIGTERM and SIGHUP. A command that does not reach a safe point within a few seconds (an adapter
 // that does not answer) is ended all the same, as is one that is interrupted twice.
 void watchForInterrupts();
 

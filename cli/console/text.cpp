@@ -51,26 +51,4 @@ std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffs
     return text;
 }
 
-std::string toUtf8(const wchar_t* text)
-{
-    std::string utf8;
-    for (; text != nullptr && *text != 0; ++text) {
-        auto code = static_cast<char32_t>(*text);
-        if (code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) {
-            code = 0xFFFD;
-        }
-        if (code < 0x80) {
-            utf8 += static_cast<char>(code);
-            continue;
-        }
-        const int trailing = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-        constexpr std::array<std::uint32_t, 4> LEAD{0, 0xC0, 0xE0, 0xF0};
-        utf8 += static_cast<char>(LEAD[static_cast<std::size_t>(trailing)] | code >> 6 * trailing);
-        for (int i = trailing - 1; i >= 0; --i) {
-            utf8 += static_cast<char>(0x80 | (code >> 6 * i & 0x3F));
-        }
-    }
-    return utf8;
-}
-
 } // namespace tool

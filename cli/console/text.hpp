@@ -22,8 +22,4 @@ std::string withoutControls(std::string text);
 // Offsets, sixteen bytes and their text a line, as `hexdump -C` prints them.
 std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset = 0);
 
-// UTF-8; null is empty. What is no Unicode character becomes U+FFFD, so that it never equals anything that can be
-// typed.
-std::string toUtf8(const wchar_t* text);
-
 } // namespace tool

@@ -15,8 +15,8 @@
  *    notification code, 4 and 5 the adapter's status, the payload from byte 6. Multi-byte fields are little-endian. A
  *    comment below names the payload of a response that has one; frames come from outside, so test their length.
  * 3. **Transaction ids** are the caller's choice, 1 to 65535, and are neither checked nor matched.
- * 4. **Handlers** may send commands of their own session, since no command here waits for a response, as long as no
- *    other thread sends meanwhile.
+ * 4. **Threads.** Use a session, strict or plain, from one thread at a time. Its handler may send commands, since none
+ *    waits for a response, as long as no other thread sends meanwhile.
  */
 #ifndef TARVIXSDK_ASYNC_SDK_HPP
 #define TARVIXSDK_ASYNC_SDK_HPP
@@ -65,8 +65,8 @@ public:
     OpenResult open(const OpenOptions& options = {});
 
     /**
-     * Whether an adapter is open. A plain session stays connected until `disconnect`, whatever becomes of the adapter; a
-     * strict one ends when its adapter is lost.
+     * Whether an adapter is open. A plain session stays connected until `disconnect`, whatever becomes of the adapter;
+     * a strict one ends when its adapter is lost.
      */
     bool isConnected() const;
 
@@ -287,16 +287,7 @@ public:
      */
     ///@{
 
-    /**
-     * Sends any CCC. Every method below is a fixed call of this one.
-     *
-     * @param targetAddress 0x7E for a broadcast code, else the target's dynamic address (SETDASA: its static address)
-     * @param transferFlag bit 3 of the flags byte; defined by the firmware, and false in every method below
-     * @param length for a write the number of bytes in `data`, for a read the number of bytes expected from the target;
-     *        not compared with `data`
-     * @param definingByte always in the frame; meaningful with `I3cCccType::WITH_DEFINING_BYTE`
-     * @return also `StatusCode::INVALID_ARGUMENT` for a read with `data`
-     */
+    /** See `TarvixSDK::i3cCccTransfer`. Every method below is a fixed call of this one. */
     StatusCode i3cCccTransfer(TransactionId transactionId, std::uint8_t targetAddress, I3cTransferDirection direction,
                               I3cTransferMode mode, bool transferFlag, I3cCccType cccType, std::uint8_t length, CCC ccc,
                               std::uint8_t definingByte, const std::vector<std::uint8_t>& data);

@@ -14,8 +14,8 @@
  * 3. **Order of checks.** First the handle; then the function's own checks (conventions 6 and 7, and those in its
  *    comment), which return `INVALID_ARGUMENT` even on a session that is not connected; then the method with its
  *    connection test and its checks. Nothing is sent unless all pass.
- * 4. **Statuses.** The method's status is returned unchanged: 0 (`SUCCESS`), the library's values (`NO_RESPONSE`,
- *    `NOT_CONNECTED`, `UNEXPECTED_RESPONSE`, `INVALID_ARGUMENT`, `RESPONSE_TOO_SHORT`), or the adapter's own.
+ * 4. **Statuses.** The method's status is returned unchanged: 0 (`SUCCESS`), one of the library's (see `StatusCode` in
+ *    types.h), or the adapter's own.
  * 5. **Widths.** `StatusCode` is an unsigned 16-bit integer. Every other enumeration crosses as an unsigned 32-bit
  *    integer, declared member or not; `bool` is one byte; `size_t` has 64 bits.
  * 6. **Inputs** belong to the caller and are only read during the call. An array is a pointer and a count. The pointer
@@ -26,15 +26,16 @@
  * 7. **Outputs** go to the caller's memory. A null output pointer is `INVALID_ARGUMENT` unless a comment says
  *    otherwise.
  *      - Byte arrays, records and their lengths are written when the status is 0 and left alone otherwise.
- *      - A single number (`uint16_t* voltage`, `uint8_t* bcr`, ...) is written whenever a response arrived, even with
- *        an error status of the adapter. Test the status before you trust it.
- * 8. **Buffers.** Unless there is a `capacity`, no size is passed and nothing limits what is written: **the adapter
- *    decides how many bytes come, whatever was asked for.** A buffer must hold the largest result:
+ *      - In a plain session a single number (`uint16_t* voltage`, `uint8_t* bcr`, ...) is written whenever a response
+ *        arrived, even with an error status of the adapter. Test the status before you trust it.
+ * 8. **Buffers.** A strict session never writes more than was asked for. In a plain session, unless there is a
+ *    `capacity`, nothing limits what is written: **the adapter decides how many bytes come, whatever was asked for**,
+ *    and a buffer must hold the largest result:
  *      - CCC reads (`TarvixSDK_I3cCccGET...`): 255 bytes;
  *      - `TarvixSDK_SpiTransfer` and the I3C private reads: 65,535 bytes;
  *      - `TarvixSDK_I2cRead`: exactly the `length` asked for.
- * 9. **Threads** are those of `TarvixSDK`: use one handle from one thread at a time; different handles are
- *    independent. The notification callback runs on the handle's reader thread; see `TarvixSDK_NotificationCallback`.
+ * 9. **Threads** are those of `TarvixSDK`. Callbacks run on the handle's reader thread; see
+ *    `TarvixSDK_NotificationCallback`.
  * 10. **Exceptions** do not leave these functions, but for `std::bad_alloc` when memory runs out, which ends a program
  *     that is not C++.
  */

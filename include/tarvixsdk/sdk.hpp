@@ -3,7 +3,8 @@
  * TarvixSDK: the adapter's commands as blocking calls. This is the main class, and its comments are the reference:
  * async_sdk.hpp and flat.h state only what differs.
  *
- * Conventions that hold for every method:
+ * A session is strict (made by `open`, which new programs use) or plain (made by `connect`). Conventions that hold for
+ * every method of both:
  *
  * 1. **Commands.** A command numbers its request, sends it, waits for a response and decodes it. It returns one of
  *      - `StatusCode::SUCCESS`: the adapter did it;
@@ -12,30 +13,34 @@
  *        names it check anything; all others send any value as given;
  *      - `StatusCode::NO_RESPONSE`: no response arrived within the session's timeout. The adapter may have carried the
  *        command out all the same;
- *      - `StatusCode::RESPONSE_TOO_SHORT`: the response has no room for a status;
+ *      - `StatusCode::RESPONSE_TOO_SHORT`: the response has no room for a status or, in a strict session, for the
+ *        outputs;
+ *      - `StatusCode::UNEXPECTED_RESPONSE`, in a strict session: the response holds more than was asked for;
+ *      - `StatusCode::ADAPTER_LOST`, in a strict session: the adapter was unplugged or restarted. Call `open` again;
  *      - any other value: the adapter's own status, passed through. Its meaning is defined by the firmware: no
  *        acknowledge on the bus, a value out of range, and so on.
- * 2. **Outputs** are written whenever a response arrived, even one that carries an error: test the status before you
- *    trust them. Bytes that the response lacks read as zero. Without a response, outputs keep their values.
- * 3. **Responses are not matched to requests.** The adapter answers in order, and whichever response arrives first ends
- *    the wait. After a `NO_RESPONSE` the late response is stored and answers the next call, whose own response answers
- *    the call after it: each following call returns the answer before. Only `getUsbString` notices. A stored response
- *    survives `disconnect` and `connect`, so neither gets back in step; a new session, opened once the adapter has
- *    caught up, does. Of two responses that arrive close together the later one counts.
- * 4. **Threads.** Use a session from one thread at a time; different sessions are independent. The notification handler
- *    runs on the session's reader thread, and nothing is read while it runs: Linux keeps 63 unread reports and then
- *    drops the newest without a word, so a slow handler tears long responses. The handler must return soon, must not
- *    throw, and must not call a command of its own session, which would wait for a response that only its own thread
- *    can read.
+ * 2. **Outputs** of a strict session are written on success only. A plain session writes them whenever a response
+ *    arrived, even one that carries an error, and bytes that the response lacks read as zero: test the status before
+ *    you trust them. Without a response, outputs keep their values.
+ * 3. **Matching.** A plain session does not match responses to requests: the adapter answers in order, and whichever
+ *    response arrives first ends the wait. After a `NO_RESPONSE` the late response is stored and answers the next call,
+ *    whose own response answers the call after it: each following call returns the answer before. Only `getUsbString`
+ *    notices. A stored response survives `disconnect` and `connect`. Of two responses that arrive close together the
+ *    later one counts. A strict session matches responses by transaction id, and has none of this.
+ * 4. **Threads.** A strict session serves calls from several threads one after another; use a plain one from one thread
+ *    at a time. Different sessions are independent. Handlers run on the session's reader thread, and nothing is read
+ *    while one runs: Linux keeps 63 unread reports and then drops the newest without a word, so a slow handler tears
+ *    long responses. A handler must return soon, must not throw, and must not call a command of its own session, which
+ *    would wait for a response that only its own thread can read.
  * 5. **Values.** Addresses are 7-bit and unshifted. Enumerations travel as their low byte, declared member or not.
  *    Where a comment says that the firmware defines a value, the library passes it through.
  * 6. **Bus sequences.** START, repeated START and STOP are the bus conditions; `address+W` and `address+R` are the
  *    address byte of a write and of a read. Acknowledge and parity bits are left out. A sequence shows what a command
  *    asks for; details, such as a STOP and a START in place of a repeated START, are the firmware's.
- * 7. **One program at a time.** Every program, and every session, that has opened an adapter receives all of its
- *    responses and takes the others' for its own.
- * 8. **Loss.** An unplugged adapter is not reported: each command ends in `NO_RESPONSE` or, without a timeout, never.
- *    `disconnect`, then `connect` again.
+ * 7. **One program at a time.** Every session that has opened an adapter receives all of its responses; plain ones take
+ *    each other's for their own. By default `open` locks the adapter, which keeps other callers of `open` out.
+ * 8. **Loss** of the adapter calls the handler set with `onConnectionLost`. In a plain session each command then ends
+ * in `NO_RESPONSE` or, without a timeout, never: `disconnect`, then `connect` again.
  * 9. **Memory.** Arguments are only read during the call. Running out of memory raises `std::bad_alloc`; commands throw
  *    nothing else.
  */
@@ -87,8 +92,8 @@ public:
     ///@{
 
     /**
-     * Opens an adapter, by default as a strict and exclusive session, and says why not. While an adapter is open this
-     * keeps it and returns `OPENED`, whatever the options; an adapter that was lost is closed first, so that
+     * Opens an adapter, by default in a strict and exclusive session, or says why it could not. While an adapter is
+     * open this keeps it and returns `OPENED`, whatever the options. An adapter that was lost is closed first, so that
      * reconnecting is one call. A session begins with nothing stored from before.
      *
      * A **strict** session differs from a plain one (`connect`) in this:
@@ -99,7 +104,7 @@ public:
      *     for (`StatusCode::UNEXPECTED_RESPONSE`) or less than the outputs need (`RESPONSE_TOO_SHORT`). Payload bytes
      *     that were damaged on the way cannot be noticed: frames have no checksum.
      *   - When the adapter is lost (unplugged, restarted), a waiting call ends within 200 ms and every later one at
-     *     once with `StatusCode::ADAPTER_LOST`, also with a timeout of -1.
+     *     once with `StatusCode::ADAPTER_LOST`, even with a timeout of -1.
      *   - A request stops at the first segment that cannot be written, and the call returns `NO_RESPONSE`. The kernel
      *     gives up on an adapter that takes no data after about 5 s, whatever the session's timeout.
      *   - `disconnect` from another thread ends a waiting call with `StatusCode::NOT_CONNECTED`.
@@ -110,16 +115,17 @@ public:
     OpenResult open(const OpenOptions& options = {});
 
     /**
-     * Whether an adapter is open. A plain session stays connected until `disconnect`, whatever becomes of the adapter; a
-     * strict one ends when its adapter is lost.
+     * Whether an adapter is open. A plain session stays connected until `disconnect`, whatever becomes of the adapter;
+     * a strict one ends when its adapter is lost.
      */
     bool isConnected() const;
 
     /**
-     * Replaces the handler that is called once when the adapter is lost: reading from it has failed for some 60 ms. It
-     * runs on the reader thread, after waiting calls have ended, and may not open, disconnect or destroy its own session.
+     * Replaces the handler that is called once when the adapter is lost, that is, when reading from it has failed for
+     * some 60 ms. It runs on the reader thread, after waiting calls have ended, and must not open, disconnect or
+     * destroy its own session.
      *
-     * In a plain session the reader goes on trying, and a loss after reads have succeeded again is a new one.
+     * In a plain session the reader keeps trying, and a loss after reads have succeeded again is a new one.
      */
     void onConnectionLost(ConnectionLostHandler handler);
 
@@ -173,8 +179,9 @@ public:
     ///@{
 
     /**
-     * Restarts the adapter, which leaves USB and comes back: disconnect, wait, connect again. There is no response to
-     * wait for, so `SUCCESS` says only that the request was handed to the transport.
+     * Restarts the adapter, which leaves USB and comes back. Wait for that, then `open` again (in a plain session
+     * `disconnect` and `connect`). There is no response to wait for, so `SUCCESS` says only that the request was handed
+     * to the transport.
      */
     StatusCode resetDevice();
 
@@ -182,7 +189,8 @@ public:
     StatusCode enterBootMode();
 
     /**
-     * Reads one of the adapter's USB strings. The one command that checks whether a response is its own.
+     * Reads one of the adapter's USB strings. The one command that checks in a plain session, too, whether a response
+     * is its own.
      *
      * @param string replaced by the string's bytes; unchanged unless the result is `SUCCESS`
      * @param index 1 to 5 are in use
@@ -374,7 +382,8 @@ public:
      * longer data is announced with its number modulo 65,536.
      *
      * @param data not modified
-     * @param readData replaced by as many bytes as the adapter says it received, whatever was asked for
+     * @param readData replaced by as many bytes as the adapter says it received; a strict session accepts exactly
+     *        `transferLength`
      */
     StatusCode spiTransfer(std::vector<std::uint8_t>& data, std::vector<std::uint8_t>& readData,
                            std::uint16_t transferLength);
@@ -456,8 +465,8 @@ public:
      * `targetAddress` is a dynamic address, or the I2C address of a legacy device. `registerAddress` holds 0 to 4
      * bytes, sent in this order before the data; longer ones yield `StatusCode::INVALID_ARGUMENT`. `length` is the
      * number of bytes to read. One transfer carries up to 65,535 bytes: of longer data all bytes are sent, announced
-     * with their number modulo 65,536. A read replaces `data` by as many bytes as the adapter says the target sent,
-     * whatever `length` was.
+     * with their number modulo 65,536. A read replaces `data` by as many bytes as the adapter says the target sent;
+     * only in a strict session are these at most `length`.
      *
      * Whether the controller sends the broadcast address 0x7E first is defined by the firmware. A missing acknowledge
      * ends in a status of the adapter.
@@ -521,17 +530,22 @@ public:
      * bus order. A target that does not support a code does not acknowledge, which ends in a status of the adapter.
      */
     ///@{
+
     /**
-     * One CCC of any number, as `TarvixAsyncSDK::i3cCccTransfer`, with the bytes read.
+     * Sends any code, in any mode. The methods below cover the codes of `CCC`.
      *
-     * @param readData replaced by the bytes that the target returned when `direction` is READ, at most `length` in a
-     *        strict session; emptied otherwise
+     * @param targetAddress 0x7E for a broadcast code, else the target's dynamic address (SETDASA: its static address)
+     * @param transferFlag bit 3 of the flags byte; defined by the firmware, and false in every method below
+     * @param length for a write the number of bytes in `data`, for a read the number of bytes expected from the target;
+     *        not compared with `data`
+     * @param definingByte always in the frame; meaningful with `I3cCccType::WITH_DEFINING_BYTE`
+     * @param readData replaced by the bytes that the target sent for a read; emptied by a write
+     * @return also `StatusCode::INVALID_ARGUMENT` for a read with `data`
      */
     StatusCode i3cCccTransfer(std::uint8_t targetAddress, I3cTransferDirection direction, I3cTransferMode mode,
                               bool transferFlag, I3cCccType cccType, std::uint8_t length, CCC ccc,
                               std::uint8_t definingByte, const std::vector<std::uint8_t>& data,
                               std::vector<std::uint8_t>& readData);
-
 
     /** Enables events of all targets (ENEC). */
     StatusCode i3cCccENECBroadcast(std::uint8_t events);

@@ -55,16 +55,18 @@ typedef uint16_t TransactionId;
 TARVIX_ENUM(StatusCode, uint16_t){
     /** Asynchronous: the frame was handed to the transport. Blocking: the adapter reported success. */
     TARVIX_MEMBER(StatusCode, SUCCESS) = 0x0000,
-    /** The request was sent, but no response arrived in time. Is the adapter still there? A response that comes
-        late answers the next request; sdk.hpp, convention 3, says how to get back in step. */
+    /** The request was sent, but no response arrived in time. In a plain session a response that comes late answers
+        the next request: see convention 3 of sdk.hpp. */
     TARVIX_MEMBER(StatusCode, NO_RESPONSE) = 0x2000,
     /** The session is not connected, and nothing was sent. Connect first. */
     TARVIX_MEMBER(StatusCode, NOT_CONNECTED) = 0x4000,
-    /** The response belongs to another request (`getUsbString` only). The session is out of step. */
+    /** The response does not fit the request: it holds more than was asked for (strict sessions), or belongs to
+        another request (`getUsbString` in a plain session, which is out of step). */
     TARVIX_MEMBER(StatusCode, UNEXPECTED_RESPONSE) = 0x6000,
     /** An argument is out of range or inconsistent, and nothing was sent. Correct the call. */
     TARVIX_MEMBER(StatusCode, INVALID_ARGUMENT) = 0x8000,
-    /** The response is shorter than what it declares, or too short to carry a status. */
+    /** The response is shorter than what it declares, or too short to carry a status or (strict sessions) the
+        outputs. */
     TARVIX_MEMBER(StatusCode, RESPONSE_TOO_SHORT) = 0xA000,
     /** The adapter was unplugged or restarted (strict sessions only). Call `open` again. */
     TARVIX_MEMBER(StatusCode, ADAPTER_LOST) = 0xC000,

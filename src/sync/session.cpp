@@ -1,6 +1,5 @@
 #include "sync/session.hpp"
 
-#include "async/state.hpp"
 #include "commands.hpp"
 
 namespace {
@@ -53,46 +52,40 @@ void TarvixSDK::Session::handleResponse(const std::vector<std::uint8_t>& frame)
     }
 }
 
-// False while connected, and on the reader thread, which cannot open. What is over is closed first: until its reader
-// thread has ended it may still end the waiter's session.
-bool TarvixSDK::Session::beginUnlessConnected(bool strict)
+// What is over is closed first: until its reader thread has ended it may still end the waiter's session.
+void TarvixSDK::Session::begin(bool strict)
 {
-    if (async_.isConnected() || !async_.state_->link.lifecycle()) {
-        return false;
-    }
     async_.disconnect();
     const std::lock_guard turn(turnMutex_); // calls of the session that is over have left, or are about to
     waiter_.begin(strict);
     strict_ = strict;
-    return true;
 }
 
 bool TarvixSDK::Session::connect(const std::string& path, const std::string& serialNumber)
 {
-    const auto lifecycle = async_.state_->link.lifecycle();
-    beginUnlessConnected(false);
+    const FrameLink::Lifecycle lifecycle = async_.state_->link.lifecycle();
+    if (lifecycle && !async_.isConnected()) {
+        begin(false);
+    }
     return serialNumber.empty() ? async_.connect(path) : async_.connectWithSerialNumber(serialNumber);
 }
 
 OpenResult TarvixSDK::Session::open(const OpenOptions& options)
 {
-    const auto lifecycle = async_.state_->link.lifecycle();
-    if (beginUnlessConnected(options.strict)) {
+    FrameLink& link = async_.state_->link;
+    const FrameLink::Lifecycle lifecycle = link.lifecycle();
+    if (lifecycle && (!async_.isConnected() || link.isDead())) {
+        begin(options.strict);
         waiter_.forget();
     }
-    return async_.open(options);
+    return link.open(options);
 }
 
 void TarvixSDK::Session::disconnect()
 {
-    const auto lifecycle = async_.state_->link.lifecycle();
+    const FrameLink::Lifecycle lifecycle = async_.state_->link.lifecycle();
     waiter_.end(StatusCode::NOT_CONNECTED);
     async_.disconnect();
-}
-
-StatusCode TarvixSDK::Session::connection() const
-{
-    return async_.state_->link.connection();
 }
 
 TarvixSDK::TarvixSDK() : TarvixSDK(-1) {}

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "async/state.hpp"
 #include "handler_slot.hpp"
 #include "sync/payload.hpp"
 #include "sync/response_frame.hpp"
@@ -109,8 +110,8 @@ public:
     OpenResult open(const OpenOptions& options);
     void disconnect();
 
+    StatusCode connection() const { return async_.state_->link.connection(); }
     TarvixAsyncSDK& async() { return async_; }
-    StatusCode connection() const;
     std::uint64_t unmatchedResponses() { return waiter_.unmatched(); }
     void onConnectionLost(ConnectionLostHandler handler)
     {
@@ -126,7 +127,7 @@ private:
     // Between a write that fails and the verdict that the adapter is lost.
     static constexpr std::chrono::milliseconds LONGEST_DOUBT{150};
 
-    bool beginUnlessConnected(bool strict);
+    void begin(bool strict);
 
     Turn takeTurn() { return strict_ ? Turn(turnMutex_) : Turn(); }
 

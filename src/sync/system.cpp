@@ -41,9 +41,9 @@ StatusCode TarvixSDK::getUsbString(std::vector<std::uint8_t>& string, std::uint8
 
 StatusCode TarvixSDK::getDeviceInfo(DeviceInfo& info)
 {
-    const StatusCode connection = session_->connection();
-    if (connection != StatusCode::SUCCESS) { // before a transaction id is used up
-        return connection;
+    // Here once, so that no number is used up.
+    if (const StatusCode status = session_->connection(); status != StatusCode::SUCCESS) {
+        return status;
     }
     std::vector<std::uint8_t> bytes;
     std::uint8_t index = 0;

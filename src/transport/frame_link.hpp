@@ -25,7 +25,7 @@ public:
     bool connect(const std::string& path, const std::string& serial);
 
     // The session that the options describe, with nothing stored from before; an open one stays, whatever they say,
-    // unless it is over.
+    // unless its adapter is dead.
     OpenResult open(const OpenOptions& options);
 
     // As HidTransport::close. Any thread may call it, while others send.
@@ -33,6 +33,7 @@ public:
 
     // SUCCESS while connected, or else ADAPTER_LOST or NOT_CONNECTED.
     StatusCode connection() const;
+    bool isDead() const { return transport_.isDead(); }
 
     // Writes the frame's segments in order, one frame at a time. A plain session writes on whatever the writes report:
     // whether a frame arrived shows in the response alone. A strict one stops at the first that fails and returns

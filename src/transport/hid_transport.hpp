@@ -56,6 +56,10 @@ public:
     // a refused close() is about to.
     bool isConnected() const { return isOpen() && !(strict_ && (lost_ || !running_)); }
 
+    // Whether nothing is read any more from the open device, or nothing has come through for a while: opening again
+    // begins with closing it, in a plain session, too.
+    bool isDead() const { return isOpen() && (lost_ || !running_); }
+
     // Whether this is the thread that the handlers run on.
     bool isReaderThread() const { return reader() == this; }
 

@@ -59,7 +59,8 @@ class Commands(unittest.TestCase):
             with self.subTest(options=options):
                 lines, status, _ = stream(f"gpio watch {options} 2", drive)
                 self.assertEqual((status, [re.sub(f"^{TIME} ", "", line) for line in lines]), (0, expected))
-        lines, _, _ = stream("gpio watch 2 -n 1 --json", drive)
+        # What is not the watched pin's is neither printed nor counted.
+        lines, _, _ = stream("gpio watch 2 -n 1 --json", "tarvix uart send 55; " + drive)
         event = json.loads(lines[0])
         self.assertRegex(event.pop("time"), f"^{TIME}$")
         self.assertEqual(event, {"schema": 1, "command": "gpio watch", "pin": 2, "edge": "edge"})
@@ -67,13 +68,13 @@ class Commands(unittest.TestCase):
     def test_gpio_watch_disarms_what_it_armed(self):
         # Were pin 2 still armed when 3 moves, the monitor would see it before pin 4.
         lines, status, _ = stream("monitor -n 1", "tarvix gpio watch 2 --idle-timeout 50ms; tarvix gpio set 3=1;"
-                                  "tarvix gpio watch 4 --idle-timeout 5s -n 1 --banner 2>&1 >/dev/null |"
+                                  "tarvix --shared gpio watch 4 --idle-timeout 5s -n 1 --banner 2>&1 >/dev/null |"
                                   " { read banner; tarvix gpio set 5=1; }")
         self.assertEqual((status, [line.partition(" ")[2] for line in lines]), (0, ["gpio pin=4"]))
 
     def test_monitor(self):
         lines, status, _ = stream(
-            "monitor -n 1 --json", "tarvix gpio watch 2 --idle-timeout 5s -n 1 --banner 2>&1 >/dev/null |"
+            "monitor -n 1 --json", "tarvix --shared gpio watch 2 --idle-timeout 5s -n 1 --banner 2>&1 >/dev/null |"
             " { read banner; tarvix gpio set 3=1; }")
         event = json.loads(lines[0])
         self.assertRegex(event.pop("time"), f"^{TIME}$")
@@ -86,7 +87,7 @@ class Commands(unittest.TestCase):
     def test_boot_asks_first(self):
         refused = tarvix("boot")
         self.assertEqual(refused.returncode, 2)
-        self.assertIn("there is no terminal to ask on; give -y", refused.stderr)
+        self.assertIn("standard input is not a terminal; use -y", refused.stderr)
         self.check("tarvix boot -y; tarvix list --json",
                    'TVX0000001: in boot mode\n{"schema":1,"command":"list","adapters":[]}\n')
         for answer, status in ((b"\n", 1), (b"n\n", 1), (b"y\n", 0)):
@@ -106,7 +107,7 @@ class Commands(unittest.TestCase):
         table = [
             (shell("tarvix-sim trigger unplug; exec tarvix doctor"), 3, "FAIL  choice: no adapter is attached"),
             (tarvix("doctor", sim=["--adapters", "2"]), 4, "FAIL  choice: 2 adapters are attached"),
-            (tarvix("doctor", "--timeout", "200", sim=["--fault", "drop"]), 6, "FAIL  exchange: asking for a string"),
+            (tarvix("doctor", "--timeout", "200", sim=["--fault", "drop"]), 6, "FAIL  exchange: reading a string"),
         ]
         for result, status, text in table:
             with self.subTest(text=text):
@@ -124,8 +125,8 @@ class Commands(unittest.TestCase):
         place = "tarvix gpio get: standard input:2: "
         table = [
             ("gpio get 8", 2, f"{place}PIN: 8 is out of range, 0 to 7\n"),
-            ("gpio set 'x", 2, "tarvix batch: standard input:2: the quote ' has no end\n"),
-            ("gpio get 3\\", 2, "tarvix batch: standard input:2: a backslash ends the line; "
+            ("gpio set 'x", 2, "tarvix batch: standard input:2: unterminated quote: '\n"),
+            ("gpio get 3\\", 2, "tarvix batch: standard input:2: backslash at end of line; "
                                 "lines cannot be continued\n"),
             ("batch -", 2, "tarvix batch: standard input:2: a batch cannot run a batch\n"),
             ("rail set shared 60V", 1, "tarvix rail set: standard input:2: setting the shared rail to 60000 mV: "
@@ -139,6 +140,15 @@ class Commands(unittest.TestCase):
                 self.assertEqual((stopped.returncode, stopped.stderr, stopped.stdout), (status, errors, ""))
                 went_on = tarvix("batch", "-k", "-", stdin=commands)
                 self.assertEqual((went_on.returncode, went_on.stderr, went_on.stdout), (status, errors, "3=high\n"))
+
+    def test_batch_ends_with_the_status_of_the_first_failure(self):
+        commands = "rail set shared 60V\ngpio get 8\n"
+        self.assertEqual(tarvix("batch", "-k", "-", stdin=commands).returncode, 1)
+
+    def test_batch_sets_a_controller_up_once_and_again_after_a_reset(self):
+        commands = "i2c get 0x50\ni2c get 0x50\nreset\ni2c get 0x50\n"
+        result = tarvix("-v", "batch", "-", stdin=commands)
+        self.assertEqual((result.returncode, result.stderr.count("set up I2C bus 0: 100000 Hz")), (0, 2), result.stderr)
 
     def test_batch_never_takes_a_late_answer_for_the_next_commands(self):
         # Every answer comes after the command that waits for it gave up, and while the next one would wait.

@@ -54,6 +54,9 @@ class Help(unittest.TestCase):
                     if "--json" in example:
                         self.assertTrue(objects(result.stdout) or "--idle-timeout" in example)
 
+    def test_only_what_may_be_left_out_shows_a_default(self):
+        self.assertRegex(help_of("i2c", "get"), r"\n  ADDRESS +7-bit[^$]*\n  -n,--length NUMBER \[1\] ")
+
     def complete(self, line):
         words = line.split(" ")
         script = (f"source {SOURCE}/packaging/completion/tarvix.bash; COMP_WORDS=({' '.join(words[:-1])} '{words[-1]}');"

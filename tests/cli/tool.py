@@ -69,7 +69,7 @@ def stream(arguments, then, sim=(), job_control=False):
     with shell_with_adapter(sim) as process:
         if job_control:
             process.stdin.write("set -m\n")
-        process.stdin.write(f"tarvix {arguments} --banner & STREAM=$!\n")
+        process.stdin.write(f"tarvix --shared {arguments} --banner & STREAM=$!\n")
         process.stdin.flush()
         banner = process.stderr.readline()
         assert "ing " in banner, banner

@@ -15,6 +15,8 @@ namespace golden {
 
 namespace {
 
+constexpr int FOREVER = -1;
+
 class Flat : public FlatAdapter {
 protected:
     ~Flat() override { TarvixSDK_FreeDeviceInfo(&info); }
@@ -175,6 +177,46 @@ TEST_F(Flat, ConnectingNeverRaises)
     TarvixSDK_Disconnect(handle);
     EXPECT_EQ(TarvixSDK_UartDeinit(handle), StatusCode::NOT_CONNECTED);
     EXPECT_EQ(fake_hid::bus().devices.back()->closes(), 1);
+}
+
+TEST_F(Flat, FetchedNotificationsComeOldestFirstAndBeyondTheBoundTheOldestGo)
+{
+    constexpr std::size_t LONG = 64 * 1024; // 16 of them fill the queue
+    Bytes buffer(LONG);
+    std::size_t length = 0;
+    const auto next = [&](std::size_t capacity, int timeout) {
+        return TarvixSDK_NextNotification(handle, buffer.data(), capacity, &length, timeout);
+    };
+    const auto notify = [&](std::size_t size, std::size_t number) {
+        const auto byte = [number](int shift) { return static_cast<std::uint8_t>(number >> shift); };
+        device->deliverFrame(padded(hex("00 00 81 14 00 00") + Bytes{byte(0), byte(8)}, size));
+    };
+    connect();
+    EXPECT_EQ(next(LONG, 0), StatusCode::NO_RESPONSE);
+    for (std::size_t number = 0; number < 258; ++number) {
+        notify(8, number);
+    }
+    ASSERT_TRUE(device->settle());
+    EXPECT_EQ(TarvixSDK_DroppedNotifications(handle), 2U);
+    EXPECT_EQ(next(7, 0), StatusCode::INVALID_ARGUMENT) << "and it stays";
+    EXPECT_EQ(length, 8U);
+    for (std::size_t number = 2; number < 258; ++number) {
+        ASSERT_EQ(next(8, FOREVER), StatusCode::SUCCESS);
+        EXPECT_EQ(buffer[6] | buffer[7] << 8, number);
+    }
+    EXPECT_EQ(next(LONG, 0), StatusCode::NO_RESPONSE);
+
+    for (std::size_t number = 0; number < 20; ++number) {
+        notify(LONG, number);
+    }
+    ASSERT_TRUE(device->settle());
+    EXPECT_EQ(TarvixSDK_DroppedNotifications(handle), 2U + 4U);
+    TarvixSDK_Disconnect(handle);
+    for (std::size_t number = 4; number < 20; ++number) {
+        ASSERT_EQ(next(LONG, FOREVER), StatusCode::SUCCESS);
+        EXPECT_EQ(buffer[6], number);
+    }
+    EXPECT_EQ(next(LONG, FOREVER), StatusCode::NOT_CONNECTED);
 }
 
 struct Heard {

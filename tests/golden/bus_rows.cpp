@@ -20,10 +20,11 @@ std::string zeros(std::size_t count)
 const Row ROWS[]{
     {SAME_CALLS(resetDevice, ResetDevice), .request = "01 04", .statusOnError = StatusCode::SUCCESS},
     {SAME_CALLS(enterBootMode, EnterBootMode), .request = "02 04", .statusOnError = StatusCode::SUCCESS},
-    {CLASS_CALLS(getUsbString, (id, 3), (o.bytes, 3)), .request = "07 04 03", .answer = "04 41 42 43",
-     .data = "41 42 43", .statusOnError = StatusCode::SUCCESS},
-    {CLASS_CALLS(getUsbString, (id, 0xFF), (o.bytes, 0xFF)), .request = "07 04 FF", .answer = "01 41", .data = "-",
+    {CALLS(getUsbString, GetUsbString, (id, 3), (o.bytes, 3), (h, 3, a.buffer, 3, a.length)), .request = "07 04 03",
+     .answer = "04 41 42 43", .data = "41 42 43", .refuses = NO_BUFFER | NO_LENGTH,
      .statusOnError = StatusCode::SUCCESS},
+    {CALLS(getUsbString, GetUsbString, (id, 0xFF), (o.bytes, 0xFF), (h, 0xFF, nullptr, 0, a.length)),
+     .request = "07 04 FF", .answer = "01 41", .data = "-", .refuses = NO_LENGTH, .statusOnError = StatusCode::SUCCESS},
     {BLOCKING_FLAT_CALLS(getDeviceInfo, GetDeviceInfo, (o.info), (h, a.info)), .request = "07 04 05",
      .answer = "03 41 42", .data = "ABABABABAB", .refuses = NO_BUFFER, .statusOnError = StatusCode::SUCCESS},
 

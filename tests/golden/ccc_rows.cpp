@@ -7,7 +7,8 @@ namespace {
 
 using Action = I3cTargetResetDefByte;
 using Mode = I3cTransferMode;
-using Type = I3cCccType;
+constexpr auto PLAIN = I3cCccType::WITHOUT_DEFINING_BYTE;
+constexpr auto DEFINED = I3cCccType::WITH_DEFINING_BYTE;
 constexpr auto READ = I3cTransferDirection::READ;
 constexpr auto WRITE = I3cTransferDirection::WRITE;
 
@@ -110,12 +111,23 @@ const Row ROWS[]{
      .request = "09 19 36 01 04 99 00", .answer = "F1 F2 F3 00 D1", .data = "-", .refuses = NO_BUFFER | NO_LENGTH},
 
     // The frame itself: fields are not masked, and a length may disagree with the data.
-    {ASYNC_CALL(i3cCccTransfer,
-                (id, 0x7E, WRITE, Mode::SDR, false, Type::WITHOUT_DEFINING_BYTE, 0, CCC::ENTDAA, 0, {})),
-     .request = "09 19 7E 00 00 07 00"},
-    {ASYNC_CALL(i3cCccTransfer, (id, 0x30, WRITE, Mode::HDR_DDR, true, Type::WITH_DEFINING_BYTE, 5,
-                 CCC::SETXTIME_DIRECT, 0xD1, REGISTER)), .request = "09 19 30 1A 05 98 D1 A1 A2", .malformed = true},
-    {ASYNC_CALL(i3cCccTransfer, (id, 0x30, READ, Mode{5}, false, Type{9}, 1, CCC::GETBCR, 0, {})),
+    {CALLS(i3cCccTransfer, I3cCccTransfer,
+           (id, 0x7E, WRITE, Mode::SDR, false, PLAIN, 0, CCC::ENTDAA, 0, {}),
+           (0x7E, WRITE, Mode::SDR, false, PLAIN, 0, CCC::ENTDAA, 0, {}, o.bytes),
+           (h, 0x7E, WRITE, Mode::SDR, false, PLAIN, 0, CCC::ENTDAA, 0, nullptr, 0, nullptr, nullptr)),
+     .request = "09 19 7E 00 00 07 00", .answer = "F1 F2 F3 02 D1 D2", .data = "-"},
+    {CALLS(i3cCccTransfer, I3cCccTransfer,
+           (id, 0x30, READ, Mode::SDR, false, PLAIN, 3, CCC::GETMWL, 0, {}),
+           (0x30, READ, Mode::SDR, false, PLAIN, 3, CCC::GETMWL, 0, {}, o.bytes),
+           (h, 0x30, READ, Mode::SDR, false, PLAIN, 3, CCC::GETMWL, 0, nullptr, 0, a.buffer, a.length8)),
+     .request = "09 19 30 01 03 8B 00", .answer = "F1 F2 F3 02 12 34", .data = "12 34",
+     .refuses = NO_BUFFER | NO_LENGTH},
+    {CALLS(i3cCccTransfer, I3cCccTransfer,
+           (id, 0x30, WRITE, Mode::HDR_DDR, true, DEFINED, 5, CCC::SETXTIME_DIRECT, 0xD1, REGISTER),
+           (0x30, WRITE, Mode::HDR_DDR, true, DEFINED, 5, CCC::SETXTIME_DIRECT, 0xD1, REGISTER, o.bytes),
+           (h, 0x30, WRITE, Mode::HDR_DDR, true, DEFINED, 5, CCC::SETXTIME_DIRECT, 0xD1, a.in, 2, nullptr, nullptr)),
+     .request = "09 19 30 1A 05 98 D1 A1 A2", .data = "-", .refuses = NO_DATA, .malformed = true},
+    {ASYNC_CALL(i3cCccTransfer, (id, 0x30, READ, Mode{5}, false, I3cCccType{9}, 1, CCC::GETBCR, 0, {})),
      .request = "09 19 30 9B 01 8E 00"},
 };
 // clang-format on

@@ -70,8 +70,20 @@ std::string Outputs::data() const
 
 Arguments argumentsFor(Outputs& o)
 {
-    return {DATA.data(),     2,          1,           &o.byte1,         &o.byte2,   &o.word1, &o.word2, &o.level,
-            o.buffer.data(), &o.length8, &o.length16, o.records.data(), &o.flatInfo};
+    return {.in = DATA.data(),
+            .registerLength = 2,
+            .bus = 1,
+            .byte1 = &o.byte1,
+            .byte2 = &o.byte2,
+            .word1 = &o.word1,
+            .word2 = &o.word2,
+            .level = &o.level,
+            .buffer = o.buffer.data(),
+            .length8 = &o.length8,
+            .length16 = &o.length16,
+            .length = &o.length,
+            .records = o.records.data(),
+            .info = &o.flatInfo};
 }
 
 std::vector<Row> everyRow()

@@ -35,6 +35,7 @@ struct Outputs {
     Bytes buffer = Bytes(65'535, UNTOUCHED); // as large as the documentation asks for
     std::uint8_t length8 = UNTOUCHED;
     std::uint16_t length16 = 0xEEEE;
+    std::size_t length = 0xEEEE;
     std::array<I3cTargetInfo, 8> records{};
     TarvixSDK_DeviceInfo flatInfo{};
 
@@ -61,6 +62,7 @@ struct Arguments {
     std::uint8_t* buffer = nullptr;
     std::uint8_t* length8 = nullptr;
     std::uint16_t* length16 = nullptr;
+    std::size_t* length = nullptr;
     I3cTargetInfo* records = nullptr;
     TarvixSDK_DeviceInfo* info = nullptr;
 };

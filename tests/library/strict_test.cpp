@@ -467,6 +467,12 @@ TEST_F(Strict, APlainSessionIsToldOfEachLossAndGoesOnWhenItEnds)
         device->deliverFrame({1, 0, 2, 3});
         EXPECT_EQ(frames.atLeast(i).size(), i);
     }
+    device->unplug();
+    losses.atLeast(3);
+    EXPECT_TRUE(sdk.connect("")) << "the dead device stays";
+    EXPECT_EQ(device->closes(), 0);
+    EXPECT_TRUE(sdk.open()) << "the dead device goes";
+    EXPECT_EQ(device->closes(), 1);
 }
 
 TEST_F(Strict, DisconnectingOnAnotherThreadEndsAWaitingCall)

@@ -301,7 +301,7 @@ TEST_P(UhidKernel, CreatesAnswersAndDestroys)
     const std::vector<std::uint8_t> descriptor(create.rd_data, create.rd_data + create.rd_size);
     const std::vector<std::uint8_t> count{0x96, static_cast<std::uint8_t>(size & 0xFF),
                                           static_cast<std::uint8_t>(size >> 8)};
-    EXPECT_NE(std::ranges::search(descriptor, count).begin(), descriptor.end());
+    EXPECT_NE(std::search(descriptor.begin(), descriptor.end(), count.begin(), count.end()), descriptor.end());
 
     std::vector<std::uint8_t> request = serialNumberRequest(size);
     for (const bool withReportId : {true, false}) {

@@ -29,7 +29,8 @@ namespace tool {
 namespace {
 
 constexpr std::uint64_t DUMP_CHUNK = 256; // 25 ms at 100 kHz: Ctrl-C and the progress wait no longer
-const char* const ADDRESS_ADVICE = "see 'tarvix i2c scan' for who answers, 'tarvix rail show' for the supply";
+const char* const ADDRESS_ADVICE =
+    "run 'tarvix i2c scan' to see which targets answer, 'tarvix rail show' to check the supply";
 
 // ---- The port -----------------------------------------------------------------------------------------------------
 
@@ -42,11 +43,12 @@ struct PortOptions {
 
 void addPortOptions(CLI::App& app, PortOptions& options)
 {
-    addNumber(app, "-b,--bus", options.bus, {0, 1}, "Port");
-    addFrequency(app, "-c,--clock", options.clock, {1, 3'400'000}, "Clock: 100k, 400k, 1M");
+    addNumber(app, "-b,--bus", options.bus, {0, 1}, "I2C port");
+    addFrequency(app, "-c,--clock", options.clock, {1, 3'400'000}, "Clock frequency: 100k, 400k, 1M");
     addNumber(app, "--pull-up", options.pullUp, {0, 3},
-              "Pull-up resistors, by the adapter's number, 0 for none; they stay as they are without this option");
-    addNumber(app, "--init-option", options.initOption, BYTE, "Option byte of the port's initialisation");
+              "Pull-up setting, numbered by the firmware, 0 for none; unchanged by default");
+    addNumber(app, "--init-option", options.initOption, BYTE,
+              "Option byte for initialising the port, defined by the firmware");
 }
 
 void setUpPort(Context& context, const PortOptions& options)
@@ -140,8 +142,8 @@ void scan(Context& context, const ScanOptions& options)
     context.output().print(text, fields);
     if (!missing.empty()) {
         throw Failure(ExitStatus::REFUSED,
-                      fmt::format("expected on bus {}, but no answer: {}", options.port.bus, fmt::join(missing, ", ")),
-                      "check wiring, supply ('tarvix rail show') and the address pins");
+                      fmt::format("no answer on bus {} from {}", options.port.bus, fmt::join(missing, ", ")),
+                      "check the wiring, the address pins and 'tarvix rail show'");
     }
 }
 
@@ -217,7 +219,7 @@ void writePage(Context& context, const SetOptions& options, std::uint64_t reg, c
 void writePages(Context& context, const SetOptions& options, const Written& written)
 {
     if (options.what.reg.bytes == 0) {
-        throw UsageError("--page: without a REGISTER there are no pages", "leave out --page or --reg-bytes 0");
+        throw UsageError("--page: needs a REGISTER", "omit --page or --reg-bytes 0");
     }
     requireAddressable("DATA", written.reg, written.data.size(), options.what.reg.bytes);
     setUpPort(context, options.port);
@@ -276,7 +278,7 @@ void transfer(Context& context, const TransferOptions& options)
 void addScan(Commands& i2c)
 {
     auto [app, options] =
-        i2c.add<ScanOptions>("scan", "Print the grid of addresses that answer, as i2cdetect does", scan,
+        i2c.add<ScanOptions>("scan", "Scan the bus and print the addresses that answer, as i2cdetect does", scan,
                              {"tarvix i2c scan", "tarvix i2c scan --bus 1", "tarvix i2c scan --expect 0x48,0x50"});
     addNumbers(app, "-e,--expect", options.expected, ADDRESS, "Exit with 1 unless all of these answer: 0x50,0x68")
         .separatedBy(',');
@@ -291,12 +293,12 @@ void addTarget(CLI::App& app, std::uint8_t& address)
 void addGet(Commands& i2c)
 {
     auto [app, options] =
-        i2c.add<GetOptions>("get", "Read bytes in one transfer, from a register or going on", get,
+        i2c.add<GetOptions>("get", "Read bytes in one transfer, from a register or the current position", get,
                             {"tarvix i2c get 0x48 0 -n 2", "tarvix i2c get 0x50 0x10 -n 16",
                              "tarvix i2c get --bus 1 --reg-bytes 2 0x51 0x0100 -n 4 --raw | od -t x1"});
     addTarget(app, options.address);
     addRegisterOptions(app, options.reg);
-    addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Bytes to read");
+    addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Number of bytes to read");
     addRaw(app, options.raw);
     addPortOptions(app, options.port);
 }
@@ -304,13 +306,13 @@ void addGet(Commands& i2c)
 void addDump(Commands& i2c)
 {
     auto [app, options] =
-        i2c.add<DumpOptions>("dump", "Read a memory or all registers, in pieces", dump,
+        i2c.add<DumpOptions>("dump", "Read a memory or a range of registers", dump,
                              {"tarvix i2c dump 0x50", "tarvix i2c dump 0x50 0x80 -n 32",
                               "tarvix i2c dump --bus 1 --reg-bytes 2 0x51 -n 32768 --raw > eeprom.bin"});
     addTarget(app, options.address);
-    addText(app, "REGISTER", options.reg.text, "Where to begin [0]");
-    addNumber(app, "--reg-bytes", options.reg.bytes, {1, 4}, "Bytes of the register address");
-    addNumber(app, "-n,--length", options.length, {1, 16 << 20}, "Bytes to read; at most 256 without this option");
+    addText(app, "REGISTER", options.reg.text, "First register [0]");
+    addNumber(app, "--reg-bytes", options.reg.bytes, {1, 4}, "Size of the register address in bytes");
+    addNumber(app, "-n,--length", options.length, {1, 16 << 20}, "Number of bytes to read; up to 256 by default");
     addRaw(app, options.raw);
     addPortOptions(app, options.port);
 }
@@ -323,20 +325,21 @@ void addSet(Commands& i2c)
     addTarget(app, options.address);
     addWriteOptions(app, options.what);
     addNumber(app, "--page", options.page, {1, MAX_TRANSFER},
-              "Write a memory page by page of so many bytes, waiting while it is busy");
+              "Write in pages of this many bytes, waiting while the memory is busy");
     addPortOptions(app, options.port);
 }
 
 void addTransfer(Commands& i2c)
 {
     auto [app, options] = i2c.add<TransferOptions>(
-        "transfer", "Transfer messages as i2ctransfer does: a write, a read, or a write of 1 to 4 bytes and a read",
+        "transfer", "Run messages as i2ctransfer does: a write, a read, or a write of 1 to 4 bytes followed by a read",
         transfer,
         {"tarvix i2c transfer w1@0x50 0x00 r16", "tarvix i2c transfer r2@0x48",
          "tarvix i2c transfer w9@0x50 0x08 0xff="});
-    addTexts(app, "DESCRIPTOR", options.words,
-             "{r|w}LENGTH[@ADDRESS], a write followed by its bytes in hex; =, +, - or p behind the last byte "
-             "repeats, counts up, counts down or goes on at random")
+    addTexts(
+        app, "DESCRIPTOR", options.words,
+        "{r|w}LENGTH[@ADDRESS]; the bytes of a write follow it in hex. After the last byte, = repeats it, + counts "
+        "up, - counts down, p continues at random")
         .required();
     addRaw(app, options.raw);
     addPortOptions(app, options.port);

@@ -29,7 +29,7 @@ Message parseDescriptor(const std::string& word, const Message* before)
     } else if (before != nullptr) {
         message.address = before->address;
     } else {
-        throw UsageError(fmt::format("DESCRIPTOR: '{}' has no address", word), "write it as " + word + "@0x50");
+        throw UsageError(fmt::format("DESCRIPTOR: '{}' has no address", word), "write " + word + "@0x50");
     }
     return message;
 }
@@ -65,21 +65,18 @@ void fillData(Message& message, std::vector<std::string> words)
         message.data.push_back(successor(suffix, message.data.back()));
     }
     if (message.data.size() != message.length) {
-        throw UsageError(
-            fmt::format("{}: {} byte{} given", what, message.data.size(), message.data.size() == 1 ? "" : "s"),
-            fmt::format("give {}", message.length));
+        throw UsageError(fmt::format("{}: {} byte{} given, {} expected", what, message.data.size(),
+                                     message.data.size() == 1 ? "" : "s", message.length));
     }
 }
 
 // The adapter joins at most a register address and a read without a stop between them.
 void requireOneCall(const std::vector<Message>& messages)
 {
-    const char* const APART = "run the messages as commands of their own, with a stop between them";
+    const char* const APART = "run them as separate commands, with a stop between them";
     if (messages.size() > 2) {
         throw UsageError(
-            fmt::format("DESCRIPTOR: {} messages are more than the adapter joins without a stop: at most a "
-                        "write and a read",
-                        messages.size()),
+            fmt::format("DESCRIPTOR: the adapter cannot join {} messages, only a write and a read", messages.size()),
             APART);
     }
     if (messages.size() < 2) {
@@ -88,12 +85,13 @@ void requireOneCall(const std::vector<Message>& messages)
     const Message& first = messages[0];
     const Message& second = messages[1];
     if (first.reads || !second.reads) {
-        throw UsageError(fmt::format("DESCRIPTOR: the adapter cannot join '{}' and '{}', only a write and then a read",
-                                     first.text, second.text),
-                         APART);
+        throw UsageError(
+            fmt::format("DESCRIPTOR: the adapter cannot join '{}' and '{}', only a write followed by a read",
+                        first.text, second.text),
+            APART);
     }
     if (first.address != second.address) {
-        throw UsageError(fmt::format("DESCRIPTOR: '{}' and '{}' name different targets", first.text, second.text),
+        throw UsageError(fmt::format("DESCRIPTOR: '{}' and '{}' address different targets", first.text, second.text),
                          APART);
     }
     if (first.length > 4) {
@@ -110,7 +108,7 @@ std::vector<Message> parseMessages(const std::vector<std::string>& words)
     for (auto word = words.begin(); word != words.end();) {
         if (!beginsMessage(*word)) {
             throw UsageError(fmt::format("DESCRIPTOR: '{}' is not a message such as w1@0x50 or r16", *word),
-                             messages.empty() ? "begin with a message" : "a read is followed by no data");
+                             messages.empty() ? "start with a message" : "a read takes no data");
         }
         messages.push_back(parseDescriptor(*word, messages.empty() ? nullptr : &messages.back()));
         const auto end = messages.back().reads ? word + 1 : std::find_if(word + 1, words.end(), beginsMessage);

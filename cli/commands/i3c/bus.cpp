@@ -28,10 +28,10 @@ const Choices<I3cDriveStrength> STRENGTHS{
 
 void addControllerOptions(CLI::App& app, ControllerOptions& options)
 {
-    addChoice(app, "--push-pull", options.pushPull, PUSH_PULL_RATES, "Clock of SDR transfers");
-    addChoice(app, "--open-drain", options.openDrain, OPEN_DRAIN_RATES, "Clock of addressing");
-    addChoice(app, "--i2c-clock", options.i2c, I2C_RATES, "Clock of legacy I2C transfers");
-    addChoice(app, "--drive", options.strength, STRENGTHS, "Drive strength of the pins");
+    addChoice(app, "--push-pull", options.pushPull, PUSH_PULL_RATES, "SDR clock");
+    addChoice(app, "--open-drain", options.openDrain, OPEN_DRAIN_RATES, "Open-drain clock");
+    addChoice(app, "--i2c-clock", options.i2c, I2C_RATES, "Legacy I2C clock");
+    addChoice(app, "--drive", options.strength, STRENGTHS, "Pin drive strength");
 }
 
 void bringUp(Context& context, const ControllerOptions& options, const std::vector<I3cTargetInfo>& targets,
@@ -44,10 +44,9 @@ void bringUp(Context& context, const ControllerOptions& options, const std::vect
     context.setUp("I3C controller", settings, [&](TarvixSDK& sdk) {
         return sdk.i3cControllerInit(options.pushPull, options.openDrain, options.i2c, options.strength);
     });
-    context.checkTransfer(
-        context.sdk().i3cInitBus(targets), "bringing the I3C bus up",
-        "a target given with its static address did not answer: see 'tarvix i3c table' for those that did");
-    context.note(fmt::format("brought the I3C bus up with {} listed targets", targets.size()));
+    context.checkTransfer(context.sdk().i3cInitBus(targets), "bringing up the I3C bus",
+                          "a target listed by static address did not answer: run 'tarvix i3c table' to see which did");
+    context.note(fmt::format("brought up the I3C bus with {} listed targets", targets.size()));
     if (unassigned == Unassigned::GET_ADDRESSES) {
         const StatusCode status = context.sdk().i3cCccENTDAA();
         // Nobody is left who needs an address.

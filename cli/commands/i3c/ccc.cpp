@@ -28,7 +28,7 @@ namespace {
 std::string allCodes()
 {
     constexpr std::size_t WIDTH = 74;
-    std::string text = "Codes, and what they take (@ADDR: to one target instead of all):";
+    std::string text = "Codes and their arguments (@ADDR: one target instead of all):";
     for (const Code& code : codes()) {
         text += fmt::format("\n  {}\n", usage(code));
         std::string line = "     ";
@@ -52,17 +52,17 @@ struct CccOptions {
     std::vector<std::string> words;
 };
 
-// The words behind the name: first @ADDR.
+// @ADDR, if it is the first word after the name.
 std::optional<std::uint8_t> takeAddress(const Code& code, std::vector<std::string>& words)
 {
     if (words.empty() || !words.front().starts_with('@')) {
         if (code.broadcast == nullptr) {
-            throw UsageError(fmt::format("{}: has no broadcast form", code.name), fmt::format("write {}", usage(code)));
+            throw UsageError(fmt::format("{} has no broadcast form", code.name), fmt::format("write {}", usage(code)));
         }
         return std::nullopt;
     }
     if (code.direct == nullptr) {
-        throw UsageError(fmt::format("{}: '{}': has no direct form", code.name, words.front()),
+        throw UsageError(fmt::format("{} has no direct form: unexpected '{}'", code.name, words.front()),
                          fmt::format("write {}", usage(code)));
     }
     const auto address = static_cast<std::uint8_t>(parseNumber("@ADDR", words.front().substr(1), ADDRESS));
@@ -85,7 +85,7 @@ std::vector<std::uint64_t> takeValues(const Code& code, std::vector<std::string>
         words.erase(words.begin());
     }
     if (!words.empty() && !code.takesData) {
-        throw UsageError(fmt::format("{}: nothing is known to do with '{}'", code.name, words.front()),
+        throw UsageError(fmt::format("{}: unexpected argument '{}'", code.name, words.front()),
                          fmt::format("write {}", usage(code)));
     }
     return values;
@@ -99,9 +99,9 @@ void printReply(Context& context, const Code& code, const Call& call, Json field
     if (!code.otherReplies || call.values.empty() || call.values.front() == 0) {
         if (reply.size() < code.shortestReply) {
             throw Failure(ExitStatus::REFUSED,
-                          fmt::format("{} of 0x{:02x}: {} of {} bytes came", code.name, call.address, reply.size(),
+                          fmt::format("{} of 0x{:02x}: received {} of {} bytes", code.name, call.address, reply.size(),
                                       code.shortestReply),
-                          "the target's answer is too short: repeat the command");
+                          "the reply is too short: retry");
         }
         for (const Field& field : code.decode(reply)) {
             text += fmt::format("\n{}: {}", field.label, field.text);
@@ -127,7 +127,7 @@ void ccc(Context& context, const CccOptions& options)
     Call call{context.sdk(), address.value_or(0), values, data, std::nullopt};
     const StatusCode status = address ? code.direct(call) : code.broadcast(call);
     context.checkTransfer(status, address ? fmt::format("{} of 0x{:02x}", code.name, *address) : std::string(code.name),
-                          "nobody is there, or it does not support this: see 'tarvix i3c table'");
+                          "no such target, or it does not support this code: see 'tarvix i3c table'");
     Json fields{{"ccc", code.name}};
     if (address) {
         fields["address"] = *address;
@@ -144,12 +144,12 @@ void ccc(Context& context, const CccOptions& options)
 void addCccCommand(Commands& i3c)
 {
     auto [app, options] = i3c.add<CccOptions>(
-        "ccc", "Send a Common Command Code, and print the reply decoded", ccc,
+        "ccc", "Send a Common Command Code and print the decoded reply", ccc,
         {"tarvix i3c ccc GETPID @0x08", "tarvix i3c ccc SETMRL @0x08 64 16", "tarvix i3c ccc DISEC 0x01",
          "tarvix i3c ccc SETDASA @0x30 0x0a && tarvix i3c ccc GETBCR @0x0a --json"},
         allCodes());
-    addText(app, "NAME", options.name, "Code, such as GETPID").required();
-    addTexts(app, "ARGUMENT", options.words, "@ADDR and values, as below; DATA is " + std::string(DATA_HELP));
+    addText(app, "NAME", options.name, "Code name, such as GETPID").required();
+    addTexts(app, "ARGUMENT", options.words, "@ADDR and values, as listed below; DATA: " + std::string(DATA_HELP));
 }
 
 } // namespace tool

@@ -80,7 +80,7 @@ I3cTargetResetDefByte resetAction(const Call& call)
 
 bool readsReset(const std::vector<std::uint64_t>& values)
 {
-    constexpr std::uint64_t LAST_WRITTEN = 0x80; // the defining bytes behind it read
+    constexpr std::uint64_t LAST_WRITTEN = 0x80; // higher defining bytes read
     return values[0] > LAST_WRITTEN;
 }
 
@@ -96,8 +96,8 @@ StatusCode resetActionDirect(Call& call)
 void requireResetWrite(const std::vector<std::uint64_t>& values)
 {
     if (readsReset(values)) {
-        throw UsageError(fmt::format("RSTACT: ACTION 0x{:02x} is read from one target", values[0]),
-                         "put the target's @ADDR before it");
+        throw UsageError(fmt::format("RSTACT: ACTION 0x{:02x} reads from one target", values[0]),
+                         "write RSTACT @ADDR ACTION");
     }
 }
 
@@ -110,7 +110,7 @@ const std::vector<Code>& codes()
     static const Argument DEFINING_BYTE{"DEFINING-BYTE", BYTE, true};
     static const std::vector<Code> CODES{
         {.name = "ENEC",
-         .description = "Enable events: 1 interrupts, 2 controller role, 8 hot-join, or a sum of them",
+         .description = "Enable events: 1 interrupts, 2 controller role requests, 8 hot-join, or their sum",
          .broadcast = broadcastByte<&S::i3cCccENECBroadcast>,
          .direct = directByte<&S::i3cCccENECDirect>,
          .arguments = {EVENTS}},
@@ -136,15 +136,15 @@ const std::vector<Code>& codes()
          .broadcast = broadcast<&S::i3cCccENTAS3Broadcast>,
          .direct = direct<&S::i3cCccENTAS3Direct>},
         {.name = "RSTDAA",
-         .description = "Take all dynamic addresses back",
+         .description = "Reset all dynamic addresses",
          .broadcast = broadcast<&S::i3cCccRSTDAA>,
          .assigns = true},
         {.name = "ENTDAA",
-         .description = "Give every target without one a dynamic address",
+         .description = "Assign a dynamic address to every target that has none",
          .broadcast = broadcast<&S::i3cCccENTDAA>,
          .assigns = true},
         {.name = "SETDASA",
-         .description = "Give the target at static address ADDR the dynamic address NEW",
+         .description = "Assign dynamic address NEW to the target at static address ADDR",
          .direct = directByte<&S::i3cCccSETDASA>,
          .arguments = {{"NEW", ADDRESS}},
          .assigns = true},
@@ -153,16 +153,16 @@ const std::vector<Code>& codes()
          .direct = directByte<&S::i3cCccSETNEWDA>,
          .arguments = {{"NEW", ADDRESS}}},
         {.name = "SETAASA",
-         .description = "Make all static addresses dynamic ones",
+         .description = "Use each target's static address as its dynamic address",
          .broadcast = [](Call& c) { return c.sdk.i3cCccSETAASA(c.data); },
          .takesData = true,
          .assigns = true},
         {.name = "SETGRPA",
-         .description = "Let a target listen to the group address GROUP",
+         .description = "Add a target to the group at address GROUP",
          .direct = directByte<&S::i3cCccSETGRPADirect>,
          .arguments = {{"GROUP", ADDRESS}}},
         {.name = "RSTGRPA",
-         .description = "Dissolve groups: all, those of a target, or a group by its address",
+         .description = "Reset group addresses: all, those of one target, or one group's",
          .broadcast = broadcast<&S::i3cCccRSTGRPABroadcast>,
          .direct = direct<&S::i3cCccRSTGRPADirect>},
         {.name = "SETMWL",
@@ -201,7 +201,7 @@ const std::vector<Code>& codes()
          .decode = decodeDcr,
          .shortestReply = 1},
         {.name = "GETSTATUS",
-         .description = "Read the status; with a defining byte but 0, the bytes as they are",
+         .description = "Read the status; a defining byte other than 0 returns undecoded bytes",
          .direct = getBytesByDefiningByte<&S::i3cCccGETSTATUS>,
          .arguments = {DEFINING_BYTE},
          .decode = decodeStatus,
@@ -213,14 +213,14 @@ const std::vector<Code>& codes()
          .decode = decodeMaxDataSpeed,
          .shortestReply = 2},
         {.name = "GETCAPS",
-         .description = "Read the capabilities; with a defining byte but 0, the bytes as they are",
+         .description = "Read the capabilities; a defining byte other than 0 returns undecoded bytes",
          .direct = getBytesByDefiningByte<&S::i3cCccGETCAPS>,
          .arguments = {DEFINING_BYTE},
          .decode = decodeCapabilities,
          .shortestReply = 1,
          .otherReplies = true},
         {.name = "SETXTIME",
-         .description = "Control timing: 0xdf and 0xef enter the asynchronous modes 0 and 1, 0xff leaves",
+         .description = "Control timing: 0xdf and 0xef enter asynchronous modes 0 and 1, 0xff exits",
          .broadcast = [](Call& c) { return c.sdk.i3cCccSETXTIMEBroadcast(c.byte(0), c.optionalData()); },
          .direct = [](Call& c) { return c.sdk.i3cCccSETXTIMEDirect(c.address, c.byte(0), c.optionalData()); },
          .arguments = {{"SUBCOMMAND", BYTE}},
@@ -238,7 +238,7 @@ const std::vector<Code>& codes()
         {.name = "RSTACT",
          .description =
              "Choose what the next target reset pattern resets: 0 nothing, 1 the I3C peripheral, 2 the whole "
-             "target, 3 the debug adapter, 4 virtual targets; read from one target with 0x81 to 0x84",
+             "target, 3 the debug adapter, 4 virtual targets; 0x81 to 0x84 read from one target",
          .broadcast = [](Call& c) { return c.sdk.i3cCccRSTACTBroadcast(resetAction(c)); },
          .direct = resetActionDirect,
          .arguments = {{"ACTION", BYTE}},
@@ -257,8 +257,8 @@ const Code& findCode(std::string name)
             return code;
         }
     }
-    throw UsageError(fmt::format("NAME: '{}' is no Common Command Code of this tool", name),
-                     "see 'tarvix i3c ccc --help' for all of them");
+    throw UsageError(fmt::format("NAME: unknown Common Command Code '{}'", name),
+                     "'tarvix i3c ccc --help' lists all codes");
 }
 
 std::string usage(const Code& code)

@@ -49,7 +49,7 @@ struct Code {
     Send broadcast = nullptr;
     Send direct = nullptr;
     std::vector<Argument> arguments{};
-    bool takesData = false; // any bytes behind the arguments
+    bool takesData = false; // any bytes after the arguments
     Fields (*decode)(const Bytes& reply) = nullptr;
     std::size_t shortestReply = 0; // that can be decoded
     bool otherReplies = false;     // a first argument but 0 asks for a reply that is not decoded

@@ -22,7 +22,7 @@ namespace tool {
 
 namespace {
 
-const char* const ADDRESS_ADVICE = "see 'tarvix i3c table' for who is there";
+const char* const ADDRESS_ADVICE = "run 'tarvix i3c table' to see the targets on the bus";
 
 // ---- init and table ---------------------------------------------------------------------------------------------
 
@@ -64,7 +64,7 @@ void init(Context& context, const InitOptions& options)
         targets.push_back(parseTarget(text));
     }
     if (targets.size() > 255) {
-        throw UsageError(fmt::format("TARGET: {} are too many, at most 255", targets.size()));
+        throw UsageError(fmt::format("TARGET: {} targets given, at most 255 allowed", targets.size()));
     }
     bringUp(context, options.controller, targets, options.noAssignment ? Unassigned::STAY : Unassigned::GET_ADDRESSES);
     printTable(context);
@@ -140,7 +140,8 @@ void write(Context& context, const WriteToOptions& options)
     context.output().print({}, {{"address", options.address}, {"written", written.data.size()}});
 }
 
-const char* const DDR_ADVICE = "see 'tarvix i3c table' for who is there, 'tarvix i3c ccc GETCAPS' for who can HDR-DDR";
+const char* const DDR_ADVICE =
+    "run 'tarvix i3c table' to see the targets, 'tarvix i3c ccc GETCAPS' to see who supports HDR-DDR";
 
 struct DdrReadOptions {
     std::uint8_t address = 0;
@@ -195,19 +196,19 @@ void addTarget(CLI::App& app, std::uint8_t& address, const char* description)
 
 void addFlags(CLI::App& app, unsigned& flags)
 {
-    addNumber(app, "--flags", flags, {0, 31}, "Five option bits of the transfer, the adapter's");
+    addNumber(app, "--flags", flags, {0, 31}, "Five option bits of the transfer, defined by the firmware");
 }
 
 void addInit(Commands& i3c)
 {
-    auto [app, options] = i3c.add<InitOptions>(
-        "init", "Bring the bus up: take all addresses back, assign them anew, print the table", init,
-        {"tarvix i3c init", "tarvix i3c init 0x30=0x0a 7ffe56789002=0x0b 0x57",
-         "tarvix i3c init --push-pull 8M --no-entdaa 0x31=0x20"});
+    auto [app, options] =
+        i3c.add<InitOptions>("init", "Bring up the bus: reset and assign all addresses, then print the table", init,
+                             {"tarvix i3c init", "tarvix i3c init 0x30=0x0a 7ffe56789002=0x0b 0x57",
+                              "tarvix i3c init --push-pull 8M --no-entdaa 0x31=0x20"});
     addTexts(app, "TARGET", options.targets,
-             "Targets expected: STATIC=DYNAMIC address, PID=DYNAMIC address (a PID has 12 hex digits), or the "
+             "Expected targets: STATIC=DYNAMIC address, PID=DYNAMIC address (PID: 12 hex digits), or the "
              "address of a legacy I2C device");
-    addFlag(app, "--no-entdaa", options.noAssignment, "Leave targets that are not listed without address");
+    addFlag(app, "--no-entdaa", options.noAssignment, "Assign no addresses to targets that are not listed");
     addControllerOptions(app, options.controller);
 }
 
@@ -217,7 +218,7 @@ void addRead(Commands& i3c, const char* name, const char* description, const cha
     auto [app, options] = i3c.add<ReadOptions>(name, description, read<mode>, examples);
     addTarget(app, options.address, target);
     addRegisterOptions(app, options.reg);
-    addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Bytes to read");
+    addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Number of bytes to read");
     addRaw(app, options.raw);
     addFlags(app, options.flags);
 }
@@ -239,26 +240,26 @@ void addDdr(Commands& i3c)
                                                       {"tarvix i3c ddr-read 0x08 0x00 -n 8"});
         addTarget(app, options.address, "Dynamic address of the target");
         addNumber(app, "COMMAND", options.command, BYTE, COMMAND).required();
-        addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Bytes to read");
+        addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Number of bytes to read");
         addRaw(app, options.raw);
     }
     auto [app, options] = i3c.add<DdrWriteOptions>("ddr-write", "Write in HDR-DDR mode", ddrWrite,
                                                    {"tarvix i3c ddr-write 0x08 0x00 1234 5678"});
     addTarget(app, options.address, "Dynamic address of the target or group");
     addNumber(app, "COMMAND", options.command, BYTE, COMMAND).required();
-    addData(app, options.data, "What to write").required();
+    addData(app, options.data, "Bytes to write").required();
 }
 
 void addTransfers(Commands& i3c)
 {
     const char* const DYNAMIC = "Dynamic address of the target";
     const char* const LEGACY = "I2C address of the device";
-    addRead<Mode::SDR>(i3c, "read", "Read bytes, from a register or going on", DYNAMIC,
+    addRead<Mode::SDR>(i3c, "read", "Read bytes, from a register or the current position", DYNAMIC,
                        {"tarvix i3c read 0x08 0 -n 4", "tarvix i3c read 0x09 -n 2 --json"});
     addWrite<Mode::SDR>(i3c, "write", "Write bytes to a register", "Dynamic address of the target or group",
                         {"tarvix i3c write 0x08 0x00 aa bb", "tarvix i3c write --reg-bytes 0 0x08 00aabb"});
     addDdr(i3c);
-    addRead<Mode::LEGACY_I2C>(i3c, "legacy-read", "Read bytes of a legacy I2C device on the bus", LEGACY,
+    addRead<Mode::LEGACY_I2C>(i3c, "legacy-read", "Read bytes from a legacy I2C device on the bus", LEGACY,
                               {"tarvix i3c legacy-read 0x57 0x10 -n 16"});
     addWrite<Mode::LEGACY_I2C>(i3c, "legacy-write", "Write bytes to a legacy I2C device on the bus", LEGACY,
                                {"tarvix i3c legacy-write 0x57 0x10 dead beef"});

@@ -23,35 +23,28 @@ std::optional<Number> parse(const std::string& text)
     return error == std::errc{} && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-Fields record(RunNode& node)
+Fields record(const RunNode& node)
 {
     const auto& adapter = node.adapter();
     return {node.path(), std::to_string(productId(adapter.reportSize())), std::to_string(adapter.reportSize()),
             adapter.serialNumber()};
 }
 
-void answer(const FileDescriptor& connection, const Fields& fields)
-{
-    const std::string message = joinFields(fields);
-    ::send(connection.get(), message.data(), message.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-}
-
 } // namespace
 
-RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string& directory)
-    : loop_(loop), listener_(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
+RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string& directory) : loop_(loop)
 {
     // Gets its name when somebody listens: without a listener it would look like one that a killed program left.
     const std::string path = directory + '/' + SOCKET_NAME;
-    const std::string silent = directory + "/silent";
-    const auto address = socketAddress(silent);
-    if (!listener_ || !address ||
-        ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
-        ::listen(listener_.get(), SOMAXCONN) || std::rename(silent.c_str(), path.c_str())) {
+    const std::string silent = directory + '/' + FIRST_SOCKET_NAME;
+    listener_ = listenOn(silent);
+    if (!listener_ || std::rename(silent.c_str(), path.c_str())) {
         throw std::runtime_error(fmt::format("cannot listen on {}: {}", path, std::strerror(errno)));
     }
     for (std::size_t index = 0; index < options.adapters; ++index) {
-        nodes_.push_back(std::make_unique<RunNode>(loop, options, index, directory));
+        nodes_.push_back(
+            std::make_unique<RunNode>(loop, options, index, directory,
+                                      [this](const RunNode& node, const char* event) { tellWatchers(node, event); }));
         nodes_.back()->adapter().plugIn();
     }
     loop_.watch(listener_.get(), EPOLLIN, [this](std::uint32_t) { acceptConnections(); });
@@ -90,11 +83,12 @@ void RunHost::serve(FileDescriptor connection, const Fields& purpose)
 {
     const auto& verb = purpose.front();
     if (verb == "list") {
-        answer(connection, list());
-    } else if (verb == "open" && purpose.size() == 2) {
-        open(std::move(connection), purpose[1]);
+        sendFields(connection, list(), MSG_DONTWAIT);
+    } else if (verb == "watch") {
+        sendFields(connection, {OK}, MSG_DONTWAIT);
+        addWatcher(std::move(connection));
     } else if (verb == "trigger" && purpose.size() >= 3) {
-        answer(connection, trigger(purpose[1], purpose[2], {purpose.begin() + 3, purpose.end()}));
+        sendFields(connection, trigger(purpose[1], purpose[2], {purpose.begin() + 3, purpose.end()}), MSG_DONTWAIT);
     }
 }
 
@@ -109,17 +103,23 @@ Fields RunHost::list() const
     return fields;
 }
 
-void RunHost::open(FileDescriptor connection, const std::string& path)
+void RunHost::addWatcher(FileDescriptor connection)
 {
-    const auto node = std::ranges::find(nodes_, path, [](const auto& candidate) { return candidate->path(); });
-    if (node == nodes_.end() || !(*node)->adapter().isPresent()) {
-        answer(connection, {"no such device"});
-        return;
+    const int descriptor = connection.get();
+    watchers_[descriptor] = std::move(connection);
+    loop_.watch(descriptor, EPOLLIN, [this, descriptor](std::uint32_t) { // says nothing more, so it has gone
+        loop_.forget(descriptor);
+        watchers_.erase(descriptor);
+    });
+}
+
+void RunHost::tellWatchers(const RunNode& node, const char* event)
+{
+    Fields fields = record(node);
+    fields.insert(fields.begin(), event);
+    for (const auto& [descriptor, connection] : watchers_) {
+        sendFields(connection, fields, MSG_DONTWAIT);
     }
-    Fields fields = record(**node);
-    fields.insert(fields.begin(), OK);
-    answer(connection, fields);
-    (*node)->open(std::move(connection));
 }
 
 Fields RunHost::trigger(const std::string& event, const std::string& name, const Fields& arguments)

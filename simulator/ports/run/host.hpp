@@ -20,13 +20,15 @@ private:
     void acceptConnections();
     void receivePurpose(int descriptor);
     void serve(FileDescriptor connection, const Fields& purpose);
-    void open(FileDescriptor connection, const std::string& path);
     Fields list() const;
+    void addWatcher(FileDescriptor connection);
+    void tellWatchers(const RunNode& node, const char* event);
     Fields trigger(const std::string& event, const std::string& name, const Fields& arguments);
 
     EventLoop& loop_;
     FileDescriptor listener_;
     std::unordered_map<int, FileDescriptor> newcomers_; // connected, purpose not received yet
+    std::unordered_map<int, FileDescriptor> watchers_;
     std::vector<std::unique_ptr<RunNode>> nodes_;
 };
 

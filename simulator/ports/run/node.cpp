@@ -3,17 +3,23 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <filesystem>
 #include <fmt/format.h>
+#include <fstream>
 #include <linux/sockios.h>
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <system_error>
 
 #include "ports/run/socket.hpp"
+#include "ports/run/sysfs.hpp"
+#include "ports/shared/identity.hpp"
 
 namespace sim {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr int QUEUED_REPORTS = 63;
 constexpr auto PATIENCE = std::chrono::milliseconds(200);
@@ -41,9 +47,13 @@ int measureReport(std::size_t reportSize)
 
 } // namespace
 
-RunNode::RunNode(EventLoop& loop, const HostOptions& options, std::size_t index, const std::string& directory)
+RunNode::RunNode(EventLoop& loop, const HostOptions& options, std::size_t index, const std::string& directory,
+                 Changed changed)
     : loop_(loop),
-      path_(fmt::format("{}/hidraw{}", directory, index)),
+      path_(fmt::format("{}/{}{}", directory, NODE_NAME, index)),
+      usbPath_(sysPath(directory, SysDevice::USB_DEVICE, unsigned(index), productId(options.reportSize))),
+      hidrawPath_(sysPath(directory, SysDevice::HIDRAW, unsigned(index), productId(options.reportSize))),
+      changed_(std::move(changed)),
       bytesOfOneReport_(measureReport(options.reportSize)),
       adapter_(loop, options, AbsenceTimes{.reset = std::chrono::milliseconds(200)}, index, *this)
 {
@@ -54,7 +64,18 @@ RunNode::~RunNode()
     pullOut();
 }
 
-void RunNode::open(FileDescriptor connection)
+void RunNode::acceptHandles()
+{
+    while (true) {
+        FileDescriptor connection(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!connection) {
+            return;
+        }
+        addHandle(std::move(connection));
+    }
+}
+
+void RunNode::addHandle(FileDescriptor connection)
 {
     // The kernel calls a socket writable while at most a quarter of its buffer is in use: here, half the queue. It
     // doubles the size that is set.
@@ -63,6 +84,7 @@ void RunNode::open(FileDescriptor connection)
     const int descriptor = connection.get();
     handles_[descriptor].connection = std::move(connection);
     loop_.watch(descriptor, EPOLLIN, [this, descriptor](std::uint32_t events) { serve(descriptor, events); });
+    sendFields(handles_[descriptor].connection, {OK}, MSG_DONTWAIT);
 }
 
 void RunNode::close(int descriptor)
@@ -72,19 +94,51 @@ void RunNode::close(int descriptor)
     handles_.erase(descriptor);
 }
 
-void RunNode::plugIn()
+void RunNode::makeFiles()
 {
     if (!FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600))) {
         throw std::system_error(errno, std::generic_category(), fmt::format("cannot create {}", path_));
     }
+    fs::create_directories(hidrawPath_);
+    fs::create_symlink("../..", hidrawPath_ + "/device");
+    std::ofstream(hidrawPath_ + "/device/uevent")
+        << hidUevent(productId(adapter_.reportSize()), adapter_.serialNumber());
+    const auto descriptor = reportDescriptor(adapter_.reportSize());
+    std::ofstream(hidrawPath_ + "/device/report_descriptor", std::ios::binary)
+        .write(reinterpret_cast<const char*>(descriptor.data()), descriptor.size());
+}
+
+void RunNode::removeFiles()
+{
+    std::error_code ignored;
+    fs::remove(path_, ignored);
+    fs::remove(path_ + NODE_SOCKET_SUFFIX, ignored);
+    fs::remove_all(usbPath_, ignored);
+}
+
+void RunNode::plugIn()
+{
+    makeFiles();
+    listener_ = listenOn(path_ + NODE_SOCKET_SUFFIX);
+    if (!listener_) {
+        throw std::system_error(errno, std::generic_category(), fmt::format("cannot listen beside {}", path_));
+    }
+    loop_.watch(listener_.get(), EPOLLIN, [this](std::uint32_t) { acceptHandles(); });
+    changed_(*this, ADDED);
 }
 
 void RunNode::pullOut()
 {
-    ::unlink(path_.c_str());
+    if (!listener_) {
+        return;
+    }
+    loop_.forget(listener_.get());
+    listener_.reset();
+    removeFiles();
     while (!handles_.empty()) {
         close(handles_.begin()->first);
     }
+    changed_(*this, REMOVED);
 }
 
 void RunNode::serve(int descriptor, std::uint32_t events)
@@ -106,8 +160,9 @@ bool RunNode::receive(int descriptor)
     std::array<std::uint8_t, LARGEST_OUTPUT_REPORT> buffer;
     const auto size = ::recv(descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (size > 0) {
-        adapter_.outputReport(std::span(buffer).first(static_cast<std::size_t>(size)));
-        return handles_.contains(descriptor); // the report may have reset the adapter
+        const auto written = std::span(buffer).first(static_cast<std::size_t>(size));
+        adapter_.outputReport(written.subspan(written.front() == 0 ? 1 : 0)); // no report id travels
+        return handles_.contains(descriptor);                                 // the report may have reset the adapter
     }
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
         return false;

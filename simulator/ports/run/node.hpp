@@ -1,7 +1,10 @@
 // The device node of one adapter under `tarvix-sim run`: its open handles, each a connection to some program.
 #pragma once
 
+#include <functional>
 #include <map>
+#include <string>
+#include <utility>
 
 #include "ports/shared/adapter_host.hpp"
 #include "ports/shared/file_descriptor.hpp"
@@ -11,20 +14,23 @@ namespace sim {
 // Behaves as Linux's hidraw does: every input report goes to each open handle, which keeps 63 unread ones and loses
 // the next; without a handle reports are lost; handles of an adapter that vanished are dead for good.
 //
-// Its path names an empty file that exists while the adapter does, for programs that lock the adapter.
+// While the adapter is present its path names an empty file, for programs that lock it, and beside that are the socket
+// to which handles connect and those files of sysfs that programs read by themselves.
 //
 // Unlike the kernel's, the virtual bus is as fast as memory. So that a long response reaches a reader that is merely
 // slower than that, a full handle holds the adapter back for a moment before it begins to lose reports.
 class RunNode final : public Cable {
 public:
-    RunNode(EventLoop& loop, const HostOptions& options, std::size_t index, const std::string& directory);
+    // Told ADDED or REMOVED.
+    using Changed = std::function<void(const RunNode& node, const char* event)>;
+
+    RunNode(EventLoop& loop, const HostOptions& options, std::size_t index, const std::string& directory,
+            Changed changed);
     ~RunNode() override;
 
     const std::string& path() const { return path_; }
     AdapterHost& adapter() { return adapter_; }
-
-    // Adds a handle that has been answered already.
-    void open(FileDescriptor connection);
+    const AdapterHost& adapter() const { return adapter_; }
 
     void plugIn() override;
     void pullOut() override;
@@ -38,6 +44,10 @@ private:
         EventLoop::Timer patience{};
     };
 
+    void makeFiles();
+    void removeFiles();
+    void acceptHandles();
+    void addHandle(FileDescriptor connection);
     void serve(int descriptor, std::uint32_t events);
     bool receive(int descriptor);
     void becomeFull(int descriptor, Handle& handle);
@@ -46,6 +56,10 @@ private:
 
     EventLoop& loop_;
     const std::string path_;
+    const std::string usbPath_;    // in place of sysfs
+    const std::string hidrawPath_; // there
+    const Changed changed_;
+    FileDescriptor listener_;    // while the adapter is present
     const int bytesOfOneReport_; // as the kernel accounts for them
     std::map<int, Handle> handles_;
     AdapterHost adapter_; // last: its end pulls on nothing above

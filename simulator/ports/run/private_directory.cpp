@@ -22,8 +22,7 @@ void removeStaleDirectories(const fs::path& parent)
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(parent, ignored)) {
         const auto socket = (entry.path() / SOCKET_NAME).string();
-        if (entry.path().filename().string().starts_with(NAME) && !connectToHost(socket.c_str(), {}) &&
-            errno == ECONNREFUSED) {
+        if (entry.path().filename().string().starts_with(NAME) && !connectTo(socket) && errno == ECONNREFUSED) {
             fs::remove_all(entry.path(), ignored);
         }
     }

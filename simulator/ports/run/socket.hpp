@@ -24,9 +24,14 @@
 namespace sim {
 
 inline constexpr const char* SOCKET_VARIABLE = "TARVIX_SIM_SOCKET"; // holds the socket's path
-inline constexpr const char* SOCKET_NAME = "socket";                // of the file in the private directory
-inline constexpr const char* LONGEST_NAME = "hidraw127.socket";     // there
+inline constexpr const char* SOCKET_NAME = "socket";                // in the private directory
+inline constexpr const char* FIRST_SOCKET_NAME = "silent";          // while nobody listens yet; connections keep it
+inline constexpr const char* NODE_NAME = "hidraw";                  // there, with a number
+inline constexpr const char* NODE_SOCKET_SUFFIX = ".socket";        // after the name of a node
+inline constexpr const char* LONGEST_NAME = "hidraw127.socket";
 inline constexpr const char* OK = "ok";
+inline constexpr const char* ADDED = "add"; // as udev calls it
+inline constexpr const char* REMOVED = "remove";
 inline constexpr std::size_t LARGEST_MESSAGE = 64 * 1024;
 inline constexpr std::size_t LARGEST_OUTPUT_REPORT = 16 * 1024; // as much as hidraw takes
 
@@ -70,29 +75,52 @@ inline std::optional<sockaddr_un> socketAddress(const std::string& path)
     return address;
 }
 
-// A connection to the host that has said what it is for; invalid when there is no host.
-inline FileDescriptor connectToHost(const char* path, const Fields& purpose)
+// Invalid, with errno, when nobody listens there.
+inline FileDescriptor connectTo(const std::string& path)
 {
     FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     const auto address = socketAddress(path);
-    const std::string message = joinFields(purpose);
-    if (!socket || !address || ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
-        ::send(socket.get(), message.data(), message.size(), MSG_NOSIGNAL) < 0) {
+    if (!socket || !address || ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address)) {
         socket.reset();
     }
     return socket;
 }
 
-// The host's answer; nothing when the host is gone.
-inline std::optional<Fields> receiveFields(const FileDescriptor& socket)
+// Listens without blocking; invalid, with errno, when it cannot.
+inline FileDescriptor listenOn(const std::string& path)
+{
+    FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    const auto address = socketAddress(path);
+    if (!socket || !address || ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
+        ::listen(socket.get(), SOMAXCONN)) {
+        socket.reset();
+    }
+    return socket;
+}
+
+inline bool sendFields(const FileDescriptor& socket, const Fields& fields, int flags = 0)
+{
+    const std::string message = joinFields(fields);
+    return ::send(socket.get(), message.data(), message.size(), MSG_NOSIGNAL | flags) >= 0;
+}
+
+// The next message; nothing when the other end is gone.
+inline std::optional<Fields> receiveFields(int socket)
 {
     std::string message(LARGEST_MESSAGE, '\0');
-    const auto size = ::recv(socket.get(), message.data(), message.size(), 0);
+    const auto size = ::recv(socket, message.data(), message.size(), 0);
     if (size <= 0) {
         return std::nullopt;
     }
     message.resize(static_cast<std::size_t>(size));
     return splitFields(message);
+}
+
+// The host's answer to a purpose, over a new connection; nothing when there is no host.
+inline std::optional<Fields> askHost(FileDescriptor& connection, const std::string& path, const Fields& purpose)
+{
+    connection = connectTo(path);
+    return connection && sendFields(connection, purpose) ? receiveFields(connection.get()) : std::nullopt;
 }
 
 } // namespace sim

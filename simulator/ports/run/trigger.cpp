@@ -17,8 +17,8 @@ int trigger(const std::string& event, const std::string& adapter, const std::vec
     }
     Fields message{"trigger", event, adapter};
     message.insert(message.end(), fields.begin(), fields.end());
-    const auto connection = connectToHost(path, message);
-    const auto answer = connection ? receiveFields(connection) : std::nullopt;
+    FileDescriptor connection;
+    const auto answer = askHost(connection, path, message);
     if (!answer || answer->empty()) {
         throw std::runtime_error(fmt::format("tarvix-sim has ended: nobody answers on {}", path));
     }

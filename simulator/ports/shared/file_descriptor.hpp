@@ -22,6 +22,8 @@ public:
     int get() const { return number_; }
     explicit operator bool() const { return number_ >= 0; }
 
+    int release() { return std::exchange(number_, -1); }
+
     void reset()
     {
         if (number_ >= 0) {

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace sim {
 
@@ -13,6 +14,12 @@ inline constexpr std::uint16_t USAGE_PAGE = 0xFF00;     // vendor-defined
 inline constexpr std::uint16_t USAGE = 0x0001;
 inline constexpr const char* MANUFACTURER = "Tarvix";
 inline constexpr const char* PRODUCT = "Tarvix Virtual Adapter";
+inline constexpr const char* HID_NAME = "Tarvix Tarvix Virtual Adapter"; // as the kernel joins the two
+
+inline std::string physicalPath(const std::string& serialNumber)
+{
+    return "tarvix-sim/" + serialNumber;
+}
 
 constexpr std::uint16_t productId(std::size_t reportSize)
 {
@@ -20,7 +27,7 @@ constexpr std::uint16_t productId(std::size_t reportSize)
 }
 
 // One input and one output report of `reportSize` bytes, neither numbered.
-constexpr std::array<std::uint8_t, 27> reportDescriptor(std::size_t reportSize)
+constexpr std::array<std::uint8_t, 26> reportDescriptor(std::size_t reportSize)
 {
     const auto low = static_cast<std::uint8_t>(reportSize & 0xFF);
     const auto high = static_cast<std::uint8_t>(reportSize >> 8);

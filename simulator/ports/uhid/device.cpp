@@ -56,7 +56,7 @@ void UhidDevice::plugIn()
     event.type = UHID_CREATE2;
     auto& create = event.u.create2;
     copyText(create.name, PRODUCT);
-    copyText(create.phys, "tarvix-sim/" + adapter_.serialNumber());
+    copyText(create.phys, physicalPath(adapter_.serialNumber()));
     copyText(create.uniq, adapter_.serialNumber());
     const auto descriptor = reportDescriptor(adapter_.reportSize());
     create.rd_size = static_cast<__u16>(descriptor.size());

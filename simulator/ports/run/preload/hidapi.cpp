@@ -22,13 +22,12 @@ const wchar_t* hid_read_error(hid_device* device);
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
 
-#include "ports/run/socket.hpp"
+#include "ports/run/preload/client.hpp"
 #include "ports/shared/identity.hpp"
 #include "ports/shared/utf8.hpp"
 
@@ -82,45 +81,22 @@ wchar_t* widen(const std::string& text)
     return ::wcsdup(fromUtf8(text).value_or(L"").c_str());
 }
 
-// The fields that follow OK; nothing, with the global error set, when there is no such answer.
-std::optional<Fields> ask(FileDescriptor& connection, const Fields& purpose)
+// The host's answer; the global error is set where there is none.
+template <typename Answer>
+Answer checked(Answer answer, const wchar_t* error)
 {
-    const char* path = std::getenv(SOCKET_VARIABLE);
-    if (!path) {
-        setGlobal(OUTSIDE);
-        return std::nullopt;
-    }
-    connection = connectToHost(path, purpose);
-    auto answer = connection ? receiveFields(connection) : std::nullopt;
-    if (!answer || answer->empty()) {
-        setGlobal(NO_HOST);
-        return std::nullopt;
-    }
-    if (answer->front() != OK) {
-        setGlobal(NO_DEVICE);
-        return std::nullopt;
-    }
-    answer->erase(answer->begin());
-    setGlobal(nullptr);
+    setGlobal(answer ? nullptr : hasHost() ? error : OUTSIDE);
     return answer;
 }
 
-template <typename Number>
-Number numberIn(const std::string& text)
-{
-    Number number{};
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
-}
-
-hid_device_info* makeInfo(const std::string* record)
+hid_device_info* makeInfo(const Adapter& adapter)
 {
     auto* info = static_cast<hid_device_info*>(std::calloc(1, sizeof(hid_device_info)));
     if (info) {
-        info->path = ::strdup(record[AdapterRecord::PATH].c_str());
+        info->path = ::strdup(adapter.path.c_str());
         info->vendor_id = VENDOR_ID;
-        info->product_id = numberIn<unsigned short>(record[AdapterRecord::PRODUCT_ID]);
-        info->serial_number = widen(record[AdapterRecord::SERIAL_NUMBER]);
+        info->product_id = adapter.productId;
+        info->serial_number = widen(adapter.serialNumber);
         info->release_number = RELEASE_NUMBER;
         info->manufacturer_string = widen(MANUFACTURER);
         info->product_string = widen(PRODUCT);
@@ -166,15 +142,11 @@ int hid_exit()
 
 hid_device_info* hid_enumerate(unsigned short vendorId, unsigned short productId)
 {
-    FileDescriptor connection;
-    const auto fields = ask(connection, {"list"});
-    if (!fields) {
-        return nullptr;
-    }
+    const auto adapters = checked(listAdapters(), NO_HOST);
     hid_device_info* first = nullptr;
     hid_device_info** next = &first;
-    for (std::size_t i = 0; i + AdapterRecord::FIELD_COUNT <= fields->size(); i += AdapterRecord::FIELD_COUNT) {
-        hid_device_info* info = makeInfo(&(*fields)[i]);
+    for (const Adapter& adapter : adapters.value_or(std::vector<Adapter>{})) {
+        hid_device_info* info = makeInfo(adapter);
         if (info && matches(*info, vendorId, productId)) {
             *next = info;
             next = &info->next;
@@ -182,7 +154,7 @@ hid_device_info* hid_enumerate(unsigned short vendorId, unsigned short productId
             hid_free_enumeration(info);
         }
     }
-    if (!first) {
+    if (adapters && !first) {
         setGlobal(NONE_FOUND);
     }
     return first;
@@ -222,18 +194,15 @@ hid_device* hid_open_path(const char* path)
         setGlobal(INVALID);
         return nullptr;
     }
-    FileDescriptor connection;
-    const auto fields = ask(connection, {"open", path});
-    if (!fields || fields->size() < AdapterRecord::FIELD_COUNT) {
+    FileDescriptor handle = checked(openNode(path), NO_DEVICE);
+    const auto adapter = handle ? checked(adapterAt(path), NO_DEVICE) : std::nullopt;
+    if (!adapter) {
         return nullptr;
     }
-    // A device that nobody serves makes a write wait; the kernel gives up after as long.
-    const timeval patience{5, 0};
-    ::setsockopt(connection.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     auto* device = new hid_device;
-    device->connection = std::move(connection);
-    device->reportSize = numberIn<std::size_t>((*fields)[AdapterRecord::REPORT_SIZE]);
-    device->info = makeInfo(fields->data());
+    device->connection = std::move(handle);
+    device->reportSize = adapter->reportSize;
+    device->info = makeInfo(*adapter);
     return device;
 }
 
@@ -247,19 +216,17 @@ void hid_close(hid_device* device)
 
 int hid_write(hid_device* device, const unsigned char* data, size_t length)
 {
-    // As the kernel: at least one byte behind the report id, and a report id of 0 does not travel.
-    if (!data || length < 2 || length > LARGEST_OUTPUT_REPORT) {
+    if (!data) {
         return fail(device, INVALID);
     }
-    const std::size_t skipped = data[0] == 0 ? 1 : 0;
-    ssize_t sent = 0;
-    do {
-        sent = ::send(device->connection.get(), data + skipped, length - skipped, MSG_NOSIGNAL);
-    } while (sent < 0 && errno == EINTR);
-    if (sent < 0) {
-        return fail(device, errno == EAGAIN ? TIMED_OUT : UNPLUGGED);
+    const auto written = writeReport(device->connection.get(), data, length);
+    if (written < 0) {
+        return fail(device, errno == EINVAL      ? INVALID
+                            : errno == ETIMEDOUT ? TIMED_OUT
+                            : errno == EINTR     ? INTERRUPTED
+                                                 : UNPLUGGED);
     }
-    return succeed(device, static_cast<int>(length));
+    return succeed(device, static_cast<int>(written));
 }
 
 int hid_read_timeout(hid_device* device, unsigned char* data, size_t length, int milliseconds)

@@ -1,0 +1,32 @@
+"""The scripts: each is in the table, and a mistaken argument changes nothing and names what would be right."""
+
+import os
+import re
+import subprocess
+import sys
+import unittest
+
+FOLDER = sys.argv.pop(1)
+
+
+class Scripts(unittest.TestCase):
+    def test_table_lists_every_script(self):
+        with open(os.path.join(FOLDER, "README.md"), encoding="utf-8") as file:
+            listed = re.findall(r"^\| `([\w-]+)` \|", file.read(), re.MULTILINE)
+        self.assertEqual(sorted([*listed, "README.md"]), sorted(os.listdir(FOLDER)))
+
+    def test_unknown_releases_are_refused(self):
+        for command in ("fresh woody", "fresh script/test", "arm64 woody", "e2e --release woody", "e2e --release",
+                        "debian-sources ../trixie"):
+            with self.subTest(command=command):
+                script, *arguments = command.split()
+                result = subprocess.run([os.path.join(FOLDER, script), *arguments], capture_output=True, text=True,
+                                        timeout=60, check=False)
+                named = "" if command.endswith("--release") else arguments[-1]
+                self.assertEqual((result.returncode, result.stdout), (2, ""))
+                self.assertRegex(result.stderr, f"^[a-z0-9-]+: unknown release '{re.escape(named)}'; "
+                                                "it must be bookworm or trixie\n$")
+
+
+if __name__ == "__main__":
+    unittest.main()
