@@ -29,44 +29,25 @@ using Clock = std::chrono::steady_clock;
 constexpr int FOREVER = -1;
 
 // A process that has the adapter open until it is killed.
-class Holder {
-public:
-    explicit Holder(const std::string& serialNumber)
-    {
-        std::array<int, 2> ends{};
-        require(::pipe(ends.data()) == 0, "cannot make a pipe");
-        process_ = ::fork();
-        require(process_ >= 0, "cannot fork");
-        if (process_ == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL); // a scenario that crashes leaves no holder behind
-            TarvixSDK sdk(TIMEOUT_MS);
-            const char opened = sdk.open({.serialNumber = serialNumber}) ? 'y' : 'n';
-            static_cast<void>(::write(ends[1], &opened, 1));
-            ::pause();
-        }
-        ::close(ends[1]);
-        char opened = 'n';
-        const bool told = ::read(ends[0], &opened, 1) == 1;
-        ::close(ends[0]);
-        require(told && opened == 'y', "the holder cannot open the adapter");
+pid_t startHolder(const std::string& serialNumber)
+{
+    std::array<int, 2> ends{};
+    require(::pipe(ends.data()) == 0, "cannot make a pipe");
+    const pid_t holder = ::fork();
+    require(holder >= 0, "cannot fork");
+    if (holder == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL); // a scenario that fails leaves no holder behind
+        TarvixSDK sdk(TIMEOUT_MS);
+        openStrict(sdk, serialNumber);
+        ::close(ends[1]); // tells that it is open
+        ::pause();
     }
-    ~Holder() { kill(); }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
-
-    pid_t process() const { return process_; }
-
-    void kill()
-    {
-        if (process_ > 0) {
-            ::kill(process_, SIGKILL);
-            ::waitpid(std::exchange(process_, -1), nullptr, 0);
-        }
-    }
-
-private:
-    pid_t process_ = -1;
-};
+    ::close(ends[1]);
+    char nothing = 0;
+    static_cast<void>(::read(ends[0], &nothing, 1)); // until the holder closes its end
+    ::close(ends[0]);
+    return holder;
+}
 
 bool isKeptOut(const VirtualCable& cable, pid_t holder)
 {
@@ -88,9 +69,10 @@ void lock(Place place)
     require(serialNumberOf(sdk) == place.serialNumber(), "the session suffers");
     sdk.disconnect();
 
-    Holder holder(place.serialNumber());
-    require(isKeptOut(cable, holder.process()), "a held adapter opens, or its holder is not named");
-    holder.kill();
+    const pid_t holder = startHolder(place.serialNumber());
+    require(isKeptOut(cable, holder), "a held adapter opens, or its holder is not named");
+    ::kill(holder, SIGKILL);
+    ::waitpid(holder, nullptr, 0);
     openStrict(sdk, place.serialNumber());
     require(serialNumberOf(sdk) == place.serialNumber(), "the lock's heir cannot use the adapter");
 }
