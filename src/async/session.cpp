@@ -7,35 +7,27 @@ TarvixAsyncSDK::~TarvixAsyncSDK() = default;
 
 bool TarvixAsyncSDK::connect(const std::string& path)
 {
-    state_->connected = state_->link.connect(path, {});
-    return state_->connected;
+    return state_->link.connect(path, {});
 }
 
 bool TarvixAsyncSDK::connectWithSerialNumber(const std::string& serialNumber)
 {
-    state_->connected = state_->link.connect({}, serialNumber);
-    return state_->connected;
+    return state_->link.connect({}, serialNumber);
 }
 
 OpenResult TarvixAsyncSDK::open(const OpenOptions& options)
 {
-    OpenResult result = state_->link.open(options);
-    state_->connected = result.status == OpenStatus::OPENED;
-    return result;
+    return state_->link.open(options);
 }
 
 void TarvixAsyncSDK::disconnect()
 {
-    if (state_->link.isStrict()) {
-        state_->connected = false; // also for calls on other threads, and when closing is refused
-    }
     state_->link.disconnect();
-    state_->connected = false;
 }
 
 bool TarvixAsyncSDK::isConnected() const
 {
-    return state_->connection() == StatusCode::SUCCESS;
+    return state_->link.connection() == StatusCode::SUCCESS;
 }
 
 void TarvixAsyncSDK::onResponse(ResponseHandler handler)
@@ -55,8 +47,8 @@ std::string TarvixAsyncSDK::getVersion()
 
 StatusCode TarvixAsyncSDK::State::send(const RequestFrame& frame)
 {
-    if (const StatusCode status = connection(); status != StatusCode::SUCCESS) {
-        return status;
+    if (const StatusCode connection = link.connection(); connection != StatusCode::SUCCESS) {
+        return connection;
     }
     if (!frame.valid()) {
         return StatusCode::INVALID_ARGUMENT;

@@ -7,6 +7,11 @@
 void NotificationQueue::begin()
 {
     const std::lock_guard lock(mutex_);
+    beginIfEnded();
+}
+
+void NotificationQueue::beginIfEnded()
+{
     if (ended_ != StatusCode::SUCCESS) {
         frames_.clear();
         bytes_ = 0;
@@ -26,6 +31,7 @@ void NotificationQueue::end(StatusCode why)
 void NotificationQueue::put(std::span<const std::uint8_t> frame) noexcept
 {
     const std::lock_guard lock(mutex_);
+    beginIfEnded();
     try {
         frames_.emplace_back(frame.begin(), frame.end());
         bytes_ += frame.size();
@@ -37,7 +43,7 @@ void NotificationQueue::put(std::span<const std::uint8_t> frame) noexcept
         dropOldest();
         ++dropped_;
     }
-    changed_.notify_one();
+    changed_.notify_all(); // one whose buffer is too small leaves it to another
 }
 
 StatusCode NotificationQueue::take(std::span<std::uint8_t> buffer, std::size_t& length, int timeout)

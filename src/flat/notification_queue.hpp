@@ -14,7 +14,7 @@
 // Keeps the latest and drops the oldest, counting them. Any thread may call anything.
 class NotificationQueue {
 public:
-    // A session begins, with nothing waiting.
+    // A session has begun: drops what waits from before. So does the first notification, which may be faster.
     void begin();
 
     // The session ends: what waits can still be fetched, and then `why` is the answer. The first reason stays.
@@ -32,6 +32,7 @@ private:
     static constexpr std::size_t DEPTH = 256;                    // notifications
     static constexpr std::size_t CEILING = std::size_t{1} << 20; // bytes, for frames of a faulty adapter
 
+    void beginIfEnded();
     void dropOldest();
 
     std::mutex mutex_;

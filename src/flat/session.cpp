@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
@@ -16,16 +17,15 @@ bool connected(TarvixSDK_Handle* handle, Connect connect)
     if (handle == nullptr) {
         return false;
     }
-    bool isConnected = false;
     try {
-        handle->queue.begin();
-        isConnected = connect(*handle->sdk);
+        const bool isConnected = connect(*handle->sdk);
+        if (isConnected) {
+            handle->queue.begin();
+        }
+        return isConnected;
     } catch (const std::runtime_error&) {
+        return false;
     }
-    if (!isConnected) {
-        handle->queue.end(StatusCode::NOT_CONNECTED);
-    }
-    return isConnected;
 }
 
 OpenResult open(TarvixSDK_Handle* handle, const OpenOptions& options)
@@ -33,23 +33,26 @@ OpenResult open(TarvixSDK_Handle* handle, const OpenOptions& options)
     if (handle == nullptr) {
         return {OpenStatus::FAILED, {}, 0, "no handle"};
     }
-    OpenResult result;
     try {
-        handle->queue.begin();
-        result = handle->sdk->open(options);
+        OpenResult result = handle->sdk->open(options);
+        if (result) {
+            handle->queue.begin();
+        }
+        return result;
     } catch (const std::runtime_error& error) {
-        result.message = error.what();
+        return {OpenStatus::FAILED, {}, 0, error.what()};
     }
-    if (!result) {
-        handle->queue.end(StatusCode::NOT_CONNECTED);
-    }
-    return result;
 }
 
+// Cut, if need be, between two characters of UTF-8.
 template <std::size_t Size>
 void copyText(const std::string& text, char (&out)[Size])
 {
-    out[text.copy(out, Size - 1)] = '\0';
+    std::size_t size = std::min(text.size(), Size - 1);
+    while (size > 0 && size < text.size() && (text[size] & 0xC0) == 0x80) {
+        --size;
+    }
+    out[text.copy(out, size)] = '\0';
 }
 
 std::string orEmpty(const char* text)
@@ -113,13 +116,13 @@ void TarvixSDK_Disconnect(TarvixSDK_Handle* handle)
     if (handle == nullptr) {
         return;
     }
-    handle->queue.end(StatusCode::NOT_CONNECTED);
     try {
         handle->sdk->disconnect();
     } catch (const std::system_error&) {
         // On the reader thread, which cannot wait for itself. It has been told to stop; another thread's disconnect
         // closes the adapter.
     }
+    handle->queue.end(StatusCode::NOT_CONNECTED); // when no notification comes any more
 }
 
 const char* TarvixSDK_GetVersion()

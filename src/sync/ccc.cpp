@@ -18,6 +18,13 @@ auto dataOf(std::size_t least, std::size_t most)
     return counted8(COUNT, DATA, least, most);
 }
 
+auto dataOfRead(I3cTransferDirection direction, std::size_t least, std::size_t most)
+{
+    return [=](const ResponseFrame& response) {
+        return direction == I3cTransferDirection::READ ? dataOf(least, most)(response) : anything(response);
+    };
+}
+
 } // namespace
 
 StatusCode TarvixSDK::i3cCccTransfer(std::uint8_t targetAddress, I3cTransferDirection direction, I3cTransferMode mode,
@@ -29,7 +36,7 @@ StatusCode TarvixSDK::i3cCccTransfer(std::uint8_t targetAddress, I3cTransferDire
     return session_
         ->exchange(&TarvixAsyncSDK::i3cCccTransfer, targetAddress, direction, mode, transferFlag, cccType, length, ccc,
                    definingByte, data)
-        .then(reads ? dataOf(0, length) : dataOf(0, Payload::ANY),
+        .then(dataOfRead(direction, 0, length),
               [&](const ResponseFrame& response) { response.copyTo(readData, DATA, reads ? response.u8(COUNT) : 0); });
 }
 
@@ -181,12 +188,11 @@ StatusCode TarvixSDK::i3cCccRSTACTDirect(std::uint8_t address, I3cTargetResetDef
                                          I3cTransferDirection direction, std::uint8_t* resetTime)
 {
     return session_->exchange(&TarvixAsyncSDK::i3cCccRSTACTDirect, address, action, direction)
-        .then(direction == I3cTransferDirection::READ ? dataOf(1, 1) : dataOf(0, Payload::ANY),
-              [&](const ResponseFrame& response) {
-                  if (direction == I3cTransferDirection::READ && resetTime != nullptr) {
-                      *resetTime = response.u8(DATA);
-                  }
-              });
+        .then(dataOfRead(direction, 1, 1), [&](const ResponseFrame& response) {
+            if (direction == I3cTransferDirection::READ && resetTime != nullptr) {
+                *resetTime = response.u8(DATA);
+            }
+        });
 }
 
 StatusCode TarvixSDK::i3cCccGETMWL(std::uint8_t address, std::uint16_t& maxWriteLength)

@@ -18,7 +18,10 @@ struct Payload {
 
     StatusCode check(const ResponseFrame& response) const
     {
-        const std::size_t held = response.size() < offset ? 0 : response.size() - offset;
+        if (response.size() < offset) { // the number that declares may be missing
+            return StatusCode::RESPONSE_TOO_SHORT;
+        }
+        const std::size_t held = response.size() - offset;
         if (declared > most || held > most) {
             return StatusCode::UNEXPECTED_RESPONSE;
         }
@@ -28,6 +31,12 @@ struct Payload {
         return StatusCode::SUCCESS;
     }
 };
+
+// For a command that reads nothing.
+inline Payload anything(const ResponseFrame&)
+{
+    return {0, 0, 0, Payload::ANY};
+}
 
 // Fields of fixed size that end at byte `end`; firmware may put more behind them.
 inline auto fieldsUpTo(std::size_t end)

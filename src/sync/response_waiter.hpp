@@ -19,21 +19,19 @@ public:
     // In milliseconds: -1 waits without limit, any other negative value is no time at all.
     explicit ResponseWaiter(int timeout) : timeout_(timeout) {}
 
-    // A plain session begins: what is stored stays.
-    void beginPlain()
+    // A session begins. What is stored stays.
+    void begin(bool strict)
     {
         const std::lock_guard lock(mutex_);
-        strict_ = false;
-        ended_ = StatusCode::SUCCESS;
-    }
-
-    // A strict session begins, with nothing stored.
-    void beginStrict()
-    {
-        const std::lock_guard lock(mutex_);
-        strict_ = true;
+        strict_ = strict;
         ended_ = StatusCode::SUCCESS;
         expected_ = NOBODY;
+    }
+
+    // Drops what is stored.
+    void forget()
+    {
+        const std::lock_guard lock(mutex_);
         arrived_ = false;
     }
 
@@ -51,11 +49,12 @@ public:
         condition_.notify_all();
     }
 
-    // Before the request is sent. Why the session is over, or SUCCESS.
+    // In a strict session, before the request is sent. Why the session is over, or SUCCESS.
     StatusCode expect(TransactionId transactionId)
     {
         const std::lock_guard lock(mutex_);
         expected_ = transactionId;
+        arrived_ = false; // for a request that was not sent
         return ended_;
     }
 

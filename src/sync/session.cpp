@@ -52,34 +52,38 @@ void TarvixSDK::Session::handleResponse(const std::vector<std::uint8_t>& frame)
     }
 }
 
+// What is over is closed first: until its reader thread has ended it may still end the waiter's session.
+void TarvixSDK::Session::begin(bool strict)
+{
+    async_.disconnect();
+    const std::lock_guard turn(turnMutex_); // calls of the session that is over have left, or are about to
+    waiter_.begin(strict);
+    strict_ = strict;
+}
+
 bool TarvixSDK::Session::connect(const std::string& path, const std::string& serialNumber)
 {
-    if (!async_.isConnected()) {
-        const std::lock_guard turn(turnMutex_);
-        waiter_.beginPlain();
-        strict_ = false;
+    const FrameLink::Lifecycle lifecycle = async_.state_->link.lifecycle();
+    if (lifecycle && !async_.isConnected()) {
+        begin(false);
     }
     return serialNumber.empty() ? async_.connect(path) : async_.connectWithSerialNumber(serialNumber);
 }
 
 OpenResult TarvixSDK::Session::open(const OpenOptions& options)
 {
-    if (async_.isConnected() && !async_.state_->link.isDead()) {
-        return async_.open(options);
+    FrameLink& link = async_.state_->link;
+    const FrameLink::Lifecycle lifecycle = link.lifecycle();
+    if (lifecycle && (!async_.isConnected() || link.isDead())) {
+        begin(options.strict);
+        waiter_.forget();
     }
-    // Calls of the session that is over have left, or are about to.
-    const std::lock_guard turn(turnMutex_);
-    if (options.strict) {
-        waiter_.beginStrict();
-    } else {
-        waiter_.beginPlain();
-    }
-    strict_ = options.strict;
-    return async_.open(options);
+    return link.open(options);
 }
 
 void TarvixSDK::Session::disconnect()
 {
+    const FrameLink::Lifecycle lifecycle = async_.state_->link.lifecycle();
     waiter_.end(StatusCode::NOT_CONNECTED);
     async_.disconnect();
 }

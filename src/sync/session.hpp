@@ -110,7 +110,7 @@ public:
     OpenResult open(const OpenOptions& options);
     void disconnect();
 
-    StatusCode connection() const { return async_.state_->connection(); }
+    StatusCode connection() const { return async_.state_->link.connection(); }
     TarvixAsyncSDK& async() { return async_; }
     std::uint64_t unmatchedResponses() { return waiter_.unmatched(); }
     void onConnectionLost(ConnectionLostHandler handler)
@@ -127,6 +127,8 @@ private:
     // Between a write that fails and the verdict that the adapter is lost.
     static constexpr std::chrono::milliseconds LONGEST_DOUBT{150};
 
+    void begin(bool strict);
+
     Turn takeTurn() { return strict_ ? Turn(turnMutex_) : Turn(); }
 
     // 1 to 65535, then 1 again: 0 marks notifications. Advances also when the request is then not sent.
@@ -138,7 +140,7 @@ private:
 
     void handleResponse(const std::vector<std::uint8_t>& frame); // on the reader thread
 
-    std::atomic<bool> strict_ = false;
+    std::atomic<bool> strict_ = true; // also before the first session, lest a call slips into it without its turn
     std::mutex turnMutex_;
     TransactionId transactionId_ = 0;
     std::vector<std::uint8_t> response_;

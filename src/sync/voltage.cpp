@@ -56,22 +56,26 @@ StatusCode TarvixSDK::uartUseExternalVoltage(bool useExternal)
 
 StatusCode TarvixSDK::gpioGetVoltage(std::uint16_t& voltage)
 {
-    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
+    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements)
+        .then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
 }
 
 StatusCode TarvixSDK::i2cGetBusVoltage(std::uint16_t& voltage)
 {
-    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
+    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements)
+        .then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
 }
 
 StatusCode TarvixSDK::spiGetBusVoltage(std::uint16_t& voltage)
 {
-    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
+    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements)
+        .then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
 }
 
 StatusCode TarvixSDK::uartGetBusVoltage(std::uint16_t& voltage)
 {
-    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements).then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
+    return session_->exchange(&TarvixAsyncSDK::getAnalogMeasurements)
+        .then(fieldsUpTo(SHARED_RAIL + 2), sharedRailInto(voltage));
 }
 
 StatusCode TarvixSDK::i3cSetBusVoltage(std::uint16_t voltage)

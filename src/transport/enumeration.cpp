@@ -68,6 +68,9 @@ const DeviceKind* findKind(const hid_device_info& info)
 std::string usbPortOf(const std::string& node)
 {
     namespace fs = std::filesystem;
+    if (fs::path(node).parent_path() != "/dev") { // a path of the virtual adapter's
+        return "";
+    }
     std::error_code error;
     const fs::path device = fs::canonical("/sys/class/hidraw" / fs::path(node).filename() / "device", error);
     const std::string interface = device.parent_path().filename();

@@ -2,44 +2,44 @@
 
 bool FrameLink::connect(const std::string& path, const std::string& serial)
 {
-    if (transport_.isReaderThread()) { // so a device is open
-        return true;
+    const Lifecycle opening = lifecycle();
+    if (!opening || transport_.isConnected()) {
+        return transport_.isConnected();
     }
-    const std::lock_guard lifecycle(lifecycleMutex_);
-    if (transport_.isLost()) {
-        transport_.close();
-    }
+    transport_.close();
     const std::lock_guard sending(sendMutex_);
-    if (!transport_.isOpen()) {
-        assembler_.takeContinuations(true);
-    }
+    assembler_.takeContinuations(true);
     return transport_.open(path, serial);
 }
 
 OpenResult FrameLink::open(const OpenOptions& options)
 {
-    if (transport_.isReaderThread()) {
+    const Lifecycle opening = lifecycle();
+    if (transport_.isOpen() && !transport_.isDead()) {
+        return {OpenStatus::OPENED, transport_.path(), 0, "opened " + transport_.path()};
+    }
+    if (!opening) {
         return {OpenStatus::FAILED, {}, 0, "an adapter cannot be opened from a handler of its own session"};
     }
-    const std::lock_guard lifecycle(lifecycleMutex_);
-    if (transport_.isDead()) {
-        transport_.close();
-    }
+    transport_.close();
     const std::lock_guard sending(sendMutex_);
-    if (!transport_.isOpen()) {
-        assembler_.takeContinuations(!options.strict);
-        return transport_.open(options);
-    }
-    return {OpenStatus::OPENED, transport_.path(), 0, "opened " + transport_.path()};
+    assembler_ = ReportAssembler();
+    assembler_.takeContinuations(!options.strict);
+    return transport_.open(options);
 }
 
 void FrameLink::disconnect()
 {
-    std::unique_lock lifecycle(lifecycleMutex_, std::defer_lock);
-    if (!transport_.isReaderThread()) {
-        lifecycle.lock();
-    }
+    const Lifecycle closing = lifecycle();
     transport_.close();
+}
+
+StatusCode FrameLink::connection() const
+{
+    if (transport_.isConnected()) {
+        return StatusCode::SUCCESS;
+    }
+    return transport_.isLost() ? StatusCode::ADAPTER_LOST : StatusCode::NOT_CONNECTED;
 }
 
 bool FrameLink::send(std::span<const std::uint8_t> frame)

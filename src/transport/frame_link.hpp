@@ -16,19 +16,24 @@ public:
     using FrameSlot = HandlerSlot<const std::vector<std::uint8_t>&>;
     using LossSlot = HandlerSlot<>;
 
-    // A plain session: true, and nothing changed, when one is open already, unless it is a strict one whose adapter is
-    // lost.
+    // Held while a session begins or ends, so that these happen one after another. The reader thread gets an empty one:
+    // it can do neither, and the others wait for it.
+    using Lifecycle = std::unique_lock<std::recursive_mutex>;
+    Lifecycle lifecycle() { return transport_.isReaderThread() ? Lifecycle() : Lifecycle(lifecycleMutex_); }
+
+    // A plain session: true, and nothing changed, when one is open already, unless it is a strict one that is over.
     bool connect(const std::string& path, const std::string& serial);
 
-    // The session that the options describe; an open one stays, whatever they say, unless its adapter is dead.
+    // The session that the options describe, with nothing stored from before; an open one stays, whatever they say,
+    // unless its adapter is dead.
     OpenResult open(const OpenOptions& options);
 
     // As HidTransport::close. Any thread may call it, while others send.
     void disconnect();
 
-    bool isLost() const { return transport_.isLost(); }
+    // SUCCESS while connected, or else ADAPTER_LOST or NOT_CONNECTED.
+    StatusCode connection() const;
     bool isDead() const { return transport_.isDead(); }
-    bool isStrict() const { return transport_.isStrict(); }
 
     // Writes the frame's segments in order, one frame at a time. A plain session writes on whatever the writes report:
     // whether a frame arrived shows in the response alone. A strict one stops at the first that fails and returns
@@ -48,8 +53,8 @@ private:
     FrameSlot handler_;
     LossSlot lossHandler_;
     ReportAssembler assembler_;
-    std::mutex lifecycleMutex_; // opening and closing; never waited for on the reader thread, which they wait for
-    std::mutex sendMutex_;      // the transport's outgoing report
+    std::recursive_mutex lifecycleMutex_;
+    std::mutex sendMutex_; // the transport's outgoing report
     HidTransport transport_{[this](std::span<const std::uint8_t> report) { receive(report); },
                             [this] { lossHandler_.call(); }};
 };

@@ -61,7 +61,9 @@ OpenResult notFound(const OpenOptions& options)
 
 OpenResult severalFound(std::size_t count)
 {
-    return {OpenStatus::SEVERAL_ADAPTERS, {}, 0,
+    return {OpenStatus::SEVERAL_ADAPTERS,
+            {},
+            0,
             std::to_string(count) + " adapters attached: choose one by path or serial number"};
 }
 
@@ -168,6 +170,7 @@ bool HidTransport::start(const FoundDevice& found, bool strict)
         reader_ = std::thread([this, signals = inherited.before()] { readReports(signals); });
     } catch (...) {
         device_ = nullptr;
+        nodeLock_.release();
         throw;
     }
     static_cast<void>(device.release());
@@ -240,9 +243,8 @@ void HidTransport::readReports(sigset_t applicationSignals)
         }
         // The buffer is never cleared: behind a short report stand bytes of an earlier one, which is harmless, for the
         // segment header says how many count.
-        const int result = guarded([&](hid_device_* device) {
-            return hid_read_timeout(device, incoming_.data(), incoming_.size(), timeout);
-        });
+        const int result = guarded(
+            [&](hid_device_* device) { return hid_read_timeout(device, incoming_.data(), incoming_.size(), timeout); });
         if (result < 0) {
             if (!pauseAfterFailure(++failures)) {
                 return;

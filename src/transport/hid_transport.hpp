@@ -49,9 +49,12 @@ public:
     // Whether the open device's session, or the last one, is strict.
     bool isStrict() const { return strict_; }
 
-    // Whether a strict session's reader has ended, or is about to, because its adapter is gone or close() was refused.
-    // A plain session goes on trying.
-    bool isLost() const { return strict_ && (lost_ || !running_); }
+    // Whether an open strict session is over because its adapter is gone. A plain session goes on trying.
+    bool isLost() const { return isOpen() && strict_ && lost_; }
+
+    // Whether a device is open and, in a strict session, read from: the reader of a lost adapter has ended, and that of
+    // a refused close() is about to.
+    bool isConnected() const { return isOpen() && !(strict_ && (lost_ || !running_)); }
 
     // Whether nothing is read any more from the open device, or nothing has come through for a while: opening again
     // begins with closing it, in a plain session, too.

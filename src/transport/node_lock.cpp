@@ -16,7 +16,7 @@ namespace {
 // Looks the file up in /proc/locks, whose lines are "1: FLOCK ADVISORY WRITE 4711 00:05:613 0 EOF".
 std::int64_t holderOf(int descriptor)
 {
-    struct stat file{};
+    struct stat file {};
     if (::fstat(descriptor, &file) != 0) {
         return 0;
     }

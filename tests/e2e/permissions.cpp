@@ -9,7 +9,6 @@
 
 #include <fcntl.h>
 #include <grp.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <tarvixsdk/sdk.hpp>
@@ -27,16 +26,11 @@ constexpr gid_t GROUP = 46; // plugdev, as in the machine's /etc/group
 // Makes the attempt in a process of somebody who isn't root; returns its exit status.
 int asUser(std::vector<gid_t> groups, const std::function<int()>& attempt)
 {
-    const pid_t child = ::fork();
-    require(child >= 0, "cannot fork");
-    if (child == 0) {
+    return inProcess([&] {
         const bool became =
             ::setgroups(groups.size(), groups.data()) == 0 && ::setgid(USER) == 0 && ::setuid(USER) == 0;
-        std::_Exit(became ? attempt() : 126);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return exitStatusOf(status);
+        return became ? attempt() : 126;
+    });
 }
 
 enum Attempt : int { OPENED, REFUSED };
@@ -94,6 +88,15 @@ void permissions(Place place)
     require(tryToOpen(place.serialNumber()) == OPENED, "root cannot open the node");
     require(asUser({}, [&] { return tryToOpen(place.serialNumber()); }) == REFUSED,
             "a user without permission opens the node");
+
+    for (const bool exclusive : {true, false}) {
+        const int told = asUser({}, [&] {
+            TarvixSDK sdk(TIMEOUT_MS);
+            const OpenResult result = sdk.open({.serialNumber = place.serialNumber(), .exclusive = exclusive});
+            return result.status == OpenStatus::NO_PERMISSION && result.path == cable.node() ? 0 : 1;
+        });
+        require(told == 0, "open does not tell that the node may not be opened");
+    }
 
     ::unlink(file.c_str());
     const int exitStatus = asUser({}, [&]() -> int {

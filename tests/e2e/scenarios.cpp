@@ -15,6 +15,8 @@ const std::vector<Scenario> SCENARIOS{
     {"reset", reset},
     {"unplug", unplug},
     {"replug", replug},
+    {"lock", lock},
+    {"loss", loss},
     {"permissions", permissions},
     {"udev-rule", udevRule},
 };

@@ -36,6 +36,10 @@ void reset(Place place);
 void unplug(Place place);
 void replug(Place place);
 
+// strict_sessions.cpp
+void lock(Place place);
+void loss(Place place);
+
 // permissions.cpp
 void permissions(Place place);
 void udevRule(Place place);

@@ -46,6 +46,12 @@ void open(TarvixSDK& sdk, const std::string& serialNumber)
     require(sdk.connectWithSerialNumber(serialNumber), "cannot open " + serialNumber);
 }
 
+void openStrict(TarvixSDK& sdk, const std::string& serialNumber)
+{
+    const OpenResult result = sdk.open({.serialNumber = serialNumber});
+    require(bool(result), result.message);
+}
+
 std::string serialNumberOf(TarvixSDK& sdk)
 {
     Bytes text;

@@ -31,6 +31,8 @@ void requireEqual(const Bytes& actual, const Bytes& expected, const std::string&
 
 void open(TarvixSDK& sdk, const std::string& serialNumber);
 
+void openStrict(TarvixSDK& sdk, const std::string& serialNumber);
+
 // Tells which adapter a session has.
 std::string serialNumberOf(TarvixSDK& sdk);
 

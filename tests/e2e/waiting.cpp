@@ -53,6 +53,18 @@ void execute(const std::vector<std::string>& command)
     std::_Exit(127);
 }
 
+int inProcess(const std::function<int()>& attempt)
+{
+    const pid_t child = ::fork();
+    require(child >= 0, "cannot fork");
+    if (child == 0) {
+        std::_Exit(attempt());
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return exitStatusOf(status);
+}
+
 Outcome run(const std::vector<std::string>& command)
 {
     std::array<int, 2> ends{};

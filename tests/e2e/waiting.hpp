@@ -35,6 +35,9 @@ struct Outcome {
 // Runs a program to its end and collects its standard output and standard error together.
 Outcome run(const std::vector<std::string>& command);
 
+// Makes the attempt in a process of its own; returns its exit status.
+int inProcess(const std::function<int()>& attempt);
+
 // Becomes the program. For a forked child.
 [[noreturn]] void execute(const std::vector<std::string>& command);
 

@@ -1,5 +1,6 @@
 // Strict sessions and what stands beside the plain ones: opening with a reason, the lock, matched and bounded answers,
 // loss, reopening, several threads. Through the shipped library with hidapi replaced.
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -124,6 +125,61 @@ TEST(Opening, ASecondSessionIsKeptOutUntilTheFirstEnds)
     EXPECT_TRUE(TarvixSDK(0).connect("")) << "a plain session asks for no lock";
     first.disconnect();
     EXPECT_TRUE(second.open());
+}
+
+TEST(Opening, WithoutAReaderThreadNothingStaysOpenOrLocked)
+{
+    fake_hid::reset();
+    const TemporaryFile node;
+    const auto device = fake_hid::attach({.path = node.path()});
+    TarvixSDK sdk(LONG_ENOUGH);
+    pthread_attr_t usual, greedy;
+    pthread_getattr_default_np(&usual);
+    pthread_getattr_default_np(&greedy);
+    pthread_attr_setstacksize(&greedy, std::size_t{1} << 47); // there is no room for a stack
+    pthread_setattr_default_np(&greedy);
+    EXPECT_THROW(sdk.open(), std::system_error);
+    pthread_setattr_default_np(&usual);
+    EXPECT_FALSE(sdk.isConnected());
+    EXPECT_EQ(device->closes(), 1);
+    EXPECT_TRUE(TarvixSDK(0).open()) << "the lock is free";
+}
+
+TEST_F(Strict, OpenBeginsWithNothingStored)
+{
+    TarvixSDK sdk(AT_ONCE);
+    for (const bool strict : {false, true}) {
+        ASSERT_TRUE(sdk.connect(""));
+        Bytes half(64); // a frame's first segment, without its end
+        half[0] = 2 << 2 | 1;
+        device->deliverFrame({9, 0, 5, 16, 0, 0});
+        device->deliverReport(half);
+        ASSERT_TRUE(device->settle());
+        sdk.disconnect();
+        ASSERT_TRUE(sdk.open({.strict = strict}));
+        EXPECT_EQ(sdk.uartDeinit(), StatusCode::NO_RESPONSE) << "an old answer";
+        Received<Bytes> notifications;
+        sdk.onNotification([&](const Notification& it) { notifications.add({it.data, it.data + it.length}); });
+        Bytes rest(64); // of a frame whose beginning is gone
+        rest[0] = 7 << 2 | 2;
+        rest[4] = 0x81;
+        device->deliverReport(rest);
+        device->deliverFrame({0, 0, 0x81, 0x14});
+        EXPECT_EQ(notifications.atLeast(1).at(0).size(), strict ? 4U : 7U) << "half an old frame";
+        sdk.onNotification({});
+        sdk.disconnect();
+    }
+}
+
+TEST_F(Strict, AnAnswerToARequestThatWasNotSentIsNotStored)
+{
+    TarvixSDK sdk(AT_ONCE);
+    ASSERT_TRUE(sdk.open());
+    Bytes data;
+    EXPECT_EQ(sdk.i2cRead(0, 0x50, Bytes(5), 1, data, false), StatusCode::INVALID_ARGUMENT); // request 1
+    device->deliverFrame({1, 0, 3, 9, 0, 0, 0, 0, 0, 0xAB});
+    ASSERT_TRUE(device->settle());
+    EXPECT_EQ(sdk.i2cRead(0, 0x50, {}, 1, data, false), StatusCode::NO_RESPONSE);
 }
 
 TEST_F(Strict, OnlyItsOwnAnswerCompletesACall)
@@ -293,6 +349,10 @@ TEST_F(Strict, AnAnswerOfAnotherSizeThanAskedForWritesNothing)
             EXPECT_EQ(reading.call(sdk, out), StatusCode{0x0102});
             EXPECT_EQ(out, Bytes{0x5A}) << "written in spite of an error";
         };
+        answer({});
+        Bytes out{0x5A};
+        EXPECT_EQ(reading.call(sdk, out), StatusCode::RESPONSE_TOO_SHORT) << reading.name << ": a status and no more";
+        EXPECT_EQ(out, Bytes{0x5A});
         const std::size_t asked = reading.asked;
         const bool bounded = reading.payload != nullptr;
         const StatusCode tooMany = bounded ? StatusCode::UNEXPECTED_RESPONSE : StatusCode::SUCCESS;
@@ -416,12 +476,11 @@ TEST_F(Strict, ARefusedDisconnectInAHandlerStillEndsTheSession)
     TarvixSDK sdk(FOREVER);
     Received<bool> refused;
     sdk.onNotification([&](const Notification&) {
-        EXPECT_EQ(sdk.open({.path = "other"}).status, OpenStatus::FAILED);
-        try {
-            sdk.disconnect();
-        } catch (const std::system_error&) {
-            refused.add(true);
-        }
+        EXPECT_TRUE(sdk.open({.path = "other"})) << "keeps what is open";
+        EXPECT_TRUE(sdk.isConnected());
+        EXPECT_THROW(sdk.disconnect(), std::system_error);
+        EXPECT_EQ(sdk.open().status, OpenStatus::FAILED);
+        refused.add(true);
     });
     ASSERT_TRUE(sdk.open());
     device->deliverFrame({0, 0, 0x81, 0x14});
@@ -429,6 +488,32 @@ TEST_F(Strict, ARefusedDisconnectInAHandlerStillEndsTheSession)
     EXPECT_EQ(sdk.uartDeinit(), StatusCode::NOT_CONNECTED);
     answer({});
     EXPECT_TRUE(sdk.open());
+    EXPECT_EQ(sdk.uartDeinit(), StatusCode::SUCCESS);
+}
+
+TEST_F(Strict, AHandlerNeitherStopsNorSpoilsOpeningOnAnotherThread)
+{
+    TarvixSDK sdk(LONG_ENOUGH);
+    Received<bool> lost;
+    std::atomic<bool> reopening = false;
+    sdk.onConnectionLost([&] {
+        lost.add(true);
+        while (!reopening) {
+            std::this_thread::yield();
+        }
+        for (int i = 0; i < 1000; ++i) {
+            EXPECT_EQ(sdk.open().status, OpenStatus::FAILED);
+            EXPECT_FALSE(sdk.connect(""));
+            EXPECT_THROW(sdk.disconnect(), std::system_error);
+        }
+    });
+    ASSERT_TRUE(sdk.open());
+    device->unplug();
+    ASSERT_EQ(lost.atLeast(1).size(), 1U);
+    device->replug();
+    answer({});
+    reopening = true;
+    ASSERT_TRUE(sdk.open());
     EXPECT_EQ(sdk.uartDeinit(), StatusCode::SUCCESS);
 }
 
@@ -454,6 +539,36 @@ TEST_F(Strict, ServesSeveralThreadsOneAfterAnother)
         thread.join();
     }
     EXPECT_EQ(sdk.unmatchedResponses(), 0U);
+}
+
+TEST_F(Strict, CallsWithoutLimitEndWhateverBecomesOfTheSession)
+{
+    answer({});
+    TarvixSDK sdk(FOREVER);
+    Received<int> losses;
+    sdk.onConnectionLost([&] { losses.add(1); });
+    std::atomic<bool> ending = false;
+    const auto call = [&] {
+        while (!ending) {
+            sdk.uartDeinit();
+        }
+    };
+    std::thread callers[]{std::thread(call), std::thread(call)};
+    for (std::size_t round = 1; round <= 10; ++round) {
+        ASSERT_TRUE(sdk.open());
+        std::thread closer([&] { sdk.disconnect(); });
+        sdk.open();
+        closer.join();
+        ASSERT_TRUE(sdk.open());
+        EXPECT_NE(sdk.uartDeinit(), StatusCode::NOT_CONNECTED);
+        device->unplug();
+        ASSERT_EQ(losses.atLeast(round).size(), round);
+        device->replug();
+    }
+    ending = true;
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
 }
 
 TEST_F(Strict, ARequestThatCannotBeWrittenStopsAtTheFirstSegment)

@@ -1,0 +1,243 @@
+// Sessions of the flat interface: opening with a reason, the list of adapters, callbacks with a context, the queue of
+// notifications.
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sys/file.h>
+#include <thread>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "support/bytes.hpp"
+#include "support/fake_hid.hpp"
+#include "support/received.hpp"
+#include "tarvixsdk/flat.h"
+
+namespace {
+
+constexpr int FOREVER = -1;
+constexpr int LONG_ENOUGH = 30'000; // ms; a test that runs into it fails
+
+class FlatSession : public testing::Test {
+protected:
+    FlatSession() : handle(TarvixSDK_Create(LONG_ENOUGH))
+    {
+        fake_hid::reset();
+        device = fake_hid::attach({.path = "no file: nothing to lock"});
+    }
+    ~FlatSession() override { TarvixSDK_Destroy(handle); }
+
+    OpenStatus open(std::uint32_t flags = 0) { return TarvixSDK_Open(handle, nullptr, "", flags, nullptr); }
+
+    // A notification of `size` bytes that carries `mark`.
+    void notify(std::uint8_t mark, std::size_t size = 7)
+    {
+        device->deliverFrame(padded(hex("00 00 81 10 00 00") + Bytes{mark}, size));
+    }
+
+    // The mark and the size of the next notification, or the status instead.
+    std::string next(std::size_t capacity = 1024, int timeout = 0)
+    {
+        Bytes buffer(capacity);
+        std::size_t length = 0;
+        const StatusCode status =
+            TarvixSDK_NextNotification(handle, capacity == 0 ? nullptr : buffer.data(), capacity, &length, timeout);
+        if (status != StatusCode::SUCCESS) {
+            return TarvixSDK_StatusName(status) + (length == 0 ? "" : ": " + std::to_string(length));
+        }
+        return std::to_string(buffer.at(6)) + " of " + std::to_string(length);
+    }
+
+    std::shared_ptr<fake_hid::Device> device;
+    TarvixSDK_Handle* const handle;
+};
+
+TEST_F(FlatSession, OpensAsItsFlagsSayAndTellsWhyNot)
+{
+    char node[] = "/tmp/tarvix-node.XXXXXX";
+    const int lock = ::mkstemp(node);
+    ASSERT_EQ(::flock(lock, LOCK_EX), 0); // as another session does
+    fake_hid::reset();
+    device = fake_hid::attach({.path = node, .serial = L"A1"});
+    device->onFrame([this](const Bytes& request) { // the answer is another request's
+        device->deliverFrame({99, 0, request[2], request[3], 0, 0});
+    });
+    for (const std::uint32_t flags : {0U, 1U, 2U, 3U}) {
+        SCOPED_TRACE(flags);
+        TarvixSDK_Handle* const other = TarvixSDK_Create((flags & TARVIXSDK_OPEN_PLAIN) != 0 ? LONG_ENOUGH : 1);
+        const bool shared = (flags & TARVIXSDK_OPEN_SHARED) != 0;
+        TarvixSDK_OpenResult result;
+        EXPECT_EQ(TarvixSDK_Open(other, nullptr, nullptr, flags, &result), result.status);
+        EXPECT_EQ(result.status, shared ? OpenStatus::OPENED : OpenStatus::IN_USE);
+        EXPECT_EQ(result.holder, shared ? 0 : ::getpid());
+        EXPECT_STREQ(result.path, node);
+        EXPECT_NE(std::strstr(result.message, node), nullptr) << result.message;
+        EXPECT_EQ(TarvixSDK_IsConnected(other), shared);
+        if (shared) {
+            EXPECT_EQ(TarvixSDK_UartDeinit(other),
+                      (flags & TARVIXSDK_OPEN_PLAIN) != 0 ? StatusCode::SUCCESS : StatusCode::NO_RESPONSE);
+        }
+        TarvixSDK_Destroy(other);
+    }
+    ::close(lock);
+    EXPECT_EQ(TarvixSDK_Open(handle, nullptr, "B2", 0, nullptr), OpenStatus::NO_ADAPTER);
+    EXPECT_EQ(TarvixSDK_Open(handle, node, "A1", 0, nullptr), OpenStatus::OPENED);
+    std::remove(node);
+}
+
+TEST_F(FlatSession, CutsLongTextsBetweenCharacters)
+{
+    std::string path;
+    for (int i = 0; i < 300; ++i) {
+        path += "\u00e9";
+    }
+    fake_hid::reset();
+    fake_hid::attach({.path = path, .openable = false});
+    TarvixSDK_OpenResult result;
+    EXPECT_EQ(TarvixSDK_Open(handle, path.c_str(), nullptr, 0, &result), OpenStatus::FAILED);
+    EXPECT_EQ(result.path, path.substr(0, 254));
+    EXPECT_EQ(result.message, ("cannot open " + path).substr(0, 510));
+}
+
+TEST_F(FlatSession, ListsAdaptersInRecordsOfTheirOwn)
+{
+    fake_hid::attach({.path = "b", .productId = fake_hid::LARGE_REPORTS, .serial = std::nullopt});
+    TarvixSDK_AdapterInfo* list = nullptr;
+    ASSERT_EQ(TarvixSDK_ListAdapters(&list), 2U);
+    EXPECT_STREQ(list[0].path, "no file: nothing to lock");
+    EXPECT_STREQ(list[0].serialNumber, "TVX0000001");
+    EXPECT_EQ(list[0].reportSize, 64U);
+    EXPECT_EQ(list[1].vendorId, 0x1FC9);
+    EXPECT_EQ(list[1].productId, fake_hid::LARGE_REPORTS);
+    EXPECT_EQ(list[1].reportSize, 1024U);
+    EXPECT_EQ(std::string(list[1].serialNumber) + list[1].manufacturer + list[1].product + list[1].usbPort, "");
+    EXPECT_EQ(TarvixSDK_ListAdapters(nullptr), 2U);
+    TarvixSDK_FreeAdapters(list);
+    fake_hid::reset();
+    EXPECT_EQ(TarvixSDK_ListAdapters(&list), 0U);
+    EXPECT_EQ(list, nullptr);
+    TarvixSDK_FreeAdapters(nullptr);
+    EXPECT_EQ(TarvixSDK_StatusName(StatusCode{0x0102}), nullptr);
+}
+
+TEST_F(FlatSession, ANullHandleIsHarmless)
+{
+    TarvixSDK_OpenResult result;
+    std::memset(&result, 'x', sizeof result);
+    EXPECT_EQ(TarvixSDK_Open(nullptr, nullptr, nullptr, 0, &result), OpenStatus::FAILED);
+    EXPECT_EQ(result.status, OpenStatus::FAILED);
+    EXPECT_STREQ(result.path, "");
+    EXPECT_STREQ(result.message, "no handle");
+    EXPECT_EQ(TarvixSDK_Open(nullptr, nullptr, nullptr, 0, nullptr), OpenStatus::FAILED);
+    EXPECT_FALSE(TarvixSDK_IsConnected(nullptr));
+    TarvixSDK_OnNotificationFrame(nullptr, nullptr, nullptr);
+    TarvixSDK_OnConnectionLost(nullptr, nullptr, nullptr);
+    EXPECT_EQ(TarvixSDK_NextNotification(nullptr, nullptr, 1, nullptr, FOREVER), StatusCode::NOT_CONNECTED);
+    EXPECT_EQ(TarvixSDK_DroppedNotifications(nullptr), 0U);
+}
+
+TEST_F(FlatSession, CallbacksGetTheirContextAndWholeFrames)
+{
+    Received<Bytes> first, second;
+    Received<int> losses;
+    const TarvixSDK_FrameCallback keep = [](void* context, const std::uint8_t* frame, std::size_t length) {
+        static_cast<Received<Bytes>*>(context)->add({frame, frame + length});
+    };
+    TarvixSDK_OnConnectionLost(
+        handle, [](void* context) { static_cast<Received<int>*>(context)->add(1); }, &losses);
+    TarvixSDK_OnNotificationFrame(handle, keep, &first);
+    ASSERT_EQ(open(), OpenStatus::OPENED);
+    notify(0x12, 300);
+    ASSERT_EQ(first.atLeast(1).size(), 1U);
+    EXPECT_EQ(first.atLeast(1)[0], padded(hex("00 00 81 10 00 00 12"), 300));
+    TarvixSDK_OnNotificationFrame(handle, keep, &second);
+    notify(2);
+    ASSERT_EQ(second.atLeast(1).size(), 1U);
+    TarvixSDK_OnNotificationFrame(handle, nullptr, &second);
+    notify(3);
+    ASSERT_TRUE(device->settle());
+    device->unplug();
+    ASSERT_EQ(losses.atLeast(1).size(), 1U);
+    EXPECT_FALSE(TarvixSDK_IsConnected(handle));
+    EXPECT_EQ(first.size() + second.size(), 2U);
+
+    TarvixSDK_OnConnectionLost(handle, nullptr, nullptr);
+    device->replug();
+    ASSERT_EQ(open(), OpenStatus::OPENED);
+    device->unplug();
+    EXPECT_EQ(next(1, FOREVER), "ADAPTER_LOST");
+    EXPECT_EQ(losses.size(), 1U);
+}
+
+// The reader thread may still be busy with the loss.
+TEST_F(FlatSession, AHandleMayGoTheMomentItsAdapterIsLost)
+{
+    for (int i = 0; i < 5; ++i) {
+        TarvixSDK_Handle* const brief = TarvixSDK_Create(0);
+        ASSERT_EQ(TarvixSDK_Open(brief, nullptr, nullptr, 0, nullptr), OpenStatus::OPENED);
+        device->unplug();
+        while (TarvixSDK_IsConnected(brief)) {
+            std::this_thread::yield();
+        }
+        TarvixSDK_Destroy(brief);
+        device->replug();
+    }
+}
+
+TEST_F(FlatSession, NotificationsAreFetchedInOrderAndWhole)
+{
+    EXPECT_EQ(next(8, FOREVER), "NOT_CONNECTED");
+    for (const bool plain : {true, false}) {
+        ASSERT_TRUE(plain ? TarvixSDK_Connect(handle, nullptr) : open() == OpenStatus::OPENED);
+        notify(1, 300);
+        notify(2);
+        EXPECT_EQ(next(299, FOREVER), "INVALID_ARGUMENT: 300") << "stays";
+        EXPECT_EQ(next(0), "INVALID_ARGUMENT: 300");
+        EXPECT_EQ(next(300), "1 of 300");
+        EXPECT_EQ(next(8, LONG_ENOUGH), "2 of 7");
+        for (const int timeout : {0, 1, -2}) {
+            EXPECT_EQ(next(8, timeout), "NO_RESPONSE");
+        }
+        TarvixSDK_Disconnect(handle);
+    }
+    std::size_t length = 0;
+    EXPECT_EQ(TarvixSDK_NextNotification(handle, nullptr, 1, &length, 0), StatusCode::INVALID_ARGUMENT);
+    EXPECT_EQ(TarvixSDK_NextNotification(handle, nullptr, 0, nullptr, 0), StatusCode::INVALID_ARGUMENT);
+}
+
+TEST_F(FlatSession, TheQueueEndsWithTheSessionAndBeginsEmpty)
+{
+    ASSERT_EQ(open(), OpenStatus::OPENED);
+    std::thread fetcher([this] { EXPECT_EQ(next(8, FOREVER), "NOT_CONNECTED"); });
+    TarvixSDK_Disconnect(handle);
+    fetcher.join();
+
+    ASSERT_EQ(open(), OpenStatus::OPENED);
+    fetcher = std::thread([this] { EXPECT_EQ(next(8, FOREVER), "ADAPTER_LOST"); });
+    device->unplug();
+    fetcher.join();
+
+    device->replug();
+    ASSERT_EQ(open(), OpenStatus::OPENED);
+    notify(1);
+    notify(2);
+    ASSERT_TRUE(device->settle());
+    TarvixSDK_Disconnect(handle);
+    EXPECT_EQ(next(), "1 of 7") << "what came before the end can still be fetched";
+    EXPECT_EQ(TarvixSDK_Open(handle, "other", nullptr, 0, nullptr), OpenStatus::NO_ADAPTER);
+    EXPECT_EQ(next(8, FOREVER), "2 of 7") << "and is not lost when nothing opens";
+    EXPECT_EQ(next(8, FOREVER), "NOT_CONNECTED");
+
+    ASSERT_EQ(open(), OpenStatus::OPENED);
+    notify(3);
+    ASSERT_TRUE(device->settle());
+    TarvixSDK_Disconnect(handle);
+    ASSERT_EQ(open(), OpenStatus::OPENED);
+    notify(4);
+    EXPECT_EQ(next(8, FOREVER), "4 of 7");
+}
+
+} // namespace
