@@ -15,7 +15,7 @@ std::atomic<int> allocations = 0; // outside the double, on any thread
 
 } // namespace
 
-void* operator new(std::size_t size)
+[[gnu::noinline]] void* operator new(std::size_t size)
 {
     allocations += fake_hid::isInside() ? 0 : 1;
     if (void* memory = std::malloc(size != 0 ? size : 1)) {
@@ -24,12 +24,12 @@ void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
-void operator delete(void* memory) noexcept
+[[gnu::noinline]] void operator delete(void* memory) noexcept
 {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
 {
     std::free(memory);
 }
