@@ -34,13 +34,13 @@ class Log:
 
 
 absences = []
-with subprocess.Popen([logger, "5"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as process:
+with subprocess.Popen([logger, "40"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as process:
     log = Log(process.stdout)
     log.until(lambda begun, missed: not missed)
     for turn in range(20):
         unplugged = time.time()
         trigger("unplug")
-        if turn % 2:  # else it is back before the loss is noticed
+        if turn % 2:  # else, as a rule, it is back before the loss is noticed
             log.until(lambda begun, missed: missed)
         trigger("replug")
         replugged = time.time()
