@@ -25,9 +25,10 @@
  * 3. **Matching.** A plain session does not match responses to requests: the adapter answers in order, and whichever
  *    response arrives first ends the wait. After a `NO_RESPONSE` the late response is stored and answers the next call,
  *    whose own response answers the call after it: each following call returns the answer before. Only `getUsbString`
- *    notices. A stored response survives `disconnect` and `connect`: only a new `TarvixSDK`, opened once the adapter
- *    has caught up, is in step. Of two responses that arrive close together the later one counts. A strict session
- *    matches responses by transaction id, and has none of this: the call after a `NO_RESPONSE` gets its own answer.
+ *    notices. A stored response survives `disconnect` and `connect`; `disconnect` and `open`, or a new `TarvixSDK`,
+ *    begin in step once the adapter has caught up. Of two responses that arrive close together the later one counts.
+ *    A strict session matches responses by transaction id, and has none of this: the call after a `NO_RESPONSE` gets
+ *    its own answer.
  * 4. **Threads.** A strict session serves calls from several threads one after another; use a plain one from one thread
  *    at a time. Different sessions are independent. Handlers run on the session's reader thread, and nothing is read
  *    while one runs: Linux keeps 63 unread reports and then drops the newest without a word, so a slow handler tears
