@@ -3,12 +3,19 @@
 //
 //   bare_write/64              one hid_write, for scale
 //   command/64                 the same through a command: frame, segment, write
+//   exchange/A_to_B            two kinds of exchange by turns, and the ratio of their medians
 //   long_write, long_read      65,535 bytes through 64- and 1024-byte reports, as bytes per second
 //   copy                       memcpy of the same bytes, the floor
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -24,16 +31,12 @@ using Bytes = std::vector<std::uint8_t>;
 // The product to be found, and the reports that the reader gets after each last segment of a request.
 std::uint16_t product = 0x82FC;
 std::vector<Bytes> answer;
-std::mutex mutex;
-std::condition_variable changed;
-std::size_t next = SIZE_MAX; // report of `answer` to be read next
 
 void setUp(std::uint16_t kind, const Bytes& answerFrame)
 {
     product = kind;
     const std::size_t capacity = (kind == 0x82FC ? 64U : 1024U) - 2;
     answer.clear();
-    next = SIZE_MAX;
     for (std::size_t at = 0; at < answerFrame.size(); at += capacity) {
         const std::size_t count = std::min(capacity, answerFrame.size() - at);
         const std::size_t header = count << 2 | (at == 0 ? 1U : 0U) | (at + count == answerFrame.size() ? 2U : 0U);
@@ -47,7 +50,12 @@ void setUp(std::uint16_t kind, const Bytes& answerFrame)
 
 } // namespace
 
-struct hid_device_ {};
+struct hid_device_ {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::size_t next = SIZE_MAX; // report of `answer` to be read next
+    unsigned char transactionId[2]{};
+};
 
 int hid_init()
 {
@@ -73,30 +81,41 @@ void hid_free_enumeration(hid_device_info*) {}
 
 hid_device* hid_open_path(const char*)
 {
-    static hid_device_ device;
-    return &device;
+    return new hid_device_;
 }
 
-void hid_close(hid_device*) {}
+void hid_close(hid_device* device)
+{
+    delete device;
+}
 
-int hid_write(hid_device*, const unsigned char* data, size_t length)
+int hid_write(hid_device* device, const unsigned char* data, size_t length)
 {
     benchmark::DoNotOptimize(data[length - 1]);
-    if (!answer.empty() && (data[1] & 2U) != 0) {
-        const std::lock_guard lock(mutex);
-        next = 0;
-        changed.notify_one();
+    if (!answer.empty()) {
+        const std::lock_guard lock(device->mutex);
+        if ((data[1] & 1U) != 0) { // the first segment
+            std::copy_n(data + 3, 2, device->transactionId);
+        }
+        if ((data[1] & 2U) != 0) { // the last one
+            device->next = 0;
+            device->changed.notify_one();
+        }
     }
     return static_cast<int>(length);
 }
 
-int hid_read_timeout(hid_device*, unsigned char* data, size_t length, int milliseconds)
+int hid_read_timeout(hid_device* device, unsigned char* data, size_t length, int milliseconds)
 {
-    std::unique_lock lock(mutex);
-    if (!changed.wait_for(lock, std::chrono::milliseconds(milliseconds), [] { return next < answer.size(); })) {
+    std::unique_lock lock(device->mutex);
+    if (!device->changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                                  [device] { return device->next < answer.size(); })) {
         return 0;
     }
-    std::memcpy(data, answer[next++].data(), length);
+    std::memcpy(data, answer[device->next].data(), length);
+    if (device->next++ == 0) {
+        std::copy_n(device->transactionId, 2, data + 2);
+    }
     return static_cast<int>(length);
 }
 
@@ -108,8 +127,9 @@ void bareWrite(benchmark::State& state)
 {
     setUp(0x82FC, {});
     Bytes report(65);
+    hid_device_ device;
     for (auto _ : state) {
-        hid_write(nullptr, report.data(), report.size());
+        hid_write(&device, report.data(), report.size());
     }
 }
 BENCHMARK(bareWrite)->Name("bare_write/64");
@@ -125,16 +145,112 @@ void command(benchmark::State& state)
 }
 BENCHMARK(command)->Name("command/64");
 
-void exchange(benchmark::State& state)
+using Exchange = std::function<void()>;
+using MakeExchange = Exchange (*)();
+
+// What a program without the library would do: a thread that reads, and a condition variable.
+class BareSession {
+public:
+    ~BareSession()
+    {
+        running_ = false;
+        reader_.join();
+        hid_close(device_);
+    }
+
+    void exchange()
+    {
+        hid_write(device_, request_.data(), request_.size());
+        std::unique_lock lock(mutex_);
+        arrived_.wait(lock, [this] { return response_; });
+        response_ = false;
+    }
+
+private:
+    void read()
+    {
+        Bytes report(64);
+        while (running_) {
+            if (hid_read_timeout(device_, report.data(), report.size(), 100) > 0) {
+                const std::lock_guard lock(mutex_);
+                response_ = true;
+                arrived_.notify_one();
+            }
+        }
+    }
+
+    hid_device* const device_ = hid_open_path("");
+    const Bytes request_ = [] {
+        Bytes report(65);
+        report[1] = 3; // first and last segment
+        return report;
+    }();
+    std::mutex mutex_;
+    std::condition_variable arrived_;
+    bool response_ = false;
+    std::atomic<bool> running_ = true;
+    std::thread reader_{[this] { read(); }};
+};
+
+Exchange bare()
+{
+    return [session = std::make_shared<BareSession>()] { session->exchange(); };
+}
+
+Exchange session(bool strict)
+{
+    auto sdk = std::make_shared<TarvixSDK>(1000);
+    OpenOptions options;
+    options.exclusive = false;
+    options.strict = strict;
+    sdk->open(options);
+    return [sdk] {
+        if (sdk->gpioDigitalWrite(GpioPinNumber::PIN_1, GpioLogicLevel::HIGH) != StatusCode::SUCCESS) {
+            std::abort();
+        }
+    };
+}
+
+Exchange plain()
+{
+    return session(false);
+}
+
+Exchange strict()
+{
+    return session(true);
+}
+
+double median(std::vector<double>& values)
+{
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+// By turns, so that whatever else the machine does hits both alike.
+void exchange(benchmark::State& state, MakeExchange makeLeft, MakeExchange makeRight)
 {
     setUp(0x82FC, {1, 0, 2, 0x14, 0, 0});
-    TarvixSDK sdk(1000);
-    sdk.connect("");
+    const Exchange exchanges[]{makeLeft(), makeRight()};
+    std::vector<double> times[2];
+    std::size_t first = 0;
     for (auto _ : state) {
-        sdk.gpioDigitalWrite(GpioPinNumber::PIN_1, GpioLogicLevel::HIGH);
+        first = 1 - first;
+        for (const std::size_t which : {first, 1 - first}) {
+            const auto begin = std::chrono::steady_clock::now();
+            exchanges[which]();
+            times[which].push_back(
+                std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin).count());
+        }
     }
+    state.counters["left_ns"] = median(times[0]);
+    state.counters["right_ns"] = median(times[1]);
+    state.counters["ratio"] = state.counters["left_ns"] / state.counters["right_ns"];
 }
-BENCHMARK(exchange)->Name("exchange/64")->UseRealTime();
+BENCHMARK_CAPTURE(exchange, strict_to_plain, strict, plain)->UseRealTime();
+BENCHMARK_CAPTURE(exchange, plain_to_plain, plain, plain)->UseRealTime();
+BENCHMARK_CAPTURE(exchange, plain_to_bare, plain, bare)->UseRealTime();
 
 void copy(benchmark::State& state)
 {

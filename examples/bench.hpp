@@ -9,28 +9,37 @@
 
 #include <tarvixsdk/sdk.hpp>
 
-// Throws unless `status` is success. The library's statuses have names; the adapter's are defined by its firmware.
-inline void check(StatusCode status, const std::string& what)
+// The library's statuses have names; the adapter's numbers are defined by its firmware.
+inline std::string describe(StatusCode status)
 {
-    if (status == StatusCode::SUCCESS) {
-        return;
+    if (const char* const name = statusName(status)) {
+        return name;
     }
-    char number[8];
-    std::snprintf(number, sizeof number, "0x%04X", static_cast<unsigned>(status));
-    throw std::runtime_error(what + (status == StatusCode::NO_RESPONSE ? ": no response in time" : ": status ") +
-                             (status == StatusCode::NO_RESPONSE ? "" : number));
+    char text[32];
+    std::snprintf(text, sizeof text, "adapter status 0x%04X", static_cast<unsigned>(status));
+    return text;
 }
 
-// Runs an example on the first adapter, or on the one whose serial number is the program's argument.
+// Throws unless `status` is success.
+inline void check(StatusCode status, const std::string& what)
+{
+    if (status != StatusCode::SUCCESS) {
+        throw std::runtime_error(what + ": " + describe(status));
+    }
+}
+
+// Runs an example on the adapter whose serial number is the program's argument, or on the only one. The adapter closes
+// when this returns: what a handler uses must be declared before it is called.
 template <typename Example>
 int run(int argc, char** argv, Example example)
 {
     try {
-        const std::string serialNumber = argc > 1 ? argv[1] : "";
         TarvixSDK adapter(2000); // milliseconds to wait for each response
-        if (!adapter.connectWithSerialNumber(serialNumber)) {
-            throw std::runtime_error("no adapter " + serialNumber +
-                                     " could be opened: is it plugged in, and may you use its hidraw node?");
+        OpenOptions options;
+        options.serialNumber = argc > 1 ? argv[1] : "";
+        const OpenResult opened = adapter.open(options);
+        if (!opened) {
+            throw std::runtime_error(opened.message);
         }
         example(adapter);
         return EXIT_SUCCESS;

@@ -6,29 +6,27 @@
 
 int main(int argc, char** argv)
 {
-    return run(argc, argv, [](TarvixSDK& adapter) {
-        std::promise<unsigned> fired;
-        adapter.onNotification([&fired, once = false](const Notification& notification) mutable {
+    std::promise<void> rose; // before the adapter, whose reader thread uses it
+    return run(argc, argv, [&rose](TarvixSDK& adapter) {
+        constexpr auto DRIVEN = GpioPinNumber::PIN_0;
+        constexpr auto WATCHED = GpioPinNumber::PIN_1;
+        adapter.onNotification([&rose, once = false](const Notification& notification) mutable {
             const GpioInterruptNotification* const interrupt = notification.gpio();
-            if (interrupt != nullptr && !once) { // on the reader thread: hand it over and return
+            if (interrupt != nullptr && GpioPinNumber{interrupt->pinNumber} == WATCHED && !once) {
                 once = true;
-                fired.set_value(interrupt->pinNumber);
+                rose.set_value(); // on the reader thread: hand it over and return
             }
         });
 
-        constexpr auto DRIVEN = GpioPinNumber::PIN_0;
-        constexpr auto WATCHED = GpioPinNumber::PIN_1;
         check(adapter.gpioConfigurePin(DRIVEN, GpioFunctionality::OUTPUT, GpioLogicLevel::LOW), "configuring pin 0");
         check(adapter.gpioConfigurePin(WATCHED, GpioFunctionality::INPUT, GpioLogicLevel::LOW), "configuring pin 1");
         check(adapter.gpioConfigureInterrupt(WATCHED, GpioTriggerType::RISING_EDGE), "arming pin 1");
         check(adapter.gpioDigitalWrite(DRIVEN, GpioLogicLevel::HIGH), "driving pin 0");
 
-        std::future<unsigned> pin = fired.get_future();
-        if (pin.wait_for(std::chrono::seconds(2)) != std::future_status::ready) {
+        if (rose.get_future().wait_for(std::chrono::seconds(2)) != std::future_status::ready) {
             throw std::runtime_error("pin 1 did not follow: are the pins wired together?");
         }
-        std::printf("pin %u rose\n", pin.get());
+        std::puts("pin 1 rose");
         check(adapter.gpioDisableInterrupt(WATCHED), "disarming pin 1");
-        adapter.onNotification(nullptr);
     });
 }

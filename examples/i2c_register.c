@@ -2,7 +2,7 @@
  * Reads the temperature register of a sensor at address 0x48 on I2C port 0, two bytes with the most significant first,
  * then prints notifications until Enter is pressed. The sensor's alert output is expected on pin 0.
  *
- * usage: example_i2c_register [SERIAL]     without SERIAL: the first adapter found
+ * usage: example_i2c_register [SERIAL]     without SERIAL: the only adapter attached
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -41,27 +41,19 @@ static void printNotification(const Notification* notification)
     fflush(stdout);
 }
 
-/* What to tell the user about a failure. */
-static const char* explain(StatusCode status)
-{
-    switch (status) {
-    case StatusCode_NO_RESPONSE:
-        return "no response: is the adapter still plugged in?";
-    case StatusCode_NOT_CONNECTED:
-        return "not connected";
-    case StatusCode_INVALID_ARGUMENT:
-        return "an argument is out of range";
-    default:
-        return "the adapter reports an error: is the target there, powered and pulled up?";
-    }
-}
-
 static int succeeded(const char* what, StatusCode status)
 {
+    const char* const name = TarvixSDK_StatusName(status);
+
     if (status == StatusCode_SUCCESS) {
         return 1;
     }
-    fprintf(stderr, "%s: status 0x%04x, %s\n", what, (unsigned)status, explain(status));
+    if (name != NULL) {
+        fprintf(stderr, "%s: %s\n", what, name);
+    } else { /* the number is defined by the firmware */
+        fprintf(stderr, "%s: adapter status 0x%04x; is the target there, powered and pulled up?\n", what,
+                (unsigned)status);
+    }
     return 0;
 }
 
@@ -99,8 +91,8 @@ static int watchAlert(TarvixSDK_Handle* handle)
 
 int main(int argc, char** argv)
 {
-    const char* const serialNumber = argc == 2 ? argv[1] : "";
     TarvixSDK_Handle* handle;
+    TarvixSDK_OpenResult opened;
     int ok = 0;
 
     if (argc > 2) {
@@ -109,15 +101,10 @@ int main(int argc, char** argv)
     }
     handle = TarvixSDK_Create(TIMEOUT_MS);
     TarvixSDK_onNotification(handle, printNotification);
-    if (TarvixSDK_ConnectWithSerialNumber(handle, serialNumber)) {
+    if (TarvixSDK_Open(handle, NULL, argc == 2 ? argv[1] : NULL, 0, &opened) == OpenStatus_OPENED) {
         ok = readSensor(handle) && watchAlert(handle);
-    } else if (*serialNumber != '\0') {
-        fprintf(stderr,
-                "no adapter with serial number \"%s\" could be opened: is it plugged in, and may you use its hidraw "
-                "node?\n",
-                serialNumber);
     } else {
-        fprintf(stderr, "no adapter could be opened: is one plugged in, and may you use its hidraw node?\n");
+        fprintf(stderr, "%s: %s\n", argv[0], opened.message);
     }
     TarvixSDK_Destroy(handle);
     return ok ? EXIT_SUCCESS : EXIT_FAILURE;

@@ -27,6 +27,9 @@ int main(int argc, char** argv)
         std::vector<std::uint8_t> data;
         check(adapter.i3cSdrWrite(address, {0x10}, {0xCA, 0xFE}, I3cTransferFlags::NONE), "writing");
         check(adapter.i3cSdrRead(address, {0x10}, 2, data, I3cTransferFlags::NONE), "reading");
-        std::printf("registers 0x10, 0x11: %02x %02x\n", data.at(0), data.at(1));
+        if (data.size() < 2) {
+            throw std::runtime_error("the target ended the read early");
+        }
+        std::printf("registers 0x10, 0x11: %02x %02x\n", data[0], data[1]);
     });
 }

@@ -7,10 +7,11 @@
 
 int main(int argc, char** argv)
 {
-    return run(argc, argv, [](TarvixSDK& adapter) {
-        std::mutex mutex;
-        std::condition_variable arrived;
-        std::string received;
+    // Before the adapter, whose reader thread uses them.
+    std::mutex mutex;
+    std::condition_variable arrived;
+    std::string received;
+    return run(argc, argv, [&](TarvixSDK& adapter) {
         adapter.onNotification([&](const Notification& notification) {
             if (const UartRxNotification* const bytes = notification.uartRx()) {
                 const std::lock_guard lock(mutex);
@@ -32,6 +33,5 @@ int main(int argc, char** argv)
         std::printf("%s\n", received.c_str());
         lock.unlock();
         check(adapter.uartDeinit(), "closing the UART");
-        adapter.onNotification(nullptr);
     });
 }

@@ -28,12 +28,11 @@
  *      - Byte arrays, records and their lengths are written when the status is 0 and left alone otherwise.
  *      - In a plain session a single number (`uint16_t* voltage`, `uint8_t* bcr`, ...) is written whenever a response
  *        arrived, even with an error status of the adapter. Test the status before you trust it.
- * 8. **Buffers.** A strict session never writes more than was asked for. In a plain session, unless there is a
- *    `capacity`, nothing limits what is written: **the adapter decides how many bytes come, whatever was asked for**,
- *    and a buffer must hold the largest result:
- *      - CCC reads (`TarvixSDK_I3cCccGET...`): 255 bytes;
- *      - `TarvixSDK_SpiTransfer` and the I3C private reads: 65,535 bytes;
- *      - `TarvixSDK_I2cRead`: exactly the `length` asked for.
+ * 8. **Buffers.** Unless there is a `capacity`, no size is passed. A strict session writes at most what was asked for.
+ *    In a plain one **the adapter decides how many bytes come, whatever was asked for**. A buffer must have room for
+ *      - the I3C private reads and `TarvixSDK_SpiTransfer`: `length` bytes; in a plain session 65,535;
+ *      - GETPID 6 bytes, GETMXDS 5, GETCAPS and GETXTIME 4, GETSTATUS 2; in a plain session 255 for each;
+ *      - `TarvixSDK_I2cRead`: `length` bytes, in a plain session, too.
  * 9. **Threads** are those of `TarvixSDK`. Callbacks run on the handle's reader thread; see
  *    `TarvixSDK_NotificationCallback`.
  * 10. **Exceptions** do not leave these functions, but for `std::bad_alloc` when memory runs out, which ends a program
@@ -400,7 +399,7 @@ TARVIX_API StatusCode TarvixSDK_SpiSetParameters(TarvixSDK_Handle* handle, SpiBi
  * Mirrors `spiTransfer`.
  *
  * @param txData null sends nothing, whatever `txLength` is; otherwise must be readable even with a null handle
- * @param rxBuffer room for 65,535 bytes; null discards what is received
+ * @param rxBuffer room: see convention 8; null discards what is received
  * @param length the transfer length that is sent; the number of bytes received is not reported
  */
 TARVIX_API StatusCode TarvixSDK_SpiTransfer(TarvixSDK_Handle* handle, const uint8_t* txData, uint16_t txLength,
@@ -468,7 +467,7 @@ TARVIX_API StatusCode TarvixSDK_I3cTargetResetPattern(TarvixSDK_Handle* handle);
 /** @name I3C private transfers */
 /**@{*/
 
-/** Mirrors `i3cSdrRead`. @param data room for 65,535 bytes @param dataLength receives the number of bytes written */
+/** Mirrors `i3cSdrRead`. @param data room: see convention 8 @param dataLength receives the number of bytes written */
 TARVIX_API StatusCode TarvixSDK_I3cSdrRead(TarvixSDK_Handle* handle, uint8_t targetAddress,
                                            const uint8_t* registerAddress, uint8_t registerAddressLength,
                                            uint16_t length, uint8_t* data, uint16_t* dataLength,
@@ -479,7 +478,7 @@ TARVIX_API StatusCode TarvixSDK_I3cSdrWrite(TarvixSDK_Handle* handle, uint8_t ta
                                             const uint8_t* registerAddress, uint8_t registerAddressLength,
                                             const uint8_t* data, uint16_t dataLength, I3cTransferFlags flags);
 
-/** Mirrors `i3cHdrDdrRead`. The length pointer comes first here. @param data room for 65,535 bytes */
+/** Mirrors `i3cHdrDdrRead`. The length pointer comes first here. @param data room: see convention 8 */
 TARVIX_API StatusCode TarvixSDK_I3cHdrDdrRead(TarvixSDK_Handle* handle, uint8_t targetAddress, uint8_t command,
                                               uint16_t length, uint16_t* dataLength, uint8_t* data);
 
@@ -487,7 +486,7 @@ TARVIX_API StatusCode TarvixSDK_I3cHdrDdrRead(TarvixSDK_Handle* handle, uint8_t 
 TARVIX_API StatusCode TarvixSDK_I3cHdrDdrWrite(TarvixSDK_Handle* handle, uint8_t targetAddress, uint8_t command,
                                                const uint8_t* data, uint16_t dataLength);
 
-/** Mirrors `i3cLegacyI2cRead`. @param data room for 65,535 bytes; how many were written is not reported */
+/** Mirrors `i3cLegacyI2cRead`. @param data room: see convention 8; how many were written is not reported */
 TARVIX_API StatusCode TarvixSDK_I3cLegacyI2CRead(TarvixSDK_Handle* handle, uint8_t targetAddress,
                                                  const uint8_t* registerAddress, uint8_t registerAddressLength,
                                                  uint16_t length, uint8_t* data, I3cTransferFlags flags);
@@ -593,27 +592,28 @@ TARVIX_API StatusCode TarvixSDK_I3cCccGETMWL(TarvixSDK_Handle* handle, uint8_t a
  */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETMRL(TarvixSDK_Handle* handle, uint8_t address, uint16_t* maxReadLength,
                                              uint8_t* maxIbiPayloadSize, uint8_t* hasMaxIbiPayloadSize);
-/** Mirrors `i3cCccGETPID`. @param pid room for 255 bytes, though a conforming target sends 6; no length is reported */
+/** Mirrors `i3cCccGETPID`. @param pid room: see convention 8; no length is reported */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETPID(TarvixSDK_Handle* handle, uint8_t address, uint8_t* pid);
 /** Mirrors `i3cCccGETBCR`. */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETBCR(TarvixSDK_Handle* handle, uint8_t address, uint8_t* bcr);
 /** Mirrors `i3cCccGETDCR`. */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETDCR(TarvixSDK_Handle* handle, uint8_t address, uint8_t* dcr);
-/** Mirrors `i3cCccGETSTATUS`. @param status room for 255 bytes @param length receives the number of bytes written */
+/** Mirrors `i3cCccGETSTATUS`. @param status room: see convention 8 @param length receives the number of bytes written
+ */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETSTATUS(TarvixSDK_Handle* handle, uint8_t address, uint8_t* status,
                                                 uint8_t* length, bool hasDefiningByte, uint8_t definingByte);
 /**
  * Mirrors `i3cCccGETMXDS`.
  *
- * @param maxDataSpeed room for 255 bytes
+ * @param maxDataSpeed room: see convention 8
  * @param length receives the number of bytes written
  */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETMXDS(TarvixSDK_Handle* handle, uint8_t address, uint8_t* maxDataSpeed,
                                               uint8_t* length);
-/** Mirrors `i3cCccGETCAPS`. @param caps room for 255 bytes @param length receives the number of bytes written */
+/** Mirrors `i3cCccGETCAPS`. @param caps room: see convention 8 @param length receives the number of bytes written */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETCAPS(TarvixSDK_Handle* handle, uint8_t address, uint8_t* caps, uint8_t* length,
                                               bool hasDefiningByte, uint8_t definingByte);
-/** Mirrors `i3cCccGETXTIME`. @param xtime room for 255 bytes @param length receives the number of bytes written */
+/** Mirrors `i3cCccGETXTIME`. @param xtime room: see convention 8 @param length receives the number of bytes written */
 TARVIX_API StatusCode TarvixSDK_I3cCccGETXTIME(TarvixSDK_Handle* handle, uint8_t address, uint8_t* xtime,
                                                uint8_t* length);
 /**@}*/

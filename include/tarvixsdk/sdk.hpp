@@ -25,8 +25,9 @@
  * 3. **Matching.** A plain session does not match responses to requests: the adapter answers in order, and whichever
  *    response arrives first ends the wait. After a `NO_RESPONSE` the late response is stored and answers the next call,
  *    whose own response answers the call after it: each following call returns the answer before. Only `getUsbString`
- *    notices. A stored response survives `disconnect` and `connect`. Of two responses that arrive close together the
- *    later one counts. A strict session matches responses by transaction id, and has none of this.
+ *    notices. A stored response survives `disconnect` and `connect`: only a new `TarvixSDK`, opened once the adapter
+ *    has caught up, is in step. Of two responses that arrive close together the later one counts. A strict session
+ *    matches responses by transaction id, and has none of this: the call after a `NO_RESPONSE` gets its own answer.
  * 4. **Threads.** A strict session serves calls from several threads one after another; use a plain one from one thread
  *    at a time. Different sessions are independent. Handlers run on the session's reader thread, and nothing is read
  *    while one runs: Linux keeps 63 unread reports and then drops the newest without a word, so a slow handler tears
@@ -40,7 +41,7 @@
  * 7. **One program at a time.** Every session that has opened an adapter receives all of its responses; plain ones take
  *    each other's for their own. By default `open` locks the adapter, which keeps other callers of `open` out.
  * 8. **Loss** of the adapter calls the handler set with `onConnectionLost`. In a plain session each command then ends
- * in `NO_RESPONSE` or, without a timeout, never: `disconnect`, then `connect` again.
+ *    in `NO_RESPONSE` or, without a timeout, never: `disconnect`, then `connect` again.
  * 9. **Memory.** Arguments are only read during the call. Running out of memory raises `std::bad_alloc`; commands throw
  *    nothing else.
  */

@@ -201,6 +201,11 @@ void linger(bool on)
     ProcessCall::lingering = on;
 }
 
+bool isInside()
+{
+    return inside;
+}
+
 bool onReaderThread()
 {
     return reader && !inside;

@@ -144,6 +144,9 @@ struct Bus {
 int processOverlaps();
 void linger(bool on);
 
+// Whether this thread is inside the double just now.
+bool isInside();
+
 // Whether this thread is one on which the library reads, and not inside the double just now.
 bool onReaderThread();
 

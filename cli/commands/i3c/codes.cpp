@@ -249,8 +249,9 @@ const std::vector<Code>& codes()
     return CODES;
 }
 
-const Code& findCode(std::string name)
+const Code& findCode(const std::string& text)
 {
+    std::string name = text;
     std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::toupper(c); });
     for (const Code& code : codes()) {
         if (code.name == name) {

@@ -60,7 +60,7 @@ struct Code {
 const std::vector<Code>& codes();
 
 // By its name in any case. Throws UsageError.
-const Code& findCode(std::string name);
+const Code& findCode(const std::string& text);
 
 // "SETMRL [@ADDR] LENGTH [PAYLOAD]"
 std::string usage(const Code& code);

@@ -1,0 +1,36 @@
+"""Runs one example on a good adapter and on faulty ones: it does its job, or says why not and ends with status 1."""
+
+import os
+import re
+import subprocess
+import sys
+
+sim, example, output = sys.argv[1:4]
+arguments = sys.argv[4:]
+
+# Not the 1 of an example that fails.
+os.environ["ASAN_OPTIONS"] += ":exitcode=99"
+os.environ["UBSAN_OPTIONS"] = "exitcode=99"
+
+MESSAGES = ["NO_RESPONSE", "ADAPTER_LOST", "UNEXPECTED_RESPONSE", "RESPONSE_TOO_SHORT",
+            "adapter status 0x[0-9A-Fa-f]{4}(; is the target there, powered and pulled up\\?)?",
+            "no adapter attached", "pin 1 did not follow: are the pins wired together\\?",
+            "nothing came back: is the output wired to the input\\?", "no target on the bus took an address",
+            "the target ended the read early"]
+FAILURE = re.compile(f"([^\\n]+: ({'|'.join(MESSAGES)})\\n)+")
+
+
+def run(*options):
+    done = subprocess.run([sim, "run", *options, "--", example, *arguments], stdin=subprocess.DEVNULL,
+                          capture_output=True, text=True, timeout=120, check=False)
+    told = FAILURE.fullmatch(done.stderr) if done.returncode == 1 else done.returncode == 0 and done.stderr == ""
+    assert told, (options, done)
+    return done
+
+
+good = run()
+assert good.returncode == 0 and output in good.stdout, good
+for fault, reason in ("drop:1", "NO_RESPONSE"), ("unplug:1", "ADAPTER_LOST|no adapter attached"):
+    done = run("--fault", fault)
+    assert done.returncode == 1 and re.search(reason, done.stderr), done
+assert any(run("--fault", "garbage:0.3", "--seed", str(seed)).returncode == 1 for seed in range(1, 6))
