@@ -162,6 +162,8 @@ public:
      * A handler cannot close its own session: the reader thread cannot wait for itself. The reader then stops when the
      * handler returns, but the adapter stays open: `isConnected` stays true, `connect` returns true without restarting
      * the reader, and responses no longer arrive. Call `disconnect` from another thread to complete the closing.
+     * A strict session is over at once: `isConnected` is false, and `open` from another thread also completes the
+     * closing.
      *
      * @throws std::system_error `resource_deadlock_would_occur` when called from a handler
      */
