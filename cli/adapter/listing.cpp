@@ -15,22 +15,34 @@ const char* const PERMISSION_ADVICE =
 
 namespace {
 
-// Whether a serial number can be printed, typed and recognised as one.
-bool isPlain(const std::string& serialNumber)
+// A device chooses its serial number. In a selector of these characters no shell splits, expands or runs anything.
+bool isPlain(std::string_view word, std::string_view punctuation)
+{
+    return std::all_of(word.begin(), word.end(), [&](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
+               punctuation.find(c) != std::string_view::npos;
+    });
+}
+
+// Whether --adapter takes it for a serial number.
+bool isSelector(const std::string& serialNumber)
 {
     return !serialNumber.empty() && !serialNumber.starts_with("path:") && !serialNumber.starts_with("index:") &&
-           !serialNumber.starts_with('-') &&
-           std::all_of(serialNumber.begin(), serialNumber.end(), [](char c) { return c > 0x20 && c < 0x7F; });
+           !serialNumber.starts_with('-') && isPlain(serialNumber, "._:-");
 }
 
 void giveSelectors(std::vector<Adapter>& adapters)
 {
-    for (Adapter& adapter : adapters) {
+    for (std::size_t index = 0; index < adapters.size(); ++index) {
+        Adapter& adapter = adapters[index];
         const auto sameSerialNumber = std::count_if(adapters.begin(), adapters.end(), [&](const Adapter& other) {
             return other.serialNumber == adapter.serialNumber;
         });
-        adapter.selector =
-            sameSerialNumber == 1 && isPlain(adapter.serialNumber) ? adapter.serialNumber : "path:" + adapter.path;
+        if (sameSerialNumber == 1 && isSelector(adapter.serialNumber)) {
+            adapter.selector = adapter.serialNumber;
+        } else {
+            adapter.selector = isPlain(adapter.path, "._:-/") ? "path:" + adapter.path : fmt::format("index:{}", index);
+        }
     }
 }
 

@@ -11,6 +11,16 @@ _tarvix_options()
     sed -n '/^Options:/,/^$/s/^  \(-[A-Za-z0-9],\)\{0,1\}\(--[a-z0-9-]*\).*/\2/p'
 }
 
+# Offers the lines of standard input that begin with what was typed, as they are: the shell would expand the words of
+# compgen -W, and a device chooses some of them.
+_tarvix_offer()
+{
+    local word
+    while IFS= read -r word; do
+        [[ $word == "$1"* ]] && COMPREPLY+=("$word")
+    done
+}
+
 _tarvix()
 {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
@@ -19,7 +29,7 @@ _tarvix()
 
     case $previous in
         -a | --adapter)
-            mapfile -t COMPREPLY < <(compgen -W "$("$program" list 2>/dev/null | awk 'NR > 1 { print $1 }')" -- "$current")
+            _tarvix_offer "$current" < <("$program" list 2>/dev/null | awk 'NR > 1 { print $1 }')
             return
             ;;
     esac
@@ -35,9 +45,9 @@ _tarvix()
     done
 
     if [[ $current == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$(_tarvix_options <<<"$help"; _tarvix_options <<<"$common")" -- "$current" | sort -u)
+        _tarvix_offer "$current" < <(_tarvix_options <<<"$help"$'\n\n'"$common" | sort -u)
     else
-        mapfile -t COMPREPLY < <(compgen -W "$(_tarvix_commands <<<"$help")" -- "$current")
+        _tarvix_offer "$current" < <(_tarvix_commands <<<"$help")
     fi
 }
 

@@ -2,49 +2,46 @@
 
 import unittest
 
-from tool import ENVIRONMENT, TARVIX, UNREADABLE_ADAPTER, objects, run, shell, tarvix
-
-
-def listed(serial_numbers, *arguments, **variables):
-    """Runs the tool where adapters with these serial numbers are attached; their paths are /p0, /p1, ..."""
-    adapters = "\n".join(f"/p{i}\t{serial}" for i, serial in enumerate(serial_numbers))
-    environment = {**ENVIRONMENT, "LD_PRELOAD": UNREADABLE_ADAPTER, "TARVIX_TEST_ADAPTERS": adapters, **variables}
-    return run([TARVIX, *arguments], env=environment)
+from tool import TARVIX, attached, objects, run, shell, tarvix
 
 
 class Adapters(unittest.TestCase):
     def test_printed_selectors(self):
         table = [
-            (["A"], ["A"]),
-            (["A", "B", "A"], ["path:/p0", "B", "path:/p2"]),
-            (["", "B"], ["path:/p0", "B"]),
-            (["index:1", "path:/p0", "-a", "two words", "tab\x07"], [f"path:/p{i}" for i in range(5)]),
+            ("/p", ["A"], ["A"]),
+            ("/p", ["A", "B", "A"], ["path:/p0", "B", "path:/p2"]),
+            ("/p", ["", "az.AZ_09:-"], ["path:/p0", "az.AZ_09:-"]),
+            ("/p", ["index:1", "path:p0", "-a", "two words", "tab\x07"], [f"path:/p{i}" for i in range(5)]),
+            # What a shell would split, change or run.
+            ("/p", list("$`;&|<>(){}[]*?!~#'\"\\/="), [f"path:/p{i}" for i in range(23)]),
+            ("/my $(p)", ["A", "B", "A"], ["index:0", "B", "index:2"]),
         ]
-        for serials, expected in table:
+        for path, serials, expected in table:
             with self.subTest(serials=serials):
-                rows = objects(listed(serials, "list", "--json").stdout)[0]["adapters"]
+                environment = attached(*((f"{path}{i}", serial) for i, serial in enumerate(serials)))
+                rows = objects(run([TARVIX, "list", "--json"], env=environment).stdout)[0]["adapters"]
                 self.assertEqual([row["selector"] for row in rows], expected)
                 self.assertEqual([row["serial"] for row in rows], serials)
                 for row in rows:
-                    # These adapters cannot be opened; the message tells which one was tried.
-                    opened = listed(serials, "-a", row["selector"], "info").stderr
+                    # The message tells which one was tried.
+                    opened = run([TARVIX, "-a", row["selector"], "info"], env=environment).stderr
                     self.assertEqual(opened.split(":")[1].split(";")[0], f" cannot open {row['path']}")
 
     def test_choice(self):
         table = [
-            (["A", "B"], "B", 1, "cannot open /p1"),
-            (["A", "B"], "index:1", 1, "cannot open /p1"),
-            (["A", "B"], "path:/p1", 1, "cannot open /p1"),
-            (["A", "A"], "A", 4, "2 adapters have the serial number 'A'; choose one with --adapter: "
-                                 "path:/p0, path:/p1"),
-            (["A", "B"], "C", 3, "no adapter matches 'C'; choose one of: A, B"),
-            (["A", "B"], "index:2", 3, "no adapter matches 'index:2'"),
-            (["A", "B"], "path:/p", 3, "no adapter matches 'path:/p'"),
+            ("AB", "B", 1, "cannot open /p1"),
+            ("AB", "index:1", 1, "cannot open /p1"),
+            ("AB", "path:/p1", 1, "cannot open /p1"),
+            ("AA", "A", 4, "2 adapters have the serial number 'A'; choose one with --adapter: path:/p0, path:/p1"),
+            ("AB", "C", 3, "no adapter matches 'C'; choose one of: A, B"),
+            ("AB", "index:2", 3, "no adapter matches 'index:2'"),
+            ("AB", "path:/p", 3, "no adapter matches 'path:/p'"),
         ]
         for serials, selector, status, text in table:
-            for name, result in (("option", listed(serials, "--adapter", selector, "info")),
-                                 ("variable", listed(serials, "info", TARVIX_ADAPTER=selector))):
-                with self.subTest(selector=selector, given_by=name):
+            environment = attached(*((f"/p{i}", serial) for i, serial in enumerate(serials)))
+            for arguments, variables in ((["-a", selector], {}), ([], {"TARVIX_ADAPTER": selector})):
+                with self.subTest(selector=selector, arguments=arguments):
+                    result = run([TARVIX, "info", *arguments], env={**environment, **variables})
                     self.assertEqual(result.returncode, status)
                     self.assertIn(text, result.stderr)
 

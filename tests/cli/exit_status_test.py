@@ -6,7 +6,7 @@ import re
 import tempfile
 import unittest
 
-from tool import ENVIRONMENT, SOURCE, TARVIX, UNREADABLE_ADAPTER, objects, run, shell, stream, tarvix
+from tool import SOURCE, TARVIX, attached, objects, run, shell, stream, tarvix
 
 
 def drop_override_of_permissions():
@@ -47,9 +47,7 @@ class ExitStatus(unittest.TestCase):
     def test_no_permission(self):
         with tempfile.NamedTemporaryFile() as node:
             os.chmod(node.name, 0)
-            environment = {**ENVIRONMENT, "LD_PRELOAD": UNREADABLE_ADAPTER,
-                           "TARVIX_TEST_ADAPTERS": f"{node.name}\tTVX1"}
-            arguments = {"env": environment, "preexec_fn": drop_override_of_permissions}
+            arguments = {"env": attached((node.name, "TVX1")), "preexec_fn": drop_override_of_permissions}
             self.check(run([TARVIX, "info"], **arguments), 5, f"cannot open {node.name}: permission denied; ",
                        "70-tarvix.rules")
             doctor = run([TARVIX, "doctor"], **arguments)

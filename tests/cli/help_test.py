@@ -6,7 +6,7 @@ import re
 import tempfile
 import unittest
 
-from tool import ENVIRONMENT, SOURCE, TARVIX, objects, run, shell
+from tool import ENVIRONMENT, SOURCE, TARVIX, attached, objects, run, shell
 
 
 @functools.lru_cache(maxsize=None)
@@ -57,11 +57,11 @@ class Help(unittest.TestCase):
     def test_only_what_may_be_left_out_shows_a_default(self):
         self.assertRegex(help_of("i2c", "get"), r"\n  ADDRESS +7-bit[^$]*\n  -n,--length NUMBER \[1\] ")
 
-    def complete(self, line):
+    def complete(self, line, setup="", **options):
         words = line.split(" ")
-        script = (f"source {SOURCE}/packaging/completion/tarvix.bash; COMP_WORDS=({' '.join(words[:-1])} '{words[-1]}');"
-                  f"COMP_CWORD={len(words) - 1}; _tarvix; printf '%s\\n' \"${{COMPREPLY[@]}}\"")
-        return set(run(["bash", "-c", script]).stdout.split())
+        script = (f"{setup}\nsource {SOURCE}/packaging/completion/tarvix.bash\nCOMP_WORDS=({' '.join(words[:-1])} '{words[-1]}')"
+                  f"\nCOMP_CWORD={len(words) - 1}\n_tarvix\nprintf '%s\\n' \"${{COMPREPLY[@]}}\"")
+        return set(run(["bash", "-c", script], **options).stdout.split())
 
     def test_completion_knows_what_help_lists(self):
         common = options_in(help_of())
@@ -71,9 +71,18 @@ class Help(unittest.TestCase):
                 self.assertEqual(self.complete(f"{line} "), set(commands_in(help_of(*command))))
                 self.assertEqual(self.complete(f"{line} --"), options_in(help_of(*command)) | common)
         self.assertEqual(self.complete("tarvix --json gpio g"), {"get"})
-        adapters = shell(f"source {SOURCE}/packaging/completion/tarvix.bash; COMP_WORDS=(tarvix -a ''); COMP_CWORD=2;"
-                         "_tarvix; echo ${COMPREPLY[@]}", sim=["--adapters", "2"])
-        self.assertEqual(adapters.stdout, "TVX0000001 TVX0000002\n")
+
+    def test_completion_runs_nothing_that_a_device_says(self):
+        with tempfile.TemporaryDirectory() as directory:
+            trap = os.path.join(directory, "trap")
+            serial = f"$(touch${{IFS}}{trap})"
+            environment = attached(("/p0", serial), ("/p1", "TVX1"), ("/p2", f"`touch${{IFS}}{trap}`"))
+            self.assertEqual(self.complete("tarvix -a ", env=environment), {"path:/p0", "TVX1", "path:/p2"})
+            self.assertEqual(self.complete("tarvix --adapter T", env=environment), {"TVX1"})
+            # Nor would it be run if the tool listed it.
+            listing = f"tarvix() {{ printf '%s\\n' SELECTOR '{serial}'; }}"
+            self.assertEqual(self.complete("tarvix -a ", listing), {serial})
+            self.assertFalse(os.path.exists(trap))
 
     def test_manual_page_knows_what_help_lists(self):
         with open(os.path.join(SOURCE, "packaging", "tarvix.1"), encoding="utf-8") as file:

@@ -35,6 +35,12 @@ def tarvix(*arguments, sim=(), **options):
     return run(simulated([TARVIX, *arguments], sim), **options)
 
 
+def attached(*adapters, **variables):
+    """The environment in which these adapters (path, serial number) are attached; nobody can open them."""
+    lines = "\n".join(f"{path}\t{serial}" for path, serial in adapters)
+    return {**ENVIRONMENT, "LD_PRELOAD": UNREADABLE_ADAPTER, "TARVIX_TEST_ADAPTERS": lines, **variables}
+
+
 def shell(script, sim=(), **options):
     """A shell script against a fresh virtual adapter, which lives as long as the script."""
     return run(simulated(["bash", "-c", script], sim), **options)
