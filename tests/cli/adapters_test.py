@@ -1,11 +1,9 @@
 """Choosing an adapter: every selector that is printed is accepted and opens exactly that adapter."""
 
-import unittest
-
-from tool import TARVIX, attached, objects, run, shell, tarvix
+from tool import TARVIX, Case, attached, objects, run, shell, tarvix
 
 
-class Adapters(unittest.TestCase):
+class Adapters(Case):
     def test_printed_selectors(self):
         table = [
             ("/p", ["A"], ["A"]),
@@ -57,7 +55,3 @@ class Adapters(unittest.TestCase):
         nothing = shell("tarvix-sim trigger unplug; tarvix list; tarvix list --json")
         self.assertEqual(nothing.stderr, "tarvix list: no adapter is attached; run 'tarvix doctor'\n")
         self.assertEqual(objects(nothing.stdout), [{"adapters": []}])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -3,40 +3,21 @@
 import contextlib
 import os
 import pty
+import re
 import subprocess
 import tempfile
-import unittest
 
-from tool import ENVIRONMENT, LIMIT, TARVIX, objects, shell, simulated, stream, tarvix
-
-HEADER = "     0  1  2  3  4  5  6  7  8  9  a  b  c  d  e  f\n"
+from tool import ENVIRONMENT, LIMIT, TARVIX, Case, objects, shell, simulated, stream, tarvix
 
 
 def grid(*found):
     """i2cdetect's grid, each cell with a blank behind it."""
-    text = HEADER
+    text = "     0  1  2  3  4  5  6  7  8  9  a  b  c  d  e  f\n"
     for row in range(0, 0x80, 0x10):
-        text += f"{row:02x}: "
-        for address in range(row, row + 0x10):
-            if address in found:
-                text += f"{address:02x} "
-            else:
-                text += "-- " if 0x08 <= address <= 0x77 else "   "
-        text += "\n"
+        cells = [f"{address:02x} " if address in found else "-- " if 0x08 <= address <= 0x77 else "   "
+                 for address in range(row, row + 0x10)]
+        text += f"{row:02x}: {''.join(cells)}\n"
     return text
-
-
-class Case(unittest.TestCase):
-    maxDiff = None
-
-    def prints(self, script, output):
-        result = shell(script)
-        self.assertEqual((result.stderr, result.stdout, result.returncode), ("", output, 0), script)
-
-    def json(self, script, *expected):
-        result = shell(script)
-        self.assertEqual((result.stderr, result.returncode), ("", 0), script)
-        self.assertEqual(objects(result.stdout), list(expected), script)
 
 
 class I2cTest(Case):
@@ -45,8 +26,7 @@ class I2cTest(Case):
         self.json("tarvix i2c scan --expect 0x48,80 --json", {"bus": 0, "addresses": [0x48, 0x50]})
         missing = tarvix("i2c", "scan", "--expect", "0x50,0x68")
         self.assertEqual((missing.stdout, missing.returncode), (grid(0x48, 0x50), 1))
-        self.assertIn("0x68", missing.stderr)
-        self.assertNotIn("0x50", missing.stderr)
+        self.assertEqual(re.findall("0x..", missing.stderr), ["0x68"])
         missing = tarvix("i2c", "scan", "--expect", "0x68", "--json")
         self.assertEqual(objects(missing.stdout), [{"bus": 0, "addresses": [0x48, 0x50], "missing": [0x68]}])
 
@@ -75,15 +55,10 @@ class I2cTest(Case):
 
     def test_a_whole_memory_by_pages_and_pieces(self):
         with tempfile.TemporaryDirectory() as directory:
-            content = os.urandom(32768)
-            image = os.path.join(directory, "image")
-            with open(image, "wb") as file:
-                file.write(content)
-            result = shell(f"""set -e
-                tarvix i2c set --bus 1 --reg-bytes 2 --page 64 0x51 0 @{image}
-                tarvix i2c dump --bus 1 --reg-bytes 2 0x51 -n 32768 --raw > {image}.read
-                cmp {image} {image}.read""")
-            self.assertEqual((result.stdout, result.stderr, result.returncode), ("", "", 0))
+            self.prints(f"""set -e; cd {directory}; head -c 32768 /dev/urandom > image
+                tarvix i2c set --bus 1 --reg-bytes 2 --page 64 0x51 0 @image
+                tarvix i2c dump --bus 1 --reg-bytes 2 0x51 -n 32768 --raw | cmp image -
+                """, "")
 
     def test_transfer(self):
         self.prints("""set -e
@@ -219,17 +194,10 @@ class I3cTest(Case):
             "00000000  00                                                |.|\n")
 
     def test_replies(self):
-        for script, text in {
-            "ccc getbcr @0x09": "02\nbcr: 0x02\nrole: target\nfeatures: interrupts\n",
-            "ccc GETMRL @0x08": "01 00 00\nmax read length: 256 bytes\nmax ibi payload: 0 = no limit\n",
-            "ccc GETMXDS @0x08": "01 01 14 00 00\nmax write rate: 8 MHz\nmax read rate: 8 MHz\n"
-                                 "clock to data turnaround: at most 8 ns\nmax read turnaround: 20 us\n",
-            "ccc GETCAPS @0x08 0": "01 21 00 00\nhdr modes: HDR-DDR\nversion: 1.1\ngroup addresses: 2\n"
-                                   "defining bytes: none\n",
-            "ccc RSTACT @0x08 0x82": "0a\nanswer: 10\n",
-        }.items():
-            with self.subTest(script):
-                self.prints("tarvix i3c " + script, text)
+        self.prints("tarvix i3c ccc getbcr @0x09; tarvix i3c ccc RSTACT @0x08 0x82; tarvix i3c ccc GETCAPS @0x08 0",
+                    "02\nbcr: 0x02\nrole: target\nfeatures: interrupts\n"
+                    "0a\nanswer: 10\n"
+                    "01 21 00 00\nhdr modes: HDR-DDR\nversion: 1.1\ngroup addresses: 2\ndefining bytes: none\n")
         self.json("tarvix i3c ccc GETMXDS @0x08 --json",
                   {"ccc": "GETMXDS", "address": 8, "data": "0101140000", "decoded": {
                       "maxWriteRate": "8 MHz", "maxReadRate": "8 MHz", "clockToDataTurnaround": "8 ns",
@@ -253,8 +221,7 @@ class I3cTest(Case):
         ):
             with self.subTest(setting):
                 result = shell(f"tarvix i3c ccc {setting} && tarvix i3c ccc {reading} --json")
-                self.assertEqual((result.stderr, result.returncode), ("", 0))
-                self.assertEqual(objects(result.stdout)[0]["data"], data)
+                self.assertEqual((result.stderr, objects(result.stdout)[0]["data"]), ("", data))
 
     def test_groups_and_events(self):
         self.prints("""
@@ -273,67 +240,22 @@ class I3cTest(Case):
         self.assertEqual(status, 0)
 
 
-class NonsenseTest(unittest.TestCase):
-    """Wrong input: exit status 2, nothing on standard output, one line that names the value."""
-
-    def test_usage(self):
-        for arguments, named in (
-            ("i2c get", "ADDRESS"),
-            ("i2c get 0x80", "0x80"),
-            ("i2c get 0x50 0x100", "0x100"),
-            ("i2c get 0x50 -n 0", "--length"),
-            ("i2c get 0x50 --bus 2", "--bus"),
-            ("i2c get 0x50 --clock fast", "fast"),
-            ("i2c get 0x50 --clock 0", "--clock"),
-            ("i2c scan --expect 0x50,zz", "zz"),
-            ("i2c dump 0x50 0x80 -n 129", "129"),
-            ("i2c set 0x50 0", "DATA"),
-            ("i2c set 0x50 0 @/nonexistent", "/nonexistent"),
-            ("i2c set 0x50 0xff 1 2 --page 8", "raise --reg-bytes"),
-            ("i2c transfer", "DESCRIPTOR"),
-            ("i2c transfer w3@0x50 =", "="),
-            ("i2c transfer w1@0x50 0 r1 r1", "3 messages"),
-            ("spi transfer", "DATA"),
-            ("spi transfer 1 --width 16", "even"),
-            ("spi transfer 1 --mode 4", "--mode"),
-            ("spi read-flash 0xffffff -n 2", "--length"),
-            ("uart send", "DATA"),
-            ("uart send 1 --text a", "--text"),
-            ("uart send 1 --baud 9601", "9601"),
-            ("i3c init 0x30=", "TARGET"),
-            ("i3c read 0x08 0 --flags 32", "--flags"),
-            ("i3c ccc GETNOTHING", "GETNOTHING"),
-            ("i3c ccc GETPID", "GETPID has no broadcast form; write GETPID @ADDR"),
-            ("i3c ccc GETPID @0x80", "0x80"),
-            ("i3c ccc GETPID @0x08 1", "GETPID: unexpected argument '1'"),
-            ("i3c ccc RSTDAA @0x08", "@0x08"),
-            ("i3c ccc SETMWL", "LENGTH"),
-            ("i3c ccc SETMWL 65536", "65536"),
-            ("i3c ccc SETXTIME 1 zz", "zz"),
-            ("i3c ccc RSTACT 0x81", "0x81"),
-        ):
-            with self.subTest(arguments):
-                result = tarvix(*arguments.split())
-                self.assertEqual((result.stdout, result.returncode), ("", 2), result.stderr)
-                self.assertEqual(result.stderr.count("\n"), 1, result.stderr)
-                self.assertIn(named, result.stderr)
-
-    def test_refused_by_the_bus(self):
+class RefusalTest(Case):
+    def test_no_target_acknowledges(self):
         for arguments in ("i2c get 0x22", "i2c set 0x22 0 1", "i2c set 0x22 0 1 --page 8", "i2c transfer w0@0x22",
                           "i3c read 0x22", "i3c write 0x22 0 1", "i3c ddr-read 0x09 0", "i3c legacy-read 0x22",
                           "i3c ccc GETPID @0x22", "i3c ccc GETMXDS @0x09", "i3c init 0x44=0x45"):
             with self.subTest(arguments):
-                result = tarvix(*arguments.split())
-                self.assertEqual((result.stdout, result.returncode), ("", 1), result.stderr)
-                self.assertIn("NACK (0x0301)", result.stderr)
+                self.fails(tarvix(*arguments.split()), 1, "NACK (0x0301)")
 
 
-class ProgressTest(unittest.TestCase):
+class ProgressTest(Case):
     def test_on_a_terminal_only(self):
-        command = simulated([TARVIX, "spi", "read-flash", "-n", "0x40000", "--raw"], ("--latency", "8"))
         # 256 exchanges at 8 ms are two seconds, so that the progress cannot be missed.
+        arguments, slow = ("spi", "read-flash", "-n", "0x40000", "--raw"), ("--latency", "8")
         terminal, other = pty.openpty()
-        with subprocess.Popen(command, env=ENVIRONMENT, stdout=subprocess.DEVNULL, stderr=other) as process:
+        with subprocess.Popen(simulated([TARVIX, *arguments], slow), env=ENVIRONMENT, stdout=subprocess.DEVNULL,
+                              stderr=other) as process:
             os.close(other)
             shown = b""
             with contextlib.suppress(OSError):
@@ -342,10 +264,4 @@ class ProgressTest(unittest.TestCase):
             self.assertEqual(process.wait(LIMIT), 0)
         os.close(terminal)
         self.assertIn(b"of 262144 bytes", shown)
-        piped = subprocess.run(command, env=ENVIRONMENT, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
-                               timeout=LIMIT, check=True)
-        self.assertEqual(piped.stderr, b"")
-
-
-if __name__ == "__main__":
-    unittest.main()
+        self.prints("tarvix spi read-flash -n 0x40000 --raw | wc -c", "262144\n", slow)

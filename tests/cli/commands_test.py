@@ -156,7 +156,3 @@ class Commands(unittest.TestCase):
                         sim=["--latency", "300"])
         self.assertEqual((result.returncode, result.stdout), (6, ""))
         self.assertIn("the rest of the batch was not run", result.stderr)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -111,7 +111,3 @@ class Help(unittest.TestCase):
         if result is None:
             self.skipTest("man is not installed")
         self.assertEqual(result.stderr, "")
-
-
-if __name__ == "__main__":
-    unittest.main()

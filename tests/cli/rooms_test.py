@@ -31,7 +31,3 @@ class Rooms(unittest.TestCase):
         graphlib.TopologicalSorter(graph).prepare()  # raises CycleError
         # The parser's headers cost seconds in every unit.
         self.assertEqual(parsers, {"arguments/options.cpp", "command_line.cpp"})
-
-
-if __name__ == "__main__":
-    unittest.main()

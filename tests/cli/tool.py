@@ -5,6 +5,7 @@ import json
 import os
 import signal
 import subprocess
+import unittest
 
 TARVIX = os.environ["TARVIX"]
 SIM = os.environ["TARVIX_SIM"]
@@ -55,16 +56,24 @@ def objects(text):
     return result
 
 
-@contextlib.contextmanager
-def shell_with_adapter(sim=()):
-    """A shell that takes commands line by line, for what happens while a stream runs."""
-    with subprocess.Popen(simulated(["bash"], sim), env=ENVIRONMENT, text=True, stdin=subprocess.PIPE,
-                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True) as process:
-        try:
-            yield process
-        finally:
-            with contextlib.suppress(ProcessLookupError):
-                os.killpg(process.pid, signal.SIGKILL)
+class Case(unittest.TestCase):
+    maxDiff = None
+
+    def prints(self, script, output, sim=()):
+        result = shell(script, sim)
+        self.assertEqual((result.stderr, result.stdout, result.returncode), ("", output, 0), script)
+
+    def json(self, script, *expected):
+        result = shell(script)
+        self.assertEqual((result.stderr, result.returncode), ("", 0), script)
+        self.assertEqual(objects(result.stdout), list(expected), script)
+
+    def fails(self, result, status, *texts):
+        """Nothing on standard output, and one line on standard error, with these texts."""
+        self.assertEqual((result.returncode, result.stdout), (status, ""), result.stderr)
+        self.assertEqual(result.stderr.count("\n"), 1, result.stderr)
+        for text in texts:
+            self.assertIn(text, result.stderr)
 
 
 def stream(arguments, then, sim=(), job_control=False):
@@ -72,15 +81,17 @@ def stream(arguments, then, sim=(), job_control=False):
 
     In the script, $STREAM is the stream's process id. Returns the lines on standard output, the exit status and
     standard error."""
-    with shell_with_adapter(sim) as process:
-        if job_control:
-            process.stdin.write("set -m\n")
-        process.stdin.write(f"tarvix --shared {arguments} --banner & STREAM=$!\n")
-        process.stdin.flush()
-        banner = process.stderr.readline()
-        assert "ing " in banner, banner
-        process.stdin.write(f"{then}\nwait $STREAM; echo status $?; exit\n")
-        process.stdin.flush()
-        output, errors = process.communicate(timeout=LIMIT)
-        lines = output.splitlines()
-        return lines[:-1], int(lines[-1].removeprefix("status ")), errors
+    with subprocess.Popen(simulated(["bash"], sim), env=ENVIRONMENT, text=True, stdin=subprocess.PIPE,
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True) as process:
+        try:
+            control = "set -m\n" if job_control else ""
+            process.stdin.write(f"{control}tarvix --shared {arguments} --banner & STREAM=$!\n")
+            process.stdin.flush()
+            banner = process.stderr.readline()
+            assert "ing " in banner, banner
+            output, errors = process.communicate(f"{then}\nwait $STREAM; echo status $?\n", timeout=LIMIT)
+        finally:
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(process.pid, signal.SIGKILL)
+    lines = output.splitlines()
+    return lines[:-1], int(lines[-1].removeprefix("status ")), errors
