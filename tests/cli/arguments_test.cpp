@@ -1,6 +1,7 @@
 // What people type: numbers, units, bytes, quoted words, messages, targets. Nothing runs but the parsing.
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -34,12 +35,10 @@ std::string refusal(const std::function<void()>& parse)
 
 TEST(Numbers, HexDecimalAndBinary)
 {
-    const struct {
-        const char* text;
-        std::uint64_t value;
-    } table[] = {{"0", 0},    {"80", 80},   {"0x50", 0x50}, {"0XfF", 255},
-                 {"010", 10}, {"0b101", 5}, {"0B1", 1},     {"18446744073709551615", ~std::uint64_t{0}},
-                 {"00", 0},   {"0x00a", 10}};
+    const std::pair<const char*, std::uint64_t> table[] = {
+        {"0", 0},    {"80", 80},   {"0x50", 0x50}, {"0XfF", 255},
+        {"010", 10}, {"0b101", 5}, {"0B1", 1},     {"18446744073709551615", ~std::uint64_t{0}},
+        {"00", 0},   {"0x00a", 10}};
     for (const auto& [text, value] : table) {
         EXPECT_EQ(parseNumber("N", text, {}), value) << text;
     }
@@ -48,10 +47,7 @@ TEST(Numbers, HexDecimalAndBinary)
         EXPECT_EQ(refusal([&] { parseNumber("N", text, {}); }),
                   "N: '" + std::string(text) + "' is not a number such as 80, 0x50 or 0b1010000");
     }
-}
-
-TEST(Numbers, RangesIncludeBothEnds)
-{
+    // Both ends of a range are in it.
     EXPECT_EQ(parseNumber("N", "3", {3, 5}), 3);
     EXPECT_EQ(parseNumber("N", "0x5", {3, 5}), 5);
     EXPECT_EQ(refusal([] { parseNumber("--pin", "2", {3, 5}); }), "--pin: 2 is out of range, 3 to 5");
@@ -62,14 +58,10 @@ TEST(Numbers, RangesIncludeBothEnds)
 TEST(Numbers, Units)
 {
     const Range any{1, 50'000'000};
-    for (const auto& [text, hertz] : std::vector<std::pair<const char*, std::uint64_t>>{{"400000", 400'000},
-                                                                                        {"400k", 400'000},
-                                                                                        {"400K", 400'000},
-                                                                                        {"100kHz", 100'000},
-                                                                                        {"12.5M", 12'500'000},
-                                                                                        {"1MHz", 1'000'000},
-                                                                                        {"7Hz", 7},
-                                                                                        {"0.001k", 1}}) {
+    const std::pair<const char*, std::uint64_t> frequencies[] = {
+        {"400000", 400'000},   {"400k", 400'000},   {"400K", 400'000}, {"100kHz", 100'000},
+        {"12.5M", 12'500'000}, {"1MHz", 1'000'000}, {"7Hz", 7},        {"0.001k", 1}};
+    for (const auto& [text, hertz] : frequencies) {
         EXPECT_EQ(parseFrequency("F", text, any), hertz) << text;
     }
     for (const char* text : {"", "k", "1.5", "1 k", "1m", "1G", "-1", "nan", "inf", "1e3", "0x10", "0.0001k"}) {
@@ -78,23 +70,21 @@ TEST(Numbers, Units)
     }
     EXPECT_EQ(refusal([&] { parseFrequency("F", "51M", any); }), "F: 51M is out of range, 1 to 50000000");
 
-    for (const auto& [text, milliseconds] : std::vector<std::pair<const char*, int>>{
-             {"0", 0}, {"500", 500}, {"500ms", 500}, {"2s", 2000}, {"1.5s", 1500}}) {
+    const std::pair<const char*, int> periods[] = {{"0", 0},     {"500", 500},   {"500ms", 500},
+                                                   {"2s", 2000}, {"1.5s", 1500}, {"86400s", 86'400'000}};
+    for (const auto& [text, milliseconds] : periods) {
         EXPECT_EQ(parsePeriod("P", text).count(), milliseconds) << text;
     }
-    EXPECT_EQ(parsePeriod("P", "86400s").count(), 86'400'000);
     EXPECT_EQ(refusal([] { parsePeriod("P", "86401s"); }), "P: 86401s is out of range, at most 86400000ms");
     EXPECT_EQ(refusal([] { parsePeriod("P", "5m"); }), "P: '5m' is not a period such as 500, 500ms or 2s");
 
-    for (const auto& [text, millivolts] : std::vector<std::pair<const char*, int>>{
-             {"3300", 3300}, {"3300mV", 3300}, {"3.3V", 3300}, {"1.8v", 1800}, {"65535mv", 65535}}) {
+    const std::pair<const char*, int> voltages[] = {
+        {"3300", 3300}, {"3300mV", 3300}, {"3.3V", 3300}, {"1.8v", 1800}, {"65535mv", 65535}};
+    for (const auto& [text, millivolts] : voltages) {
         EXPECT_EQ(parseVoltage("V", text), millivolts) << text;
     }
     EXPECT_EQ(refusal([] { parseVoltage("V", "65.536V"); }), "V: 65.536V is out of range, 0 to 65535mV");
-    for (const char* text : {"3.3X", "1.00001V", "V"}) {
-        EXPECT_EQ(refusal([&] { parseVoltage("V", text); }),
-                  "V: '" + std::string(text) + "' is not a voltage such as 3300, 3300mV or 3.3V");
-    }
+    EXPECT_EQ(refusal([] { parseVoltage("V", "3.3X"); }), "V: '3.3X' is not a voltage such as 3300, 3300mV or 3.3V");
 }
 
 TEST(Choices, ByNameOnly)
@@ -129,18 +119,10 @@ TEST(Data, HexWords)
 TEST(Data, RegistersGoOutMostSignificantByteFirst)
 {
     EXPECT_EQ(encodeRegister(0x01020304, 4), (Bytes{1, 2, 3, 4}));
-    EXPECT_EQ(encodeRegister(0x010203, 2), (Bytes{2, 3}));
-    const ReadPosition none(RegisterOptions{});
-    EXPECT_EQ(none.registerAddress, Bytes{});
+    EXPECT_EQ(ReadPosition(RegisterOptions{}).registerAddress, Bytes{});
     const ReadPosition position({"0x102", 2});
     EXPECT_EQ(position.offset, 0x102);
     EXPECT_EQ(position.registerAddress, (Bytes{1, 2}));
-    EXPECT_EQ(refusal([] {
-                  ReadPosition({"0x100", 1});
-              }),
-              "REGISTER: 0x100 does not fit in a 1-byte register address; raise --reg-bytes");
-    EXPECT_EQ(refusal([] { ReadPosition({"0xffffffff", 4}); }), "accepted");
-
     const Written written({{"0x1ff", 2}, {"aa", "bb"}});
     EXPECT_EQ(written.registerAddress, (Bytes{1, 0xFF}));
     EXPECT_EQ(written.data, (Bytes{0xAA, 0xBB}));
@@ -148,6 +130,10 @@ TEST(Data, RegistersGoOutMostSignificantByteFirst)
     EXPECT_EQ(all.registerAddress, Bytes{});
     EXPECT_EQ(all.data, (Bytes{0x05, 0x99}));
 
+    const auto readAt = [](const char* address, unsigned bytes) { ReadPosition({address, bytes}); };
+    EXPECT_EQ(refusal([&] { readAt("0xffffffff", 4); }), "accepted");
+    EXPECT_EQ(refusal([&] { readAt("0x100", 1); }),
+              "REGISTER: 0x100 does not fit in a 1-byte register address; raise --reg-bytes");
     EXPECT_EQ(refusal([] { requireAddressable("DATA", 0xFE, 2, 1); }), "accepted");
     EXPECT_EQ(refusal([] { requireAddressable("DATA", 0xFE, 3, 1); }),
               "DATA: 3 bytes starting at 254 exceed a 1-byte register address; raise --reg-bytes");
@@ -155,18 +141,14 @@ TEST(Data, RegistersGoOutMostSignificantByteFirst)
 
 TEST(Words, QuotesEscapesAndComments)
 {
-    const std::vector<std::pair<const char*, Strings>> table{
+    const std::pair<const char*, Strings> table[] = {
         {"", {}},
         {" \t gpio  get\t3 \r", {"gpio", "get", "3"}},
         {"# all of it", {}},
-        {"a # rest", {"a"}},
-        {"a#b", {"a#b"}},
-        {"'a b' \"c d\"", {"a b", "c d"}},
-        {"a' 'b\"#\"", {"a b#"}},
-        {"'' \"\"", {"", ""}},
-        {"'a\\b' \"a\\\"b\" a\\ b", {"a\\b", "a\"b", "a b"}},
-        {"'\"' \"'\"", {"\"", "'"}},
-        {"\\#x", {"#x"}},
+        {"a#b # rest", {"a#b"}},
+        {"'a b'\"#\" \"c d\" ''", {"a b#", "c d", ""}},
+        {"'a\\b' \"a\\\"b\" a\\ b \\#x", {"a\\b", "a\"b", "a b", "#x"}},
+        {"'\"' \"'\" \"\"", {"\"", "'", ""}},
     };
     for (const auto& [line, words] : table) {
         EXPECT_EQ(splitWords(line), words) << line;
@@ -180,8 +162,7 @@ TEST(Messages, SuffixesFillTheRestOfAWrite)
 {
     const std::vector<std::pair<Strings, Bytes>> table{
         {{"w0@0x50"}, {}},
-        {{"w2@0x50", "12", "34"}, {0x12, 0x34}},
-        {{"w2@0x50", "1234"}, {0x12, 0x34}},
+        {{"w3@0x50", "12", "3456"}, {0x12, 0x34, 0x56}},
         {{"w4@0x50", "0x10", "0xfe+"}, {0x10, 0xFE, 0xFF, 0x00}},
         {{"w3@0x50", "1-"}, {1, 0, 0xFF}},
         {{"w3@0x50", "7="}, {7, 7, 7}},
@@ -213,6 +194,8 @@ TEST(Messages, WhatTheAdapterCannotDoIsRefused)
         {{"w2@0x50", "1"}, "DATA of w2@0x50: 1 byte given, 2 expected"},
         {{"w1@0x50", "1", "2"}, "DATA of w1@0x50: 2 bytes given, 1 expected"},
         {{"w1@0x50", "01", "2="}, "DATA of w1@0x50: 2 bytes given, 1 expected"},
+        {{"w3@0x50", "="},
+         "DATA of w3@0x50: '=' is not hex; use hex words (12 0x34 deadbeef), @FILE, or - for standard input"},
         {{"x1@0x50"}, "DESCRIPTOR: 'x1@0x50' is not a message such as w1@0x50 or r16; start with a message"},
         {{"r1@0x50", "5"}, "DESCRIPTOR: '5' is not a message such as w1@0x50 or r16; a read takes no data"},
         {{"w5@0x50", "0+", "r1"}, "DESCRIPTOR: 'w5@0x50': before a read the adapter writes at most 4 bytes" + apart},
@@ -230,23 +213,17 @@ TEST(Messages, WhatTheAdapterCannotDoIsRefused)
 
 TEST(Targets, OnTheCommandLine)
 {
-    const I3cTargetInfo byPid = parseTarget("7ffe56789002=0x0b");
-    EXPECT_EQ(toHex(byPid.pid), "7ffe56789002");
-    EXPECT_EQ(byPid.dynamicAddress, 0x0B);
-    EXPECT_EQ(byPid.staticAddress, 0);
-    const I3cTargetInfo byAddress = parseTarget("0x30=10");
-    EXPECT_EQ(byAddress.staticAddress, 0x30);
-    EXPECT_EQ(byAddress.dynamicAddress, 10);
-    EXPECT_EQ(parseTarget("0x57").dynamicAddress, 0);
+    const std::vector<I3cTargetInfo> table{parseTarget("0x57"), parseTarget("7ffe56789002=0x0b"),
+                                           parseTarget("0x30=10")};
+    EXPECT_EQ(tableText(table), "dynamic  static  pid           bcr   dcr   features\n"
+                                "-        0x57    -             -     -     legacy I2C\n"
+                                "0x0b     -       7ffe56789002  0x00  0x00  \n"
+                                "0x0a     0x30    000000000000  0x00  0x00  \n");
     EXPECT_EQ(refusal([] { parseTarget("7ffe12345001"); }),
               "TARGET: PID '7ffe12345001' has no dynamic address; write 7ffe12345001=0x08");
     for (const char* text : {"0x30=", "0=8", "0x30=0x80", "7ffe1234500=8", "7ffe1234500g=8", "=8"}) {
         EXPECT_NE(refusal([&] { parseTarget(text); }), "accepted") << text;
     }
-    const std::vector<I3cTargetInfo> table{parseTarget("0x57"), parseTarget("7ffe56789002=0x0b")};
-    EXPECT_EQ(tableText(table), "dynamic  static  pid           bcr   dcr   features\n"
-                                "-        0x57    -             -     -     legacy I2C\n"
-                                "0x0b     -       7ffe56789002  0x00  0x00  \n");
 }
 
 } // namespace

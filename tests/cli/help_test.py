@@ -3,10 +3,11 @@
 import functools
 import os
 import re
+import shutil
 import tempfile
 import unittest
 
-from tool import ENVIRONMENT, SOURCE, TARVIX, attached, objects, run, shell
+from tool import ENVIRONMENT, SOURCE, TARVIX, Case, attached, objects, run, shell
 
 
 @functools.lru_cache(maxsize=None)
@@ -15,16 +16,16 @@ def help_of(*command):
 
 
 def section(text, name):
-    return re.search(rf"^{name}:\n((?:.+\n)*)", text + "\n", re.MULTILINE)
+    found = re.search(rf"^{name}:\n((?:.+\n)*)", text + "\n", re.MULTILINE)
+    return found[1] if found else ""
 
 
 def commands_in(text):
-    found = section(text, "Subcommands")
-    return re.findall(r"^  ([a-z0-9-]+)", found[1], re.MULTILINE) if found else []
+    return re.findall(r"^  ([a-z0-9-]+)", section(text, "Subcommands"), re.MULTILINE)
 
 
 def options_in(text):
-    return set(re.findall(r"^  (?:-\w,)?(--[a-z0-9-]+)", section(text, "Options")[1], re.MULTILINE))
+    return set(re.findall(r"^  (?:-\w,)?(--[a-z0-9-]+)", section(text, "Options"), re.MULTILINE))
 
 
 def all_commands(prefix=()):
@@ -33,16 +34,11 @@ def all_commands(prefix=()):
         yield from all_commands((*prefix, name))
 
 
-def examples_in(text):
-    found = section(text, "Examples")
-    return re.findall(r"^  (.*tarvix .*)", found[1], re.MULTILINE) if found else []
-
-
-class Help(unittest.TestCase):
+class Help(Case):
     def test_examples_work_as_printed(self):
         for command in all_commands():
             text = help_of(*command)
-            examples = examples_in(text)
+            examples = re.findall(r"^  (.*tarvix .*)", section(text, "Examples"), re.MULTILINE)
             self.assertTrue(examples and text.endswith(f"  {examples[-1]}\n"), command)
             if commands_in(text):
                 continue  # a family repeats the examples of its commands
@@ -58,10 +54,9 @@ class Help(unittest.TestCase):
         self.assertRegex(help_of("i2c", "get"), r"\n  ADDRESS +7-bit[^$]*\n  -n,--length NUMBER \[1\] ")
 
     def complete(self, line, setup="", **options):
-        words = line.split(" ")
-        script = (f"{setup}\nsource {SOURCE}/packaging/completion/tarvix.bash\nCOMP_WORDS=({' '.join(words[:-1])} '{words[-1]}')"
-                  f"\nCOMP_CWORD={len(words) - 1}\n_tarvix\nprintf '%s\\n' \"${{COMPREPLY[@]}}\"")
-        return set(run(["bash", "-c", script], **options).stdout.split())
+        script = (f"{setup}\nsource {SOURCE}/packaging/completion/tarvix.bash\n"
+                  'COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _tarvix; printf "%s\\n" "${COMPREPLY[@]}"')
+        return set(run(["bash", "-c", script, "bash", *line.split(" ")], **options).stdout.split())
 
     def test_completion_knows_what_help_lists(self):
         common = options_in(help_of())
@@ -85,8 +80,7 @@ class Help(unittest.TestCase):
             self.assertFalse(os.path.exists(trap))
 
     def test_manual_page_knows_what_help_lists(self):
-        with open(os.path.join(SOURCE, "packaging", "tarvix.1"), encoding="utf-8") as file:
-            source = file.read().replace("\\-", "-")
+        source = (SOURCE / "packaging/tarvix.1").read_text(encoding="utf-8").replace("\\-", "-")
         # A command stands in the manual as ".SS gpio get", its options as "\fB--bias\fR" below it; what most commands of
         # a family take stands below ".SS i2c".
         parts = re.split(r"^\.S[SH] (.*)$", source, flags=re.MULTILINE)
@@ -105,9 +99,8 @@ class Help(unittest.TestCase):
             members = [options_in(help_of(*name.split())) for name in commands if name.split()[0] == family]
             self.assertLessEqual(manual[family], set.union(*members))
 
+    @unittest.skipUnless(shutil.which("man"), "man is not installed")
     def test_manual_page_is_well_formed(self):
-        result = run(["man", "--warnings=all", "-l", "-Tutf8", os.path.join(SOURCE, "packaging", "tarvix.1")],
-                     env={**ENVIRONMENT, "LC_ALL": "C.UTF-8", "MANPAGER": "cat"}) if os.path.exists("/usr/bin/man") else None
-        if result is None:
-            self.skipTest("man is not installed")
-        self.assertEqual(result.stderr, "")
+        result = run(["man", "--warnings=all", "-l", "-Tutf8", f"{SOURCE}/packaging/tarvix.1"],
+                     env={**ENVIRONMENT, "LC_ALL": "C.UTF-8", "MANPAGER": "cat"})
+        self.assertEqual((result.stderr, result.returncode), ("", 0))

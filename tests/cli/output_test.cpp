@@ -3,12 +3,14 @@
 #include <chrono>
 #include <iterator>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include <gtest/gtest.h>
 
 #include "adapter/notifications.hpp"
 #include "adapter/statuses.hpp"
+#include "arguments/data.hpp"
+#include "arguments/words.hpp"
 #include "commands/i3c/codes.hpp"
 #include "console/errors.hpp"
 #include "console/text.hpp"
@@ -17,101 +19,58 @@ namespace tool {
 
 namespace {
 
-struct Reply {
-    const char* code;
-    Bytes bytes;
-    const char* text; // as printed, a field a line
-    const char* json; // the values, by key
-};
-
-// Values worked out by hand from the I3C standard's tables.
-const Reply REPLIES[] = {
-    {"GETMWL", {0x12, 0x34}, "max write length: 4660 bytes\n", R"({"maxWriteLength":4660})"},
-    {"GETMRL", {0x01, 0x00}, "max read length: 256 bytes\n", R"({"maxReadLength":256})"},
-    {"GETMRL",
-     {0x00, 0x40, 0x10},
-     "max read length: 64 bytes\nmax ibi payload: 16 bytes\n",
-     R"({"maxReadLength":64,"maxIbiPayload":16})"},
-    {"GETMRL",
-     {0xFF, 0xFF, 0x00},
-     "max read length: 65535 bytes\nmax ibi payload: 0 = no limit\n",
-     R"({"maxReadLength":65535,"maxIbiPayload":0})"},
-    {"GETPID",
-     {0x04, 0xD2, 0xAB, 0xCD, 0x7F, 0xED},
-     "manufacturer id: 0x0269\ntype: vendor-fixed\npart id: 0xabcd\ninstance id: 0x7\nvendor bits: 0xfed\n",
-     R"({"manufacturerId":617,"type":"vendor-fixed","partId":43981,"instanceId":7,"vendorBits":4077})"},
-    {"GETPID",
-     {0x04, 0xD3, 0xAB, 0xCD, 0x7F, 0xED},
-     "manufacturer id: 0x0269\ntype: random\nrandom value: 0xabcd7fed\n",
-     R"({"manufacturerId":617,"type":"random","randomValue":2882371565})"},
-    {"GETBCR", {0x00}, "bcr: 0x00\nrole: target\nfeatures: none\n", R"({"bcr":0,"role":"target","features":[]})"},
-    {"GETBCR",
-     {0x58},
-     "bcr: 0x58\nrole: controller-capable\nfeatures: offline-capable, virtual targets\n",
-     R"({"bcr":88,"role":"controller-capable","features":["offline-capable","virtual targets"]})"},
-    {"GETBCR",
-     {0x81},
-     "bcr: 0x81\nrole: reserved 2\nfeatures: speed limit\n",
-     R"({"bcr":129,"role":"reserved 2","features":["speed limit"]})"},
-    {"GETBCR",
-     {0xE6},
-     "bcr: 0xe6\nrole: reserved 3\nfeatures: interrupts, interrupt payload, advanced capabilities\n",
-     R"({"bcr":230,"role":"reserved 3","features":["interrupts","interrupt payload","advanced capabilities"]})"},
-    {"GETDCR", {0x00}, "dcr: 0x00\ndevice: generic device\n", R"({"dcr":0,"device":"generic device"})"},
-    {"GETDCR", {0x41}, "dcr: 0x41\ndevice: accelerometer\n", R"({"dcr":65,"device":"accelerometer"})"},
-    {"GETDCR", {0x42}, "dcr: 0x42\ndevice: gyroscope\n", R"({"dcr":66,"device":"gyroscope"})"},
-    {"GETDCR",
-     {0x46},
-     "dcr: 0x46\ndevice: accelerometer, gyroscope, magnetometer\n",
-     R"({"dcr":70,"device":"accelerometer, gyroscope, magnetometer"})"},
-    {"GETDCR", {0x40}, "dcr: 0x40\ndevice: see MIPI's list of device characteristics\n", R"({"dcr":64,"device":null})"},
-    {"GETSTATUS",
-     {0xA5, 0x00},
-     "pending interrupt: none\nprotocol error: no\nactivity state: 0\nvendor byte: 0xa5\n",
-     R"({"pendingInterrupt":0,"protocolError":false,"activityState":0,"vendorByte":165})"},
-    {"GETSTATUS",
-     {0x00, 0xEB},
-     "pending interrupt: 11\nprotocol error: yes\nactivity state: 3\nvendor byte: 0x00\n",
-     R"({"pendingInterrupt":11,"protocolError":true,"activityState":3,"vendorByte":0})"},
-    {"GETMXDS",
-     {0x00, 0x00},
-     "max write rate: 12.5 MHz\nmax read rate: 12.5 MHz\nclock to data turnaround: at most 8 ns\n",
-     R"({"maxWriteRate":"12.5 MHz","maxReadRate":"12.5 MHz","clockToDataTurnaround":"8 ns"})"},
-    {"GETMXDS",
-     {0x04, 0x23, 0x10, 0x27, 0x01},
-     "max write rate: 2 MHz\nmax read rate: 4 MHz\nclock to data turnaround: at most 12 ns\n"
-     "max read turnaround: 75536 us\n",
-     R"({"maxWriteRate":"2 MHz","maxReadRate":"4 MHz","clockToDataTurnaround":"12 ns","maxReadTurnaround":75536})"},
-    {"GETMXDS",
-     {0x0D, 0x3A},
-     "max write rate: reserved 5\nmax read rate: 6 MHz\nclock to data turnaround: more than 12 ns\n",
-     R"({"maxWriteRate":"reserved 5","maxReadRate":"6 MHz","clockToDataTurnaround":"more than 12 ns"})"},
-    {"GETCAPS", {0x0A}, "hdr modes: HDR-TSP, HDR-BT\n", R"({"hdrModes":["HDR-TSP","HDR-BT"]})"},
-    {"GETCAPS",
-     {0x00, 0x32, 0x18},
-     "hdr modes: none\nversion: 1.2\ngroup addresses: 3\ndefining bytes: GETCAPS, GETSTATUS\n",
-     R"({"hdrModes":[],"version":"1.2","groupAddresses":3,"definingBytes":["GETCAPS","GETSTATUS"]})"},
-    {"GETXTIME",
-     {0x03, 0x82, 0x19, 0x05},
-     "supported modes: synchronous, asynchronous 0\nactive modes: asynchronous 0\noverflow: yes\nclock: 12.5 MHz\n"
-     "inaccuracy: 0.5 %\n",
-     R"({"supportedModes":["synchronous","asynchronous 0"],"activeModes":["asynchronous 0"],"overflow":true,)"
-     R"("clock":12500000,"inaccuracy":0.5})"},
-    {"RSTACT", {0xFF}, "answer: 255\n", R"({"answer":255})"},
+// What a code's reply says, field by field: as text and, where that differs, as a JSON value. Worked out by hand from
+// the I3C standard's tables.
+const std::pair<std::string, std::string> REPLIES[] = {
+    {"GETMWL 1234", "max write length: 4660 bytes = 4660"},
+    {"GETMRL 0100", "max read length: 256 bytes = 256"},
+    {"GETMRL 004010", "max read length: 64 bytes = 64; max ibi payload: 16 bytes = 16"},
+    {"GETMRL ffff00", "max read length: 65535 bytes = 65535; max ibi payload: 0 = no limit = 0"},
+    {"GETPID 04d2abcd7fed",
+     "manufacturer id: 0x0269 = 617; type: vendor-fixed; part id: 0xabcd = 43981; instance id: 0x7 = 7; "
+     "vendor bits: 0xfed = 4077"},
+    {"GETPID 04d3abcd7fed", "manufacturer id: 0x0269 = 617; type: random; random value: 0xabcd7fed = 2882371565"},
+    {"GETBCR 00", "bcr: 0x00 = 0; role: target; features: none = []"},
+    {"GETBCR 58", "bcr: 0x58 = 88; role: controller-capable; "
+                  R"(features: offline-capable, virtual targets = ["offline-capable","virtual targets"])"},
+    {"GETBCR 81", R"(bcr: 0x81 = 129; role: reserved 2; features: speed limit = ["speed limit"])"},
+    {"GETBCR e6", "bcr: 0xe6 = 230; role: reserved 3; features: interrupts, interrupt payload, advanced capabilities"
+                  R"( = ["interrupts","interrupt payload","advanced capabilities"])"},
+    {"GETDCR 00", "dcr: 0x00 = 0; device: generic device"},
+    {"GETDCR 46", "dcr: 0x46 = 70; device: accelerometer, gyroscope, magnetometer"},
+    {"GETDCR 40", "dcr: 0x40 = 64; device: see MIPI's list of device characteristics = null"},
+    {"GETSTATUS a500",
+     "pending interrupt: none = 0; protocol error: no = false; activity state: 0 = 0; vendor byte: 0xa5 = 165"},
+    {"GETSTATUS 00eb",
+     "pending interrupt: 11 = 11; protocol error: yes = true; activity state: 3 = 3; vendor byte: 0x00 = 0"},
+    {"GETMXDS 0000",
+     R"(max write rate: 12.5 MHz; max read rate: 12.5 MHz; clock to data turnaround: at most 8 ns = "8 ns")"},
+    {"GETMXDS 0423102701",
+     R"(max write rate: 2 MHz; max read rate: 4 MHz; clock to data turnaround: at most 12 ns = "12 ns"; )"
+     "max read turnaround: 75536 us = 75536"},
+    {"GETMXDS 0d3a", "max write rate: reserved 5; max read rate: 6 MHz; clock to data turnaround: more than 12 ns"},
+    {"GETCAPS 0a", R"(hdr modes: HDR-TSP, HDR-BT = ["HDR-TSP","HDR-BT"])"},
+    {"GETCAPS 003218", "hdr modes: none = []; version: 1.2; group addresses: 3 = 3; "
+                       R"(defining bytes: GETCAPS, GETSTATUS = ["GETCAPS","GETSTATUS"])"},
+    {"GETXTIME 03821905",
+     R"(supported modes: synchronous, asynchronous 0 = ["synchronous","asynchronous 0"]; )"
+     R"(active modes: asynchronous 0 = ["asynchronous 0"]; overflow: yes = true; clock: 12.5 MHz = 12500000; )"
+     "inaccuracy: 0.5 % = 0.5"},
+    {"RSTACT ff", "answer: 255 = 255"},
 };
 
 TEST(Replies, DecodedInTextAndJson)
 {
-    for (const auto& [name, bytes, text, json] : REPLIES) {
-        std::string lines;
-        Json values;
-        for (const Field& field : findCode(name).decode(bytes)) {
-            lines += field.label + ": " + field.text + "\n";
-            values[jsonKey(field.label)] = field.value;
+    for (const auto& [reply, expected] : REPLIES) {
+        const auto words = splitWords(reply);
+        std::string fields;
+        for (const Field& field : findCode(words[0]).decode(readData("reply", {words[1]}, 16))) {
+            fields += (fields.empty() ? "" : "; ") + field.label + ": " + field.text;
+            fields += field.value == field.text ? "" : " = " + field.value.dump();
         }
-        EXPECT_EQ(lines, text) << name << " " << toHex(bytes);
-        EXPECT_EQ(values.dump(), json) << name << " " << toHex(bytes);
+        EXPECT_EQ(fields, expected) << reply;
     }
+    EXPECT_EQ(jsonKey("max ibi payload"), "maxIbiPayload");
 }
 
 // Each decoder is safe with the shortest reply that reaches it, and no code that replies goes untested.
@@ -119,7 +78,7 @@ TEST(Replies, EveryDecoderHasARowAndAShortestReply)
 {
     for (const Code& code : codes()) {
         if (code.decode != nullptr) {
-            const auto isRow = [&](const Reply& reply) { return reply.code == code.name; };
+            const auto isRow = [&](const auto& row) { return row.first.starts_with(std::string(code.name) + ' '); };
             EXPECT_TRUE(std::any_of(std::begin(REPLIES), std::end(REPLIES), isRow)) << code.name;
             ASSERT_GT(code.shortestReply, 0) << code.name;
             EXPECT_FALSE(code.decode(Bytes(code.shortestReply, 0xFF)).empty()) << code.name;
@@ -138,14 +97,10 @@ TEST(Codes, FoundInAnyCaseAndWrittenWithTheirArguments)
 
 TEST(Text, Hexdump)
 {
-    Bytes bytes;
-    for (unsigned i = 0; i < 18; ++i) {
-        bytes.push_back(static_cast<std::uint8_t>(0x1D + i));
-    }
-    bytes.back() = 0x7F;
+    const Bytes bytes{0x1D, 0x1E, 0x1F, ' ', '!', '"', '#', '$', '%', '&', '\'', '(', ')', '*', '+', ',', '~', 0x7F};
     EXPECT_EQ(hexdump(bytes, 0xFFF8),
               "0000fff8  1d 1e 1f 20 21 22 23 24  25 26 27 28 29 2a 2b 2c  |... !\"#$%&'()*+,|\n"
-              "00010008  2d 7f                                             |-.|\n");
+              "00010008  7e 7f                                             |~.|\n");
     EXPECT_EQ(hexdump({}, 0), "");
     EXPECT_EQ(toHexWords(Bytes{0x0A, 0xFF}), "0a ff");
 }

@@ -1,12 +1,13 @@
 """The tool's rooms: who includes whom, read from the sources."""
 
 import graphlib
-import os
 import pathlib
 import re
 import unittest
 
-CLI = pathlib.Path(os.environ["TARVIX_SOURCE"]) / "cli"
+from tool import SOURCE
+
+CLI = SOURCE / "cli"
 ROOMS = ["console", "arguments", "adapter", "commands"]  # from the lowest; the program itself is above them
 
 

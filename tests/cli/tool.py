@@ -3,6 +3,8 @@
 import contextlib
 import json
 import os
+import pathlib
+import re
 import signal
 import subprocess
 import unittest
@@ -10,10 +12,12 @@ import unittest
 TARVIX = os.environ["TARVIX"]
 SIM = os.environ["TARVIX_SIM"]
 UNREADABLE_ADAPTER = os.environ["TARVIX_UNREADABLE_ADAPTER"]
-SOURCE = os.environ["TARVIX_SOURCE"]
+SOURCE = pathlib.Path(os.environ["TARVIX_SOURCE"])
 
 # Far beyond what anything here takes, also on a busy machine and under sanitizers.
 LIMIT = 60
+
+TIME = r"\b\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z\b"
 
 ENVIRONMENT = {name: value for name, value in os.environ.items() if name != "TARVIX_ADAPTER"}
 ENVIRONMENT["PATH"] = os.pathsep.join([os.path.dirname(TARVIX), os.path.dirname(SIM), ENVIRONMENT["PATH"]])
@@ -67,6 +71,11 @@ class Case(unittest.TestCase):
         result = shell(script)
         self.assertEqual((result.stderr, result.returncode), ("", 0), script)
         self.assertEqual(objects(result.stdout), list(expected), script)
+
+    def streams(self, arguments, then, *lines):
+        """What a stream of events prints until it ends by itself, with TIME for each time."""
+        printed, status, _ = stream(arguments, then)
+        self.assertEqual(([re.sub(TIME, "TIME", line) for line in printed], status), (list(lines), 0))
 
     def fails(self, result, status, *texts):
         """Nothing on standard output, and one line on standard error, with these texts."""

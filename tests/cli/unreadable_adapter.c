@@ -6,24 +6,6 @@
 
 #include <hidapi/hidapi.h>
 
-static struct hid_device_info* new_entry(char* line)
-{
-    struct hid_device_info* entry = calloc(1, sizeof *entry);
-    char* serial = strchr(line, '\t');
-    if (entry == NULL || serial == NULL) {
-        abort();
-    }
-    *serial++ = 0;
-    entry->vendor_id = 0x1FC9;
-    entry->product_id = 0x82FC;
-    entry->path = strdup(line);
-    entry->serial_number = calloc(strlen(serial) + 1, sizeof(wchar_t));
-    for (size_t i = 0; serial[i] != 0; ++i) {
-        entry->serial_number[i] = (unsigned char)serial[i];
-    }
-    return entry;
-}
-
 struct hid_device_info* hid_enumerate(unsigned short vendor_id, unsigned short product_id)
 {
     (void)vendor_id;
@@ -32,8 +14,15 @@ struct hid_device_info* hid_enumerate(unsigned short vendor_id, unsigned short p
     struct hid_device_info** next = &first;
     char* text = strdup(getenv("TARVIX_TEST_ADAPTERS"));
     for (char* line = strtok(text, "\n"); line != NULL; line = strtok(NULL, "\n")) {
-        *next = new_entry(line);
-        next = &(*next)->next;
+        const size_t path_length = strcspn(line, "\t");
+        struct hid_device_info* entry = calloc(1, sizeof *entry);
+        entry->vendor_id = 0x1FC9;
+        entry->product_id = 0x82FC;
+        entry->path = strndup(line, path_length);
+        entry->serial_number = calloc(strlen(line), sizeof(wchar_t));
+        mbstowcs(entry->serial_number, line + path_length + 1, strlen(line));
+        *next = entry;
+        next = &entry->next;
     }
     free(text);
     return first;
