@@ -193,7 +193,8 @@ void addSend(Commands& uart)
                                "printf hello | tarvix uart send --listen 200ms --raw -"});
     addData(app, options.data, "Bytes to send");
     addText(app, "-t,--text", options.text, "Send this text instead of DATA");
-    addNumber(app, "-n,--reply", options.reply, {1, 16 << 20}, "Wait for this many bytes; exit with 6 if fewer arrive");
+    addNumber(app, "-n,--reply", options.reply, {1, 16 << 20},
+              "Wait for this many bytes; exit with status 6 if fewer arrive");
     addPeriod(app, "--listen", options.listen, "Print the reply until the line is silent this long; 1s with --reply");
     addRaw(app, options.raw);
     addLineOptions(app, options.line);

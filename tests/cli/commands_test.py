@@ -37,10 +37,10 @@ class Commands(Case):
                    "driving pin 7: PIN_IS_INPUT (0x0202)")
 
     def test_gpio_watch(self):
-        drive = "for level in 1 0 1 0; do tarvix gpio set 3=$level; done"
-        self.streams("gpio watch -e rising -n 2 2", drive, "TIME 2 rising", "TIME 2 rising")
-        self.streams("gpio watch -e falling -n 1 2", drive, "TIME 2 falling")
-        self.streams("gpio watch -n 3 2", drive, "TIME 2 edge", "TIME 2 edge", "TIME 2 edge")
+        drive = "for level in 3=1 5=1 5=0 3=0 3=1; do tarvix gpio set $level; done"
+        self.streams("gpio watch -e rising -n 3 2 4", drive, "TIME 2 rising", "TIME 4 rising", "TIME 2 rising")
+        self.streams("gpio watch -e falling -n 2 2 4", drive, "TIME 4 falling", "TIME 2 falling")
+        self.streams("gpio watch -n 3 2 4", drive, "TIME 2 edge", "TIME 4 edge", "TIME 4 edge")
         # What is not the watched pin's is neither printed nor counted.
         self.streams("gpio watch 2 -n 1 --json", "tarvix uart send 55; " + drive,
                      '{"schema":1,"command":"gpio watch","time":"TIME","pin":2,"edge":"edge"}')
@@ -54,12 +54,12 @@ class Commands(Case):
 
     def test_reset_waits_and_clears(self):
         self.prints("tarvix gpio set 3=1; tarvix reset; tarvix gpio get 3; tarvix reset --json",
-                   'TVX0000001: reset\n3=low\n{"schema":1,"command":"reset","adapter":"TVX0000001"}\n')
+                    'TVX0000001: reset\n3=low\n{"schema":1,"command":"reset","adapter":"TVX0000001"}\n')
 
     def test_boot_asks_first(self):
         self.fails(tarvix("boot"), 2, "standard input is not a terminal; use -y")
         self.prints("tarvix boot -y; tarvix list --json",
-                   'TVX0000001: in boot mode\n{"schema":1,"command":"list","adapters":[]}\n')
+                    'TVX0000001: in boot mode\n{"schema":1,"command":"list","adapters":[]}\n')
         for answer, status in (("", 1), ("n", 1), ("y", 0)):
             with self.subTest(answer=answer):
                 asked = shell("script -qec 'tarvix boot' /dev/null", stdin=answer + "\n")

@@ -6,37 +6,35 @@
 
 #include <hidapi/hidapi.h>
 
+static struct hid_device_info entries[64];
+static char text[4096];
+static wchar_t serial_numbers[sizeof text];
+
 struct hid_device_info* hid_enumerate(unsigned short vendor_id, unsigned short product_id)
 {
     (void)vendor_id;
     (void)product_id;
-    struct hid_device_info* first = NULL;
-    struct hid_device_info** next = &first;
-    char* text = strdup(getenv("TARVIX_TEST_ADAPTERS"));
+    struct hid_device_info* entry = entries;
+    strncpy(text, getenv("TARVIX_TEST_ADAPTERS"), sizeof text - 1);
     for (char* line = strtok(text, "\n"); line != NULL; line = strtok(NULL, "\n")) {
-        const size_t path_length = strcspn(line, "\t");
-        struct hid_device_info* entry = calloc(1, sizeof *entry);
-        entry->vendor_id = 0x1FC9;
-        entry->product_id = 0x82FC;
-        entry->path = strndup(line, path_length);
-        entry->serial_number = calloc(strlen(line), sizeof(wchar_t));
-        mbstowcs(entry->serial_number, line + path_length + 1, strlen(line));
-        *next = entry;
-        next = &entry->next;
+        char* serial_number = strchr(line, '\t');
+        *serial_number++ = 0;
+        *entry = (struct hid_device_info){.vendor_id = 0x1FC9, .product_id = 0x82FC, .path = line};
+        entry->serial_number = serial_numbers + (serial_number - text);
+        mbstowcs(entry->serial_number, serial_number, strlen(serial_number) + 1);
+        entry->next = entry + 1;
+        ++entry;
     }
-    free(text);
-    return first;
+    if (entry == entries) {
+        return NULL;
+    }
+    entry[-1].next = NULL;
+    return entries;
 }
 
-void hid_free_enumeration(struct hid_device_info* entry)
+void hid_free_enumeration(struct hid_device_info* first)
 {
-    while (entry != NULL) {
-        struct hid_device_info* next = entry->next;
-        free(entry->path);
-        free(entry->serial_number);
-        free(entry);
-        entry = next;
-    }
+    (void)first;
 }
 
 hid_device* hid_open_path(const char* path)
