@@ -72,7 +72,7 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
 {
     CLI::App* command = app_.add_subcommand(name, description);
     command->fallthrough()->footer(
-        fmt::format("{}{}See 'tarvix --help' for the common options (-a, --json, --timeout, -v).\n\nExamples:\n  {}",
+        fmt::format("{}{}See 'tarvix --help' for the common options (-a, --json, --timeout, --wait, -v).\n\nExamples:\n  {}",
                     notes, notes.empty() ? "" : "\n\n", fmt::join(examples, "\n  ")));
     if (app_.get_parent() != nullptr && !examples.empty()) {
         const std::string before = app_.get_footer().empty() ? "Examples:" : app_.get_footer();
