@@ -1,85 +1,71 @@
-#include "scenarios.hpp"
-
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <ctime>
 #include <future>
 #include <string>
 #include <thread>
-
-#include <sys/resource.h>
+#include <utility>
+#include <vector>
 
 #include <tarvixsdk/async_sdk.hpp>
-#include <tarvixsdk/sdk.hpp>
 
-#include "session.hpp"
-#include "waiting.hpp"
+#include "scenario.hpp"
 
 namespace e2e {
 
 namespace {
 
-std::chrono::microseconds processorTime()
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+// Pulls a slow adapter while a command waits for its response. Returns what becomes of the command: its status, and
+// when it returned.
+std::future<std::pair<StatusCode, Clock::time_point>> pullDuringCommand(VirtualCable& cable, TarvixSDK& sdk)
 {
-    rusage usage{};
-    ::getrusage(RUSAGE_SELF, &usage);
-    const auto sum = [](const timeval& a, const timeval& b) {
-        return std::chrono::seconds(a.tv_sec + b.tv_sec) + std::chrono::microseconds(a.tv_usec + b.tv_usec);
-    };
-    return sum(usage.ru_utime, usage.ru_stime);
+    auto command = std::async(std::launch::async, [&sdk] {
+        const StatusCode status = sdk.gpioDisableInterrupt(GpioPinNumber::PIN_0);
+        return std::pair(status, Clock::now());
+    });
+    eventually("the command reaches the adapter", [&] { return cable.hasPrinted(" < "); });
+    cable.pull();
+    return command;
 }
 
 // Sends commands as fast as it can to an adapter that comes and goes.
 class RestlessSender {
 public:
-    explicit RestlessSender(std::string serialNumber)
-        : serialNumber_(std::move(serialNumber)), thread_([this] { work(); })
-    {
-    }
-    ~RestlessSender()
-    {
-        ending_ = true;
-        thread_.join();
-    }
-    RestlessSender(const RestlessSender&) = delete;
-    RestlessSender& operator=(const RestlessSender&) = delete;
+    explicit RestlessSender(std::string serialNumber) : serialNumber_(std::move(serialNumber)) {}
 
-    void reconnect() { reconnecting_ = true; }
-    unsigned long sent() const { return sent_; }
-    unsigned long received() const { return received_; }
+    std::atomic<bool> reconnect = false;
+    std::atomic<unsigned long> sent = 0;
+    std::atomic<unsigned long> received = 0;
 
 private:
-    void work()
+    void work(const std::stop_token& ending)
     {
         TarvixAsyncSDK sdk;
-        sdk.onResponse([this](const Bytes&) { ++received_; });
-        while (!ending_) {
-            if (reconnecting_.exchange(false)) {
+        sdk.onResponse([this](const Bytes&) { ++received; });
+        while (!ending.stop_requested()) {
+            if (reconnect.exchange(false)) {
                 sdk.disconnect();
             }
             if (!sdk.isConnected() && !sdk.connectWithSerialNumber(serialNumber_)) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(20)); // looking for it is not what is tried here
+                std::this_thread::sleep_for(20ms); // looking for it is not what is tried here
                 continue;
             }
             sdk.gpioDigitalRead(1, GpioPinNumber::PIN_0);
-            ++sent_;
+            ++sent;
         }
     }
 
     const std::string serialNumber_;
-    std::atomic<bool> reconnecting_ = false;
-    std::atomic<bool> ending_ = false;
-    std::atomic<unsigned long> sent_ = 0;
-    std::atomic<unsigned long> received_ = 0;
-    std::thread thread_;
+    std::jthread thread_{[this](const std::stop_token& ending) { work(ending); }};
 };
 
-} // namespace
-
-void reset(Place place)
-{
-    const VirtualCable cable(place);
-    TarvixSDK sdk(TIMEOUT_MS);
-    open(sdk, place.serialNumber());
+const Scenario RESET("reset", [](Place place) {
+    Bench bench(place);
+    TarvixSDK& sdk = bench.sdk;
     succeed(sdk.gpioConfigurePin(GpioPinNumber::PIN_0, GpioFunctionality::INPUT_PULL_UP, GpioLogicLevel::LOW),
             "gpioConfigurePin");
     GpioLogicLevel level{};
@@ -87,58 +73,85 @@ void reset(Place place)
     require(level == GpioLogicLevel::HIGH, "a pulled-up pin is low");
 
     succeed(sdk.resetDevice(), "resetDevice");
-    eventually("the adapter vanishes", [&] { return !nodeOf(place.serialNumber()); });
+    eventually("the adapter vanishes", [&] { return bench.cable.node().empty(); });
     sdk.disconnect();
     require(!sdk.connectWithSerialNumber(place.serialNumber()), "an adapter that is not there opens");
-    eventually("the adapter returns", [&] { return nodeOf(place.serialNumber()).has_value(); });
-    open(sdk, place.serialNumber());
+    eventually("the adapter returns", [&] { return !bench.cable.node().empty(); });
+    require(sdk.connectWithSerialNumber(place.serialNumber()), "a returned adapter does not open");
     succeed(sdk.gpioDigitalRead(GpioPinNumber::PIN_0, level), "gpioDigitalRead");
     require(level == GpioLogicLevel::LOW, "the adapter remembers what was before its reset");
-}
+});
 
-void unplug(Place place)
-{
-    using namespace std::chrono_literals;
-    using Clock = std::chrono::steady_clock;
+const Scenario UNPLUG("unplug", [](Place place) {
     constexpr int SHORT_TIMEOUT_MS = 2000;
-    VirtualCable cable(place, {"--latency", "60000", "--verbose"}); // answers after everything here is over
-    TarvixSDK sdk(SHORT_TIMEOUT_MS);
-    open(sdk, place.serialNumber());
+    Bench bench(place, SHORT_TIMEOUT_MS, SLOW);
+    TarvixSDK& sdk = bench.sdk;
 
     const auto begin = Clock::now();
-    auto command = std::async(std::launch::async, [&sdk] { return sdk.gpioDisableInterrupt(GpioPinNumber::PIN_0); });
-    eventually("the command reaches the adapter", [&] { return cable.log().find(" < ") != std::string::npos; });
-    cable.pull();
+    auto command = pullDuringCommand(bench.cable, sdk);
     require(command.wait_for(0s) == std::future_status::timeout, "the command did not wait for its response");
-    const StatusCode status = command.get();
+    const auto [status, end] = command.get();
     require(status == StatusCode::NO_RESPONSE, "a command that lost its adapter returned " + hex(status));
-    require(Clock::now() - begin < SHORT_TIMEOUT_MS * 1ms + 5s, "a command outlived its timeout by far");
+    require(end - begin < SHORT_TIMEOUT_MS * 1ms + 5s, "a command outlived its timeout by far");
 
-    const auto before = processorTime();
+    const std::clock_t before = std::clock();
     require(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_0) == StatusCode::NO_RESPONSE,
             "a command without an adapter was answered");
-    const auto used = std::chrono::duration_cast<std::chrono::milliseconds>(processorTime() - before);
-    require(used < 300ms, "an unplugged adapter costs " + std::to_string(used.count()) + " ms of processor in 2 s");
+    const std::clock_t used = (std::clock() - before) / (CLOCKS_PER_SEC / 1000);
+    require(used < 300, "an unplugged adapter costs " + std::to_string(used) + " ms of processor in 2 s");
 
     const auto closing = Clock::now();
     sdk.disconnect();
     require(Clock::now() - closing < 2s, "closing an unplugged adapter takes its time");
-}
+});
 
-void replug(Place place)
-{
+const Scenario REPLUG("replug", [](Place place) {
     constexpr int CYCLES = 25;
     VirtualCable cable(place);
     RestlessSender sender(place.serialNumber());
     for (int cycle = 0; cycle < CYCLES; ++cycle) {
-        const unsigned long received = sender.received();
-        eventually("responses arrive", [&] { return sender.received() >= received + 3; });
+        const unsigned long received = sender.received;
+        eventually("responses arrive", [&] { return sender.received >= received + 3; });
         cable.pull();
-        const unsigned long sent = sender.sent();
-        eventually("the sender goes on", [&] { return sender.sent() >= sent + 100; });
-        sender.reconnect();
+        const unsigned long sent = sender.sent;
+        eventually("the sender goes on", [&] { return sender.sent >= sent + 100; });
+        sender.reconnect = true;
         cable.plug();
     }
-}
+});
+
+// The host of the emulated machine may pause it at any time, so the median of the times counts.
+const Scenario LOSS("loss", [](Place place) {
+    constexpr int CYCLES = 5;
+    constexpr int FOREVER = -1;
+    TarvixSDK sdk(FOREVER);
+    std::atomic<int> losses = 0;
+    sdk.onConnectionLost([&] { ++losses; });
+    std::vector<Clock::duration> times;
+    {
+        VirtualCable cable(place, SLOW);
+        for (int cycle = 1; cycle <= CYCLES; ++cycle) {
+            openStrict(sdk, place);
+            auto command = pullDuringCommand(cable, sdk);
+            const auto gone = Clock::now();
+            const auto [status, end] = command.get();
+            require(status == StatusCode::ADAPTER_LOST, "a waiting call returned " + hex(status));
+            require(!sdk.isConnected(), "a lost session claims to be connected");
+            times.push_back(end - gone);
+            eventually("the loss is reported", [&] { return losses == cycle; });
+            cable.plug();
+        }
+    }
+    std::sort(times.begin(), times.end());
+    const auto median = std::chrono::duration_cast<std::chrono::milliseconds>(times[CYCLES / 2]);
+    require(median <= 200ms, "calls end " + std::to_string(median.count()) + " ms after the node");
+
+    const VirtualCable cable(place);
+    openStrict(sdk, place);
+    require(serialNumberOf(sdk) == place.serialNumber(), "a reopened session cannot use the adapter");
+    require(losses == CYCLES, "a loss was reported twice");
+});
+
+} // namespace
 
 } // namespace e2e

@@ -1,71 +1,65 @@
-#include "scenarios.hpp"
-
-#include <functional>
 #include <string>
 
-#include <tarvixsdk/sdk.hpp>
-
-#include "session.hpp"
-#include "waiting.hpp"
+#include "scenario.hpp"
 
 namespace e2e {
 
 namespace {
 
-std::string openedBy(const std::function<bool(TarvixSDK&)>& connect)
+using Connect = bool (TarvixSDK::*)(const std::string&);
+constexpr Connect BY_PATH = &TarvixSDK::connect;
+constexpr Connect BY_SERIAL_NUMBER = &TarvixSDK::connectWithSerialNumber;
+
+// The serial number of the adapter that a session then has; empty when it has none.
+std::string opened(Connect connect, const std::string& which)
 {
     TarvixSDK sdk(TIMEOUT_MS);
-    return connect(sdk) ? serialNumberOf(sdk) : "";
+    return (sdk.*connect)(which) ? serialNumberOf(sdk) : "";
 }
 
-} // namespace
-
-void choose(Place place)
-{
+const Scenario OPEN("open", [](Place place) {
     const VirtualCable cable(place);
     const std::string mine = place.serialNumber();
-    const auto first = [](TarvixSDK& sdk) { return sdk.connect(""); };
-    require(openedBy(first) == mine, "the only adapter is not the first");
+    require(opened(BY_PATH, "") == mine, "the only adapter is not the first");
 
     const VirtualCable otherCable(place.other());
     const std::string other = place.other().serialNumber();
-    const std::string opened = openedBy(first);
-    require(opened == mine || opened == other, "the first of two adapters is " + opened);
-    for (const VirtualCable* const each : {&cable, &otherCable}) {
-        const std::string serialNumber = each->place().serialNumber();
-        const std::string node = each->node();
-        require(openedBy([&](TarvixSDK& sdk) { return sdk.connect(node); }) == serialNumber,
-                "wrong adapter at " + node);
-        require(openedBy([&](TarvixSDK& sdk) { return sdk.connectWithSerialNumber(serialNumber); }) == serialNumber,
-                "wrong adapter for serial number " + serialNumber);
+    const std::string first = opened(BY_PATH, "");
+    require(first == mine || first == other, "the first of two adapters is " + first);
+    const struct {
+        Connect connect;
+        std::string which;
+        std::string expected;
+    } attempts[] = {
+        {BY_PATH, cable.node(), mine},       {BY_SERIAL_NUMBER, mine, mine},   {BY_PATH, "/dev/hidraw99", ""},
+        {BY_PATH, otherCable.node(), other}, {BY_SERIAL_NUMBER, other, other}, {BY_SERIAL_NUMBER, "TVX", ""},
+    };
+    for (const auto& [connect, which, expected] : attempts) {
+        const std::string actual = opened(connect, which);
+        require(actual == expected, which + " opens '" + actual + "', not '" + expected + '\'');
     }
-    require(openedBy([](TarvixSDK& sdk) { return sdk.connect("/dev/hidraw99"); }).empty(), "a wrong path opens");
-    require(openedBy([](TarvixSDK& sdk) { return sdk.connectWithSerialNumber("TVX"); }).empty(),
-            "the beginning of a serial number opens");
 
     const Outcome list = run({"tarvix", "list"});
     require(list.exitStatus == 0 && list.output.find(mine) != std::string::npos &&
                 list.output.find(other) != std::string::npos,
             "tarvix list: " + list.output);
-}
+});
 
-void info(Place place)
-{
-    const VirtualCable cable(place);
-    TarvixSDK sdk(TIMEOUT_MS);
-    open(sdk, place.serialNumber());
+const Scenario INFO("info", [](Place place) {
+    Bench bench(place);
     TarvixSDK::DeviceInfo device;
-    succeed(sdk.getDeviceInfo(device), "getDeviceInfo");
-    require(device.usbString1 == "Tarvix" && device.usbString2 == "Tarvix Virtual Adapter" &&
-                device.usbString3 == place.serialNumber() && device.usbString4 == "firmware 1.0.0" &&
-                device.usbString5 == "hardware virtual",
-            "getDeviceInfo: " + device.usbString1 + ", " + device.usbString2 + ", " + device.usbString3 + ", " +
-                device.usbString4 + ", " + device.usbString5);
-    sdk.disconnect();
+    succeed(bench.sdk.getDeviceInfo(device), "getDeviceInfo");
+    const std::string strings = device.usbString1 + ", " + device.usbString2 + ", " + device.usbString3 + ", " +
+                                device.usbString4 + ", " + device.usbString5;
+    require(strings == "Tarvix, Tarvix Virtual Adapter, " + place.serialNumber() + ", firmware 1.0.0, hardware virtual",
+            "getDeviceInfo: " + strings);
+    bench.sdk.disconnect();
 
     const Outcome tool = run({"tarvix", "--adapter", place.serialNumber(), "info"});
     require(tool.exitStatus == 0 && tool.output.find("firmware 1.0.0") != std::string::npos,
             "tarvix info: " + tool.output);
-}
+});
+
+} // namespace
 
 } // namespace e2e

@@ -5,30 +5,27 @@
 //   tarvix-e2e [PATTERN]          plays those whose name contains PATTERN
 //
 // Each play ends in one line, `e2e: ok NAME SECONDS` or `e2e: FAILED NAME SECONDS: REASON`, and all of them in
-// `e2e: end PASSED FAILED`.
+// `e2e: end PASSED FAILED`. A check that does not hold has a line of its own before.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include "scenarios.hpp"
-#include "waiting.hpp"
+#include "scenario.hpp"
 
 namespace {
 
 using namespace e2e;
 
 constexpr unsigned LONGEST_PLAY = 90; // seconds; a play takes a few
-constexpr const char* REASON_FILE = "/tmp/reason";
 
 struct Play {
     std::string name;
@@ -41,7 +38,7 @@ std::vector<Play> playsNamed(std::string_view pattern)
     std::vector<Play> plays;
     for (const auto& [port, portName] : {std::pair{Port::UHID, "uhid"}, std::pair{Port::GADGET, "gadget"}}) {
         for (const std::size_t reportSize : {64U, 1024U}) {
-            for (const Scenario& scenario : SCENARIOS) {
+            for (const Scenario& scenario : Scenario::all()) {
                 const std::string name = std::string(portName) + '/' + std::to_string(reportSize) + '/' + scenario.name;
                 if (name.find(pattern) != std::string::npos) {
                     plays.push_back({name, scenario, {port, reportSize}});
@@ -52,54 +49,32 @@ std::vector<Play> playsNamed(std::string_view pattern)
     return plays;
 }
 
-void leaveReason(const char* reason)
-{
-    if (std::FILE* const file = std::fopen(REASON_FILE, "w")) {
-        std::fputs(reason, file);
-        std::fclose(file);
-    }
-}
-
-int playHere(const Play& play)
+// Ends as programs do, with the library's static objects.
+[[noreturn]] void playHere(const Play& play)
 {
     ::alarm(LONGEST_PLAY);
-    leaveReason("");
     try {
         play.scenario.play(play.place);
-        return 0;
+        std::exit(0);
     } catch (const std::exception& error) {
-        leaveReason(error.what());
+        std::printf("e2e: %s\n", error.what());
     }
-    return 1;
-}
-
-std::string reasonFor(int waitStatus)
-{
-    if (WIFSIGNALED(waitStatus)) {
-        return WTERMSIG(waitStatus) == SIGALRM ? "did not end"
-                                               : "ended by signal " + std::to_string(WTERMSIG(waitStatus));
-    }
-    return contentsOf(REASON_FILE);
+    std::exit(1);
 }
 
 bool perform(const Play& play)
 {
     const auto start = std::chrono::steady_clock::now();
-    const pid_t child = ::fork();
-    if (child == 0) {
-        std::exit(playHere(play));
-    }
-    int status = -1;
-    ::waitpid(child, &status, 0);
+    const int status = Child([&]() -> int { playHere(play); }).wait();
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-    const bool passed = child > 0 && status == 0;
-    if (passed) {
-        std::printf("e2e: ok %s %.1f s\n", play.name.c_str(), time.count());
+    std::printf("e2e: %s %s %.1f s", status == 0 ? "ok" : "FAILED", play.name.c_str(), time.count());
+    if (status == 0) {
+        std::puts("");
         return true;
     }
-    std::printf("e2e: FAILED %s %.1f s: %s\n", play.name.c_str(), time.count(), reasonFor(status).c_str());
+    std::printf(": %s\n", status > 128 ? ::strsignal(status - 128) : "a check does not hold");
     for (const Place& place : {play.place, play.place.other()}) {
-        const std::string log = contentsOf(logOf(place));
+        const std::string log = contentsOf(place.log());
         std::printf("%s", log.substr(log.size() - std::min<std::size_t>(log.size(), 2000)).c_str());
     }
     return false;

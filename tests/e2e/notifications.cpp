@@ -1,61 +1,38 @@
-#include "scenarios.hpp"
+#include <algorithm>
+#include <string>
+#include <vector>
 
-#include <mutex>
-
-#include <tarvixsdk/sdk.hpp>
-
-#include "session.hpp"
-#include "waiting.hpp"
+#include "scenario.hpp"
+#include "support/received.hpp"
 
 namespace e2e {
 
 namespace {
 
-class Notifications {
-public:
-    explicit Notifications(TarvixSDK& sdk)
-    {
-        sdk.onNotification([this](const Notification& notification) { add(notification); });
-    }
+struct Notifications {
+    Received<std::uint8_t> uart; // all bytes received
+    Received<std::uint8_t> pins; // those that fired, in order
+    Received<Bytes> interrupts;  // address and payload of each
 
-    Bytes uart() const { return guarded(uart_); }
-    Bytes pins() const { return guarded(pins_); }
-    Bytes interrupts() const { return guarded(interrupts_); }
-
-private:
-    Bytes guarded(const Bytes& bytes) const
-    {
-        const std::lock_guard lock(mutex_);
-        return bytes;
-    }
     void add(const Notification& notification)
     {
-        const std::lock_guard lock(mutex_);
-        if (const auto* uart = notification.uartRx()) {
-            uart_.insert(uart_.end(), uart->data, uart->data + uart->dataLength);
+        if (const auto* received = notification.uartRx()) {
+            std::for_each_n(received->data, received->dataLength, [this](std::uint8_t byte) { uart.add(byte); });
         } else if (const auto* gpio = notification.gpio()) {
-            pins_.push_back(gpio->pinNumber);
+            pins.add(gpio->pinNumber);
         } else if (const auto* interrupt = notification.i3cIbi()) {
-            interrupts_.push_back(interrupt->targetAddress);
-            interrupts_.insert(interrupts_.end(), interrupt->payload, interrupt->payload + interrupt->payloadLength);
+            interrupts.add(Bytes{interrupt->targetAddress} +
+                           Bytes(interrupt->payload, interrupt->payload + interrupt->payloadLength));
         }
     }
-
-    mutable std::mutex mutex_;
-    Bytes uart_;       // all bytes received
-    Bytes pins_;       // the pins that fired, in order
-    Bytes interrupts_; // address and payload of each
 };
 
-} // namespace
-
-void notifications(Place place)
-{
+const Scenario NOTIFICATIONS("notifications", [](Place place) {
     constexpr int ROUNDS = 10;
-    const VirtualCable cable(place);
-    TarvixSDK sdk(TIMEOUT_MS);
-    const Notifications heard(sdk);
-    open(sdk, place.serialNumber());
+    Notifications heard;
+    Bench bench(place);
+    TarvixSDK& sdk = bench.sdk;
+    sdk.onNotification([&heard](const Notification& notification) { heard.add(notification); });
     succeed(sdk.uartInit(UartBaudRate::BAUD_115200, UartHwHandshake::DISABLED, UartParity::NONE, UartDataSize::BITS_8,
                          UartStopBit::ONE),
             "uartInit");
@@ -66,25 +43,21 @@ void notifications(Place place)
     Bytes sent;
     for (unsigned round = 0; round < ROUNDS; ++round) {
         const Bytes message = pattern(100, round); // two segments of the smaller report
-        sent.insert(sent.end(), message.begin(), message.end());
+        sent = sent + message;
         succeed(sdk.uartSendMessage(message), "uartSendMessage");
         succeed(sdk.gpioDigitalWrite(GpioPinNumber::PIN_2, round % 2 == 0 ? GpioLogicLevel::HIGH : GpioLogicLevel::LOW),
                 "gpioDigitalWrite");
         require(serialNumberOf(sdk) == place.serialNumber(), "a notification was taken for a response");
     }
-    eventually("all notifications arrive",
-               [&] { return heard.uart().size() == sent.size() && heard.pins().size() == ROUNDS; });
-    requireEqual(heard.uart(), sent, "what the UART received");
-    requireEqual(heard.pins(), Bytes(ROUNDS, 3), "the pins that fired");
-    sdk.disconnect();
-}
+    requireEqual(heard.uart.atLeast(sent.size()), sent, "what the UART received");
+    requireEqual(heard.pins.atLeast(ROUNDS), Bytes(ROUNDS, 3), "the pins that fired");
+});
 
-void i3c(Place place)
-{
-    const VirtualCable cable(place);
-    TarvixSDK sdk(TIMEOUT_MS);
-    const Notifications heard(sdk);
-    open(sdk, place.serialNumber());
+const Scenario I3C("i3c", [](Place place) {
+    Notifications heard;
+    Bench bench(place);
+    TarvixSDK& sdk = bench.sdk;
+    sdk.onNotification([&heard](const Notification& notification) { heard.add(notification); });
     succeed(sdk.i3cControllerInit(I3cPushPullRate::MHZ_12_5, I3cOpenDrainTransferRate::MHZ_4, I2cTransferRate::KHZ_400,
                                   I3cDriveStrength::MEDIUM),
             "i3cControllerInit");
@@ -108,9 +81,11 @@ void i3c(Place place)
             "i3cSdrRead");
     requireEqual(read, data, "the target's registers");
     succeed(sdk.i3cSdrWrite(0x0A, {0x80}, {2}, I3cTransferFlags::NONE), "i3cSdrWrite");
-    eventually("an in-band interrupt", [&] { return !heard.interrupts().empty(); });
-    requireEqual(heard.interrupts(), {0x0A, data[0], data[1]}, "the in-band interrupt");
-    sdk.disconnect();
-}
+    const std::vector<Bytes> interrupts = heard.interrupts.atLeast(1);
+    require(interrupts.size() == 1, std::to_string(interrupts.size()) + " in-band interrupts arrive");
+    requireEqual(interrupts[0], {0x0A, data[0], data[1]}, "the in-band interrupt");
+});
+
+} // namespace
 
 } // namespace e2e

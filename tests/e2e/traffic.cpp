@@ -1,18 +1,9 @@
-#include "scenarios.hpp"
-
 #include <algorithm>
 #include <atomic>
-#include <csignal>
 
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <tarvixsdk/sdk.hpp>
-
-#include "session.hpp"
-#include "waiting.hpp"
+#include "scenario.hpp"
 
 namespace e2e {
 
@@ -31,95 +22,59 @@ Bytes fillEeprom(TarvixSDK& sdk)
     return memory;
 }
 
+const Scenario WHOLE_EEPROM("eeprom", [](Place place) {
+    Bench bench(place);
+    const Bytes written = fillEeprom(bench.sdk);
+    Bytes memory;
+    succeed(bench.sdk.i2cRead(EEPROM_BUS, EEPROM, eepromAddress(0), EEPROM_SIZE, memory, false), "i2cRead");
+    requireEqual(memory, written, "the EEPROM");
+});
+
 // Through the SPI loopback: as many bytes each way.
-void exchange(TarvixSDK& sdk, std::size_t size)
+void transfer(Place place, std::uint16_t size)
 {
-    succeed(sdk.spiControllerInit(SpiBitOrder::MSB_FIRST, SpiMode::MODE_0, SpiDataWidth::BITS_8,
-                                  SpiChipSelect::SELECT_1, SpiChipSelectPolarity::ACTIVE_LOW, 10'000'000),
+    Bench bench(place);
+    succeed(bench.sdk.spiControllerInit(SpiBitOrder::MSB_FIRST, SpiMode::MODE_0, SpiDataWidth::BITS_8,
+                                        SpiChipSelect::SELECT_1, SpiChipSelectPolarity::ACTIVE_LOW, 10'000'000),
             "spiControllerInit");
-    Bytes sent = pattern(size, static_cast<unsigned>(size));
+    Bytes sent = pattern(size, size);
     Bytes received;
-    succeed(sdk.spiTransfer(sent, received, static_cast<std::uint16_t>(size)), "spiTransfer");
+    succeed(bench.sdk.spiTransfer(sent, received, size), "spiTransfer");
     requireEqual(received, sent, "the loopback of " + std::to_string(size) + " bytes");
 }
 
-void transfer(Place place, std::size_t size)
-{
-    const VirtualCable cable(place);
-    TarvixSDK sdk(TIMEOUT_MS);
-    open(sdk, place.serialNumber());
-    exchange(sdk, size);
-}
+const Scenario TRANSFER_32768("transfer-32768", [](Place place) { transfer(place, 32768); });
+const Scenario TRANSFER_65535("transfer-65535", [](Place place) { transfer(place, 65535); });
 
-// A process that wants the processor for itself.
-class Rival {
-public:
-    explicit Rival(int niceness) : process_(::fork())
-    {
-        if (process_ == 0) {
-            ::setpriority(PRIO_PROCESS, 0, niceness);
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            std::atomic<unsigned> turns = 0;
-            for (;;) {
-                ++turns;
-            }
-        }
+// Wants the processor for itself.
+int compete(int niceness)
+{
+    ::setpriority(PRIO_PROCESS, 0, niceness);
+    std::atomic<unsigned> turns = 0;
+    for (;;) {
+        ++turns;
     }
-    ~Rival()
-    {
-        ::kill(process_, SIGKILL);
-        ::waitpid(process_, nullptr, 0);
-    }
-    Rival(const Rival&) = delete;
-    Rival& operator=(const Rival&) = delete;
-
-private:
-    pid_t process_;
-};
-
-} // namespace
-
-void eeprom(Place place)
-{
-    const VirtualCable cable(place);
-    TarvixSDK sdk(TIMEOUT_MS);
-    open(sdk, place.serialNumber());
-    const Bytes written = fillEeprom(sdk);
-    Bytes memory;
-    succeed(sdk.i2cRead(EEPROM_BUS, EEPROM, eepromAddress(0), EEPROM_SIZE, memory, false), "i2cRead");
-    requireEqual(memory, written, "the EEPROM");
-}
-
-void transfer32768(Place place)
-{
-    transfer(place, 32768);
-}
-
-void transfer65535(Place place)
-{
-    transfer(place, 65535);
 }
 
 // Longest responses while other processes compete with the reader for the processor.
-void pressure(Place place)
-{
-    const VirtualCable cable(place);
-    TarvixSDK sdk(TIMEOUT_MS);
-    open(sdk, place.serialNumber());
-    Bytes expected = fillEeprom(sdk);
-    expected.insert(expected.end(), expected.begin(), expected.end()); // reading wraps
+const Scenario PRESSURE("pressure", [](Place place) {
+    Bench bench(place);
+    Bytes expected = fillEeprom(bench.sdk);
+    expected = expected + expected; // reading wraps
     expected.pop_back();
 
     // Nothing makes /dev/uhid wait for its reader as USB does, and an emulated processor shared by three is no match
     // for its pace: there the rivals take what is left over.
     const int niceness = place.port == Port::UHID ? 19 : 0;
-    const Rival one(niceness);
-    const Rival another(niceness);
+    const Child one([=] { return compete(niceness); });
+    const Child another([=] { return compete(niceness); });
     for (int i = 0; i < 2; ++i) {
         Bytes memory;
-        succeed(sdk.i2cRead(EEPROM_BUS, EEPROM, eepromAddress(0), 65535, memory, false), "i2cRead");
+        succeed(bench.sdk.i2cRead(EEPROM_BUS, EEPROM, eepromAddress(0), 65535, memory, false), "i2cRead");
         requireEqual(memory, expected, "a long response");
     }
-}
+});
+
+} // namespace
 
 } // namespace e2e

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include <sys/types.h>
+#include "waiting.hpp"
 
 namespace e2e {
 
@@ -21,41 +21,32 @@ struct Place {
     std::size_t reportSize; // 64 or 1024
 
     std::string serialNumber() const { return reportSize == 64 ? "TVX0000064" : "TVX0001024"; }
+    std::string log() const { return "/tmp/tarvix-sim." + serialNumber(); } // what tarvix-sim printed
     Place other() const { return {port, reportSize == 64 ? std::size_t{1024} : std::size_t{64}}; }
 };
-
-// The hidraw node of the adapter with this serial number, once it can be opened.
-std::optional<std::string> nodeOf(const std::string& serialNumber);
 
 class VirtualCable {
 public:
     // Plugged in, with its node in place. `options` are those of tarvix-sim.
-    explicit VirtualCable(Place place, std::vector<std::string> options = {});
+    explicit VirtualCable(Place place, const std::vector<std::string>& options = {});
     ~VirtualCable();
     VirtualCable(const VirtualCable&) = delete;
     VirtualCable& operator=(const VirtualCable&) = delete;
 
-    const Place& place() const { return place_; }
-    std::string node() const;
+    std::string node() const; // of hidraw; empty when it has none that can be opened
 
     // Both return when the kernel has noticed.
     void pull();
     void plug();
 
-    // What tarvix-sim has printed since it was started last.
-    std::string log() const;
+    bool hasPrinted(const std::string& text) const; // whether tarvix-sim has, since it was started last
 
 private:
-    void startProgram();
-    void stopProgram(int signal);
-    void unbind() const;
+    void bindTo(const std::string& controller) const;
 
-    Place place_;
-    std::vector<std::string> options_;
-    pid_t program_ = -1;
+    const Place place_;
+    std::vector<std::string> command_;
+    std::optional<Child> program_;
 };
-
-// Where tarvix-sim's output goes; the last of it is printed when a scenario fails.
-std::string logOf(const Place& place);
 
 } // namespace e2e

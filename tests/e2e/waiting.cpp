@@ -1,16 +1,29 @@
 #include "waiting.hpp"
 
-#include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <thread>
 
+#include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace e2e {
+
+namespace {
+
+// An exception ends the child here: it must not unwind what belongs to its maker.
+[[noreturn]] void perform(const std::function<int()>& work) noexcept
+{
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    std::_Exit(work());
+}
+
+} // namespace
 
 void require(bool holds, const std::string& what)
 {
@@ -21,7 +34,8 @@ void require(bool holds, const std::string& what)
 
 void eventually(const std::string& what, const std::function<bool()>& condition)
 {
-    const auto limit = std::chrono::steady_clock::now() + PATIENCE;
+    // Emulated machines are slow and their hosts are busy: this is no measure of speed, only of "never".
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {
         require(std::chrono::steady_clock::now() < limit, "waited in vain: " + what);
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
@@ -36,9 +50,35 @@ std::string contentsOf(const std::string& path)
     return contents.str();
 }
 
-int exitStatusOf(int waitStatus)
+Child::Child(const std::function<int()>& work) : id_(::fork())
 {
-    return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : 128 + WTERMSIG(waitStatus);
+    require(id_ >= 0, "cannot fork");
+    if (id_ == 0) {
+        perform(work);
+    }
+}
+
+int Child::wait()
+{
+    int status = 0;
+    ::waitpid(id_, &status, 0);
+    id_ = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void Child::waitUntilStopped() const
+{
+    int status = 0;
+    ::waitpid(id_, &status, WUNTRACED);
+    require(WIFSTOPPED(status), "a process ended early");
+}
+
+void Child::end(int signal)
+{
+    if (id_ > 0) {
+        ::kill(id_, signal);
+        wait();
+    }
 }
 
 void execute(const std::vector<std::string>& command)
@@ -53,42 +93,23 @@ void execute(const std::vector<std::string>& command)
     std::_Exit(127);
 }
 
-int inProcess(const std::function<int()>& attempt)
+void redirectOutput(const std::string& file)
 {
-    const pid_t child = ::fork();
-    require(child >= 0, "cannot fork");
-    if (child == 0) {
-        std::_Exit(attempt());
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return exitStatusOf(status);
+    const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
+    ::dup2(descriptor, STDOUT_FILENO);
+    ::dup2(descriptor, STDERR_FILENO);
 }
 
-Outcome run(const std::vector<std::string>& command)
+Outcome run(const std::vector<std::string>& command, const std::function<void()>& prepare)
 {
-    std::array<int, 2> ends{};
-    require(::pipe(ends.data()) == 0, "cannot make a pipe");
-    const pid_t child = ::fork();
-    require(child >= 0, "cannot fork");
-    if (child == 0) {
-        ::dup2(ends[1], STDOUT_FILENO);
-        ::dup2(ends[1], STDERR_FILENO);
-        ::close(ends[0]);
-        ::close(ends[1]);
+    const std::string file = "/tmp/output";
+    Child child([&]() -> int {
+        redirectOutput(file);
+        prepare();
         execute(command);
-    }
-    ::close(ends[1]);
-    Outcome outcome{};
-    std::array<char, 4096> buffer{};
-    for (ssize_t size = 0; (size = ::read(ends[0], buffer.data(), buffer.size())) > 0;) {
-        outcome.output.append(buffer.data(), static_cast<std::size_t>(size));
-    }
-    ::close(ends[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    outcome.exitStatus = exitStatusOf(status);
-    return outcome;
+    });
+    const int exitStatus = child.wait();
+    return {exitStatus, contentsOf(file)};
 }
 
 } // namespace e2e

@@ -1,7 +1,7 @@
-// What every scenario needs: checks, waiting for something to become true, and running programs.
+// What every scenario needs: checks, waiting for something to become true, and other processes.
 #pragma once
 
-#include <chrono>
+#include <csignal>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -19,28 +19,40 @@ public:
 
 void require(bool holds, const std::string& what);
 
-// Emulated machines are slow and their hosts are busy: this is no measure of speed, only of "never".
-inline constexpr std::chrono::seconds PATIENCE{20};
-
-// Returns when the condition holds; a failure when it does not within PATIENCE.
+// Returns when the condition holds; a failure when it does not within a generous limit.
 void eventually(const std::string& what, const std::function<bool()>& condition);
 
 std::string contentsOf(const std::string& path); // empty when it cannot be read
 
+// A copy of this process that does `work`, exits with what it returns, and dies with its maker.
+class Child {
+public:
+    explicit Child(const std::function<int()>& work);
+    ~Child() { end(SIGKILL); }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+
+    pid_t id() const { return id_; }
+    int wait(); // for its end; returns its exit status, 128 plus the signal's number after a signal
+    void waitUntilStopped() const;
+    void end(int signal);
+
+private:
+    pid_t id_; // -1 when it has ended
+};
+
+// Becomes the program, its standard output and standard error in a file.
+[[noreturn]] void execute(const std::vector<std::string>& command);
+
+void redirectOutput(const std::string& file);
+
 struct Outcome {
-    int exitStatus; // 128 plus the signal's number after a signal
+    int exitStatus; // as Child::wait returns it
     std::string output;
 };
 
-// Runs a program to its end and collects its standard output and standard error together.
-Outcome run(const std::vector<std::string>& command);
-
-// Makes the attempt in a process of its own; returns its exit status.
-int inProcess(const std::function<int()>& attempt);
-
-// Becomes the program. For a forked child.
-[[noreturn]] void execute(const std::vector<std::string>& command);
-
-int exitStatusOf(int waitStatus);
+// Runs a program to its end. `prepare` is called in its process before.
+Outcome run(
+    const std::vector<std::string>& command, const std::function<void()>& prepare = [] {});
 
 } // namespace e2e

@@ -1,12 +1,27 @@
-#include "session.hpp"
+#include "scenario.hpp"
 
 #include <algorithm>
 #include <cstdio>
 #include <random>
 
-#include "waiting.hpp"
-
 namespace e2e {
+
+Scenario::Scenario(const char* itsName, void (*itsPlay)(Place)) : name(itsName), play(itsPlay)
+{
+    all().push_back(*this);
+}
+
+std::vector<Scenario>& Scenario::all()
+{
+    static std::vector<Scenario> scenarios;
+    return scenarios;
+}
+
+Bench::Bench(Place place, int timeoutMs, const std::vector<std::string>& options)
+    : cable(place, options), sdk(timeoutMs)
+{
+    require(sdk.connectWithSerialNumber(place.serialNumber()), "cannot open " + place.serialNumber());
+}
 
 Bytes eepromAddress(std::size_t address)
 {
@@ -41,14 +56,9 @@ void requireEqual(const Bytes& actual, const Bytes& expected, const std::string&
                 std::to_string(expected.size()) + ", received " + std::to_string(actual.size()));
 }
 
-void open(TarvixSDK& sdk, const std::string& serialNumber)
+void openStrict(TarvixSDK& sdk, const Place& place)
 {
-    require(sdk.connectWithSerialNumber(serialNumber), "cannot open " + serialNumber);
-}
-
-void openStrict(TarvixSDK& sdk, const std::string& serialNumber)
-{
-    const OpenResult result = sdk.open({.serialNumber = serialNumber});
+    const OpenResult result = sdk.open({.serialNumber = place.serialNumber()});
     require(bool(result), result.message);
 }
 

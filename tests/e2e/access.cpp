@@ -1,0 +1,159 @@
+#include <csignal>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <grp.h>
+#include <unistd.h>
+
+#include "scenario.hpp"
+
+namespace e2e {
+
+namespace {
+
+bool isKeptOut(const VirtualCable& cable, const Place& place, pid_t holder)
+{
+    TarvixSDK sdk(TIMEOUT_MS);
+    const OpenResult result = sdk.open({.serialNumber = place.serialNumber()});
+    return result.status == OpenStatus::IN_USE && result.holder == holder && result.path == cable.node() &&
+           result.message.find("process " + std::to_string(holder) + " (tarvix-e2e)") != std::string::npos;
+}
+
+const Scenario LOCK("lock", [](Place place) {
+    const VirtualCable cable(place);
+    TarvixSDK sdk(TIMEOUT_MS);
+    openStrict(sdk, place);
+    Child other([&, self = ::getpid()] { return isKeptOut(cable, place, self) ? 0 : 1; });
+    require(other.wait() == 0, "another process is not kept out");
+    require(serialNumberOf(sdk) == place.serialNumber(), "the session suffers");
+    sdk.disconnect();
+
+    Child holder([&] {
+        TarvixSDK itsSdk(TIMEOUT_MS);
+        openStrict(itsSdk, place);
+        return ::raise(SIGSTOP); // tells that it is open
+    });
+    holder.waitUntilStopped();
+    require(isKeptOut(cable, place, holder.id()), "a held adapter opens, or its holder is not named");
+    holder.end(SIGKILL);
+    openStrict(sdk, place);
+    require(serialNumberOf(sdk) == place.serialNumber(), "the lock's heir cannot use the adapter");
+});
+
+// Makes this process that of somebody who isn't root.
+void becomeUser(const std::vector<gid_t>& groups = {})
+{
+    constexpr uid_t USER = 1000;
+    require(::setgroups(groups.size(), groups.data()) == 0 && ::setgid(USER) == 0 && ::setuid(USER) == 0,
+            "cannot become a user");
+}
+
+enum Attempt : int { OPENED, REFUSED };
+
+int tryToOpen(const Place& place)
+{
+    TarvixSDK sdk(TIMEOUT_MS);
+    return sdk.connectWithSerialNumber(place.serialNumber()) ? OPENED : REFUSED;
+}
+
+int tryToOpenAsUser(const Place& place, const std::vector<gid_t>& groups)
+{
+    Child user([&] {
+        becomeUser(groups);
+        return tryToOpen(place);
+    });
+    return user.wait();
+}
+
+const Scenario PERMISSIONS("permissions", [](Place place) {
+    constexpr int NO_PERMISSION = 5;
+    const VirtualCable cable(place);
+    require(tryToOpen(place) == OPENED, "root cannot open the node");
+    require(tryToOpenAsUser(place, {}) == REFUSED, "a user without permission opens the node");
+
+    for (const bool exclusive : {true, false}) {
+        Child user([&] {
+            becomeUser();
+            TarvixSDK sdk(TIMEOUT_MS);
+            const OpenResult result = sdk.open({.serialNumber = place.serialNumber(), .exclusive = exclusive});
+            return result.status == OpenStatus::NO_PERMISSION && result.path == cable.node() ? 0 : 1;
+        });
+        require(user.wait() == 0, "open does not tell that the node may not be opened");
+    }
+
+    const Outcome tool = run({"tarvix", "--adapter", place.serialNumber(), "info"}, [] { becomeUser(); });
+    require(tool.exitStatus == NO_PERMISSION && tool.output.find("70-tarvix.rules") != std::string::npos,
+            "tarvix without permission: exit status " + std::to_string(tool.exitStatus) + ", " + tool.output);
+});
+
+constexpr const char* RULES = "/usr/lib/udev/rules.d/70-tarvix.rules";
+constexpr const char* OWN_RULES = "/etc/udev/rules.d/70-tarvix.rules"; // takes the place of the former
+
+std::string tagsOf(const VirtualCable& cable)
+{
+    const std::string properties = run({"udevadm", "info", "--query=property", "--name", cable.node()}).output;
+    const auto begin = properties.find("CURRENT_TAGS=");
+    return begin == std::string::npos ? "" : properties.substr(begin, properties.find('\n', begin) - begin);
+}
+
+// The rules as a machine without a seat has them, each with a tag of its own that tells which of them matched.
+std::vector<std::string> installOwnRules()
+{
+    const std::string tag = "TAG+=\"uaccess\"";
+    std::vector<std::string> rules;
+    std::istringstream lines(contentsOf(RULES));
+    std::ofstream copy(OWN_RULES);
+    for (std::string line; std::getline(lines, line);) {
+        if (const auto place = line.find(tag); place != std::string::npos && line[0] != '#') {
+            rules.push_back(line);
+            line.insert(place + tag.size(),
+                        ", GROUP=\"plugdev\", MODE=\"0660\", TAG+=\"rule" + std::to_string(rules.size()) + '"');
+        }
+        copy << line << '\n';
+    }
+    require(copy.flush().good(), std::string("cannot write ") + OWN_RULES);
+    return rules;
+}
+
+bool shouldMatch(const std::string& rule, const Place& place)
+{
+    const std::regex product(place.reportSize == 64 ? "82fc" : "82fd", std::regex::icase);
+    const bool aboutUsb = rule.find("ATTRS") != std::string::npos;
+    return std::regex_search(rule, product) && (!aboutUsb || place.port == Port::GADGET);
+}
+
+const Scenario UDEV_RULE("udev-rule", [](Place place) {
+    ::unlink(OWN_RULES);
+    run({"udevadm", "control", "--reload"});
+    VirtualCable cable(place);
+    eventually("udev tags the node", [&] { return tagsOf(cable).find(":uaccess:") != std::string::npos; });
+    const std::string name = cable.node().substr(std::string("/dev/").size());
+    const std::string test = run({"udevadm", "test", "/sys/class/hidraw/" + name}).output;
+    require(test.find(RULES) != std::string::npos, "udevadm test does not read the rules: " + test);
+    if (const auto complaint = test.find(std::string(RULES) + ':'); complaint != std::string::npos) {
+        throw Failed("udev complains: " + test.substr(complaint, test.find('\n', complaint) - complaint));
+    }
+
+    cable.pull();
+    const std::vector<std::string> rules = installOwnRules();
+    run({"udevadm", "control", "--reload"});
+    cable.plug();
+    eventually("udev tags the node anew", [&] { return tagsOf(cable).find(":rule") != std::string::npos; });
+    const std::string tags = tagsOf(cable);
+    for (std::size_t i = 0; i < rules.size(); ++i) {
+        const bool matched = tags.find(":rule" + std::to_string(i + 1) + ':') != std::string::npos;
+        require(matched == shouldMatch(rules[i], place), (matched ? "matches: " : "does not match: ") + rules[i]);
+    }
+    constexpr gid_t PLUGDEV = 46; // as in the machine's /etc/group
+    require(tryToOpenAsUser(place, {PLUGDEV}) == OPENED, "a member of the group cannot open the node");
+    require(tryToOpenAsUser(place, {}) == REFUSED, "somebody outside the group opens the node");
+    ::unlink(OWN_RULES);
+    run({"udevadm", "control", "--reload"});
+});
+
+} // namespace
+
+} // namespace e2e
