@@ -53,9 +53,9 @@ struct Bench {
         }},
     };
 
-    std::array<I2c::Devices, I2c::PORTS> i2cDevices()
+    I2c::Ports i2cPorts()
     {
-        return {{{{0x48, &temperatureSensor}, {0x50, &smallEeprom}}, {{0x51, &largeEeprom}}}};
+        return {{{.devices = {{0x48, &temperatureSensor}, {0x50, &smallEeprom}}}, {.devices = {{0x51, &largeEeprom}}}}};
     }
     Spi::Devices spiDevices() { return {&flash, &loopback, nullptr, nullptr}; }
     I3cBus::Targets i3cTargetList() { return {&i3cTargets[0], &i3cTargets[1]}; }
@@ -77,16 +77,22 @@ struct Bench {
 // The adapter between two restarts. Its parts refer to each other, so it stays where it was made.
 struct Firmware {
     Firmware(const std::string& serialNumber, Bench& bench)
-        : system(table, serialNumber),
-          voltage(table),
-          gpio(table, notifications),
-          i2c(table, bench.i2cDevices()),
-          spi(table, bench.spiDevices()),
-          uart(table, notifications),
+        : system{.serialNumber = serialNumber},
+          gpio{.notifications = notifications},
+          i2c{.ports = bench.i2cPorts()},
+          spi{.devices = bench.spiDevices()},
+          uart{.notifications = notifications},
           i3cBus(bench.i3cTargetList(), bench.legacyDevices(), notifications),
-          i3c(table, i3cBus),
-          ccc(table, i3cBus)
+          i3c{.bus = i3cBus}
     {
+        addSystemCommands(table, system);
+        addVoltageCommands(table, voltage);
+        addGpioCommands(table, gpio);
+        addI2cCommands(table, i2c);
+        addSpiCommands(table, spi);
+        addUartCommands(table, uart);
+        addI3cCommands(table, i3c);
+        addCccCommands(table, i3cBus);
     }
     Firmware(const Firmware&) = delete;
     Firmware& operator=(const Firmware&) = delete;
@@ -101,7 +107,6 @@ struct Firmware {
     Uart uart;
     I3cBus i3cBus;
     I3c i3c;
-    Ccc ccc;
 };
 
 } // namespace
@@ -113,7 +118,7 @@ struct VirtualAdapter::Model {
     std::optional<Firmware> firmware;
 
     void start() { firmware.emplace(serialNumber, bench); }
-    bool isOnBus() const { return firmware->system.presence() == Presence::ON_BUS; }
+    bool isOnBus() const { return firmware->system.presence == Presence::ON_BUS; }
 
     OutputFrame execute(std::span<const std::uint8_t> frame)
     {
@@ -172,7 +177,7 @@ void VirtualAdapter::request(std::span<const std::uint8_t> frame)
 
 Presence VirtualAdapter::presence() const
 {
-    return model_->firmware->system.presence();
+    return model_->firmware->system.presence;
 }
 
 void VirtualAdapter::powerUp()

@@ -318,28 +318,28 @@ Answer read(const I3cBus& bus, const Message& message)
     return answer;
 }
 
-} // namespace
-
-Ccc::Ccc(CommandTable& table, I3cBus& bus) : bus_(bus)
-{
-    table.add(CommandCode::I3C_CCC_TRANSFER, *this, &Ccc::transfer, DATA);
-}
-
-void Ccc::transfer(Request& request, OutputFrame& response)
+void transfer(I3cBus& bus, Request& request, OutputFrame& response)
 {
     const Message message(request);
-    require(bus_.isUp(), DeviceStatus::NOT_INITIALISED);
+    require(bus.isUp(), DeviceStatus::NOT_INITIALISED);
     Answer answer;
     if (message.reads()) {
-        answer = read(bus_, message);
+        answer = read(bus, message);
     } else {
-        write(bus_, message);
+        write(bus, message);
     }
     response.setU8(ADDRESS, message.address);
     response.setU8(FLAGS, message.flags);
     response.setU8(CODE, static_cast<std::uint8_t>(message.code));
     response.setU8(COUNT, static_cast<std::uint8_t>(answer.size()));
     response.append(answer);
+}
+
+} // namespace
+
+void addCccCommands(CommandTable& table, I3cBus& bus)
+{
+    table.add(CommandCode::I3C_CCC_TRANSFER, bus, transfer, DATA);
 }
 
 } // namespace sim

@@ -6,14 +6,6 @@
 
 namespace sim {
 
-class Ccc {
-public:
-    Ccc(CommandTable& table, I3cBus& bus);
-
-private:
-    void transfer(Request& request, OutputFrame& response);
-
-    I3cBus& bus_;
-};
+void addCccCommands(CommandTable& table, I3cBus& bus);
 
 } // namespace sim

@@ -22,12 +22,13 @@ public:
         std::size_t dataOffset; // where the fixed fields of the response end
     };
 
+    // `family` is the state on which the command acts; it must outlive the table.
     template <class Family>
-    void add(CommandCode code, Family& family, void (Family::*command)(Request&, OutputFrame&),
+    void add(CommandCode code, Family& family, void (*command)(Family&, Request&, OutputFrame&),
              std::size_t dataOffset = OutputFrame::HEADER_SIZE)
     {
         const auto execute = [&family, command](Request& request, OutputFrame& response) {
-            (family.*command)(request, response);
+            command(family, request, response);
         };
         rows_[static_cast<std::uint16_t>(code)] = Row{execute, dataOffset};
     }

@@ -1,5 +1,8 @@
 #include "model/gpio.hpp"
 
+#include <cstddef>
+#include <cstdint>
+
 #include "model/refusal.hpp"
 
 namespace sim {
@@ -21,114 +24,114 @@ std::size_t partnerOf(std::size_t pin)
     return pin ^ 1;
 }
 
-} // namespace
-
-Gpio::Gpio(CommandTable& table, Notifications& notifications) : notifications_(notifications)
+bool drives(const Gpio::Pin& pin, GpioLogicLevel level)
 {
-    table.add(CommandCode::GPIO_CONFIGURE_PIN, *this, &Gpio::configurePin);
-    table.add(CommandCode::GPIO_DIGITAL_WRITE, *this, &Gpio::digitalWrite);
-    table.add(CommandCode::GPIO_DIGITAL_READ, *this, &Gpio::digitalRead, LEVEL_END);
-    table.add(CommandCode::GPIO_CONFIGURE_INTERRUPT, *this, &Gpio::configureInterrupt);
-    table.add(CommandCode::GPIO_DISABLE_INTERRUPT, *this, &Gpio::disableInterrupt);
+    const bool pushPull = pin.functionality == GpioFunctionality::OUTPUT;
+    const bool sinks = pin.functionality == GpioFunctionality::OPEN_DRAIN && level == GpioLogicLevel::LOW;
+    return (pushPull || sinks) && pin.output == level;
 }
 
-bool Gpio::Pin::drives(GpioLogicLevel level) const
+bool pulls(const Gpio::Pin& pin, GpioLogicLevel level)
 {
-    const bool pushPull = functionality == GpioFunctionality::OUTPUT;
-    const bool sinks = functionality == GpioFunctionality::OPEN_DRAIN && level == GpioLogicLevel::LOW;
-    return (pushPull || sinks) && output == level;
-}
-
-bool Gpio::Pin::pulls(GpioLogicLevel level) const
-{
-    return functionality ==
+    return pin.functionality ==
            (level == GpioLogicLevel::HIGH ? GpioFunctionality::INPUT_PULL_UP : GpioFunctionality::INPUT_PULL_DOWN);
 }
 
-bool Gpio::Pin::firesOn(GpioLogicLevel newLevel) const
+bool firesOn(const Gpio::Pin& pin, GpioLogicLevel newLevel)
 {
     const auto edge = newLevel == GpioLogicLevel::HIGH ? GpioTriggerType::RISING_EDGE : GpioTriggerType::FALLING_EDGE;
-    return trigger == edge || trigger == GpioTriggerType::BOTH_EDGES;
+    return pin.trigger == edge || pin.trigger == GpioTriggerType::BOTH_EDGES;
 }
 
 // The level of the wire between a pin and its partner: who drives wins over who pulls, low wins over high, and a wire
 // that nobody holds is low.
-GpioLogicLevel Gpio::levelOf(std::size_t pin) const
+GpioLogicLevel levelOf(const Gpio& gpio, std::size_t pin)
 {
-    const Pin& one = pins_[pin];
-    const Pin& other = pins_[partnerOf(pin)];
-    const auto drives = [&](GpioLogicLevel level) { return one.drives(level) || other.drives(level); };
-    const auto pulls = [&](GpioLogicLevel level) { return one.pulls(level) || other.pulls(level); };
+    const Gpio::Pin& one = gpio.pins[pin];
+    const Gpio::Pin& other = gpio.pins[partnerOf(pin)];
+    const auto driven = [&](GpioLogicLevel level) { return drives(one, level) || drives(other, level); };
+    const auto pulled = [&](GpioLogicLevel level) { return pulls(one, level) || pulls(other, level); };
 
-    const bool low = drives(GpioLogicLevel::LOW) || (!drives(GpioLogicLevel::HIGH) && pulls(GpioLogicLevel::LOW));
-    const bool high = drives(GpioLogicLevel::HIGH) || pulls(GpioLogicLevel::HIGH);
+    const bool low = driven(GpioLogicLevel::LOW) || (!driven(GpioLogicLevel::HIGH) && pulled(GpioLogicLevel::LOW));
+    const bool high = driven(GpioLogicLevel::HIGH) || pulled(GpioLogicLevel::HIGH);
     return high && !low ? GpioLogicLevel::HIGH : GpioLogicLevel::LOW;
 }
 
 // Makes a change to a pin and reports what it does to the armed pins on its wire.
 template <class Change>
-void Gpio::changePair(std::size_t pin, Change change)
+void changePair(Gpio& gpio, std::size_t pin, Change change)
 {
-    const GpioLogicLevel before = levelOf(pin);
-    change(pins_[pin]);
-    const GpioLogicLevel after = levelOf(pin);
+    const GpioLogicLevel before = levelOf(gpio, pin);
+    change(gpio.pins[pin]);
+    const GpioLogicLevel after = levelOf(gpio, pin);
     if (after == before) {
         return;
     }
     for (const std::size_t end : {pin, partnerOf(pin)}) {
-        if (pins_[end].firesOn(after)) {
+        if (firesOn(gpio.pins[end], after)) {
             OutputFrame frame = Notifications::frame(NotificationCode::GPIO_INTERRUPT, FIRED_PIN_END);
             frame.setU8(FIRED_PIN, static_cast<std::uint8_t>(end));
-            notifications_.add(frame);
+            gpio.notifications.add(frame);
         }
     }
 }
 
-void Gpio::configurePin(Request& request, OutputFrame&)
+void configurePin(Gpio& gpio, Request& request, OutputFrame&)
 {
     const auto fields = request.bytes(3);
     request.end();
     const std::size_t pin = asPin(fields[0]);
     const auto functionality = upTo<GpioFunctionality::OPEN_DRAIN>(fields[1]);
     const auto level = upTo<GpioLogicLevel::HIGH>(fields[2]);
-    changePair(pin, [&](Pin& changed) {
+    changePair(gpio, pin, [&](Gpio::Pin& changed) {
         changed.functionality = functionality;
         changed.output = level;
     });
 }
 
-void Gpio::digitalWrite(Request& request, OutputFrame&)
+void digitalWrite(Gpio& gpio, Request& request, OutputFrame&)
 {
     const auto fields = request.bytes(2);
     request.end();
     const std::size_t pin = asPin(fields[0]);
     const auto level = upTo<GpioLogicLevel::HIGH>(fields[1]);
-    const GpioFunctionality functionality = pins_[pin].functionality;
+    const GpioFunctionality functionality = gpio.pins[pin].functionality;
     require(functionality == GpioFunctionality::OUTPUT || functionality == GpioFunctionality::OPEN_DRAIN,
             DeviceStatus::PIN_IS_INPUT);
-    changePair(pin, [&](Pin& changed) { changed.output = level; });
+    changePair(gpio, pin, [&](Gpio::Pin& changed) { changed.output = level; });
 }
 
-void Gpio::digitalRead(Request& request, OutputFrame& response)
+void digitalRead(Gpio& gpio, Request& request, OutputFrame& response)
 {
     const std::uint8_t number = request.u8();
     request.end();
-    response.setU8(LEVEL, static_cast<std::uint8_t>(levelOf(asPin(number))));
+    response.setU8(LEVEL, static_cast<std::uint8_t>(levelOf(gpio, asPin(number))));
 }
 
-void Gpio::configureInterrupt(Request& request, OutputFrame&)
+void configureInterrupt(Gpio& gpio, Request& request, OutputFrame&)
 {
     const auto fields = request.bytes(2);
     request.end();
     const std::size_t pin = asPin(fields[0]);
-    pins_[pin].trigger = upTo<GpioTriggerType::BOTH_EDGES>(fields[1]);
+    gpio.pins[pin].trigger = upTo<GpioTriggerType::BOTH_EDGES>(fields[1]);
 }
 
-void Gpio::disableInterrupt(Request& request, OutputFrame&)
+void disableInterrupt(Gpio& gpio, Request& request, OutputFrame&)
 {
     const std::uint8_t number = request.u8();
     request.end();
-    pins_[asPin(number)].trigger.reset();
+    gpio.pins[asPin(number)].trigger.reset();
+}
+
+} // namespace
+
+void addGpioCommands(CommandTable& table, Gpio& gpio)
+{
+    table.add(CommandCode::GPIO_CONFIGURE_PIN, gpio, configurePin);
+    table.add(CommandCode::GPIO_DIGITAL_WRITE, gpio, digitalWrite);
+    table.add(CommandCode::GPIO_DIGITAL_READ, gpio, digitalRead, LEVEL_END);
+    table.add(CommandCode::GPIO_CONFIGURE_INTERRUPT, gpio, configureInterrupt);
+    table.add(CommandCode::GPIO_DISABLE_INTERRUPT, gpio, disableInterrupt);
 }
 
 } // namespace sim

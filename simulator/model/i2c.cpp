@@ -1,5 +1,7 @@
 #include "model/i2c.hpp"
 
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "model/refusal.hpp"
@@ -61,91 +63,78 @@ struct Transfer {
     }
 };
 
-BusDevice& deviceAt(const I2c::Devices& devices, std::uint8_t address)
+BusDevice& deviceAt(const I2c::Port& port, std::uint8_t address)
 {
-    const auto found = devices.find(address);
-    require(found != devices.end(), DeviceStatus::NACK);
+    const auto found = port.devices.find(address);
+    require(found != port.devices.end(), DeviceStatus::NACK);
     return *found->second;
 }
 
-} // namespace
-
-I2c::I2c(CommandTable& table, const std::array<Devices, PORTS>& devices)
-    : ports_{Port{.devices = devices[0]}, Port{.devices = devices[1]}}
+I2c::Port& portOf(I2c& i2c, std::uint8_t bus)
 {
-    table.add(CommandCode::I2C_SET_PULL_UP_RESISTORS, *this, &I2c::setPullUpResistors);
-    table.add(CommandCode::I2C_CONTROLLER_INIT, *this, &I2c::controllerInit);
-    table.add(CommandCode::I2C_SET_PARAMETERS, *this, &I2c::setParameters);
-    table.add(CommandCode::I2C_WRITE, *this, &I2c::write);
-    table.add(CommandCode::I2C_READ, *this, &I2c::read, READ_DATA);
-    table.add(CommandCode::I2C_SCAN_BUS, *this, &I2c::scanBus, SCAN_ENTRIES);
+    require(bus < i2c.ports.size(), DeviceStatus::BAD_BUS);
+    return i2c.ports[bus];
 }
 
-I2c::Port& I2c::portOf(std::uint8_t bus)
+I2c::Port& initialisedPort(I2c& i2c, std::uint8_t bus)
 {
-    require(bus < ports_.size(), DeviceStatus::BAD_BUS);
-    return ports_[bus];
-}
-
-I2c::Port& I2c::initialisedPort(std::uint8_t bus)
-{
-    Port& port = portOf(bus);
+    I2c::Port& port = portOf(i2c, bus);
     require(port.initialised, DeviceStatus::NOT_INITIALISED);
     return port;
 }
 
-void I2c::setPullUpResistors(Request& request, OutputFrame&)
+void setPullUpResistors(I2c& i2c, Request& request, OutputFrame&)
 {
     const auto fields = request.bytes(2);
     request.end();
-    portOf(fields[0]);
+    portOf(i2c, fields[0]);
     require(fields[1] <= MAX_PULL_UP, DeviceStatus::BAD_PARAMETER);
 }
 
 // The settings decide nothing on a bus without time; they are checked as the hardware would.
-I2c::Port& I2c::configure(Request& request)
+I2c::Port& configure(I2c& i2c, Request& request)
 {
     const std::uint8_t bus = request.u8();
     const std::uint32_t frequency = request.u32();
     request.u8(); // the option may be anything
     request.end();
-    Port& port = portOf(bus);
+    I2c::Port& port = portOf(i2c, bus);
     require(frequency >= 1 && frequency <= MAX_FREQUENCY, DeviceStatus::BAD_PARAMETER);
     return port;
 }
 
-void I2c::controllerInit(Request& request, OutputFrame&)
+void controllerInit(I2c& i2c, Request& request, OutputFrame&)
 {
-    configure(request).initialised = true;
+    configure(i2c, request).initialised = true;
 }
 
-void I2c::setParameters(Request& request, OutputFrame&)
+void setParameters(I2c& i2c, Request& request, OutputFrame&)
 {
-    require(configure(request).initialised, DeviceStatus::NOT_INITIALISED);
+    require(configure(i2c, request).initialised, DeviceStatus::NOT_INITIALISED);
 }
 
-void I2c::write(Request& request, OutputFrame&)
+void write(I2c& i2c, Request& request, OutputFrame&)
 {
     const Transfer transfer(request);
     const auto data = request.rest();
     require(data.size() == transfer.count, DeviceStatus::MALFORMED_FRAME);
-    const Port& port = initialisedPort(transfer.bus);
+    const I2c::Port& port = initialisedPort(i2c, transfer.bus);
     transfer.check();
 
-    BusDevice& device = deviceAt(port.devices, transfer.address);
+    BusDevice& device = deviceAt(port, transfer.address);
     std::vector<std::uint8_t> stream = transfer.registerStream();
     stream.insert(stream.end(), data.begin(), data.end());
     device.write(stream);
 }
 
-void I2c::read(Request& request, OutputFrame& response)
+void read(I2c& i2c, Request& request, OutputFrame& response)
 {
     const Transfer transfer(request);
     request.end();
-    const Port& port = initialisedPort(transfer.bus);
+    const I2c::Port& port = initialisedPort(i2c, transfer.bus);
     transfer.check();
 
-    BusDevice& device = deviceAt(port.devices, transfer.address);
+    BusDevice& device = deviceAt(port, transfer.address);
     device.write(transfer.registerStream());
     std::vector<std::uint8_t> data(transfer.count);
     device.read(data);
@@ -154,11 +143,11 @@ void I2c::read(Request& request, OutputFrame& response)
     response.append(data);
 }
 
-void I2c::scanBus(Request& request, OutputFrame& response)
+void scanBus(I2c& i2c, Request& request, OutputFrame& response)
 {
     const auto fields = request.bytes(2);
     request.end();
-    const Port& port = initialisedPort(fields[0]);
+    const I2c::Port& port = initialisedPort(i2c, fields[0]);
     asFlag(fields[1]); // without effect here
 
     std::vector<std::uint8_t> found;
@@ -170,6 +159,18 @@ void I2c::scanBus(Request& request, OutputFrame& response)
     response.setU8(SCAN_BUS, fields[0]);
     response.setU8(SCAN_ONE_BYTE_COUNT, static_cast<std::uint8_t>(found.size()));
     response.append(found);
+}
+
+} // namespace
+
+void addI2cCommands(CommandTable& table, I2c& i2c)
+{
+    table.add(CommandCode::I2C_SET_PULL_UP_RESISTORS, i2c, setPullUpResistors);
+    table.add(CommandCode::I2C_CONTROLLER_INIT, i2c, controllerInit);
+    table.add(CommandCode::I2C_SET_PARAMETERS, i2c, setParameters);
+    table.add(CommandCode::I2C_WRITE, i2c, write);
+    table.add(CommandCode::I2C_READ, i2c, read, READ_DATA);
+    table.add(CommandCode::I2C_SCAN_BUS, i2c, scanBus, SCAN_ENTRIES);
 }
 
 } // namespace sim

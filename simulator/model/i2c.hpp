@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <map>
 
@@ -11,32 +10,16 @@
 
 namespace sim {
 
-class I2c {
-public:
-    // The devices of one port by their addresses.
-    using Devices = std::map<std::uint8_t, BusDevice*>;
-    static constexpr std::size_t PORTS = 2;
-
-    I2c(CommandTable& table, const std::array<Devices, PORTS>& devices);
-
-private:
+struct I2c {
     struct Port {
-        Devices devices;
+        std::map<std::uint8_t, BusDevice*> devices; // by their addresses
         bool initialised = false;
     };
+    using Ports = std::array<Port, 2>;
 
-    void setPullUpResistors(Request& request, OutputFrame& response);
-    void controllerInit(Request& request, OutputFrame& response);
-    void setParameters(Request& request, OutputFrame& response);
-    void write(Request& request, OutputFrame& response);
-    void read(Request& request, OutputFrame& response);
-    void scanBus(Request& request, OutputFrame& response);
-
-    Port& portOf(std::uint8_t bus);
-    Port& initialisedPort(std::uint8_t bus);
-    Port& configure(Request& request);
-
-    std::array<Port, PORTS> ports_;
+    Ports ports;
 };
+
+void addI2cCommands(CommandTable& table, I2c& i2c);
 
 } // namespace sim

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <span>
 #include <utility>
+#include <vector>
 
 #include "model/refusal.hpp"
 #include "tarvixsdk/types.h"
@@ -63,11 +64,9 @@ void readSettings(Request& request)
     upTo<I3cDriveStrength::HIGH>(fields[3]);
 }
 
-} // namespace
-
 // A private transfer as read from its frame: the SDR and legacy I2C layout with a register address, the HDR-DDR layout
 // with a command instead.
-struct I3c::Transfer {
+struct Transfer {
     std::uint8_t address;
     std::uint8_t modeByte;
     I3cTransferMode mode;
@@ -79,7 +78,7 @@ struct I3c::Transfer {
     explicit Transfer(Request& request);
 };
 
-I3c::Transfer::Transfer(Request& request)
+Transfer::Transfer(Request& request)
     : address(request.u8()),
       modeByte(request.u8()),
       mode(upTo<I3cTransferMode::LEGACY_I2C>(static_cast<std::uint8_t>(modeByte >> 1 & 0x03))),
@@ -103,58 +102,46 @@ I3c::Transfer::Transfer(Request& request)
     }
 }
 
-I3c::I3c(CommandTable& table, I3cBus& bus) : bus_(bus)
+void requireUp(const I3c& i3c)
 {
-    table.add(CommandCode::I3C_CONTROLLER_INIT, *this, &I3c::controllerInit);
-    table.add(CommandCode::I3C_SET_PARAMETERS, *this, &I3c::setParameters);
-    table.add(CommandCode::I3C_INIT_BUS, *this, &I3c::initBus);
-    table.add(CommandCode::I3C_RESET_BUS, *this, &I3c::resetBus);
-    table.add(CommandCode::I3C_GET_DEVICE_TABLE, *this, &I3c::getDeviceTable, TABLE_RECORDS);
-    table.add(CommandCode::I3C_SET_TARGET_CONFIGURATION, *this, &I3c::setTargetConfiguration);
-    table.add(CommandCode::I3C_PRIVATE_TRANSFER, *this, &I3c::privateTransfer, PRIVATE_DATA);
-    table.add(CommandCode::I3C_BUS_PATTERN, *this, &I3c::busPattern);
+    require(i3c.bus.isUp(), DeviceStatus::NOT_INITIALISED);
 }
 
-void I3c::requireUp() const
-{
-    require(bus_.isUp(), DeviceStatus::NOT_INITIALISED);
-}
-
-void I3c::controllerInit(Request& request, OutputFrame&)
+void controllerInit(I3c& i3c, Request& request, OutputFrame&)
 {
     readSettings(request);
-    initialised_ = true;
+    i3c.initialised = true;
 }
 
-void I3c::setParameters(Request& request, OutputFrame&)
+void setParameters(I3c& i3c, Request& request, OutputFrame&)
 {
     readSettings(request);
-    require(initialised_, DeviceStatus::NOT_INITIALISED);
+    require(i3c.initialised, DeviceStatus::NOT_INITIALISED);
 }
 
-void I3c::initBus(Request& request, OutputFrame&)
+void initBus(I3c& i3c, Request& request, OutputFrame&)
 {
     std::vector<I3cTargetInfo> listed(request.u8());
     for (I3cTargetInfo& record : listed) {
         record = readRecord(request);
     }
     request.end();
-    require(initialised_, DeviceStatus::NOT_INITIALISED);
-    bus_.bringUp(std::move(listed));
+    require(i3c.initialised, DeviceStatus::NOT_INITIALISED);
+    i3c.bus.bringUp(std::move(listed));
 }
 
-void I3c::resetBus(Request& request, OutputFrame&)
+void resetBus(I3c& i3c, Request& request, OutputFrame&)
 {
     request.end();
-    requireUp();
-    bus_.resetAddresses();
+    requireUp(i3c);
+    i3c.bus.resetAddresses();
 }
 
-void I3c::getDeviceTable(Request& request, OutputFrame& response)
+void getDeviceTable(I3c& i3c, Request& request, OutputFrame& response)
 {
     request.end();
-    requireUp();
-    const auto table = bus_.deviceTable();
+    requireUp(i3c);
+    const auto table = i3c.bus.deviceTable();
     const std::size_t count = std::min(table.size(), TABLE_MAX);
     response.setU8(TABLE_COUNT, static_cast<std::uint8_t>(count));
     for (const I3cTargetInfo& record : std::span(table).first(count)) {
@@ -162,22 +149,22 @@ void I3c::getDeviceTable(Request& request, OutputFrame& response)
     }
 }
 
-void I3c::setTargetConfiguration(Request& request, OutputFrame&)
+void setTargetConfiguration(I3c& i3c, Request& request, OutputFrame&)
 {
     const auto fields = request.bytes(2);
     request.end();
-    requireUp();
-    bus_.setConfiguration(asSevenBitAddress(fields[0]), fields[1]);
+    requireUp(i3c);
+    i3c.bus.setConfiguration(asSevenBitAddress(fields[0]), fields[1]);
 }
 
-std::vector<BusDevice*> I3c::receivers(const Transfer& transfer) const
+std::vector<BusDevice*> receivers(const I3c& i3c, const Transfer& transfer)
 {
     if (transfer.mode == I3cTransferMode::LEGACY_I2C) {
-        return {&bus_.legacyDevice(transfer.address)};
+        return {&i3c.bus.legacyDevice(transfer.address)};
     }
     // A group can be written to, never read.
     I3cBus::Targets targets =
-        transfer.reads ? I3cBus::Targets{&bus_.target(transfer.address)} : bus_.targetsOrGroup(transfer.address);
+        transfer.reads ? I3cBus::Targets{&i3c.bus.target(transfer.address)} : i3c.bus.targetsOrGroup(transfer.address);
     if (transfer.mode == I3cTransferMode::HDR_DDR) {
         std::erase_if(targets, [](const I3cTarget* target) { return !target->has(bcr::ADVANCED); });
         require(!targets.empty(), DeviceStatus::NACK);
@@ -185,14 +172,14 @@ std::vector<BusDevice*> I3c::receivers(const Transfer& transfer) const
     return {targets.begin(), targets.end()};
 }
 
-void I3c::privateTransfer(Request& request, OutputFrame& response)
+void privateTransfer(I3c& i3c, Request& request, OutputFrame& response)
 {
     const Transfer transfer(request);
-    requireUp();
+    requireUp(i3c);
     std::vector<std::uint8_t> read(transfer.reads ? transfer.length : 0);
     std::vector<std::uint8_t> written = transfer.registerStream;
     written.insert(written.end(), transfer.data.begin(), transfer.data.end());
-    for (BusDevice* const device : receivers(transfer)) {
+    for (BusDevice* const device : receivers(i3c, transfer)) {
         device->write(written);
         read.resize(device->read(read));
     }
@@ -200,19 +187,33 @@ void I3c::privateTransfer(Request& request, OutputFrame& response)
     response.setU8(PRIVATE_MODE, transfer.modeByte);
     response.setU16(PRIVATE_COUNT, static_cast<std::uint16_t>(read.size()));
     response.append(read);
-    bus_.serveEvents();
+    i3c.bus.serveEvents();
 }
 
-void I3c::busPattern(Request& request, OutputFrame&)
+void busPattern(I3c& i3c, Request& request, OutputFrame&)
 {
     const std::uint8_t selector = request.u8();
     request.end();
     const Pattern pattern = upTo<Pattern::HDR_EXIT>(selector);
-    requireUp();
+    requireUp(i3c);
     // No transfer ends in an HDR mode here, so the exit pattern finds nobody to bring back.
     if (pattern == Pattern::TARGET_RESET) {
-        bus_.resetPattern();
+        i3c.bus.resetPattern();
     }
+}
+
+} // namespace
+
+void addI3cCommands(CommandTable& table, I3c& i3c)
+{
+    table.add(CommandCode::I3C_CONTROLLER_INIT, i3c, controllerInit);
+    table.add(CommandCode::I3C_SET_PARAMETERS, i3c, setParameters);
+    table.add(CommandCode::I3C_INIT_BUS, i3c, initBus);
+    table.add(CommandCode::I3C_RESET_BUS, i3c, resetBus);
+    table.add(CommandCode::I3C_GET_DEVICE_TABLE, i3c, getDeviceTable, TABLE_RECORDS);
+    table.add(CommandCode::I3C_SET_TARGET_CONFIGURATION, i3c, setTargetConfiguration);
+    table.add(CommandCode::I3C_PRIVATE_TRANSFER, i3c, privateTransfer, PRIVATE_DATA);
+    table.add(CommandCode::I3C_BUS_PATTERN, i3c, busPattern);
 }
 
 } // namespace sim

@@ -1,7 +1,11 @@
 #include "model/spi.hpp"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <utility>
+#include <vector>
 
 #include "model/refusal.hpp"
 
@@ -31,16 +35,7 @@ void reverseWords(std::span<std::uint8_t> bytes, SpiDataWidth width)
     }
 }
 
-} // namespace
-
-Spi::Spi(CommandTable& table, const Devices& devices) : devices_(devices)
-{
-    table.add(CommandCode::SPI_CONTROLLER_INIT, *this, &Spi::controllerInit);
-    table.add(CommandCode::SPI_SET_PARAMETERS, *this, &Spi::setParameters);
-    table.add(CommandCode::SPI_TRANSFER, *this, &Spi::transfer, DATA);
-}
-
-Spi::Settings Spi::readSettings(Request& request)
+Spi::Settings readSettings(Request& request)
 {
     const auto fields = request.bytes(5);
     const std::uint32_t frequency = request.u32();
@@ -55,51 +50,60 @@ Spi::Settings Spi::readSettings(Request& request)
     };
 }
 
-void Spi::controllerInit(Request& request, OutputFrame&)
+void controllerInit(Spi& spi, Request& request, OutputFrame&)
 {
-    settings_ = readSettings(request);
+    spi.settings = readSettings(request);
 }
 
-void Spi::setParameters(Request& request, OutputFrame&)
+void setParameters(Spi& spi, Request& request, OutputFrame&)
 {
-    const Settings settings = readSettings(request);
-    require(settings_.has_value(), DeviceStatus::NOT_INITIALISED);
-    settings_ = settings;
+    const Spi::Settings settings = readSettings(request);
+    require(spi.settings.has_value(), DeviceStatus::NOT_INITIALISED);
+    spi.settings = settings;
 }
 
 // All devices listen to an active-low select and understand clock modes 0 and 3, which look alike to them.
-SpiDevice* Spi::listener() const
+SpiDevice* listener(const Spi& spi)
 {
-    const bool selected = settings_->chipSelectPolarity == SpiChipSelectPolarity::ACTIVE_LOW;
-    const bool clocked = settings_->mode == SpiMode::MODE_0 || settings_->mode == SpiMode::MODE_3;
-    return selected && clocked ? devices_[static_cast<std::size_t>(settings_->chipSelect)] : nullptr;
+    const bool selected = spi.settings->chipSelectPolarity == SpiChipSelectPolarity::ACTIVE_LOW;
+    const bool clocked = spi.settings->mode == SpiMode::MODE_0 || spi.settings->mode == SpiMode::MODE_3;
+    return selected && clocked ? spi.devices[static_cast<std::size_t>(spi.settings->chipSelect)] : nullptr;
 }
 
-void Spi::transfer(Request& request, OutputFrame& response)
+void transfer(Spi& spi, Request& request, OutputFrame& response)
 {
     const std::uint16_t dataCount = request.u16();
     const std::uint16_t transferLength = request.u16();
     const auto data = request.rest();
     require(data.size() == dataCount, DeviceStatus::MALFORMED_FRAME);
-    require(settings_.has_value(), DeviceStatus::NOT_INITIALISED);
+    require(spi.settings.has_value(), DeviceStatus::NOT_INITIALISED);
     const std::uint16_t clocked = std::max(dataCount, transferLength);
-    require(settings_->dataWidth == SpiDataWidth::BITS_8 || clocked % 2 == 0, DeviceStatus::BAD_PARAMETER);
+    require(spi.settings->dataWidth == SpiDataWidth::BITS_8 || clocked % 2 == 0, DeviceStatus::BAD_PARAMETER);
 
     std::vector<std::uint8_t> sent(clocked, 0x00);
     std::ranges::copy(data, sent.begin());
     std::vector<std::uint8_t> received(clocked, 0xFF);
-    const bool lastBitFirst = settings_->bitOrder == SpiBitOrder::LSB_FIRST;
-    if (SpiDevice* const device = listener()) {
+    const bool lastBitFirst = spi.settings->bitOrder == SpiBitOrder::LSB_FIRST;
+    if (SpiDevice* const device = listener(spi)) {
         if (lastBitFirst) {
-            reverseWords(sent, settings_->dataWidth);
+            reverseWords(sent, spi.settings->dataWidth);
         }
         received = device->exchange(sent);
         if (lastBitFirst) {
-            reverseWords(received, settings_->dataWidth);
+            reverseWords(received, spi.settings->dataWidth);
         }
     }
     response.setU16(COUNT, clocked);
     response.append(received);
+}
+
+} // namespace
+
+void addSpiCommands(CommandTable& table, Spi& spi)
+{
+    table.add(CommandCode::SPI_CONTROLLER_INIT, spi, controllerInit);
+    table.add(CommandCode::SPI_SET_PARAMETERS, spi, setParameters);
+    table.add(CommandCode::SPI_TRANSFER, spi, transfer, DATA);
 }
 
 } // namespace sim

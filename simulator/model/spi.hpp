@@ -2,11 +2,7 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
-#include <cstdint>
 #include <optional>
-#include <span>
-#include <vector>
 
 #include "devices/spi_device.hpp"
 #include "model/command_table.hpp"
@@ -14,15 +10,10 @@
 
 namespace sim {
 
-class Spi {
-public:
-    static constexpr std::size_t SELECTS = 4;
+struct Spi {
     // The device behind each chip select, null where there is none.
-    using Devices = std::array<SpiDevice*, SELECTS>;
+    using Devices = std::array<SpiDevice*, 4>;
 
-    Spi(CommandTable& table, const Devices& devices);
-
-private:
     struct Settings {
         SpiBitOrder bitOrder;
         SpiMode mode;
@@ -31,15 +22,10 @@ private:
         SpiChipSelectPolarity chipSelectPolarity;
     };
 
-    void controllerInit(Request& request, OutputFrame& response);
-    void setParameters(Request& request, OutputFrame& response);
-    void transfer(Request& request, OutputFrame& response);
-
-    static Settings readSettings(Request& request);
-    SpiDevice* listener() const;
-
-    Devices devices_;
-    std::optional<Settings> settings_; // none: not initialised
+    Devices devices;
+    std::optional<Settings> settings{}; // none: not initialised
 };
+
+void addSpiCommands(CommandTable& table, Spi& spi);
 
 } // namespace sim

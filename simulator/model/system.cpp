@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "model/refusal.hpp"
@@ -17,34 +16,25 @@ constexpr std::size_t LENGTH_PLUS_ONE = 6;
 constexpr std::size_t TEXT = 7;
 constexpr std::size_t MAX_TEXT = 254; // its length plus one must fit the byte before it
 
-} // namespace
-
-System::System(CommandTable& table, std::string serialNumber) : serialNumber_(std::move(serialNumber))
-{
-    table.add(CommandCode::RESET_DEVICE, *this, &System::reset);
-    table.add(CommandCode::ENTER_BOOT_MODE, *this, &System::enterBootMode);
-    table.add(CommandCode::GET_USB_STRING, *this, &System::getUsbString, TEXT);
-}
-
-void System::reset(Request& request, OutputFrame&)
+void reset(System& system, Request& request, OutputFrame&)
 {
     request.end();
-    presence_ = Presence::RESTARTING;
+    system.presence = Presence::RESTARTING;
 }
 
-void System::enterBootMode(Request& request, OutputFrame&)
+void enterBootMode(System& system, Request& request, OutputFrame&)
 {
     request.end();
-    presence_ = Presence::BOOT_MODE;
+    system.presence = Presence::BOOT_MODE;
 }
 
-void System::getUsbString(Request& request, OutputFrame& response)
+void getUsbString(System& system, Request& request, OutputFrame& response)
 {
     const std::size_t index = request.u8();
     request.end();
 
     const std::array<std::string_view, 5> texts{
-        "Tarvix", "Tarvix Virtual Adapter", serialNumber_, "firmware 1.0.0", "hardware virtual",
+        "Tarvix", "Tarvix Virtual Adapter", system.serialNumber, "firmware 1.0.0", "hardware virtual",
     };
     const bool known = index >= 1 && index <= texts.size();
     const std::string_view text = known ? texts[index - 1].substr(0, MAX_TEXT) : "";
@@ -52,6 +42,15 @@ void System::getUsbString(Request& request, OutputFrame& response)
     response.setU8(LENGTH_PLUS_ONE, static_cast<std::uint8_t>(text.size() + 1));
     response.append(std::vector<std::uint8_t>(text.begin(), text.end()));
     require(known, DeviceStatus::BAD_PARAMETER);
+}
+
+} // namespace
+
+void addSystemCommands(CommandTable& table, System& system)
+{
+    table.add(CommandCode::RESET_DEVICE, system, reset);
+    table.add(CommandCode::ENTER_BOOT_MODE, system, enterBootMode);
+    table.add(CommandCode::GET_USB_STRING, system, getUsbString, TEXT);
 }
 
 } // namespace sim

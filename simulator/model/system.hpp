@@ -8,19 +8,11 @@
 
 namespace sim {
 
-class System {
-public:
-    System(CommandTable& table, std::string serialNumber);
-
-    Presence presence() const { return presence_; }
-
-private:
-    void reset(Request& request, OutputFrame& response);
-    void enterBootMode(Request& request, OutputFrame& response);
-    void getUsbString(Request& request, OutputFrame& response);
-
-    std::string serialNumber_;
-    Presence presence_ = Presence::ON_BUS;
+struct System {
+    std::string serialNumber;
+    Presence presence = Presence::ON_BUS;
 };
+
+void addSystemCommands(CommandTable& table, System& system);
 
 } // namespace sim

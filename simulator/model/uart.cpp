@@ -31,45 +31,35 @@ unsigned bitsOf(UartDataSize dataSize)
     return 5 + static_cast<unsigned>(dataSize);
 }
 
-} // namespace
-
-Uart::Uart(CommandTable& table, Notifications& notifications) : notifications_(notifications)
-{
-    table.add(CommandCode::UART_DEINIT, *this, &Uart::deinit);
-    table.add(CommandCode::UART_INIT, *this, &Uart::init);
-    table.add(CommandCode::UART_SET_PARAMETERS, *this, &Uart::setParameters);
-    table.add(CommandCode::UART_SEND_MESSAGE, *this, &Uart::sendMessage);
-}
-
-void Uart::deinit(Request& request, OutputFrame&)
+void deinit(Uart& uart, Request& request, OutputFrame&)
 {
     request.end();
-    require(dataSize_.has_value(), DeviceStatus::NOT_INITIALISED);
-    dataSize_.reset();
+    require(uart.dataSize.has_value(), DeviceStatus::NOT_INITIALISED);
+    uart.dataSize.reset();
 }
 
-void Uart::init(Request& request, OutputFrame&)
+void init(Uart& uart, Request& request, OutputFrame&)
 {
-    dataSize_ = readSettings(request);
+    uart.dataSize = readSettings(request);
 }
 
-void Uart::setParameters(Request& request, OutputFrame&)
+void setParameters(Uart& uart, Request& request, OutputFrame&)
 {
     const UartDataSize dataSize = readSettings(request);
-    require(dataSize_.has_value(), DeviceStatus::NOT_INITIALISED);
-    dataSize_ = dataSize;
+    require(uart.dataSize.has_value(), DeviceStatus::NOT_INITIALISED);
+    uart.dataSize = dataSize;
 }
 
-void Uart::sendMessage(Request& request, OutputFrame&)
+void sendMessage(Uart& uart, Request& request, OutputFrame&)
 {
     const std::uint16_t count = request.u16();
     const auto message = request.rest();
     require(message.size() == count, DeviceStatus::MALFORMED_FRAME);
-    require(dataSize_.has_value(), DeviceStatus::NOT_INITIALISED);
+    require(uart.dataSize.has_value(), DeviceStatus::NOT_INITIALISED);
     if (message.empty()) {
         return;
     }
-    const unsigned mask = (1u << bitsOf(*dataSize_)) - 1;
+    const unsigned mask = (1u << bitsOf(*uart.dataSize)) - 1;
     std::vector<std::uint8_t> received(message.size());
     std::ranges::transform(message, received.begin(),
                            [mask](std::uint8_t byte) { return static_cast<std::uint8_t>(byte & mask); });
@@ -77,7 +67,17 @@ void Uart::sendMessage(Request& request, OutputFrame&)
     OutputFrame frame = Notifications::frame(NotificationCode::UART_RX, RECEIVED_DATA);
     frame.setU16(RECEIVED_COUNT, count);
     frame.append(received);
-    notifications_.add(frame);
+    uart.notifications.add(frame);
+}
+
+} // namespace
+
+void addUartCommands(CommandTable& table, Uart& uart)
+{
+    table.add(CommandCode::UART_DEINIT, uart, deinit);
+    table.add(CommandCode::UART_INIT, uart, init);
+    table.add(CommandCode::UART_SET_PARAMETERS, uart, setParameters);
+    table.add(CommandCode::UART_SEND_MESSAGE, uart, sendMessage);
 }
 
 } // namespace sim

@@ -9,18 +9,11 @@
 
 namespace sim {
 
-class Uart {
-public:
-    Uart(CommandTable& table, Notifications& notifications);
-
-private:
-    void deinit(Request& request, OutputFrame& response);
-    void init(Request& request, OutputFrame& response);
-    void setParameters(Request& request, OutputFrame& response);
-    void sendMessage(Request& request, OutputFrame& response);
-
-    Notifications& notifications_;
-    std::optional<UartDataSize> dataSize_; // the setting that shows in what comes back; none: not initialised
+struct Uart {
+    Notifications& notifications;
+    std::optional<UartDataSize> dataSize{}; // the setting that shows in what comes back; none: not initialised
 };
+
+void addUartCommands(CommandTable& table, Uart& uart);
 
 } // namespace sim

@@ -20,53 +20,58 @@ bool readFlag(Request& request)
     return asFlag(flag);
 }
 
+void set(Voltage::Rail& rail, std::uint16_t millivolts)
+{
+    require(millivolts >= rail.minimum && millivolts <= rail.maximum, DeviceStatus::VOLTAGE_OUT_OF_RANGE);
+    rail.regulator = millivolts;
+}
+
+std::uint16_t atPins(const Voltage::Rail& rail)
+{
+    return rail.usesExternal ? rail.external : rail.regulator;
+}
+
+void setI3c(Voltage& voltage, Request& request, OutputFrame&)
+{
+    const std::uint16_t millivolts = request.u16();
+    request.end();
+    set(voltage.i3c, millivolts);
+}
+
+void setShared(Voltage& voltage, Request& request, OutputFrame&)
+{
+    const std::uint16_t millivolts = request.u16();
+    readFlag(request); // without effect here
+    set(voltage.shared, millivolts);
+}
+
+void useExternalI3c(Voltage& voltage, Request& request, OutputFrame&)
+{
+    voltage.i3c.usesExternal = readFlag(request);
+}
+
+void useExternalShared(Voltage& voltage, Request& request, OutputFrame&)
+{
+    voltage.shared.usesExternal = readFlag(request);
+}
+
+void measure(Voltage& voltage, Request& request, OutputFrame& response)
+{
+    request.end();
+    response.setU16(SHARED, atPins(voltage.shared));
+    response.setU16(I3C_PINS, atPins(voltage.i3c));
+    response.setU16(I3C_REGULATOR, voltage.i3c.regulator);
+}
+
 } // namespace
 
-Voltage::Voltage(CommandTable& table)
+void addVoltageCommands(CommandTable& table, Voltage& voltage)
 {
-    table.add(CommandCode::SET_I3C_VOLTAGE, *this, &Voltage::setI3c);
-    table.add(CommandCode::SET_SHARED_VOLTAGE, *this, &Voltage::setShared);
-    table.add(CommandCode::USE_EXTERNAL_I3C_VOLTAGE, *this, &Voltage::useExternalI3c);
-    table.add(CommandCode::USE_EXTERNAL_SHARED_VOLTAGE, *this, &Voltage::useExternalShared);
-    table.add(CommandCode::GET_ANALOG_MEASUREMENTS, *this, &Voltage::measure, MEASUREMENTS_END);
-}
-
-void Voltage::Rail::set(std::uint16_t voltage)
-{
-    require(voltage >= minimum && voltage <= maximum, DeviceStatus::VOLTAGE_OUT_OF_RANGE);
-    regulator = voltage;
-}
-
-void Voltage::setI3c(Request& request, OutputFrame&)
-{
-    const std::uint16_t voltage = request.u16();
-    request.end();
-    i3c_.set(voltage);
-}
-
-void Voltage::setShared(Request& request, OutputFrame&)
-{
-    const std::uint16_t voltage = request.u16();
-    readFlag(request); // without effect here
-    shared_.set(voltage);
-}
-
-void Voltage::useExternalI3c(Request& request, OutputFrame&)
-{
-    i3c_.usesExternal = readFlag(request);
-}
-
-void Voltage::useExternalShared(Request& request, OutputFrame&)
-{
-    shared_.usesExternal = readFlag(request);
-}
-
-void Voltage::measure(Request& request, OutputFrame& response)
-{
-    request.end();
-    response.setU16(SHARED, shared_.atPins());
-    response.setU16(I3C_PINS, i3c_.atPins());
-    response.setU16(I3C_REGULATOR, i3c_.regulator);
+    table.add(CommandCode::SET_I3C_VOLTAGE, voltage, setI3c);
+    table.add(CommandCode::SET_SHARED_VOLTAGE, voltage, setShared);
+    table.add(CommandCode::USE_EXTERNAL_I3C_VOLTAGE, voltage, useExternalI3c);
+    table.add(CommandCode::USE_EXTERNAL_SHARED_VOLTAGE, voltage, useExternalShared);
+    table.add(CommandCode::GET_ANALOG_MEASUREMENTS, voltage, measure, MEASUREMENTS_END);
 }
 
 } // namespace sim

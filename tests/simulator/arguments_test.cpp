@@ -1,7 +1,10 @@
 // The command line of tarvix-sim, without running anything.
 #include "program/arguments.hpp"
 
+#include <iterator>
+#include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -24,32 +27,17 @@ Arguments parse(Words words)
     return parseArguments(static_cast<int>(pointers.size()), pointers.data());
 }
 
+Arguments parse(const std::string& line)
+{
+    std::istringstream words(line);
+    return parse(Words(std::istream_iterator<std::string>(words), {}));
+}
+
 TEST(CommandLine, EveryOptionArrives)
 {
-    const auto run = parse({"run",
-                            "--report-size",
-                            "1024",
-                            "--serial",
-                            "B-7",
-                            "--adapters",
-                            "128",
-                            "--latency",
-                            "60000",
-                            "--fault",
-                            "drop:0.25",
-                            "--fault",
-                            "unplug",
-                            "--fault-delay",
-                            "0x10",
-                            "--seed",
-                            "18446744073709551615",
-                            "--away",
-                            "5",
-                            "--verbose",
-                            "--",
-                            "sh",
-                            "--seed",
-                            "--"});
+    const auto run = parse("run --report-size 1024 --serial B-7 --adapters 128 --latency 60000 --fault drop:0.25 "
+                           "--fault unplug --fault-delay 0x10 --seed 18446744073709551615 --away 5 --verbose "
+                           "-- sh --seed --");
     EXPECT_EQ(run.action, Arguments::Action::RUN);
     EXPECT_EQ(run.command, (Words{"sh", "--seed", "--"}));
     EXPECT_EQ(run.host.reportSize, 1024U);
@@ -63,13 +51,13 @@ TEST(CommandLine, EveryOptionArrives)
     EXPECT_EQ(run.host.faults.seed, 18446744073709551615U);
     EXPECT_EQ(run.host.away, milliseconds(5));
     EXPECT_TRUE(run.host.verbose);
-    EXPECT_EQ(parse({"run", "--", "x"}).host.away, std::nullopt);
+    EXPECT_EQ(parse("run -- x").host.away, std::nullopt);
 
-    EXPECT_EQ(parse({"uhid", "--device", "/d"}).uhidDevice, "/d");
-    const auto gadget = parse({"gadget", "a", "b", "--udc-file", "c", "--udc-file", "d"});
+    EXPECT_EQ(parse("uhid --device /d").uhidDevice, "/d");
+    const auto gadget = parse("gadget a b --udc-file c --udc-file d");
     EXPECT_EQ(gadget.gadgetNodes, (Words{"a", "b"}));
     EXPECT_EQ(gadget.udcFiles, (Words{"c", "d"}));
-    const auto trigger = parse({"trigger", "ibi", "--adapter", "B-7", "--target", "1", "0x0a", "255"});
+    const auto trigger = parse("trigger ibi --adapter B-7 --target 1 0x0a 255");
     EXPECT_EQ(trigger.event, "ibi");
     EXPECT_EQ(trigger.adapter, "B-7");
     EXPECT_EQ(trigger.eventFields, (Words{"1", "10", "255"}));
@@ -77,11 +65,7 @@ TEST(CommandLine, EveryOptionArrives)
 
 TEST(CommandLine, AMistakeGetsOneLineThatSaysWhatIsRight)
 {
-    const struct {
-        Words words;
-        const char* named;
-        const char* right;
-    } cases[] = {
+    const std::tuple<Words, const char*, const char*> cases[]{
         {{}, "run", "trigger"},
         {{"frobnicate"}, "frobnicate", "--help"},
         {{"run"}, "command", "--"},

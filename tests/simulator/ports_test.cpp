@@ -1,16 +1,14 @@
 // The parts of tarvix-sim's ports: segmentation, faults, latency, and what goes to the kernel's interfaces.
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <linux/input.h>
 #include <string>
-#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <termios.h>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -20,6 +18,7 @@
 #include "ports/shared/event_loop.hpp"
 #include "ports/shared/report_codec.hpp"
 #include "ports/uhid/device.hpp"
+#include "support/bytes.hpp"
 
 namespace {
 
@@ -33,7 +32,7 @@ template <typename Condition>
 bool runUntil(EventLoop& loop, Condition condition)
 {
     const auto deadline = EventLoop::Clock::now() + PATIENCE;
-    bool met = condition();
+    bool met = false;
     std::function<void()> look = [&] {
         met = condition();
         if (met || EventLoop::Clock::now() > deadline) {
@@ -42,37 +41,19 @@ bool runUntil(EventLoop& loop, Condition condition)
             loop.after(milliseconds(1), look);
         }
     };
-    if (!met) {
-        loop.after(milliseconds(1), look);
-        loop.run();
-    }
+    loop.after(milliseconds(0), look);
+    loop.run();
     return met;
 }
 
-Report report(std::size_t size, std::vector<std::uint8_t> begin)
-{
-    begin.resize(size);
-    return begin;
-}
-
-// Segment header, then request 1: USB string 3.
-Report serialNumberRequest(std::size_t size)
-{
-    return report(size, {0x17, 0x00, 0x01, 0x00, 0x07, 0x04, 0x03});
-}
-
-Report resetRequest(std::size_t size)
-{
-    return report(size, {0x13, 0x00, 0x02, 0x00, 0x01, 0x04});
-}
+// Requests in one segment: USB string 3, restart, and boot mode.
+const Bytes SERIAL_NUMBER{0x17, 0x00, 0x01, 0x00, 0x07, 0x04, 0x03};
+const Bytes RESET{0x13, 0x00, 0x02, 0x00, 0x01, 0x04};
+const Bytes BOOT_MODE{0x13, 0x00, 0x03, 0x00, 0x02, 0x04};
 
 TEST(ReportCodec, CutsAtTheSegmentsCapacity)
 {
-    const struct {
-        std::size_t reportSize;
-        std::size_t frameSize;
-        std::vector<unsigned> headers;
-    } cases[] = {
+    const std::tuple<std::size_t, std::size_t, std::vector<unsigned>> cases[]{
         {64, 0, {0x0003}},
         {64, 1, {0x0007}},
         {64, 62, {0x00FB}},
@@ -83,14 +64,13 @@ TEST(ReportCodec, CutsAtTheSegmentsCapacity)
     };
     for (const auto& [reportSize, frameSize, headers] : cases) {
         const Frame frame(frameSize, 0x5A);
-        const auto reports = cutIntoReports(frame, reportSize);
         std::vector<unsigned> found;
         FrameJoiner joiner;
         const Frame* joined = nullptr;
-        for (const Report& one : reports) {
-            EXPECT_EQ(one.size(), reportSize);
-            found.push_back(one[0] | static_cast<unsigned>(one[1]) << 8);
-            joined = joiner.take(one);
+        for (const Report& report : cutIntoReports(frame, reportSize)) {
+            EXPECT_EQ(report.size(), reportSize);
+            found.push_back(report[0] | static_cast<unsigned>(report[1]) << 8);
+            joined = joiner.take(report);
         }
         EXPECT_EQ(found, headers) << frameSize;
         ASSERT_TRUE(joined) << frameSize;
@@ -109,8 +89,8 @@ TEST(ReportCodec, JoinsOnlyWhatIsWhole)
     ASSERT_TRUE(frame);
     EXPECT_EQ(*frame, (Frame{0x22, 0x33}));
 
-    const Report large = report(1024, {0xF8, 0x0F});
-    EXPECT_FALSE(joiner.take(report(1024, {0xF9, 0x0F})));
+    const Report large = padded({0xF8, 0x0F}, 1024);
+    EXPECT_FALSE(joiner.take(padded({0xF9, 0x0F}, 1024)));
     for (int i = 0; i < 200; ++i) { // more than any request: dropped until the next first segment
         EXPECT_FALSE(joiner.take(large));
     }
@@ -118,16 +98,21 @@ TEST(ReportCodec, JoinsOnlyWhatIsWhole)
     EXPECT_TRUE(joiner.take(Report{0x07, 0x00, 0xAA}));
 }
 
-std::string draw(std::uint64_t seed, std::size_t index, double probability)
+FaultFilter filter(Fault fault, double probability, std::uint64_t seed = 1, std::size_t index = 0)
 {
     FaultPlan plan;
     plan.seed = seed;
-    plan[Fault::DROP] = probability;
-    FaultFilter filter(plan, index);
+    plan[fault] = probability;
+    return {plan, index};
+}
+
+std::string draw(std::uint64_t seed, std::size_t index, double probability)
+{
+    FaultFilter drops = filter(Fault::DROP, probability, seed, index);
     std::string drawn;
     for (int i = 0; i < 32; ++i) {
         Frame frame(8);
-        drawn += filter.pass(frame).copies == 0 ? 'x' : '.';
+        drawn += drops.pass(frame).copies == 0 ? 'x' : '.';
     }
     return drawn;
 }
@@ -143,25 +128,21 @@ TEST(Faults, AreDrawnAlikeEverywhere)
 
 TEST(Faults, DamageFramesWithinTheirSize)
 {
-    FaultPlan plan;
-    plan[Fault::TRUNCATE] = 1;
-    FaultFilter cuts(plan, 0);
-    plan[Fault::TRUNCATE] = 0;
-    plan[Fault::GARBAGE] = 1;
-    FaultFilter spoils(plan, 0);
+    FaultFilter cuts = filter(Fault::TRUNCATE, 1);
+    FaultFilter spoils = filter(Fault::GARBAGE, 1);
     int spoiled = 0;
     for (int i = 0; i < 100; ++i) {
         const Frame whole(20, 0x5A);
-        Frame frame = whole;
-        cuts.pass(frame);
-        EXPECT_LT(frame.size(), whole.size());
-        frame = whole;
-        spoils.pass(frame);
-        EXPECT_EQ(frame.size(), whole.size());
-        spoiled += frame != whole;
-        frame.clear();
-        cuts.pass(frame);
-        spoils.pass(frame);
+        Frame cut = whole;
+        cuts.pass(cut);
+        EXPECT_LT(cut.size(), whole.size());
+        Frame garbage = whole;
+        spoils.pass(garbage);
+        EXPECT_EQ(garbage.size(), whole.size());
+        spoiled += garbage != whole;
+        Frame empty;
+        cuts.pass(empty);
+        spoils.pass(empty);
     }
     EXPECT_GT(spoiled, 95); // a random byte may be the old one
 }
@@ -192,19 +173,29 @@ struct FakeCable final : Cable {
     std::vector<EventLoop::Clock::time_point> times;
 };
 
-TEST(AdapterHost, LatencyAndDelayKeepTheOrder)
-{
+struct AdapterHostTest : testing::Test {
+    AdapterHost& plugIn()
+    {
+        host.emplace(loop, options, AbsenceTimes{.reset = milliseconds(1)}, 0, cable);
+        host->plugIn();
+        return *host;
+    }
+
     EventLoop loop;
     FakeCable cable;
     HostOptions options;
+    std::optional<AdapterHost> host;
+};
+
+TEST_F(AdapterHostTest, LatencyAndDelayKeepTheOrder)
+{
     options.latency = milliseconds(20);
     options.faults[Fault::DELAY] = 0.5;
     options.faults.delay = milliseconds(30);
-    AdapterHost adapter(loop, options, {}, 0, cable);
-    adapter.plugIn();
+    AdapterHost& adapter = plugIn();
     const auto begin = EventLoop::Clock::now();
     for (std::uint8_t id = 1; id <= 20; ++id) {
-        adapter.outputReport(report(64, {0x17, 0x00, id, 0x00, 0x07, 0x04, 0x03}));
+        adapter.outputReport(Bytes{0x17, 0x00, id, 0x00, 0x07, 0x04, 0x03});
     }
     ASSERT_TRUE(cable.reports.empty());
     ASSERT_TRUE(runUntil(loop, [&] { return cable.reports.size() == 20; }));
@@ -215,35 +206,37 @@ TEST(AdapterHost, LatencyAndDelayKeepTheOrder)
     EXPECT_GE(cable.times.back() - begin, milliseconds(50));
 }
 
-TEST(AdapterHost, AnAbsenceLosesWhatWasOnItsWay)
+TEST_F(AdapterHostTest, AnAbsenceLosesWhatWasOnItsWay)
 {
-    EventLoop loop;
-    FakeCable cable;
     cable.open = false;
-    AdapterHost adapter(loop, {}, AbsenceTimes{.reset = milliseconds(1)}, 0, cable);
-    adapter.plugIn();
-    adapter.outputReport(serialNumberRequest(64));
-    adapter.outputReport(resetRequest(64));
+    AdapterHost& adapter = plugIn();
+    adapter.outputReport(SERIAL_NUMBER);
+    adapter.outputReport(RESET);
     EXPECT_EQ(cable.events, "+-");
     cable.open = true;
-    adapter.outputReport(serialNumberRequest(64));
+    adapter.outputReport(SERIAL_NUMBER);
     ASSERT_TRUE(runUntil(loop, [&] { return adapter.isPresent(); }));
     EXPECT_EQ(cable.events, "+-+");
     EXPECT_TRUE(cable.reports.empty());
-    adapter.outputReport(serialNumberRequest(64));
+    adapter.outputReport(SERIAL_NUMBER);
     EXPECT_EQ(cable.reports.size(), 1U);
 }
 
-TEST(AdapterHost, AnUnplugFaultTakesTheResponseAlong)
+TEST_F(AdapterHostTest, BootModeLasts)
 {
-    EventLoop loop;
-    FakeCable cable;
-    HostOptions options;
+    plugIn().outputReport(BOOT_MODE);
+    bool later = false;
+    loop.after(milliseconds(5), [&] { later = true; });
+    ASSERT_TRUE(runUntil(loop, [&] { return later; }));
+    EXPECT_EQ(cable.events, "+-") << "came back like after a reset";
+}
+
+TEST_F(AdapterHostTest, AnUnplugFaultTakesTheResponseAlong)
+{
     options.faults[Fault::UNPLUG] = 1;
     options.away = milliseconds(1);
-    AdapterHost adapter(loop, options, {}, 0, cable);
-    adapter.plugIn();
-    adapter.outputReport(serialNumberRequest(64));
+    AdapterHost& adapter = plugIn();
+    adapter.outputReport(SERIAL_NUMBER);
     EXPECT_EQ(cable.events, "+-");
     EXPECT_TRUE(cable.reports.empty());
     EXPECT_TRUE(runUntil(loop, [&] { return adapter.isPresent(); }));
@@ -263,16 +256,17 @@ protected:
         device_->adapter().plugIn();
     }
 
-    uhid_event next()
+    uhid_event next(uhid_event_type type)
     {
         uhid_event event{};
         EXPECT_TRUE(runUntil(loop_, [&] { return ::read(kernel_.get(), &event, sizeof event) > 0; }));
+        EXPECT_EQ(event.type, static_cast<unsigned>(type));
         return event;
     }
 
     void tell(const uhid_event& event) { EXPECT_GT(::write(kernel_.get(), &event, sizeof event), 0); }
 
-    void output(const std::vector<std::uint8_t>& data)
+    void output(const Bytes& data)
     {
         uhid_event event{};
         event.type = UHID_OUTPUT;
@@ -291,27 +285,20 @@ protected:
 TEST_P(UhidKernel, CreatesAnswersAndDestroys)
 {
     const std::size_t size = GetParam();
-    uhid_event event = next();
-    ASSERT_EQ(event.type, static_cast<unsigned>(UHID_CREATE2));
+    uhid_event event = next(UHID_CREATE2);
     const auto& create = event.u.create2;
     EXPECT_STREQ(reinterpret_cast<const char*>(create.uniq), "TVX0000001");
     EXPECT_EQ(create.bus + 0, BUS_USB);
     EXPECT_EQ(create.vendor + 0, 0x1FC9U);
     EXPECT_EQ(create.product + 0, size == 64 ? 0x82FCU : 0x82FDU);
-    const std::vector<std::uint8_t> descriptor(create.rd_data, create.rd_data + create.rd_size);
-    const std::vector<std::uint8_t> count{0x96, static_cast<std::uint8_t>(size & 0xFF),
-                                          static_cast<std::uint8_t>(size >> 8)};
+    const Bytes descriptor(create.rd_data, create.rd_data + create.rd_size);
+    const Bytes count{0x96, static_cast<std::uint8_t>(size & 0xFF), static_cast<std::uint8_t>(size >> 8)};
     EXPECT_NE(std::search(descriptor.begin(), descriptor.end(), count.begin(), count.end()), descriptor.end());
 
-    std::vector<std::uint8_t> request = serialNumberRequest(size);
-    for (const bool withReportId : {true, false}) {
-        auto data = request;
-        if (withReportId) {
-            data.insert(data.begin(), 0x00);
-        }
-        output(data);
-        event = next();
-        ASSERT_EQ(event.type, static_cast<unsigned>(UHID_INPUT2));
+    const Bytes request = padded(SERIAL_NUMBER, size);
+    for (const Bytes& written : {request, Bytes{0x00} + request}) { // without and with a report id
+        output(written);
+        event = next(UHID_INPUT2);
         EXPECT_EQ(event.u.input2.size + 0U, size);
         EXPECT_EQ(std::string(event.u.input2.data + 9, event.u.input2.data + 19), "TVX0000001");
     }
@@ -320,16 +307,15 @@ TEST_P(UhidKernel, CreatesAnswersAndDestroys)
     event.type = UHID_GET_REPORT;
     event.u.get_report.id = 77;
     tell(event);
-    event = next();
-    EXPECT_EQ(event.type, static_cast<unsigned>(UHID_GET_REPORT_REPLY));
+    event = next(UHID_GET_REPORT_REPLY);
     EXPECT_EQ(event.u.get_report_reply.id + 0, 77U);
     EXPECT_NE(event.u.get_report_reply.err + 0, 0);
 
-    output(resetRequest(size));
-    EXPECT_EQ(next().type, static_cast<unsigned>(UHID_DESTROY));
-    EXPECT_EQ(next().type, static_cast<unsigned>(UHID_CREATE2));
+    output(padded(RESET, size));
+    next(UHID_DESTROY);
+    next(UHID_CREATE2);
     device_.reset();
-    EXPECT_EQ(next().type, static_cast<unsigned>(UHID_DESTROY));
+    next(UHID_DESTROY);
 }
 
 INSTANTIATE_TEST_SUITE_P(ReportSizes, UhidKernel, testing::Values(64, 1024));
@@ -353,23 +339,22 @@ protected:
     }
 
     // One input report, or what came of it in time.
-    Report next(EventLoop& loop)
+    Report next()
     {
         Report taken;
-        runUntil(loop, [&] {
-            Report rest(64 - taken.size());
-            const auto size = ::read(side_.get(), rest.data(), rest.size());
-            taken.insert(taken.end(), rest.begin(), rest.begin() + std::max<ssize_t>(size, 0));
+        runUntil(loop_, [&] {
+            std::uint8_t byte = 0;
+            while (taken.size() < 64 && ::read(side_.get(), &byte, 1) == 1) {
+                taken.push_back(byte);
+            }
             return taken.size() == 64;
         });
         return taken;
     }
 
-    void output(const Report& data) const
-    {
-        EXPECT_EQ(::write(side_.get(), data.data(), data.size()), static_cast<ssize_t>(data.size()));
-    }
+    bool output(const Bytes& request) const { return ::write(side_.get(), padded(request, 64).data(), 64) == 64; }
 
+    EventLoop loop_;
     FileDescriptor side_;
     FileDescriptor keepOpen_;
     std::string node_;
@@ -384,37 +369,34 @@ TEST_F(Gadget, AnswersAndLeavesTheBusForAReset)
         return text;
     };
     std::ofstream(udc) << "dummy_udc.0\n";
-    EventLoop loop;
     HostOptions options;
     options.away = milliseconds(5);
-    GadgetNode gadget(loop, options, 0, node_, udc.string());
+    GadgetNode gadget(loop_, options, 0, node_, udc.string());
     gadget.start();
-    output(serialNumberRequest(64));
-    const Report answer = next(loop);
+    EXPECT_TRUE(output(SERIAL_NUMBER));
+    const Report answer = next();
     ASSERT_EQ(answer.size(), 64U);
     EXPECT_EQ(std::string(answer.begin() + 9, answer.begin() + 19), "TVX0000001");
 
-    output(resetRequest(64));
-    EXPECT_TRUE(runUntil(loop, [&] { return bound().empty(); }));
-    EXPECT_TRUE(runUntil(loop, [&] { return bound() == "dummy_udc.0"; }));
-    output(serialNumberRequest(64));
-    EXPECT_EQ(next(loop), answer);
+    EXPECT_TRUE(output(RESET));
+    EXPECT_TRUE(runUntil(loop_, [&] { return bound().empty(); }));
+    EXPECT_TRUE(runUntil(loop_, [&] { return bound() == "dummy_udc.0"; }));
+    EXPECT_TRUE(output(SERIAL_NUMBER));
+    EXPECT_EQ(next(), answer);
     std::filesystem::remove(udc);
 }
 
 TEST_F(Gadget, AHostThatDoesNotReadKeepsNobodyFromWriting)
 {
-    EventLoop loop;
-    GadgetNode gadget(loop, {}, 0, node_, "");
+    GadgetNode gadget(loop_, {}, 0, node_, "");
     gadget.start();
     // Far more responses than the node holds; each request must be taken although no response is.
     std::size_t sent = 0;
-    EXPECT_TRUE(runUntil(loop, [&] {
-        const Report request = serialNumberRequest(64);
-        sent += ::write(side_.get(), request.data(), request.size()) == 64;
+    EXPECT_TRUE(runUntil(loop_, [&] {
+        sent += output(SERIAL_NUMBER);
         return sent == 1'000;
     }));
-    EXPECT_EQ(next(loop).size(), 64U);
+    EXPECT_EQ(next().size(), 64U);
 }
 
 } // namespace
