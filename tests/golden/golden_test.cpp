@@ -1,6 +1,4 @@
 // What holds for every command in every face of the shipped library, shown by every row of the golden table.
-#include <algorithm>
-#include <cctype>
 #include <fstream>
 #include <regex>
 #include <set>
@@ -61,17 +59,6 @@ TEST(GoldenTable, HasARowForEveryCommandOfEveryFace)
     expectRows(declared("flat.h", "TARVIX_API StatusCode\\s+TarvixSDK_(?!NextNotification)(\\w+)\\("), flat, "flat");
 }
 
-// The flat names differ from the methods' in capitals: i3cLegacyI2cRead, I3cLegacyI2CRead.
-std::set<std::string> lowered(const std::set<std::string>& names)
-{
-    std::set<std::string> lower;
-    for (std::string name : names) {
-        std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
-        lower.insert(name);
-    }
-    return lower;
-}
-
 TEST(GoldenTable, NoFaceLacksACommandOfAnother)
 {
     // Composed of other commands, or readers of one answer, which the asynchronous class asks for.
@@ -79,13 +66,15 @@ TEST(GoldenTable, NoFaceLacksACommandOfAnother)
                                          "spiGetBusVoltage", "uartGetBusVoltage", "i3cGetBusVoltage"};
     const std::set<std::string> asynchronous = declared("async_sdk.hpp", "StatusCode (\\w+)\\(");
     const std::set<std::string> blocking = declared("sdk.hpp", "StatusCode (\\w+)\\(");
-    const std::set<std::string> flat = lowered(declared("flat.h", "TARVIX_API StatusCode\\s+TarvixSDK_(\\w+)\\("));
+    const std::string flat = textOf("include/tarvixsdk/flat.h");
     for (const std::string& name : asynchronous) {
         EXPECT_TRUE(blocking.count(name) || name == "getAnalogMeasurements") << "TarvixSDK lacks " << name;
     }
     for (const std::string& name : blocking) {
         EXPECT_NE(asynchronous.count(name), composed.count(name)) << "TarvixAsyncSDK lacks " << name;
-        EXPECT_TRUE(flat.count(*lowered({name}).begin())) << "flat.h lacks " << name;
+        // The names differ in capitals: i3cLegacyI2cRead, I3cLegacyI2CRead.
+        const std::regex function("TARVIX_API StatusCode\\s+TarvixSDK_" + name + "\\(", std::regex::icase);
+        EXPECT_TRUE(std::regex_search(flat, function)) << "flat.h lacks " << name;
     }
 }
 

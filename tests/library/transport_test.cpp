@@ -211,16 +211,6 @@ TEST_P(Reports, CarriesTheLongestFramesBothWays)
     EXPECT_EQ(received.atLeast(1), std::vector<Bytes>{frame});
 }
 
-TEST_P(Reports, SucceedsWhateverTheWritesReport)
-{
-    device->failWrites(true);
-    EXPECT_EQ(sdk.resetDevice(1), StatusCode::SUCCESS);
-    EXPECT_TRUE(device->reports().empty());
-    device->failWrites(false);
-    EXPECT_EQ(sdk.resetDevice(2), StatusCode::SUCCESS);
-    EXPECT_EQ(device->frames(), (std::vector<Bytes>{{0x02, 0x00, 0x01, 0x04}}));
-}
-
 TEST_P(Reports, ASegmentThatFailsHoldsNoOtherBack)
 {
     const Bytes message = counting(3 * capacity - 6); // a frame of exactly three reports

@@ -21,7 +21,6 @@ constexpr int EARLY_ENDS = 3;
 std::atomic<bool> stopped = false;
 std::atomic<std::int64_t> now = 0; // nanoseconds
 std::atomic<std::size_t> heldFrom = SIZE_MAX;
-std::atomic<int> wallClockWaits = 0;
 std::optional<Received<double>> seen;
 thread_local bool watched = false;
 thread_local int earlyEnds = 0;
@@ -100,17 +99,10 @@ extern "C" int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t
     return result;
 }
 
-extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* lock, const timespec* time)
-{
-    ++wallClockWaits;
-    return next<decltype(pthread_cond_timedwait)>("pthread_cond_timedwait")(condition, lock, time);
-}
-
 StoppedClock::StoppedClock()
 {
     now = realNow();
     heldFrom = SIZE_MAX;
-    wallClockWaits = 0;
     seen.emplace();
     stopped = true;
 }
@@ -135,9 +127,4 @@ void StoppedClock::watchThisThread(bool on)
 {
     watched = on;
     earlyEnds = 0;
-}
-
-int StoppedClock::onTheWallClock() const
-{
-    return wallClockWaits;
 }

@@ -25,7 +25,4 @@ public:
 
     // While on, waits of this thread count as the library's, and each ends early a few times, as the system permits.
     void watchThisThread(bool on);
-
-    // Waits that asked for the clock that the user may set back.
-    int onTheWallClock() const;
 };

@@ -1,44 +1,10 @@
-// Reading what the adapter sent: the fields of a frame, and the views of a notification in C++ and C.
+// The views of a notification in C++ and C.
 #include <gtest/gtest.h>
 
 #include "support/bytes.hpp"
-#include "sync/response_frame.hpp"
 #include "tarvixsdk/flat.h"
 
 namespace {
-
-TEST(ResponseFrame, ReadsZerosBehindItsEnd)
-{
-    const Bytes bytes = hex("01 02 03 04 05 06 07");
-    const ResponseFrame whole(bytes);
-    EXPECT_EQ(whole.transactionId(), 0x0201);
-    EXPECT_EQ(whole.code(), 0x0403);
-    EXPECT_EQ(whole.status(), StatusCode{0x0605});
-    EXPECT_EQ(whole.u16BigEndian(4), 0x0506);
-    EXPECT_EQ(whole.u16(6), 0x0007) << "half of it is there";
-    EXPECT_EQ(whole.u16BigEndian(6), 0x0700);
-    EXPECT_EQ(whole.u8(6), 7);
-    EXPECT_EQ(whole.u8(7), 0);
-    EXPECT_EQ(whole.u16(7), 0);
-    EXPECT_FALSE(ResponseFrame(std::span(bytes).first(5)).holdsStatus());
-    EXPECT_TRUE(ResponseFrame(std::span(bytes).first(6)).holdsStatus());
-    EXPECT_EQ(ResponseFrame({}).transactionId(), 0);
-}
-
-TEST(ResponseFrame, CopiesAsManyBytesAsWereAskedFor)
-{
-    const Bytes bytes = hex("01 02 03 04");
-    const struct {
-        std::size_t offset, count;
-        const char* copy;
-    } cases[]{{0, 4, "01 02 03 04"}, {0, 0, ""},   {1, 2, "02 03"}, {3, 1, "04"},
-              {3, 2, "04 00"},       {4, 1, "00"}, {9, 2, "00 00"}, {4, 0, ""}};
-    for (const auto& test : cases) {
-        Bytes out{0xEE, 0xEE, 0xEE, 0xEE, 0xEE};
-        ResponseFrame(bytes).copyTo(out, test.offset, test.count);
-        EXPECT_EQ(hexOf(out), test.copy) << test.count << " from " << test.offset;
-    }
-}
 
 // What a view shows, as text; empty when there is none.
 std::string text(std::initializer_list<int> numbers, const std::uint8_t* data = nullptr, std::size_t length = 0)
