@@ -1,6 +1,5 @@
 // Sessions of the flat interface: opening with a reason, the list of adapters, callbacks with a context, the queue of
 // notifications.
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,27 +8,13 @@
 #include <thread>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include "support/bytes.hpp"
-#include "support/fake_hid.hpp"
+#include "support/adapter.hpp"
 #include "support/received.hpp"
-#include "tarvixsdk/flat.h"
 
 namespace {
 
-constexpr int FOREVER = -1;
-constexpr int LONG_ENOUGH = 30'000; // ms; a test that runs into it fails
-
-class FlatSession : public testing::Test {
+class FlatSession : public FlatAdapter {
 protected:
-    FlatSession() : handle(TarvixSDK_Create(LONG_ENOUGH))
-    {
-        fake_hid::reset();
-        device = fake_hid::attach({.path = "no file: nothing to lock"});
-    }
-    ~FlatSession() override { TarvixSDK_Destroy(handle); }
-
     OpenStatus open(std::uint32_t flags = 0) { return TarvixSDK_Open(handle, nullptr, "", flags, nullptr); }
 
     // A notification of `size` bytes that carries `mark`.
@@ -50,9 +35,6 @@ protected:
         }
         return std::to_string(buffer.at(6)) + " of " + std::to_string(length);
     }
-
-    std::shared_ptr<fake_hid::Device> device;
-    TarvixSDK_Handle* const handle;
 };
 
 TEST_F(FlatSession, OpensAsItsFlagsSayAndTellsWhyNot)

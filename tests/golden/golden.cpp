@@ -39,9 +39,11 @@ std::string ifWritten(Value value, Value untouched)
 
 std::string Outputs::values() const
 {
+    const std::string presence = optional == UNTOUCHED ? "" : optional ? "01" : "00";
     return words({ifWritten(word1, std::uint16_t{0xEEEE}), ifWritten(word2, std::uint16_t{0xEEEE}),
                   ifWritten(byte1, UNTOUCHED), ifWritten(byte2, UNTOUCHED),
-                  ifWritten(level, GpioLogicLevel{0xEEEEEEEE}), ifWritten(optional.value_or(UNTOUCHED), UNTOUCHED)});
+                  ifWritten(level, GpioLogicLevel{0xEEEEEEEE}), ifWritten(optional.value_or(UNTOUCHED), UNTOUCHED),
+                  presence});
 }
 
 std::string Outputs::data() const

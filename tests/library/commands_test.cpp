@@ -1,17 +1,16 @@
 // What single commands do beside their golden rows: checks, long data, and outputs that depend on more than the answer.
 #include <functional>
 
-#include "golden/adapter.hpp"
+#include "golden/golden.hpp"
+#include "support/adapter.hpp"
 
 namespace golden {
 
 namespace {
 
 using Status = StatusCode;
-using Action = I3cTargetResetDefByte;
 constexpr auto NONE = I3cTransferFlags::NONE;
 constexpr auto READ = I3cTransferDirection::READ;
-constexpr auto WRITE = I3cTransferDirection::WRITE;
 
 class Commands : public Adapter {
 protected:
@@ -126,32 +125,6 @@ TEST_F(Commands, TheLongestAnswersArriveWhole)
     EXPECT_EQ(sdk.i3cGetDeviceTable(table), Status::SUCCESS);
     ASSERT_EQ(table.size(), 255U);
     EXPECT_EQ(table[254].staticAddress, 0x77);
-}
-
-TEST_F(Commands, AnIbiSizeOfAnEarlierReadIsForgotten)
-{
-    std::uint16_t length = 0;
-    for (const char* const count : {"00", "01", "02", "04", "FF"}) {
-        std::optional<std::uint8_t> ibiSize = 0x20;
-        answer(std::string("00 00 F1 F2 F3 ") + count + " 12 34 56");
-        EXPECT_EQ(sdk.i3cCccGETMRL(0x30, length, ibiSize), Status::SUCCESS);
-        EXPECT_EQ(ibiSize, std::nullopt) << count;
-    }
-}
-
-TEST_F(Commands, AResetTimeMayBeLeftOut)
-{
-    answer("06 00 F1 F2 F3 01 77");
-    EXPECT_EQ(sdk.i3cCccRSTACTDirect(0x30, Action::TIME_RESET_PERIPHERAL, READ, nullptr), Status{6});
-    EXPECT_EQ(sdk.i3cCccRSTACTDirect(0x30, Action::RESET_PERIPHERAL, WRITE, nullptr), Status{6});
-}
-
-TEST(I3cTargetConfigurationBits, OverlayTheByte)
-{
-    I3cTargetConfiguration configuration{0};
-    configuration.bits.bit0 = 1;
-    configuration.bits.bit7 = 1;
-    EXPECT_EQ(configuration.raw, 0x81);
 }
 
 } // namespace

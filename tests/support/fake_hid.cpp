@@ -26,9 +26,9 @@ public:
     ProcessCall()
     {
         std::unique_lock lock(mutex);
-        overlaps += running++ > 0 ? 1 : 0;
+        bus().overlaps += running++ > 0 ? 1 : 0;
         changed.notify_all();
-        if (lingering) {
+        if (bus().lingers) {
             changed.wait_for(lock, LINGER, [] { return running > 1; });
         }
     }
@@ -40,11 +40,10 @@ public:
     ProcessCall(const ProcessCall&) = delete;
     ProcessCall& operator=(const ProcessCall&) = delete;
 
+private:
     static inline std::mutex mutex;
     static inline std::condition_variable changed;
     static inline int running = 0;
-    static inline int overlaps = 0;
-    static inline bool lingering = false;
 };
 
 } // namespace
@@ -89,7 +88,7 @@ Device::Device(Entry entry) : entry_(std::move(entry)) {}
 void Device::deliverReport(Bytes report)
 {
     const std::lock_guard lock(mutex_);
-    (delaying_ ? delayed_ : input_).push_back(std::move(report));
+    input_.push_back(std::move(report));
     idle_ = false;
     changed_.notify_all();
 }
@@ -110,16 +109,6 @@ void Device::deliverFrame(const Bytes& frame)
         deliverReport(std::move(report));
         offset += count;
     } while (offset < frame.size());
-}
-
-void Device::release()
-{
-    const std::lock_guard lock(mutex_);
-    delaying_ = false;
-    input_.insert(input_.end(), delayed_.begin(), delayed_.end());
-    delayed_.clear();
-    idle_ = false;
-    changed_.notify_all();
 }
 
 void Device::forget()
@@ -187,18 +176,6 @@ int Device::read(std::uint8_t* data, std::size_t length, std::chrono::millisecon
     std::copy_n(input_.front().begin(), count, data);
     input_.pop_front();
     return call.succeed(count);
-}
-
-int processOverlaps()
-{
-    const std::lock_guard lock(ProcessCall::mutex);
-    return ProcessCall::overlaps;
-}
-
-void linger(bool on)
-{
-    const std::lock_guard lock(ProcessCall::mutex);
-    ProcessCall::lingering = on;
 }
 
 bool isInside()

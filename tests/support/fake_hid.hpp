@@ -46,8 +46,6 @@ public:
     void deliverReport(Bytes report);
     void deliverFrame(const Bytes& frame);
 
-    void delay() { set(delaying_, true); } // what is delivered from now on waits ...
-    void release();
     void failWrites(bool fail) { set(failWrites_, fail); }
     void failWrite(int number) { set(failingWrite_, number); } // that one only, counting from 1 and from now
     void hiccup(int reads) { set(failingReads_, reads); }      // that many reads fail
@@ -113,8 +111,6 @@ private:
     std::vector<Bytes> frames_;
     Bytes partial_;
     sigset_t readerSignals_{};
-    std::deque<Bytes> delayed_;
-    bool delaying_ = false;
     int failingWrite_ = 0;
     int failingReads_ = 0;
     bool idle_ = false;
@@ -137,12 +133,12 @@ struct Bus {
     int inits = 0;
     int exits = 0;
     int enumerations = 0; // lists handed out and not freed again
-};
 
-// Times one of hidapi's functions for the whole process (init, enumerate, open, exit) began while another was
-// running: it has no lock of its own. With `linger` each waits a while for another to make that mistake.
-int processOverlaps();
-void linger(bool on);
+    // Times one of hidapi's functions for the whole process (init, enumerate, open, exit) began while another was
+    // running: it has no lock of its own. If it `lingers`, each waits a while for another to make that mistake.
+    int overlaps = 0;
+    bool lingers = false;
+};
 
 // Whether this thread is inside the double just now.
 bool isInside();

@@ -4,14 +4,14 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
-#include <mutex>
+#include <optional>
 
 #include <dlfcn.h>
 #include <pthread.h>
-#include <sched.h>
 #include <time.h>
 
 #include "support/fake_hid.hpp"
+#include "support/received.hpp"
 
 namespace {
 
@@ -21,10 +21,7 @@ constexpr int EARLY_ENDS = 3;
 std::atomic<bool> stopped = false;
 std::atomic<std::int64_t> now = 0; // nanoseconds
 std::atomic<std::size_t> heldFrom = SIZE_MAX;
-std::atomic<int> wallClockWaits = 0;
-std::mutex mutex;
-std::vector<double> seen;
-std::atomic<std::size_t> seenCount = 0;
+std::optional<Received<double>> seen;
 thread_local bool watched = false;
 thread_local int earlyEnds = 0;
 
@@ -62,13 +59,8 @@ int waitOfTheLibrary(pthread_cond_t* condition, pthread_mutex_t* lock, std::int6
         advanceTo(now + (deadline - now) / 2);
         return 0;
     }
-    std::size_t index = 0;
-    {
-        const std::lock_guard guard(mutex);
-        index = seen.size();
-        seen.push_back(static_cast<double>(deadline - now) / 1e6);
-        seenCount = seen.size();
-    }
+    const std::size_t index = seen->size();
+    seen->add(static_cast<double>(deadline - now) / 1e6);
     if (index >= heldFrom) {
         return pthread_cond_wait(condition, lock);
     }
@@ -107,19 +99,11 @@ extern "C" int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t
     return result;
 }
 
-extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* lock, const timespec* time)
-{
-    ++wallClockWaits;
-    return next<decltype(pthread_cond_timedwait)>("pthread_cond_timedwait")(condition, lock, time);
-}
-
 StoppedClock::StoppedClock()
 {
     now = realNow();
     heldFrom = SIZE_MAX;
-    wallClockWaits = 0;
-    seen.clear();
-    seenCount = 0;
+    seen.emplace();
     stopped = true;
 }
 
@@ -129,10 +113,9 @@ StoppedClock::~StoppedClock()
     watched = false;
 }
 
-std::vector<double> StoppedClock::waits() const
+std::vector<double> StoppedClock::waits(std::size_t count) const
 {
-    const std::lock_guard guard(mutex);
-    return seen;
+    return seen->atLeast(count);
 }
 
 void StoppedClock::holdFrom(std::size_t index)
@@ -140,22 +123,8 @@ void StoppedClock::holdFrom(std::size_t index)
     heldFrom = index;
 }
 
-bool StoppedClock::hasSeen(std::size_t count) const
-{
-    const std::int64_t limit = realNow() + 30 * SECOND;
-    while (seenCount < count && realNow() < limit) {
-        sched_yield();
-    }
-    return seenCount >= count;
-}
-
 void StoppedClock::watchThisThread(bool on)
 {
     watched = on;
     earlyEnds = 0;
-}
-
-int StoppedClock::onTheWallClock() const
-{
-    return wallClockWaits;
 }

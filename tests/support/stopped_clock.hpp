@@ -16,18 +16,13 @@ public:
     StoppedClock(const StoppedClock&) = delete;
     StoppedClock& operator=(const StoppedClock&) = delete;
 
-    // How long each wait asked for, in milliseconds. The clock advances as if each had been waited out.
-    std::vector<double> waits() const;
+    // How long each wait asked for, in milliseconds, once `count` have begun; fewer after a generous limit. The clock
+    // advances as if each had been waited out.
+    std::vector<double> waits(std::size_t count) const;
 
     // From the wait with this index on, none ends but by a notification.
     void holdFrom(std::size_t index);
 
-    // Returns once that many waits have begun; false after a generous limit.
-    bool hasSeen(std::size_t count) const;
-
     // While on, waits of this thread count as the library's, and each ends early a few times, as the system permits.
     void watchThisThread(bool on);
-
-    // Waits that asked for the clock that the user may set back.
-    int onTheWallClock() const;
 };

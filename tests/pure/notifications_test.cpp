@@ -1,44 +1,10 @@
-// Reading what the adapter sent: the fields of a frame, and the views of a notification in C++ and C.
+// The views of a notification in C++ and C.
 #include <gtest/gtest.h>
 
 #include "support/bytes.hpp"
-#include "sync/response_frame.hpp"
 #include "tarvixsdk/flat.h"
 
 namespace {
-
-TEST(ResponseFrame, ReadsZerosBehindItsEnd)
-{
-    const Bytes bytes = hex("01 02 03 04 05 06 07");
-    const ResponseFrame whole(bytes);
-    EXPECT_EQ(whole.transactionId(), 0x0201);
-    EXPECT_EQ(whole.code(), 0x0403);
-    EXPECT_EQ(whole.status(), StatusCode{0x0605});
-    EXPECT_EQ(whole.u16BigEndian(4), 0x0506);
-    EXPECT_EQ(whole.u16(6), 0x0007) << "half of it is there";
-    EXPECT_EQ(whole.u16BigEndian(6), 0x0700);
-    EXPECT_EQ(whole.u8(6), 7);
-    EXPECT_EQ(whole.u8(7), 0);
-    EXPECT_EQ(whole.u16(7), 0);
-    EXPECT_FALSE(ResponseFrame(std::span(bytes).first(5)).holdsStatus());
-    EXPECT_TRUE(ResponseFrame(std::span(bytes).first(6)).holdsStatus());
-    EXPECT_EQ(ResponseFrame({}).transactionId(), 0);
-}
-
-TEST(ResponseFrame, CopiesAsManyBytesAsWereAskedFor)
-{
-    const Bytes bytes = hex("01 02 03 04");
-    const struct {
-        std::size_t offset, count;
-        const char* copy;
-    } cases[]{{0, 4, "01 02 03 04"}, {0, 0, ""},   {1, 2, "02 03"}, {3, 1, "04"},
-              {3, 2, "04 00"},       {4, 1, "00"}, {9, 2, "00 00"}, {4, 0, ""}};
-    for (const auto& test : cases) {
-        Bytes out{0xEE, 0xEE, 0xEE, 0xEE, 0xEE};
-        ResponseFrame(bytes).copyTo(out, test.offset, test.count);
-        EXPECT_EQ(hexOf(out), test.copy) << test.count << " from " << test.offset;
-    }
-}
 
 // What a view shows, as text; empty when there is none.
 std::string text(std::initializer_list<int> numbers, const std::uint8_t* data = nullptr, std::size_t length = 0)
@@ -50,26 +16,32 @@ std::string text(std::initializer_list<int> numbers, const std::uint8_t* data = 
     return line + hexOf(data == nullptr ? Bytes{} : Bytes(data, data + length)) + "|";
 }
 
+// The flat view, which is there when `view` is.
+template <typename View>
+View flat(const Notification& n, const View* view, bool (*as)(const Notification*, View*))
+{
+    View flatView{};
+    EXPECT_EQ(as(&n, &flatView), view != nullptr);
+    EXPECT_FALSE(as(&n, nullptr) || as(nullptr, &flatView));
+    return flatView;
+}
+
 std::string gpio(const Notification& n)
 {
     const auto* const view = n.gpio();
-    GpioInterruptNotification flat{};
-    EXPECT_EQ(TarvixSDK_notificationAsGpio(&n, &flat), view != nullptr);
-    EXPECT_FALSE(TarvixSDK_notificationAsGpio(&n, nullptr) || TarvixSDK_notificationAsGpio(nullptr, &flat));
-    EXPECT_TRUE(view == nullptr || flat.pinNumber == view->pinNumber);
+    const auto flatView = flat(n, view, TarvixSDK_notificationAsGpio);
+    EXPECT_TRUE(view == nullptr || flatView.pinNumber == view->pinNumber);
     return view == nullptr ? "" : text({view->pinNumber});
 }
 
 std::string hotJoin(const Notification& n)
 {
     const auto* const view = n.i3cHotJoin();
-    I3cHotJoinNotification flat{};
-    EXPECT_EQ(TarvixSDK_notificationAsI3cHotJoin(&n, &flat), view != nullptr);
-    EXPECT_FALSE(TarvixSDK_notificationAsI3cHotJoin(&n, nullptr) || TarvixSDK_notificationAsI3cHotJoin(nullptr, &flat));
+    const auto flatView = flat(n, view, TarvixSDK_notificationAsI3cHotJoin);
     const auto show = [](const I3cHotJoinNotification& v) {
         return text({v.bcr, v.dcr, v.dynamicAddress}, v.provisionalId, 6);
     };
-    EXPECT_TRUE(view == nullptr || show(flat) == show(*view));
+    EXPECT_TRUE(view == nullptr || show(flatView) == show(*view));
     return view == nullptr ? "" : show(*view);
 }
 
@@ -77,29 +49,25 @@ std::string hotJoin(const Notification& n)
 std::string ibi(const Notification& n)
 {
     const auto* const view = n.i3cIbi();
-    I3cIbiNotification flat{};
-    EXPECT_EQ(TarvixSDK_notificationAsI3cIbi(&n, &flat), view != nullptr);
-    EXPECT_FALSE(TarvixSDK_notificationAsI3cIbi(&n, nullptr) || TarvixSDK_notificationAsI3cIbi(nullptr, &flat));
+    const auto flatView = flat(n, view, TarvixSDK_notificationAsI3cIbi);
     if (view == nullptr) {
         return "";
     }
-    EXPECT_EQ(flat.targetAddress, view->targetAddress);
-    EXPECT_EQ(flat.payload, view->payload);
-    EXPECT_EQ(flat.payloadLength, n.data[7]);
+    EXPECT_EQ(flatView.targetAddress, view->targetAddress);
+    EXPECT_EQ(flatView.payload, view->payload);
+    EXPECT_EQ(flatView.payloadLength, n.data[7]);
     return text({view->targetAddress}, view->payload, view->payloadLength);
 }
 
 std::string uart(const Notification& n)
 {
     const auto* const view = n.uartRx();
-    UartRxNotification flat{};
-    EXPECT_EQ(TarvixSDK_notificationAsUartRx(&n, &flat), view != nullptr);
-    EXPECT_FALSE(TarvixSDK_notificationAsUartRx(&n, nullptr) || TarvixSDK_notificationAsUartRx(nullptr, &flat));
+    const auto flatView = flat(n, view, TarvixSDK_notificationAsUartRx);
     if (view == nullptr) {
         return "";
     }
-    EXPECT_EQ(flat.data, view->data);
-    EXPECT_EQ(flat.dataLength, std::size_t{n.data[6]} + n.data[7] * std::size_t{256});
+    EXPECT_EQ(flatView.data, view->data);
+    EXPECT_EQ(flatView.dataLength, std::size_t{n.data[6]} + n.data[7] * std::size_t{256});
     return text({}, view->data, view->dataLength);
 }
 

@@ -1,33 +1,41 @@
-// An adapter that answers every request as a row of the golden table says.
+// One attached adapter that answers as the test says.
 #pragma once
 
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "golden/golden.hpp"
 #include "support/fake_hid.hpp"
+#include "tarvixsdk/flat.h"
 
-namespace golden {
-
+inline constexpr int FOREVER = -1;
 inline constexpr int LONG_ENOUGH = 30'000; // ms; a test that runs into it fails
+inline constexpr int NOT_AT_ALL = 0;
+
+// The request's own id and code, and behind them these bytes.
+inline Bytes answerTo(const Bytes& request, const Bytes& fromStatus)
+{
+    return part(request, 0, 4) + fromStatus;
+}
 
 class Adapter : public testing::Test {
 protected:
     Adapter()
     {
         fake_hid::reset();
-        device = fake_hid::attach({.productId = fake_hid::LARGE_REPORTS});
+        device = fake_hid::attach({.path = "no file: nothing to lock"});
     }
 
-    // From now on each request that the adapter answers gets its own id and code, and behind them these bytes.
+    // From now on each request that the adapter answers gets these bytes.
     void answer(Bytes fromStatus)
     {
         device->onFrame([this, fromStatus = std::move(fromStatus)](const Bytes& request) {
             const bool restarts = request.at(3) == 0x04 && request.at(2) <= 0x02;
             if (!restarts) {
-                device->deliverFrame(part(request, 0, 4) + fromStatus);
+                device->deliverFrame(answerTo(request, fromStatus));
             }
         });
     }
@@ -39,6 +47,12 @@ protected:
         const std::vector<Bytes> frames = device->frames();
         device->forget();
         return frames.empty() ? "" : hexOf(part(frames.back(), 2, frames.back().size()));
+    }
+
+    // Waits until a request is on its way.
+    void requestArrives()
+    {
+        ASSERT_TRUE(device->waitUntil([](const auto& it) { return !it.frames().empty(); }));
     }
 
     std::shared_ptr<fake_hid::Device> device;
@@ -53,5 +67,3 @@ protected:
 
     TarvixSDK_Handle* handle;
 };
-
-} // namespace golden
