@@ -71,9 +71,9 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
                                std::function<void(Context&)> run, const Examples& examples, const std::string& notes)
 {
     CLI::App* command = app_.add_subcommand(name, description);
-    command->fallthrough()->footer(
-        fmt::format("{}{}See 'tarvix --help' for the common options (-a, --json, --timeout, --wait, -v).\n\nExamples:\n  {}",
-                    notes, notes.empty() ? "" : "\n\n", fmt::join(examples, "\n  ")));
+    command->fallthrough()->footer(fmt::format(
+        "{}{}See 'tarvix --help' for the common options (-a, --json, --timeout, --wait, -v).\n\nExamples:\n  {}", notes,
+        notes.empty() ? "" : "\n\n", fmt::join(examples, "\n  ")));
     if (app_.get_parent() != nullptr && !examples.empty()) {
         const std::string before = app_.get_footer().empty() ? "Examples:" : app_.get_footer();
         app_.footer(fmt::format("{}\n  {}", before, examples.front()));

@@ -57,8 +57,8 @@ static void checkValuesAndArrays(TarvixSDK_Handle* handle)
     CHECK_SUCCESS(TarvixSDK_GpioSetVoltage(handle, 1800, false));
     CHECK_SUCCESS(TarvixSDK_GpioGetVoltage(handle, &voltage));
     CHECK(voltage == 1800);
-    CHECK_SUCCESS(TarvixSDK_GpioConfigurePin(handle, GpioPinNumber_PIN_3, GpioFunctionality_OUTPUT, true,
-                                             GpioLogicLevel_HIGH));
+    CHECK_SUCCESS(
+        TarvixSDK_GpioConfigurePin(handle, GpioPinNumber_PIN_3, GpioFunctionality_OUTPUT, true, GpioLogicLevel_HIGH));
     CHECK_SUCCESS(TarvixSDK_GpioDigitalRead(handle, GpioPinNumber_PIN_3, &level));
     CHECK(level == GpioLogicLevel_HIGH);
 
