@@ -129,7 +129,7 @@ TEST_F(Session, GetUsbStringTakesItsOwnResponseOnly)
     for (const auto& [what, response] : cases) {
         TarvixSDK sdk(LONG_ENOUGH);
         ASSERT_TRUE(sdk.connect(""));
-        device->onFrame([&](const Bytes&) { device->deliverFrame(response); });
+        device->onFrame([this, &answer = response](const Bytes&) { device->deliverFrame(answer); });
         Bytes string{0xEE};
         EXPECT_EQ(sdk.getUsbString(string, 1), StatusCode::UNEXPECTED_RESPONSE) << what;
         EXPECT_EQ(string, Bytes{0xEE}) << what;

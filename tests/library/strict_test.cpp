@@ -457,36 +457,6 @@ TEST_F(Strict, ServesSeveralThreadsOneAfterAnother)
     EXPECT_EQ(sdk.unmatchedResponses(), 0U);
 }
 
-TEST_F(Strict, CallsWithoutLimitEndWhateverBecomesOfTheSession)
-{
-    answer({});
-    TarvixSDK sdk(FOREVER);
-    Received<int> losses;
-    sdk.onConnectionLost([&] { losses.add(1); });
-    std::atomic<bool> ending = false;
-    const auto call = [&] {
-        while (!ending) {
-            sdk.uartDeinit();
-        }
-    };
-    std::thread callers[]{std::thread(call), std::thread(call)};
-    for (std::size_t round = 1; round <= 10; ++round) {
-        ASSERT_TRUE(sdk.open());
-        std::thread closer([&] { sdk.disconnect(); });
-        sdk.open();
-        closer.join();
-        ASSERT_TRUE(sdk.open());
-        EXPECT_NE(sdk.uartDeinit(), StatusCode::NOT_CONNECTED);
-        device->unplug();
-        ASSERT_EQ(losses.atLeast(round).size(), round);
-        device->replug();
-    }
-    ending = true;
-    for (std::thread& caller : callers) {
-        caller.join();
-    }
-}
-
 TEST_F(Strict, ARequestThatCannotBeWrittenStopsAtTheFirstSegment)
 {
     TarvixSDK sdk(FOREVER);
@@ -559,15 +529,6 @@ TEST_F(Strict, TheReaderBlocksSignalsAndHandlersRunWithTheApplicationsMask)
     for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
         EXPECT_EQ(sigismember(&whileReading, fault), 0) << strsignal(fault);
     }
-}
-
-TEST(StatusName, NamesTheLibrarysOwn)
-{
-    EXPECT_STREQ(statusName(StatusCode::SUCCESS), "SUCCESS");
-    EXPECT_STREQ(statusName(StatusCode{0x2000}), "NO_RESPONSE");
-    EXPECT_STREQ(statusName(StatusCode{0x6000}), "UNEXPECTED_RESPONSE");
-    EXPECT_STREQ(statusName(StatusCode{0xC000}), "ADAPTER_LOST");
-    EXPECT_EQ(statusName(StatusCode{0x0102}), nullptr);
 }
 
 } // namespace
