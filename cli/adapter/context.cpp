@@ -128,7 +128,7 @@ void Context::check(StatusCode status, std::string_view action, std::string_view
 
 void Context::checkTransfer(StatusCode status, std::string_view action, std::string_view advice)
 {
-    check(status, action, isStatus(status, "NACK") ? advice : std::string_view{});
+    check(status, action, isStatus(status, DeviceStatus::NACK) ? advice : std::string_view{});
 }
 
 void Context::setUp(const std::string& controller, const std::string& settings,

@@ -63,10 +63,13 @@ class ExitStatus(Case):
         self.assertIn("the adapter has left the USB bus", errors)
 
     def test_names_of_device_statuses_are_the_virtual_adapters(self):
-        statuses = (SOURCE / "simulator/model/device_status.hpp").read_text(encoding="utf-8")
-        adapters = [(number, name) for name, number in re.findall(r"(\w+) = (0x\w+),", statuses)]
-        tools = re.findall(r'{(0x\w+), "(\w+)"', (SOURCE / "cli/adapter/statuses.cpp").read_text(encoding="utf-8"))
-        self.assertEqual([("0x0000", "SUCCESS"), *tools], adapters)
+        def statuses(header):
+            return re.findall(r"(\w+) = (0x\w+),", (SOURCE / header).read_text(encoding="utf-8"))
+
+        tools = statuses("cli/adapter/statuses.hpp")
+        self.assertEqual([("SUCCESS", "0x0000"), *tools], statuses("simulator/model/device_status.hpp"))
+        texts = (SOURCE / "cli/adapter/statuses.cpp").read_text(encoding="utf-8")
+        self.assertEqual(re.findall(r'DeviceStatus::(\w+), "(\w+)"', texts), [(name, name) for name, _ in tools])
 
     def test_errors_in_json(self):
         result = tarvix("rail", "set", "shared", "60V", "--json")

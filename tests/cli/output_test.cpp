@@ -139,8 +139,8 @@ TEST(Statuses, ByName)
     EXPECT_EQ(nameOf(StatusCode::NO_RESPONSE), "NO_RESPONSE");
     EXPECT_EQ(nameOf(StatusCode{0x0301}), "NACK");
     EXPECT_EQ(nameOf(StatusCode{0x7777}), "DEVICE_STATUS");
-    EXPECT_TRUE(isStatus(StatusCode{0x0106}, "NOT_INITIALISED"));
-    EXPECT_FALSE(isStatus(StatusCode::SUCCESS, "NACK"));
+    EXPECT_TRUE(isStatus(StatusCode{0x0106}, DeviceStatus::NOT_INITIALISED));
+    EXPECT_FALSE(isStatus(StatusCode::SUCCESS, DeviceStatus::NACK));
 }
 
 } // namespace

@@ -210,7 +210,7 @@ void writePage(Context& context, const SetOptions& options, std::uint64_t reg, c
     const auto start = Clock::now();
     const Bytes registerAddress = encodeRegister(reg, options.what.reg.bytes);
     StatusCode status = write(context, options.port, options.address, registerAddress, data);
-    while (isStatus(status, "NACK") && Clock::now() - start < BUSY_LIMIT) {
+    while (isStatus(status, DeviceStatus::NACK) && Clock::now() - start < BUSY_LIMIT) {
         status = write(context, options.port, options.address, registerAddress, data);
     }
     checkWrite(context, status, options.port, options.address);

@@ -50,7 +50,7 @@ void bringUp(Context& context, const ControllerOptions& options, const std::vect
     if (unassigned == Unassigned::GET_ADDRESSES) {
         const StatusCode status = context.sdk().i3cCccENTDAA();
         // Nobody is left who needs an address.
-        if (!isStatus(status, "NACK")) {
+        if (!isStatus(status, DeviceStatus::NACK)) {
             context.check(status, "assigning dynamic addresses");
         }
         context.note("assigned dynamic addresses");
@@ -62,7 +62,7 @@ void ensureI3cBus(Context& context, Unassigned unassigned)
     // Initialising a bus takes its addresses back, so the adapter is asked first whether that was done already.
     std::vector<I3cTargetInfo> table;
     const StatusCode status = context.sdk().i3cGetDeviceTable(table);
-    if (isStatus(status, "NOT_INITIALISED")) {
+    if (isStatus(status, DeviceStatus::NOT_INITIALISED)) {
         bringUp(context, {}, {}, unassigned);
     } else {
         context.check(status, "reading the I3C device table");
