@@ -26,6 +26,12 @@ class I2cTest(Case):
         missing = tarvix("i2c", "scan", "--expect", "0x68", "--json")
         self.assertEqual(objects(missing.stdout), [{"bus": 0, "addresses": [0x48, 0x50], "missing": [0x68]}])
 
+    def test_pull_ups_are_set_on_request_only(self):
+        for options, times in (([], 0), (["--pull-up", "3"], 1)):
+            with self.subTest(options=options):
+                frames = tarvix("i2c", "scan", *options, sim=["--verbose"]).stderr
+                self.assertEqual(frames.count("02 08 00 03 (I2C set pull-up resistors)"), times, frames)
+
     def test_registers_and_memories(self):
         self.prints("""
             tarvix i2c get 0x48 0 -n 2
@@ -103,7 +109,7 @@ class SpiTest(Case):
 class UartTest(Case):
     def test_send(self):
         self.prints("""
-            tarvix uart send --text hello --reply 5
+            tarvix uart send --text hello --reply 5 --listen 3600s
             printf bytes | tarvix uart send --reply 5 --raw -
             tarvix uart send 68690d0a
             """, "00000000  68 65 6c 6c 6f                                    |hello|\nbytes")
@@ -205,8 +211,8 @@ class I3cTest(Case):
             ("SETMWL @0x08 64", "GETMWL @0x08", "0040"),
             ("SETMRL 300", "GETMRL @0x09", "012c"),
             ("SETMRL @0x08 32 16", "GETMRL @0x08", "002010"),
-            ("ENTAS3", "GETSTATUS @0x09", "00c0"),
-            ("ENTAS1 @0x08", "GETSTATUS @0x08", "0040"),
+            *((f"ENTAS{state}{target}", "GETSTATUS @0x08", f"00{state << 6:02x}")
+              for state in range(4) for target in ("", " @0x08")),
             ("SETXTIME 0xdf", "GETXTIME @0x09", "0602180a"),
             ("SETXTIME @0x08 0xef 1234", "GETXTIME @0x08", "0604180a"),
             ("SETBUSCON 1 22", "GETDCR @0x08", "63"),

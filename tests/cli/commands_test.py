@@ -1,8 +1,10 @@
 """The commands that are no bus family: what they print, to the byte, and what they do."""
 
 import json
+import os
+import tempfile
 
-from tool import Case, objects, shell, tarvix
+from tool import TARVIX, Case, attached, objects, run, shell, tarvix
 
 
 class Commands(Case):
@@ -79,6 +81,9 @@ class Commands(Case):
             with self.subTest(text=text):
                 self.assertEqual(result.returncode, status)
                 self.assertIn(text, result.stdout)
+        with tempfile.NamedTemporaryFile() as node: # nobody but this process has it open
+            held = run([TARVIX, "doctor"], env=attached((node.name, "TVX1"))).stdout
+        self.assertRegex(held, rf"note  other programs: in use by [^,]+ \(process {os.getpid()}\)\n")
 
     def test_batch(self):
         commands = "# set up\ngpio set '3=1'\n\ngpio get 3 # read\ngpio get \"3\" --numeric\n"

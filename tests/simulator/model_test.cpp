@@ -221,6 +221,12 @@ TEST_F(ModelTest, FlashProgramsOnlyWhenEnabledAndOnlyClearsBits)
         {"06", "FF"},
         {"20 00 1F FF", "FF FF FF FF"},
         {"03 00 10 FE 00 00", "FF FF FF FF FF FF"},
+        {"06", "FF"},
+        {"02 0F FF FF 00", "FF FF FF FF FF"},
+        {"06", "FF"},
+        {"C7", "FF"},
+        {"05 00", "FF 00"},
+        {"03 0F FF FF 00", "FF FF FF FF FF"},
     };
     for (const auto& [out, in] : exchanges) {
         EXPECT_EQ(spi(out), in) << out;
