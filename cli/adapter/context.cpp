@@ -91,13 +91,8 @@ void Context::check(StatusCode status, std::string_view action, std::string_view
     std::string remedy(advice);
     switch (status) {
     case StatusCode::NO_RESPONSE:
-        if (adapter_ && isListed(adapter_->path)) {
-            exitStatus = ExitStatus::NO_ANSWER;
-            remedy = fmt::format("no answer within {} ms: raise --timeout or replug the adapter", options_.timeoutMs);
-        } else {
-            exitStatus = ExitStatus::ADAPTER_LOST;
-            remedy = "the adapter has left the USB bus: plug it back in";
-        }
+        exitStatus = ExitStatus::NO_ANSWER;
+        remedy = fmt::format("no answer within {} ms: raise --timeout or replug the adapter", options_.timeoutMs);
         break;
     case StatusCode::ADAPTER_LOST:
         exitStatus = ExitStatus::ADAPTER_LOST;

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <ctime>
 #include <deque>
+#include <limits>
 #include <mutex>
 #include <system_error>
 
@@ -14,7 +15,6 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include "adapter/listing.hpp"
 #include "console/errors.hpp"
 #include "console/interrupt.hpp"
 #include "console/text.hpp"
@@ -22,9 +22,6 @@
 namespace tool {
 
 namespace {
-
-// How often a waiting stream looks whether the adapter is still there.
-constexpr std::chrono::milliseconds LOOK_INTERVAL{1000};
 
 const char* name(NotificationKind kind)
 {
@@ -140,6 +137,11 @@ public:
     {
         const std::lock_guard lock(mutex_);
         events_.push_back(std::move(event));
+        wake();
+    }
+
+    void wake() const
+    {
         const std::uint64_t one = 1;
         [[maybe_unused]] const auto written = write(wakeUp_, &one, sizeof one);
     }
@@ -170,12 +172,14 @@ NotificationStream::NotificationStream(Context& context) : context_(context), qu
 {
     context_.sdk().onNotification(
         [queue = queue_](const Notification& notification) { queue->put(decode(notification)); });
+    context_.sdk().onConnectionLost([queue = queue_] { queue->wake(); });
 }
 
 NotificationStream::~NotificationStream()
 {
     if (TarvixSDK* const sdk = context_.openSdk(); sdk != nullptr) {
         sdk->onNotification(nullptr);
+        sdk->onConnectionLost(nullptr);
     }
 }
 
@@ -188,32 +192,29 @@ std::optional<Event> NotificationStream::next(std::optional<std::chrono::millise
         if (auto event = queue_->take()) {
             return event;
         }
-        auto limit = LOOK_INTERVAL;
-        if (idleTimeout) {
-            const auto left = std::chrono::ceil<std::chrono::milliseconds>(start + *idleTimeout - Clock::now());
-            if (left.count() <= 0) {
-                return std::nullopt;
-            }
-            limit = std::min(limit, left);
-        }
-        if (!wait(limit) && !isListed(context_.adapter().path)) {
+        if (!context_.sdk().isConnected()) {
             throw Failure(ExitStatus::ADAPTER_LOST, "the adapter has left the USB bus", "plug it back in");
         }
+        std::chrono::milliseconds limit(-1);
+        if (idleTimeout) {
+            limit = std::chrono::ceil<std::chrono::milliseconds>(start + *idleTimeout - Clock::now());
+            if (limit.count() <= 0) {
+                return std::nullopt;
+            }
+        }
+        wait(limit);
     }
 }
 
-// Whether something happened within `limit`.
-bool NotificationStream::wait(std::chrono::milliseconds limit)
+// Until something happens, or for `limit`; -1 is without limit.
+void NotificationStream::wait(std::chrono::milliseconds limit)
 {
     pollfd waiting[] = {{queue_->descriptor(), POLLIN, 0}, {interruptDescriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
-    const int count = poll(waiting, std::size(waiting), static_cast<int>(limit.count()));
-    if (count <= 0) {
-        return count < 0;
-    }
-    if ((waiting[2].revents & POLLERR) != 0) {
+    const auto longest = std::min<std::int64_t>(limit.count(), std::numeric_limits<int>::max());
+    const int count = poll(waiting, std::size(waiting), static_cast<int>(longest));
+    if (count > 0 && (waiting[2].revents & POLLERR) != 0) {
         throw OutputClosed{};
     }
-    return true;
 }
 
 } // namespace tool

@@ -51,7 +51,7 @@ public:
 
 private:
     class Queue;
-    bool wait(std::chrono::milliseconds limit);
+    void wait(std::chrono::milliseconds limit);
 
     Context& context_;
     // Shared with the handler, which may still be running on the reader thread when the stream ends.
