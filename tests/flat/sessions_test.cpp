@@ -222,4 +222,28 @@ TEST_F(FlatSession, TheQueueEndsWithTheSessionAndBeginsEmpty)
     EXPECT_EQ(next(8, FOREVER), "4 of 7");
 }
 
+TEST_F(FlatSession, BeyondItsBoundsTheQueueDropsTheOldest)
+{
+    const struct {
+        std::size_t count;
+        std::size_t size;
+        std::size_t dropped;
+    } cases[]{{258, 7, 2}, {20, 64 * 1024, 4}};
+    std::size_t dropped = 0;
+    for (const auto& test : cases) {
+        ASSERT_EQ(open(), OpenStatus::OPENED);
+        for (std::size_t number = 0; number < test.count; ++number) {
+            notify(static_cast<std::uint8_t>(number), test.size);
+        }
+        ASSERT_TRUE(device->settle());
+        dropped += test.dropped;
+        EXPECT_EQ(TarvixSDK_DroppedNotifications(handle), dropped);
+        TarvixSDK_Disconnect(handle);
+        for (std::size_t number = test.dropped; number < test.count; ++number) {
+            ASSERT_EQ(next(test.size), std::to_string(number % 256) + " of " + std::to_string(test.size));
+        }
+        EXPECT_EQ(next(test.size), "NOT_CONNECTED");
+    }
+}
+
 } // namespace

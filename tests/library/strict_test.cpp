@@ -3,7 +3,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
+#include <memory>
 #include <thread>
 #include <unistd.h>
 
@@ -27,21 +27,10 @@ protected:
     }
 };
 
-class TemporaryFile {
-public:
-    TemporaryFile()
-    {
-        const int descriptor = ::mkstemp(path_);
-        ::close(descriptor);
-    }
-    ~TemporaryFile() { std::remove(path_); }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-    std::string path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/tarvix-node.XXXXXX";
+// Lives as long as it is open; the path leads to it until then.
+struct TemporaryFile {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{std::tmpfile(), std::fclose};
+    std::string path = "/proc/self/fd/" + std::to_string(::fileno(file.get()));
 };
 
 TEST(Opening, SaysWhatIsAttachedAndWhyNothingWasOpened)
@@ -70,12 +59,7 @@ TEST(Opening, SaysWhatIsAttachedAndWhyNothingWasOpened)
     EXPECT_EQ(sdk.open({.serialNumber = "\u0416\u00e9"}).path, "b");
     EXPECT_EQ(sdk.open({.path = "a"}).path, "b") << "an open adapter stays";
 
-    const std::vector<AdapterInfo> adapters = listAdapters();
-    ASSERT_EQ(adapters.size(), 3U);
-    EXPECT_EQ(adapters[1].path, "b");
-    EXPECT_EQ(adapters[1].serialNumber, "\u0416\u00e9");
-    EXPECT_EQ(adapters[1].reportSize, 1024U);
-    EXPECT_EQ(adapters[1].productId, fake_hid::LARGE_REPORTS);
+    EXPECT_EQ(listAdapters().size(), 3U);
     EXPECT_EQ(fake_hid::bus().enumerations, 0) << "a list was not freed";
 }
 
@@ -83,7 +67,7 @@ TEST(Opening, ASecondSessionIsKeptOutUntilTheFirstEnds)
 {
     fake_hid::reset();
     const TemporaryFile node;
-    fake_hid::attach({.path = node.path()});
+    fake_hid::attach({.path = node.path});
     TarvixSDK first(LONG_ENOUGH);
     ASSERT_TRUE(first.open());
     TarvixSDK second(LONG_ENOUGH);
@@ -103,7 +87,7 @@ TEST(Opening, WithoutAReaderThreadNothingStaysOpenOrLocked)
 {
     fake_hid::reset();
     const TemporaryFile node;
-    const auto device = fake_hid::attach({.path = node.path()});
+    const auto device = fake_hid::attach({.path = node.path});
     TarvixSDK sdk(LONG_ENOUGH);
     pthread_attr_t usual, greedy;
     pthread_getattr_default_np(&usual);
@@ -172,17 +156,6 @@ TEST_F(Strict, OnlyItsOwnAnswerCompletesACall)
         ASSERT_EQ(read, GpioLogicLevel{i});
     }
     EXPECT_GE(sdk.unmatchedResponses(), 198U);
-}
-
-TEST_F(Strict, ALateAnswerIsDropped)
-{
-    TarvixSDK sdk(AT_ONCE);
-    ASSERT_TRUE(sdk.open());
-    GpioLogicLevel level{5};
-    EXPECT_EQ(sdk.gpioDigitalRead(GpioPinNumber::PIN_0, level), StatusCode::NO_RESPONSE);
-    device->deliverFrame(answerTo(device->frames().at(0), {0, 0, 9}));
-    EXPECT_EQ(sdk.gpioDigitalRead(GpioPinNumber::PIN_0, level), StatusCode::NO_RESPONSE);
-    EXPECT_EQ(level, GpioLogicLevel{5});
 }
 
 // Where an answer's data stand behind the status, and the size of the count in front of them; without a count and any
@@ -394,13 +367,18 @@ TEST_F(Strict, ARefusedDisconnectInAHandlerStillEndsTheSession)
     sdk.onNotification([&](const Notification&) {
         EXPECT_TRUE(sdk.open({.path = "other"})) << "keeps what is open";
         EXPECT_TRUE(sdk.isConnected());
-        EXPECT_THROW(sdk.disconnect(), std::system_error);
+        bool isRefused = false;
+        try {
+            sdk.disconnect();
+        } catch (const std::system_error& error) {
+            isRefused = error.code() == std::errc::resource_deadlock_would_occur;
+        }
         EXPECT_EQ(sdk.open().status, OpenStatus::FAILED);
-        refused.add(true);
+        refused.add(isRefused);
     });
     ASSERT_TRUE(sdk.open());
     device->deliverFrame({0, 0, 0x81, 0x14});
-    ASSERT_EQ(refused.atLeast(1).size(), 1U);
+    ASSERT_EQ(refused.atLeast(1), std::vector{true});
     EXPECT_EQ(sdk.uartDeinit(), StatusCode::NOT_CONNECTED);
     answer({});
     EXPECT_TRUE(sdk.open());

@@ -1,8 +1,5 @@
 // Cutting frames into reports and joining reports into frames: bytes in, bytes out. Sizes are computed from the
 // report's, so that both kinds of adapter are tried at their own edges.
-#include <algorithm>
-#include <utility>
-
 #include <gtest/gtest.h>
 
 #include "support/bytes.hpp"
@@ -17,7 +14,7 @@ Bytes head(unsigned header)
     return {static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)};
 }
 
-// The reports of a frame on their way, and what may happen to them there.
+// The reports of frames on their way.
 class Wire {
 public:
     explicit Wire(std::size_t reportSize) : reportSize_(reportSize) {}
@@ -38,27 +35,6 @@ public:
     Wire& add(unsigned header, const Bytes& bytes)
     {
         reports.push_back(padded(head(header) + bytes, reportSize_));
-        return *this;
-    }
-
-    // Only these arrive, in this order.
-    Wire& deliver(const std::vector<std::size_t>& indices)
-    {
-        const std::vector<Bytes> all = std::exchange(reports, {});
-        for (const std::size_t index : indices) {
-            reports.push_back(all.at(index));
-        }
-        return *this;
-    }
-    Wire& mark(std::size_t index, unsigned header)
-    {
-        const Bytes bytes = head(header);
-        std::copy(bytes.begin(), bytes.end(), reports.at(index).begin());
-        return *this;
-    }
-    Wire& set(std::size_t index, std::size_t offset, std::uint8_t byte)
-    {
-        reports.at(index).at(offset) = byte;
         return *this;
     }
 
@@ -116,11 +92,6 @@ TEST_P(Segments, TheHeaderMarksFirstAndLastAndCountsTheBytes)
         wire.reports,
         (std::vector<Bytes>{head(full | 1) + part(frame, 0, capacity), head(full) + part(frame, capacity, 2 * capacity),
                             padded(head(3 << 2 | 2) + part(frame, 2 * capacity, frame.size()), GetParam())}));
-    if (GetParam() == 64) { // once more as plain bytes
-        EXPECT_EQ(part(Wire(64).cut(counting(62)).reports.at(0), 0, 3), hex("FB 00 01"));
-        EXPECT_EQ(part(Wire(64).cut(counting(63)).reports.at(0), 0, 3), hex("F9 00 01"));
-        EXPECT_EQ(part(Wire(64).cut(counting(63)).reports.at(1), 0, 4), hex("06 00 3F 00"));
-    }
 }
 
 TEST_P(Segments, JoiningTrustsTheMarksAlone)
@@ -139,38 +110,6 @@ TEST_P(Segments, JoiningTrustsTheMarksAlone)
         {"upper header bits are ignored", Wire(wire).add(0xF007, {5}), {{5}}},
         {"more announced than a report holds", Wire(wire).add(0x0FFF, whole), {whole}},
         {"one more announced than a report holds", Wire(wire).add(((full + 4) & 0xFFF) | 3, whole), {whole}},
-    };
-    for (const auto& test : cases) {
-        EXPECT_EQ(test.wire.frames(), test.frames) << test.what;
-    }
-}
-
-TEST_P(Segments, DamageOnTheWayShowsInTheFrameAndEndsWithIt)
-{
-    const Bytes frame = counting(3 * capacity);
-    const Bytes next = counting(5);
-    const Bytes a = part(frame, 0, capacity);
-    const Bytes b = part(frame, capacity, 2 * capacity);
-    const Bytes c = part(frame, 2 * capacity, 3 * capacity);
-    const Wire whole = Wire(wire).cut(next).cut(frame).cut(next); // reports 1 to 3 are the frame's
-    const struct {
-        const char* what;
-        Wire wire;
-        std::vector<Bytes> frames;
-    } cases[]{
-        {"undamaged", whole, {next, frame, next}},
-        {"the first segment lost", Wire(whole).deliver({0, 2, 3, 4}), {next, next + b + c, next}},
-        {"the middle lost", Wire(whole).deliver({0, 1, 3, 4}), {next, a + c, next}},
-        {"the last lost", Wire(whole).deliver({0, 1, 2, 4}), {next, next}},
-        {"the first two swapped", Wire(whole).deliver({0, 2, 1, 3, 4}), {next, a + c, next}},
-        {"the last two swapped", Wire(whole).deliver({0, 1, 3, 2, 4}), {next, a + c, next}},
-        {"the first doubled", Wire(whole).deliver({0, 1, 1, 2, 3, 4}), {next, frame, next}},
-        {"the middle doubled", Wire(whole).deliver({0, 1, 2, 2, 3, 4}), {next, a + b + b + c, next}},
-        {"the last doubled", Wire(whole).deliver({0, 1, 2, 3, 3, 4}), {next, frame, frame + c, next}},
-        {"the middle truncated", Wire(whole).mark(2, 0), {next, a + c, next}},
-        {"the last truncated", Wire(whole).mark(3, 60 << 2 | 2), {next, a + b + part(c, 0, 60), next}},
-        {"the first mark lost", Wire(whole).mark(1, full), {next, next + frame, next}},
-        {"a byte changed", Wire(whole).set(2, 2, 0), {next, a + Bytes{0} + part(b, 1, b.size()) + c, next}},
     };
     for (const auto& test : cases) {
         EXPECT_EQ(test.wire.frames(), test.frames) << test.what;
