@@ -1,5 +1,6 @@
 // Talks to every adapter at once, each from its own thread, whatever faults there are, and prints the statuses that it
-// got: a line for each adapter. A session that missed a response is opened anew, as after an unplug.
+// got: a line for each adapter, with "mixed" where another one's serial number came. A session that missed a response
+// is opened anew, as after an unplug.
 //
 // Usage: statuses ADAPTERS COMMANDS TIMEOUT_MS
 #include "tarvixsdk/sdk.hpp"
@@ -36,7 +37,7 @@ std::string converse(int adapter, int commands, int timeout)
     auto level = GpioLogicLevel::LOW;
     const std::function<StatusCode()> rota[]{
         [&] { return sdk.i2cControllerInit(0, 400'000, 0); },
-        [&] { return sdk.getUsbString(data, 2); },
+        [&] { return sdk.getUsbString(data, 3); },
         [&] { return sdk.i2cRead(0, 0x50, {0}, 100, data, false); },
         [&] { return sdk.gpioDigitalRead(GpioPinNumber::PIN_0, level); },
     };
@@ -47,6 +48,11 @@ std::string converse(int adapter, int commands, int timeout)
         char text[8];
         std::snprintf(text, sizeof text, "%04x ", static_cast<unsigned>(status));
         statuses += text;
+        const std::string answer(data.begin(), data.end());
+        // What a cut answer lacks reads as zeros.
+        if (answer.starts_with("TVX") && answer.back() != '\0' && answer != serialNumber) {
+            statuses += "mixed ";
+        }
         connected = status != StatusCode::NO_RESPONSE || reconnect(sdk, serialNumber);
     }
     return statuses + (connected ? "" : "absent");
