@@ -12,12 +12,6 @@ AddedOption addData(CLI::App& app, std::vector<std::string>& words, const char* 
     return addTexts(app, "DATA", words, fmt::format("{}: {}", purpose, DATA_HELP));
 }
 
-void addRegisterOptions(CLI::App& app, RegisterOptions& options)
-{
-    addText(app, "REGISTER", options.text, "First register; by default the target continues from its current position");
-    addNumber(app, "--reg-bytes", options.bytes, {1, 4}, "Size of the register address in bytes");
-}
-
 std::uint64_t registerNumber(const RegisterOptions& options)
 {
     const std::uint64_t value = parseNumber("REGISTER", options.text, {0, 0xFFFFFFFF});
@@ -37,6 +31,15 @@ Bytes encodeRegister(std::uint64_t value, unsigned count)
         bytes.push_back(static_cast<std::uint8_t>(value >> shift));
     }
     return bytes;
+}
+
+void addReadOptions(CLI::App& app, ReadOptions& options)
+{
+    addText(app, "REGISTER", options.reg.text,
+            "First register; by default the target continues from its current position");
+    addNumber(app, "--reg-bytes", options.reg.bytes, {1, 4}, "Size of the register address in bytes");
+    addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Number of bytes to read");
+    addRaw(app, options.raw);
 }
 
 ReadPosition::ReadPosition(const RegisterOptions& options)

@@ -23,14 +23,21 @@ struct RegisterOptions {
     unsigned bytes = 1;
 };
 
-void addRegisterOptions(CLI::App& app, RegisterOptions& options);
-
 // Throws UsageError for a register that has no number of so many bytes.
 std::uint64_t registerNumber(const RegisterOptions& options);
 
 Bytes encodeRegister(std::uint64_t value, unsigned count);
 
-// A read: from which register, if any, and the offset that its first byte has in a hexdump.
+// A read: from which register, if any, how many bytes, and whether to print them raw.
+struct ReadOptions {
+    RegisterOptions reg;
+    std::uint64_t length = 1;
+    bool raw = false;
+};
+
+void addReadOptions(CLI::App& app, ReadOptions& options);
+
+// The register that a read begins at, and the offset that its first byte has in a hexdump.
 struct ReadPosition {
     Bytes registerAddress;
     std::uint64_t offset = 0;

@@ -43,11 +43,6 @@ class Adapters(Case):
                     self.assertEqual(result.returncode, status)
                     self.assertIn(text, result.stderr)
 
-    def test_the_chosen_one_answers(self):
-        result = shell("path=$(tarvix list | awk '/^TVX0000001/ { print $NF }'); for adapter in TVX0000003 index:1"
-                       " path:$path; do tarvix -a $adapter info; done | grep 'string 3'", sim=["--adapters", "3"])
-        self.assertEqual(result.stdout.split()[2::3], ["TVX0000003", "TVX0000002", "TVX0000001"])
-
     def test_list(self):
         self.assertRegex(tarvix("list", sim=["--report-size", "1024"]).stdout,
                          r"^SELECTOR    SERIAL      PRODUCT                 REPORT  PATH\n"

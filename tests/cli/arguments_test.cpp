@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include "arguments/choices.hpp"
 #include "arguments/data.hpp"
 #include "arguments/numbers.hpp"
 #include "arguments/transfers.hpp"
@@ -57,43 +56,25 @@ TEST(Numbers, HexDecimalAndBinary)
 
 TEST(Numbers, Units)
 {
-    const Range any{1, 50'000'000};
-    const std::pair<const char*, std::uint64_t> frequencies[] = {
-        {"400000", 400'000},   {"400k", 400'000},   {"400K", 400'000}, {"100kHz", 100'000},
-        {"12.5M", 12'500'000}, {"1MHz", 1'000'000}, {"7Hz", 7},        {"0.001k", 1}};
-    for (const auto& [text, hertz] : frequencies) {
-        EXPECT_EQ(parseFrequency("F", text, any), hertz) << text;
+    const auto frequency = [](const char* text) { return parseFrequency("F", text, {1, 50'000'000}); };
+    for (const char* text : {"12500000", "12500k", "12500KHz", "12.5M", "12.5MHz", "12500000Hz"}) {
+        EXPECT_EQ(frequency(text), 12'500'000) << text;
     }
     for (const char* text : {"", "k", "1.5", "1 k", "1m", "1G", "-1", "nan", "inf", "1e3", "0x10", "0.0001k"}) {
-        EXPECT_EQ(refusal([&] { parseFrequency("F", text, any); }),
+        EXPECT_EQ(refusal([&] { frequency(text); }),
                   "F: '" + std::string(text) + "' is not a frequency such as 400000, 400k or 1M");
     }
-    EXPECT_EQ(refusal([&] { parseFrequency("F", "51M", any); }), "F: 51M is out of range, 1 to 50000000");
-
-    const std::pair<const char*, int> periods[] = {{"0", 0},     {"500", 500},   {"500ms", 500},
-                                                   {"2s", 2000}, {"1.5s", 1500}, {"86400s", 86'400'000}};
-    for (const auto& [text, milliseconds] : periods) {
-        EXPECT_EQ(parsePeriod("P", text).count(), milliseconds) << text;
+    EXPECT_EQ(refusal([&] { frequency("51M"); }), "F: 51M is out of range, 1 to 50000000");
+    for (const char* text : {"86400000", "86400000ms", "86400s"}) {
+        EXPECT_EQ(parsePeriod("P", text).count(), 86'400'000) << text;
     }
     EXPECT_EQ(refusal([] { parsePeriod("P", "86401s"); }), "P: 86401s is out of range, at most 86400000ms");
     EXPECT_EQ(refusal([] { parsePeriod("P", "5m"); }), "P: '5m' is not a period such as 500, 500ms or 2s");
-
-    const std::pair<const char*, int> voltages[] = {
-        {"3300", 3300}, {"3300mV", 3300}, {"3.3V", 3300}, {"1.8v", 1800}, {"65535mv", 65535}};
-    for (const auto& [text, millivolts] : voltages) {
-        EXPECT_EQ(parseVoltage("V", text), millivolts) << text;
+    for (const char* text : {"65535", "65535mV", "65.535V", "65.535v"}) {
+        EXPECT_EQ(parseVoltage("V", text), 65535) << text;
     }
     EXPECT_EQ(refusal([] { parseVoltage("V", "65.536V"); }), "V: 65.536V is out of range, 0 to 65535mV");
     EXPECT_EQ(refusal([] { parseVoltage("V", "3.3X"); }), "V: '3.3X' is not a voltage such as 3300, 3300mV or 3.3V");
-}
-
-TEST(Choices, ByNameOnly)
-{
-    const Choices<int> choices{{"low", 0}, {"high", 1}};
-    EXPECT_EQ(parseChoice("L", "high", choices), 1);
-    EXPECT_EQ(choiceName(choices, 0), "low");
-    EXPECT_EQ(choiceName(choices, 2), "");
-    EXPECT_EQ(refusal([&] { parseChoice("L", "hig", choices); }), "L: 'hig' is not one of low|high");
 }
 
 TEST(Data, HexWords)
@@ -119,17 +100,6 @@ TEST(Data, HexWords)
 TEST(Data, RegistersGoOutMostSignificantByteFirst)
 {
     EXPECT_EQ(encodeRegister(0x01020304, 4), (Bytes{1, 2, 3, 4}));
-    EXPECT_EQ(ReadPosition(RegisterOptions{}).registerAddress, Bytes{});
-    const ReadPosition position({"0x102", 2});
-    EXPECT_EQ(position.offset, 0x102);
-    EXPECT_EQ(position.registerAddress, (Bytes{1, 2}));
-    const Written written({{"0x1ff", 2}, {"aa", "bb"}});
-    EXPECT_EQ(written.registerAddress, (Bytes{1, 0xFF}));
-    EXPECT_EQ(written.data, (Bytes{0xAA, 0xBB}));
-    const Written all({{"05", 0}, {"99"}});
-    EXPECT_EQ(all.registerAddress, Bytes{});
-    EXPECT_EQ(all.data, (Bytes{0x05, 0x99}));
-
     const auto readAt = [](const char* address, unsigned bytes) { ReadPosition({address, bytes}); };
     EXPECT_EQ(refusal([&] { readAt("0xffffffff", 4); }), "accepted");
     EXPECT_EQ(refusal([&] { readAt("0x100", 1); }),
@@ -172,15 +142,8 @@ TEST(Messages, SuffixesFillTheRestOfAWrite)
     for (const auto& [words, data] : table) {
         const auto messages = parseMessages(words);
         ASSERT_EQ(messages.size(), 1) << words.front();
-        EXPECT_FALSE(messages[0].reads);
-        EXPECT_EQ(messages[0].address, 0x50);
         EXPECT_EQ(messages[0].data, data) << words.front();
     }
-    const auto both = parseMessages({"w1@0x51", "0", "r16"});
-    ASSERT_EQ(both.size(), 2);
-    EXPECT_TRUE(both[1].reads);
-    EXPECT_EQ(both[1].address, 0x51);
-    EXPECT_EQ(both[1].length, 16);
 }
 
 TEST(Messages, WhatTheAdapterCannotDoIsRefused)
@@ -188,11 +151,9 @@ TEST(Messages, WhatTheAdapterCannotDoIsRefused)
     const std::string apart = "; run them as separate commands, with a stop between them";
     const std::vector<std::pair<Strings, std::string>> table{
         {{"r2"}, "DESCRIPTOR: 'r2' has no address; write r2@0x50"},
-        {{"r@0x50"}, "r@0x50: '' is not a number such as 80, 0x50 or 0b1010000"},
         {{"r65536@0x50"}, "r65536@0x50: 65536 is out of range, 0 to 65535"},
         {{"r1@0x80"}, "r1@0x80: 0x80 is out of range, 0 to 127"},
         {{"w2@0x50", "1"}, "DATA of w2@0x50: 1 byte given, 2 expected"},
-        {{"w1@0x50", "1", "2"}, "DATA of w1@0x50: 2 bytes given, 1 expected"},
         {{"w1@0x50", "01", "2="}, "DATA of w1@0x50: 2 bytes given, 1 expected"},
         {{"w3@0x50", "="},
          "DATA of w3@0x50: '=' is not hex; use hex words (12 0x34 deadbeef), @FILE, or - for standard input"},
@@ -213,12 +174,6 @@ TEST(Messages, WhatTheAdapterCannotDoIsRefused)
 
 TEST(Targets, OnTheCommandLine)
 {
-    const std::vector<I3cTargetInfo> table{parseTarget("0x57"), parseTarget("7ffe56789002=0x0b"),
-                                           parseTarget("0x30=10")};
-    EXPECT_EQ(tableText(table), "dynamic  static  pid           bcr   dcr   features\n"
-                                "-        0x57    -             -     -     legacy I2C\n"
-                                "0x0b     -       7ffe56789002  0x00  0x00  \n"
-                                "0x0a     0x30    000000000000  0x00  0x00  \n");
     EXPECT_EQ(refusal([] { parseTarget("7ffe12345001"); }),
               "TARGET: PID '7ffe12345001' has no dynamic address; write 7ffe12345001=0x08");
     for (const char* text : {"0x30=", "0=8", "0x30=0x80", "7ffe1234500=8", "7ffe1234500g=8", "=8"}) {

@@ -20,10 +20,8 @@ class I2cTest(Case):
     def test_scan(self):
         self.prints("tarvix i2c scan; tarvix i2c scan --bus 1", grid(0x48, 0x50) + grid(0x51))
         self.json("tarvix i2c scan --expect 0x48,80 --json", {"bus": 0, "addresses": [0x48, 0x50]})
-        missing = tarvix("i2c", "scan", "--expect", "0x50,0x68")
-        self.assertEqual((missing.stdout, missing.returncode), (grid(0x48, 0x50), 1))
-        self.assertEqual(re.findall("0x..", missing.stderr), ["0x68"])
-        missing = tarvix("i2c", "scan", "--expect", "0x68", "--json")
+        missing = tarvix("i2c", "scan", "--expect", "0x50,0x68", "--json")
+        self.assertEqual((re.findall("0x..", missing.stderr), missing.returncode), (["0x68"], 1))
         self.assertEqual(objects(missing.stdout), [{"bus": 0, "addresses": [0x48, 0x50], "missing": [0x68]}])
 
     def test_pull_ups_are_set_on_request_only(self):
@@ -34,14 +32,12 @@ class I2cTest(Case):
 
     def test_registers_and_memories(self):
         self.prints("""
-            tarvix i2c get 0x48 0 -n 2
             tarvix i2c set 0x50 0x06 'cafe' 0xba be 1
             tarvix i2c dump 0x50 -n 16
             tarvix i2c set 0x50 0x06 cafe babe 1 --page 8
             tarvix i2c dump 0x50 0x04 -n 8
             tarvix i2c get 0x50 0x07 -n 4 --raw | od -An -tx1
             """,
-            "00000000  17 80                                             |..|\n"
             # Without --page the memory wraps within its page.
             "00000000  ba be 01 ff ff ff ca fe  ff ff ff ff ff ff ff ff  |................|\n"
             "00000004  ff ff ca fe ba be 01 ff                           |........|\n"
@@ -70,8 +66,7 @@ class I2cTest(Case):
             """,
             "00000000  fe ff 00 01                                       |....|\n"
             "00000000  ff ff                                             |..|\n")
-        self.json("tarvix i2c transfer --json w0@0x50; tarvix i2c transfer --json --bus 1 w2@0x51 0000 r1@0x51",
-                  {"bus": 0, "address": 0x50, "written": 0}, {"bus": 1, "address": 0x51, "data": "ff"})
+        self.json("tarvix i2c transfer --json --bus 1 w2@0x51 0000 r1@0x51", {"bus": 1, "address": 0x51, "data": "ff"})
 
 
 class SpiTest(Case):
@@ -151,18 +146,12 @@ class I3cTest(Case):
     def test_a_bus_that_is_up_keeps_its_addresses(self):
         self.prints("""set -e
             tarvix i3c init 0x30=0x0a > /dev/null
-            tarvix i3c write 0x0a 0x10 aabb
-            tarvix i3c read 0x0a 0x10 -n 2
             tarvix i3c exit-hdr
             tarvix i3c ccc SETNEWDA @0x0a 0x0c
             tarvix i3c table
             tarvix i3c reset
             tarvix i3c table
-            tarvix i3c legacy-read 0x30 0x10 -n 2
-            """,
-            "00000010  aa bb                                             |..|\n" +
-            TABLE_HEADER + "0x08     " + TARGET_1 + "0x0c     " + TARGET_0 + "no targets\n"
-            "00000010  aa bb                                             |..|\n")
+            """, TABLE_HEADER + "0x08     " + TARGET_1 + "0x0c     " + TARGET_0 + "no targets\n")
 
     def test_transfers(self):
         self.json("""
@@ -180,20 +169,6 @@ class I3cTest(Case):
             {"address": 0x57, "written": 2},
             {"address": 0x57, "offset": 0x21, "data": "efff"})
 
-    def test_target_reset_does_what_rstact_chose(self):
-        self.prints("""set -e
-            tarvix i3c write 0x08 0 77
-            tarvix i3c ccc RSTACT 0
-            tarvix i3c target-reset
-            tarvix i3c read 0x08 0
-            tarvix i3c ccc RSTACT @0x08 2
-            tarvix i3c target-reset
-            tarvix i3c ccc ENTDAA
-            tarvix i3c read 0x08 0
-            """,
-            "00000000  77                                                |w|\n"
-            "00000000  00                                                |.|\n")
-
     def test_replies(self):
         self.prints("tarvix i3c ccc getbcr @0x09; tarvix i3c ccc RSTACT @0x08 0x82; tarvix i3c ccc GETCAPS @0x08 0",
                     "02\nbcr: 0x02\nrole: target\nfeatures: interrupts\n"
@@ -206,6 +181,7 @@ class I3cTest(Case):
 
     def test_what_is_set_is_read_back(self):
         """Each setting code, and the reading code that shows it; both forms where there are two."""
+        fill_and_reset = "SETMWL 0x1234; tarvix i3c ccc RSTACT {}; tarvix i3c target-reset; tarvix i3c ccc ENTDAA"
         for setting, reading, data in (
             ("SETMWL 0x1234", "GETMWL @0x09", "1234"),
             ("SETMWL @0x08 64", "GETMWL @0x08", "0040"),
@@ -219,6 +195,8 @@ class I3cTest(Case):
             ("RSTDAA && tarvix i3c ccc SETDASA @0x31 0x20", "GETPID @0x20", "7ffe56789002"),
             ("RSTDAA && tarvix i3c ccc SETAASA", "GETPID @0x30", "7ffe12345001"),
             ("SETNEWDA @0x08 0x22", "GETPID @0x22", "7ffe12345001"),
+            (fill_and_reset.format("0"), "GETMWL @0x08", "1234"),
+            (fill_and_reset.format("@0x08 2"), "GETMWL @0x08", "0100"),
         ):
             with self.subTest(setting):
                 result = shell(f"tarvix i3c ccc {setting} && tarvix i3c ccc {reading} --json")
@@ -229,9 +207,9 @@ class I3cTest(Case):
             tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc SETGRPA @0x09 0x40
             tarvix i3c write 0x40 0 5a
             tarvix i3c read 0x09 0
-            tarvix i3c ccc RSTGRPA @0x09; tarvix i3c ccc RSTGRPA
             """, "00000000  5a                                                |Z|\n")
-        self.fails(shell("tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc RSTGRPA; tarvix i3c write 0x40 0 5a"), 1)
+        for reset in ("RSTGRPA", "RSTGRPA @0x08"):
+            self.fails(shell(f"tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc {reset}; tarvix i3c write 0x40 0 1"), 1)
         # Only the second interrupt gets through.
         self.streams("monitor -n 1", "tarvix i3c ccc DISEC 1; tarvix i3c write 0x08 0x80 1; "
                      "tarvix i3c ccc ENEC @0x08 1; tarvix i3c write 0x08 0x80 2",
@@ -240,9 +218,8 @@ class I3cTest(Case):
 
 class RefusalTest(Case):
     def test_no_target_acknowledges(self):
-        for arguments in ("i2c get 0x22", "i2c set 0x22 0 1", "i2c set 0x22 0 1 --page 8", "i2c transfer w0@0x22",
-                          "i3c read 0x22", "i3c write 0x22 0 1", "i3c ddr-read 0x09 0", "i3c legacy-read 0x22",
-                          "i3c ccc GETPID @0x22", "i3c ccc GETMXDS @0x09", "i3c init 0x44=0x45"):
+        for arguments in ("i2c get 0x22", "i2c set 0x22 0 1 --page 8", "i2c transfer w0@0x22", "i3c ddr-read 0x09 0",
+                          "i3c legacy-read 0x22", "i3c ccc GETMXDS @0x09", "i3c init 0x44=0x45"):
             with self.subTest(arguments):
                 self.fails(tarvix(*arguments.split()), 1, "NACK (0x0301)")
 

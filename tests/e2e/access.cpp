@@ -53,17 +53,12 @@ void becomeUser(const std::vector<gid_t>& groups = {})
 
 enum Attempt : int { OPENED, REFUSED };
 
-int tryToOpen(const Place& place)
-{
-    TarvixSDK sdk(TIMEOUT_MS);
-    return sdk.connectWithSerialNumber(place.serialNumber()) ? OPENED : REFUSED;
-}
-
 int tryToOpenAsUser(const Place& place, const std::vector<gid_t>& groups)
 {
     Child user([&] {
         becomeUser(groups);
-        return tryToOpen(place);
+        TarvixSDK sdk(TIMEOUT_MS);
+        return sdk.connectWithSerialNumber(place.serialNumber()) ? OPENED : REFUSED;
     });
     return user.wait();
 }
@@ -71,9 +66,6 @@ int tryToOpenAsUser(const Place& place, const std::vector<gid_t>& groups)
 const Scenario PERMISSIONS("permissions", [](Place place) {
     constexpr int NO_PERMISSION = 5;
     const VirtualCable cable(place);
-    require(tryToOpen(place) == OPENED, "root cannot open the node");
-    require(tryToOpenAsUser(place, {}) == REFUSED, "a user without permission opens the node");
-
     for (const bool exclusive : {true, false}) {
         Child user([&] {
             becomeUser();

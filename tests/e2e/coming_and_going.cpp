@@ -128,28 +128,22 @@ const Scenario LOSS("loss", [](Place place) {
     std::atomic<int> losses = 0;
     sdk.onConnectionLost([&] { ++losses; });
     std::vector<Clock::duration> times;
-    {
-        VirtualCable cable(place, SLOW);
-        for (int cycle = 1; cycle <= CYCLES; ++cycle) {
-            openStrict(sdk, place);
-            auto command = pullDuringCommand(cable, sdk);
-            const auto gone = Clock::now();
-            const auto [status, end] = command.get();
-            require(status == StatusCode::ADAPTER_LOST, "a waiting call returned " + hex(status));
-            require(!sdk.isConnected(), "a lost session claims to be connected");
-            times.push_back(end - gone);
-            eventually("the loss is reported", [&] { return losses == cycle; });
-            cable.plug();
-        }
+    VirtualCable cable(place, SLOW);
+    for (int cycle = 1; cycle <= CYCLES; ++cycle) {
+        openStrict(sdk, place);
+        auto command = pullDuringCommand(cable, sdk);
+        const auto gone = Clock::now();
+        const auto [status, end] = command.get();
+        require(status == StatusCode::ADAPTER_LOST, "a waiting call returned " + hex(status));
+        require(!sdk.isConnected(), "a lost session claims to be connected");
+        times.push_back(end - gone);
+        eventually("the loss is reported", [&] { return losses == cycle; });
+        cable.plug();
+        require(losses == cycle, "a loss was reported twice");
     }
     std::sort(times.begin(), times.end());
     const auto median = std::chrono::duration_cast<std::chrono::milliseconds>(times[CYCLES / 2]);
     require(median <= 200ms, "calls end " + std::to_string(median.count()) + " ms after the node");
-
-    const VirtualCable cable(place);
-    openStrict(sdk, place);
-    require(serialNumberOf(sdk) == place.serialNumber(), "a reopened session cannot use the adapter");
-    require(losses == CYCLES, "a loss was reported twice");
 });
 
 } // namespace

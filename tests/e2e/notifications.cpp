@@ -70,9 +70,6 @@ const Scenario I3C("i3c", [](Place place) {
     succeed(sdk.i3cGetDeviceTable(table), "i3cGetDeviceTable");
     require(table.size() == 2 && table[0].dynamicAddress == 0x08 && table[1].dynamicAddress == 0x0A,
             "the table does not hold two targets at 0x08 and 0x0A");
-    Bytes pid;
-    succeed(sdk.i3cCccGETPID(0x08, pid), "i3cCccGETPID");
-    requireEqual(pid, {0x7F, 0xFE, 0x56, 0x78, 0x90, 0x02}, "the PID of target 1");
 
     const Bytes data = pattern(40);
     Bytes read;

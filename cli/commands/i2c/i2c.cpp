@@ -152,19 +152,17 @@ void scan(Context& context, const ScanOptions& options)
 struct GetOptions {
     PortOptions port;
     std::uint8_t address = 0;
-    RegisterOptions reg;
-    std::uint64_t length = 1;
-    bool raw = false;
+    ReadOptions what;
 };
 
 void get(Context& context, const GetOptions& options)
 {
-    const ReadPosition position(options.reg);
+    const ReadPosition position(options.what.reg);
     setUpPort(context, options.port);
-    const Bytes bytes = read(context, options.port, options.address, position.registerAddress, options.length);
+    const Bytes bytes = read(context, options.port, options.address, position.registerAddress, options.what.length);
     context.output().printData(bytes, position.offset,
                                {{"bus", options.port.bus}, {"address", options.address}, {"offset", position.offset}},
-                               options.raw);
+                               options.what.raw);
 }
 
 struct DumpOptions {
@@ -297,9 +295,7 @@ void addGet(Commands& i2c)
                             {"tarvix i2c get 0x48 0 -n 2", "tarvix i2c get 0x50 0x10 -n 16",
                              "tarvix i2c get --bus 1 --reg-bytes 2 0x51 0x0100 -n 4 --raw | od -t x1"});
     addTarget(app, options.address);
-    addRegisterOptions(app, options.reg);
-    addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Number of bytes to read");
-    addRaw(app, options.raw);
+    addReadOptions(app, options.what);
     addPortOptions(app, options.port);
 }
 

@@ -95,20 +95,18 @@ void printI3cRead(Context& context, bool raw, const Bytes& bytes, std::uint64_t 
     context.output().printData(bytes, offset, fields, raw);
 }
 
-struct ReadOptions {
+struct ReadFromOptions {
     std::uint8_t address = 0;
-    RegisterOptions reg;
-    std::uint64_t length = 1;
+    ReadOptions what;
     unsigned flags = 0;
-    bool raw = false;
 };
 
 template <Mode mode>
-void read(Context& context, const ReadOptions& options)
+void read(Context& context, const ReadFromOptions& options)
 {
-    const ReadPosition position(options.reg);
+    const ReadPosition position(options.what.reg);
     const I3cTransferFlags flags{options.flags};
-    const auto length = static_cast<std::uint16_t>(options.length);
+    const auto length = static_cast<std::uint16_t>(options.what.length);
     ensureI3cBus(context, unassignedIn(mode));
     TarvixSDK& sdk = context.sdk();
     Bytes bytes;
@@ -116,7 +114,7 @@ void read(Context& context, const ReadOptions& options)
         mode == Mode::SDR ? sdk.i3cSdrRead(options.address, position.registerAddress, length, bytes, flags)
                           : sdk.i3cLegacyI2cRead(options.address, position.registerAddress, length, bytes, flags);
     context.checkTransfer(status, fmt::format("reading from 0x{:02x}", options.address), ADDRESS_ADVICE);
-    printI3cRead(context, options.raw, bytes, length, position.offset,
+    printI3cRead(context, options.what.raw, bytes, length, position.offset,
                  {{"address", options.address}, {"offset", position.offset}});
 }
 
@@ -215,11 +213,9 @@ void addInit(Commands& i3c)
 template <Mode mode>
 void addRead(Commands& i3c, const char* name, const char* description, const char* target, const Examples& examples)
 {
-    auto [app, options] = i3c.add<ReadOptions>(name, description, read<mode>, examples);
+    auto [app, options] = i3c.add<ReadFromOptions>(name, description, read<mode>, examples);
     addTarget(app, options.address, target);
-    addRegisterOptions(app, options.reg);
-    addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Number of bytes to read");
-    addRaw(app, options.raw);
+    addReadOptions(app, options.what);
     addFlags(app, options.flags);
 }
 
