@@ -90,7 +90,7 @@ int runPort(const HostOptions& options, const std::vector<std::string>& command)
     EventLoop loop;
     RunHost host(loop, options, directory.path());
 
-    setCommandEnvironment(directory.path() + "/socket");
+    setCommandEnvironment(directory.path() + '/' + SOCKET_NAME);
     pid_t child = -1;
     int status = 0;
     loop.onSignals({SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo& signal) {
