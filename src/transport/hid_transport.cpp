@@ -106,9 +106,6 @@ HidTransport::~HidTransport()
 
 bool HidTransport::open(const std::string& path, const std::string& serial)
 {
-    if (isOpen()) {
-        return true;
-    }
     const std::lock_guard lock(hidapiMutex());
     const std::optional<FoundDevice> found = findDevice(path, serial);
     return found && start(*found, false);

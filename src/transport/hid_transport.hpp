@@ -33,11 +33,11 @@ public:
     HidTransport(const HidTransport&) = delete;
     HidTransport& operator=(const HidTransport&) = delete;
 
-    // Opens the first supported device that passes the filters; an empty filter passes all. True, and nothing changed,
-    // when a device is open already.
+    // Opens the first supported device that passes the filters; an empty filter passes all. Not to be called while one
+    // is open, like the next.
     bool open(const std::string& path, const std::string& serial);
 
-    // Opens the device that the options choose. While one is open, not to be called.
+    // Opens the device that the options choose.
     OpenResult open(const OpenOptions& options);
 
     // Stops the reader and closes the device; nothing when closed. On the reader thread itself it raises
