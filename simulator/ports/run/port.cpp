@@ -1,7 +1,7 @@
 // `tarvix-sim run`: adapters for one command and everything that it starts.
 //
-// The command gets the environment variables LD_PRELOAD, so that a library of ours answers its calls to hidapi, and
-// TARVIX_SIM_SOCKET, where that library finds this host.
+// The command gets the environment variables LD_PRELOAD, so that a library of ours answers what it asks of hidapi,
+// libudev and hidraw, and TARVIX_SIM_SOCKET, where that library finds this host.
 #include "ports/port.hpp"
 
 #include <algorithm>
