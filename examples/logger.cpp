@@ -41,6 +41,10 @@ int main(int argc, char** argv)
     using Clock = std::chrono::system_clock;
     const std::chrono::milliseconds period(argc > 1 ? std::atol(argv[1]) : 1000);
     const long readings = argc > 2 ? std::atol(argv[2]) : -1;
+    if (argc > 3 || period.count() <= 0 || (argc > 2 && readings <= 0)) {
+        std::fprintf(stderr, "usage: %s [PERIOD_MS [READINGS]], each a number from 1\n", argv[0]);
+        return EXIT_FAILURE;
+    }
     TarvixSDK adapter(500); // milliseconds to wait for each response
     long missed = 0;
     auto due = std::chrono::steady_clock::now();

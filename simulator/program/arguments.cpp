@@ -63,7 +63,7 @@ CLI::Option* addOption(CLI::App& app, const std::string& name, Take take, const 
 
 void takeSerialNumber(HostOptions& options, const std::string& text)
 {
-    const bool printable = std::ranges::none_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x20; });
+    const bool printable = std::ranges::none_of(text, [](unsigned char c) { return c < 0x20 || c == 0x7F; });
     if (text.empty() || text.size() > LONGEST_SERIAL_NUMBER || !printable || !fromUtf8(text)) {
         throw CLI::ValidationError(
             fmt::format("'{}' is not a printable UTF-8 text of 1 to {} bytes", text, LONGEST_SERIAL_NUMBER));

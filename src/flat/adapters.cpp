@@ -35,7 +35,7 @@ std::size_t textBytes(const std::vector<AdapterInfo>& adapters)
 
 } // namespace
 
-// One block of malloc's: the records, and behind them their texts.
+// One block of malloc's: the records, and after them their texts.
 std::size_t TarvixSDK_ListAdapters(TarvixSDK_AdapterInfo** adapters)
 {
     const std::vector<AdapterInfo> found = listAdapters();

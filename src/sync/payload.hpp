@@ -38,7 +38,7 @@ inline Payload anything(const ResponseFrame&)
     return {0, 0, 0, Payload::ANY};
 }
 
-// Fields of fixed size that end at byte `end`; firmware may put more behind them.
+// Fields of fixed size that end at byte `end`; firmware may put more after them.
 inline auto fieldsUpTo(std::size_t end)
 {
     return [end](const ResponseFrame&) { return Payload{0, end, end, Payload::ANY}; };

@@ -74,7 +74,7 @@ OpenResult TarvixSDK::Session::open(const OpenOptions& options)
 {
     FrameLink& link = async_.state_->link;
     const FrameLink::Lifecycle lifecycle = link.lifecycle();
-    if (lifecycle && (!async_.isConnected() || link.isDead())) {
+    if (lifecycle && !link.isAlive()) {
         begin(options.strict);
         waiter_.forget();
     }

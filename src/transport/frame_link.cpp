@@ -15,7 +15,7 @@ bool FrameLink::connect(const std::string& path, const std::string& serial)
 OpenResult FrameLink::open(const OpenOptions& options)
 {
     const Lifecycle opening = lifecycle();
-    if (transport_.isOpen() && !transport_.isDead()) {
+    if (transport_.isAlive()) {
         return {OpenStatus::OPENED, transport_.path(), 0, "opened " + transport_.path()};
     }
     if (!opening) {

@@ -24,8 +24,8 @@ public:
     // A plain session: true, and nothing changed, when one is open already, unless it is a strict one that is over.
     bool connect(const std::string& path, const std::string& serial);
 
-    // The session that the options describe, with nothing stored from before; an open one stays, whatever they say,
-    // unless its adapter is dead.
+    // The session that the options describe, with nothing stored from before. One that is alive stays, whatever they
+    // say.
     OpenResult open(const OpenOptions& options);
 
     // As HidTransport::close. Any thread may call it, while others send.
@@ -33,7 +33,7 @@ public:
 
     // SUCCESS while connected, or else ADAPTER_LOST or NOT_CONNECTED.
     StatusCode connection() const;
-    bool isDead() const { return transport_.isDead(); }
+    bool isAlive() const { return transport_.isAlive(); }
 
     // Writes the frame's segments in order, one frame at a time. A plain session writes on whatever the writes report:
     // whether a frame arrived shows in the response alone. A strict one stops at the first that fails and returns

@@ -15,11 +15,11 @@ namespace {
 
 constexpr int READ_TIMEOUT_MS = 100;
 
-// How long a strict session's reader waits right behind a report, doubling to the full length while nothing comes: a
+// How long a strict session's reader waits right after a report, doubling to the full length while nothing comes: a
 // session that ends after a command ends at once, and an idle one costs nothing.
 constexpr int READ_TIMEOUT_AFTER_REPORT_MS = 4;
 
-// How long the reader waits right behind a failed write: the next write has to wait for it. See guarded().
+// How long the reader waits right after a failed write: the next write has to wait for it. See guarded().
 constexpr int READ_TIMEOUT_AFTER_FAILED_WRITE_MS = 1;
 
 // A failing read is tried again after a pause that doubles up to the length of a read: a passing hiccup costs next to
@@ -106,9 +106,6 @@ HidTransport::~HidTransport()
 
 bool HidTransport::open(const std::string& path, const std::string& serial)
 {
-    if (isOpen()) {
-        return true;
-    }
     const std::lock_guard lock(hidapiMutex());
     const std::optional<FoundDevice> found = findDevice(path, serial);
     return found && start(*found, false);
@@ -241,7 +238,7 @@ void HidTransport::readReports(sigset_t applicationSignals)
         if (writeFailed_.exchange(false)) {
             timeout = READ_TIMEOUT_AFTER_FAILED_WRITE_MS;
         }
-        // The buffer is never cleared: behind a short report stand bytes of an earlier one, which is harmless, for the
+        // The buffer is never cleared: after a short report come bytes of an earlier one, which is harmless, for the
         // segment header says how many count.
         const int result = guarded(
             [&](hid_device_* device) { return hid_read_timeout(device, incoming_.data(), incoming_.size(), timeout); });

@@ -33,11 +33,11 @@ public:
     HidTransport(const HidTransport&) = delete;
     HidTransport& operator=(const HidTransport&) = delete;
 
-    // Opens the first supported device that passes the filters; an empty filter passes all. True, and nothing changed,
-    // when a device is open already.
+    // Opens the first supported device that passes the filters; an empty filter passes all. Not to be called while one
+    // is open, like the next.
     bool open(const std::string& path, const std::string& serial);
 
-    // Opens the device that the options choose. While one is open, not to be called.
+    // Opens the device that the options choose.
     OpenResult open(const OpenOptions& options);
 
     // Stops the reader and closes the device; nothing when closed. On the reader thread itself it raises
@@ -52,13 +52,12 @@ public:
     // Whether an open strict session is over because its adapter is gone. A plain session goes on trying.
     bool isLost() const { return isOpen() && strict_ && lost_; }
 
-    // Whether a device is open and, in a strict session, read from: the reader of a lost adapter has ended, and that of
-    // a refused close() is about to.
-    bool isConnected() const { return isOpen() && !(strict_ && (lost_ || !running_)); }
+    // Whether a device is open, reads have come through lately, and its reader is not about to end after a refused
+    // close(). When not, opening again begins with closing it.
+    bool isAlive() const { return isOpen() && !lost_ && running_; }
 
-    // Whether nothing is read any more from the open device, or nothing has come through for a while: opening again
-    // begins with closing it, in a plain session, too.
-    bool isDead() const { return isOpen() && (lost_ || !running_); }
+    // The same for a strict session. A plain one is connected while its device is open.
+    bool isConnected() const { return strict_ ? isAlive() : isOpen(); }
 
     // Whether this is the thread that the handlers run on.
     bool isReaderThread() const { return reader() == this; }

@@ -8,7 +8,6 @@ namespace {
 constexpr int FAULTS[]{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT};
 
 thread_local sigset_t applicationMask;
-thread_local bool isReader = false;
 
 } // namespace
 
@@ -30,19 +29,14 @@ SignalsBlocked::~SignalsBlocked()
 void setApplicationSignals(const sigset_t& mask)
 {
     applicationMask = mask;
-    isReader = true;
 }
 
 ApplicationSignals::ApplicationSignals()
 {
-    if (isReader) {
-        pthread_sigmask(SIG_SETMASK, &applicationMask, &readers_);
-    }
+    pthread_sigmask(SIG_SETMASK, &applicationMask, &readers_);
 }
 
 ApplicationSignals::~ApplicationSignals()
 {
-    if (isReader) {
-        pthread_sigmask(SIG_SETMASK, &readers_, nullptr);
-    }
+    pthread_sigmask(SIG_SETMASK, &readers_, nullptr);
 }

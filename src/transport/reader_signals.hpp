@@ -27,7 +27,7 @@ private:
 // Tells a reader thread, at its start, the application's mask.
 void setApplicationSignals(const sigset_t& mask);
 
-// While it lives, a reader thread has the application's mask. Does nothing on any other thread.
+// While it lives, the calling thread, a reader, has the application's mask.
 class ApplicationSignals {
 public:
     ApplicationSignals();

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <sys/epoll.h>
+#include <system_error>
 
 namespace sim {
 
@@ -39,10 +40,17 @@ GadgetNode::~GadgetNode()
 
 void GadgetNode::start()
 {
-    if (!openNode()) {
+    const auto refuse = [this](const std::string& why) {
         throw std::runtime_error(fmt::format("cannot open {}: {}; configure a USB HID gadget first, with reports of {} "
                                              "bytes, and run as root (or use 'tarvix-sim run')",
-                                             path_, std::strerror(errno), adapter_.reportSize()));
+                                             path_, why, adapter_.reportSize()));
+    };
+    try {
+        if (!openNode()) {
+            refuse(std::strerror(errno));
+        }
+    } catch (const std::system_error&) { // a file that nobody can wait for
+        refuse("not a node of a gadget");
     }
     if (!udcFile_.empty() && !std::ifstream(udcFile_)) {
         throw std::runtime_error(fmt::format("cannot read {}: give the attribute UDC of the gadget's directory in "

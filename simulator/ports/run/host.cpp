@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
@@ -14,14 +13,6 @@
 namespace sim {
 
 namespace {
-
-template <typename Number>
-std::optional<Number> parse(const std::string& text)
-{
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
 
 Fields record(const RunNode& node)
 {
@@ -126,7 +117,7 @@ Fields RunHost::trigger(const std::string& event, const std::string& name, const
 {
     auto node =
         std::ranges::find(nodes_, name, [](const auto& candidate) { return candidate->adapter().serialNumber(); });
-    if (const auto index = parse<std::size_t>(name); node == nodes_.end() && index && *index < nodes_.size()) {
+    if (const auto index = numberIn<std::size_t>(name); node == nodes_.end() && index && *index < nodes_.size()) {
         node = nodes_.begin() + static_cast<std::ptrdiff_t>(*index);
     }
     if (node == nodes_.end()) {
@@ -147,7 +138,7 @@ Fields RunHost::trigger(const std::string& event, const std::string& name, const
     }
     std::vector<std::size_t> numbers;
     std::ranges::transform(arguments, std::back_inserter(numbers),
-                           [](const auto& text) { return parse<std::size_t>(text).value_or(0); });
+                           [](const auto& text) { return numberIn<std::size_t>(text).value_or(0); });
     if (numbers.empty()) {
         return {"no target given"};
     }

@@ -1,4 +1,5 @@
-// The service behind the socket of `tarvix-sim run`: lists and opens adapters, and raises events on them.
+// The service behind the socket of `tarvix-sim run`: lists adapters, tells of those that come and
+// go, and raises events on them.
 #pragma once
 
 #include <memory>

@@ -1,7 +1,7 @@
 // `tarvix-sim run`: adapters for one command and everything that it starts.
 //
-// The command gets the environment variables LD_PRELOAD, so that a library of ours answers its calls to hidapi, and
-// TARVIX_SIM_SOCKET, where that library finds this host.
+// The command gets the environment variables LD_PRELOAD, so that a library of ours answers what it asks of hidapi,
+// libudev and hidraw, and TARVIX_SIM_SOCKET, where that library finds this host.
 #include "ports/port.hpp"
 
 #include <algorithm>
@@ -90,7 +90,7 @@ int runPort(const HostOptions& options, const std::vector<std::string>& command)
     EventLoop loop;
     RunHost host(loop, options, directory.path());
 
-    setCommandEnvironment(directory.path() + "/socket");
+    setCommandEnvironment(directory.path() + '/' + SOCKET_NAME);
     pid_t child = -1;
     int status = 0;
     loop.onSignals({SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo& signal) {

@@ -1,15 +1,17 @@
-// The socket between tarvix-sim and the programs that it runs: SOCK_SEQPACKET, so a message arrives whole or not at
-// all. The first message of a connection says what it is for; its fields are texts that end with a zero byte:
+// The sockets between tarvix-sim and the programs that it runs: SOCK_SEQPACKET, so a message arrives whole or not at
+// all. The first message to the host's own socket says what the connection is for; its fields are texts that end with a
+// zero byte:
 //
 //   list                              answer: OK, then an AdapterRecord for each adapter that is present
-//   open    PATH                      answer: OK, AdapterRecord; from then on each message is one report, both ways
-//   trigger EVENT ADAPTER FIELD...    answer: OK
+//   watch                             answer: OK; from then on ADDED or REMOVED, AdapterRecord when one comes or goes
+//   trigger EVENT ADAPTER FIELD...    answer: OK, or one field that says why not
 //
-// Any other answer is one field that says why not. The host closes the connection of an open adapter when that is
-// unplugged.
+// A connection to the socket beside a node opens the adapter. It gets OK, and from then on each message is one report,
+// both ways, until the host closes it when the adapter is unplugged.
 #pragma once
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstring>
 #include <optional>
@@ -17,6 +19,7 @@
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <system_error>
 #include <vector>
 
 #include "ports/shared/file_descriptor.hpp"
@@ -56,6 +59,15 @@ inline Fields splitFields(std::string_view message)
         message.remove_prefix(std::min(end + 1, message.size()));
     }
     return fields;
+}
+
+// The decimal number that is the whole text; nothing when it is none.
+template <typename Number>
+std::optional<Number> numberIn(std::string_view text)
+{
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
 // Fields of one adapter, in this order; numbers are decimal.

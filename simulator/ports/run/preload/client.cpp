@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <poll.h>
 
@@ -43,14 +42,6 @@ std::string peerOf(int descriptor)
     return found && address.sun_family == AF_UNIX
                ? std::string(address.sun_path, ::strnlen(address.sun_path, sizeof address.sun_path))
                : std::string();
-}
-
-template <typename Number>
-std::optional<Number> numberIn(std::string_view text)
-{
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
 // The fields that follow OK.

@@ -20,6 +20,10 @@
 // Named by hand: the system's headers declare these functions in more ways than one, some of them inline.
 #define ANSWERS(name) __asm__(name) __attribute__((visibility("default")))
 
+// Where files have 64-bit sizes anyway, the C library has one function under two names, and so has this.
+static_assert(sizeof(off_t) == sizeof(off64_t));
+#define ANSWERS_ALSO(name, first) __asm__(name) __attribute__((alias(first), visibility("default")))
+
 namespace sim {
 
 namespace {
@@ -55,8 +59,7 @@ int openAdapter(const char* path, int flags)
     return handle.release();
 }
 
-template <typename Stat>
-int disguise(int result, int descriptor, Stat* status)
+int disguise(int result, int descriptor, struct stat* status)
 {
     if (result == 0 && S_ISSOCK(status->st_mode)) {
         if (const auto node = nodeOf(descriptor)) {
@@ -134,13 +137,9 @@ int answerRequest(int handle, const std::string& node, unsigned request, void* a
 using Open = int(const char*, int, mode_t);
 using OpenAt = int(int, const char*, int, mode_t);
 constinit Next<Open> nextOpen("open");
-constinit Next<Open> nextOpen64("open64");
 constinit Next<OpenAt> nextOpenAt("openat");
-constinit Next<OpenAt> nextOpenAt64("openat64");
 constinit Next<int(int, struct stat*)> nextFstat("fstat");
-constinit Next<int(int, struct stat64*)> nextFstat64("fstat64");
 constinit Next<int(int, int, struct stat*)> nextFxstat("__fxstat");
-constinit Next<int(int, int, struct stat64*)> nextFxstat64("__fxstat64");
 constinit Next<int(int, unsigned long, void*)> nextIoctl("ioctl");
 constinit Next<ssize_t(int, void*, std::size_t)> nextRead("read");
 constinit Next<ssize_t(int, const void*, std::size_t)> nextWrite("write");
@@ -157,17 +156,17 @@ __attribute__((constructor)) void findNext()
 extern "C" {
 
 int openFile(const char* path, int flags, mode_t mode) ANSWERS("open");
-int openFile64(const char* path, int flags, mode_t mode) ANSWERS("open64");
+int openFile64(const char* path, int flags, mode_t mode) ANSWERS_ALSO("open64", "open");
 int openFileAt(int directory, const char* path, int flags, mode_t mode) ANSWERS("openat");
-int openFileAt64(int directory, const char* path, int flags, mode_t mode) ANSWERS("openat64");
+int openFileAt64(int directory, const char* path, int flags, mode_t mode) ANSWERS_ALSO("openat64", "openat");
 int openChecked(const char* path, int flags) ANSWERS("__open_2");
-int openChecked64(const char* path, int flags) ANSWERS("__open64_2");
+int openChecked64(const char* path, int flags) ANSWERS_ALSO("__open64_2", "__open_2");
 int openCheckedAt(int directory, const char* path, int flags) ANSWERS("__openat_2");
-int openCheckedAt64(int directory, const char* path, int flags) ANSWERS("__openat64_2");
+int openCheckedAt64(int directory, const char* path, int flags) ANSWERS_ALSO("__openat64_2", "__openat_2");
 int statusOf(int descriptor, struct stat* status) ANSWERS("fstat");
-int statusOf64(int descriptor, struct stat64* status) ANSWERS("fstat64");
+int statusOf64(int descriptor, struct stat* status) ANSWERS_ALSO("fstat64", "fstat");
 int oldStatusOf(int version, int descriptor, struct stat* status) ANSWERS("__fxstat");
-int oldStatusOf64(int version, int descriptor, struct stat64* status) ANSWERS("__fxstat64");
+int oldStatusOf64(int version, int descriptor, struct stat* status) ANSWERS_ALSO("__fxstat64", "__fxstat");
 int control(int descriptor, unsigned long request, void* argument) ANSWERS("ioctl");
 ssize_t readFrom(int descriptor, void* data, std::size_t size) ANSWERS("read");
 ssize_t writeTo(int descriptor, const void* data, std::size_t size) ANSWERS("write");
@@ -177,19 +176,9 @@ int openFile(const char* path, int flags, mode_t mode)
     return opensAdapter(path, flags) ? openAdapter(path, flags) : nextOpen.get()(path, flags, mode);
 }
 
-int openFile64(const char* path, int flags, mode_t mode)
-{
-    return opensAdapter(path, flags) ? openAdapter(path, flags) : nextOpen64.get()(path, flags, mode);
-}
-
 int openFileAt(int directory, const char* path, int flags, mode_t mode)
 {
     return opensAdapter(path, flags) ? openAdapter(path, flags) : nextOpenAt.get()(directory, path, flags, mode);
-}
-
-int openFileAt64(int directory, const char* path, int flags, mode_t mode)
-{
-    return opensAdapter(path, flags) ? openAdapter(path, flags) : nextOpenAt64.get()(directory, path, flags, mode);
 }
 
 // The checked forms are for flags that want no mode.
@@ -198,19 +187,9 @@ int openChecked(const char* path, int flags)
     return openFile(path, flags, 0);
 }
 
-int openChecked64(const char* path, int flags)
-{
-    return openFile64(path, flags, 0);
-}
-
 int openCheckedAt(int directory, const char* path, int flags)
 {
     return openFileAt(directory, path, flags, 0);
-}
-
-int openCheckedAt64(int directory, const char* path, int flags)
-{
-    return openFileAt64(directory, path, flags, 0);
 }
 
 int statusOf(int descriptor, struct stat* status)
@@ -218,19 +197,9 @@ int statusOf(int descriptor, struct stat* status)
     return disguise(nextFstat.get()(descriptor, status), descriptor, status);
 }
 
-int statusOf64(int descriptor, struct stat64* status)
-{
-    return disguise(nextFstat64.get()(descriptor, status), descriptor, status);
-}
-
 int oldStatusOf(int version, int descriptor, struct stat* status)
 {
     return disguise(nextFxstat.get()(version, descriptor, status), descriptor, status);
-}
-
-int oldStatusOf64(int version, int descriptor, struct stat64* status)
-{
-    return disguise(nextFxstat64.get()(version, descriptor, status), descriptor, status);
 }
 
 int control(int descriptor, unsigned long request, void* argument)

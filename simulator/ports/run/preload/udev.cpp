@@ -232,8 +232,7 @@ udev_device* findDevice(udev* context, Matches matches)
     return nullptr;
 }
 
-// ---- Enumerations and monitors of libudev that are about hidraw
-// ------------------------------------------------------
+// ---- libudev's enumerations and monitors ----------------------------------------------------------------------------
 
 std::mutex enumerationsMutex;
 
