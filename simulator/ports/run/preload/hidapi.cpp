@@ -4,7 +4,7 @@
 // arguments follow hidapi 0.13 with its hidraw backend. Everything works from any thread, several at a time on one
 // handle too: errors are constant texts, so setting one never takes another from a thread that reads it.
 //
-// Memory is the C library's: callers are C programs, which may be out of it.
+// What callers free is the C library's memory.
 
 // Everything that the header declares is exported, nothing else.
 #pragma GCC visibility push(default)
