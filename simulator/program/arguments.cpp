@@ -109,47 +109,47 @@ void addHostOptions(CLI::App& app, HostOptions& options)
 {
     addOption(
         app, "--report-size", [&](const auto& text) { takeReportSize(options, text); },
-        "bytes of one report: 64 (product 82fc) or 1024 (product 82fd) [64]")
+        "Bytes of one report: 64 (product 82fc) or 1024 (product 82fd) [64]")
         ->type_name("BYTES");
     addOption(
         app, "--serial", [&](const auto& text) { takeSerialNumber(options, text); },
-        "serial number; further adapters count up from it [TVX0000001]")
+        "Serial number; further adapters count up from it [TVX0000001]")
         ->type_name("TEXT");
-    addOption(app, "--latency", takeTime(options.latency), "delay of every response and notification [0]")
+    addOption(app, "--latency", takeTime(options.latency), "Delay of every response and notification [0]")
         ->type_name("MS");
     addOption(
         app, "--fault", [&](const auto& text) { takeFault(options, text); },
-        fmt::format("inject a fault with this probability, 0 to 1 [1]; repeatable; NAME is {}",
+        fmt::format("Inject a fault with this probability, 0 to 1 [1]; repeatable; NAME is {}",
                     fmt::join(FAULT_NAMES, ", ")))
         ->type_name("NAME[:PROBABILITY]")
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     addOption(app, "--fault-delay", takeTime(options.faults.delay),
-              "how long the fault 'delay' holds a frame back [100]")
+              "How long the fault 'delay' holds a frame back [100]")
         ->type_name("MS");
     addOption(
         app, "--seed",
         [&](const auto& text) { options.faults.seed = toNumber(text, 0, std::numeric_limits<std::uint64_t>::max()); },
-        "seed of the faults: equal seeds and requests give equal faults [1]")
+        "Seed of the faults: equal seeds and requests give equal faults [1]")
         ->type_name("NUMBER");
     addOption(
         app, "--away", [&](const auto& text) { options.away = milliseconds(toNumber(text, 0, LONGEST_TIME)); },
-        "time off the bus after a reset or an unplug fault [1000; 200 for a reset under run]")
+        "Time off the bus after a reset or an unplug fault [1000; 200 for a reset under run]")
         ->type_name("MS");
-    app.add_flag("--verbose", options.verbose, "print every frame to stderr");
+    app.add_flag("--verbose", options.verbose, "Print every frame on standard error");
 }
 
 void addAdapterCount(CLI::App& app, HostOptions& options)
 {
     addOption(
         app, "--adapters", [&](const auto& text) { options.adapters = toNumber(text, 1, MOST_ADAPTERS); },
-        "number of adapters [1]")
+        "Number of adapters [1]")
         ->type_name("N");
 }
 
 void addRun(CLI::App& app, Arguments& arguments)
 {
     auto& run =
-        *app.add_subcommand("run", "run a command with virtual adapters in place of this machine's HID devices");
+        *app.add_subcommand("run", "Run a command with virtual adapters in place of this machine's HID devices");
     run.footer("The command follows '--': tarvix-sim run [OPTIONS] -- COMMAND [ARGUMENT...]\n"
                "The exit status is the command's; 128 plus the signal number if a signal ended it, 126 or 127 if it "
                "could not be run.");
@@ -160,18 +160,18 @@ void addRun(CLI::App& app, Arguments& arguments)
 
 void addUhid(CLI::App& app, Arguments& arguments)
 {
-    auto& uhid = *app.add_subcommand("uhid", "create HID devices in this machine's kernel, until interrupted");
+    auto& uhid = *app.add_subcommand("uhid", "Create HID devices in this machine's kernel, until interrupted");
     addHostOptions(uhid, arguments.host);
     addAdapterCount(uhid, arguments.host);
-    uhid.add_option("--device", arguments.uhidDevice, "device node of the uhid driver [/dev/uhid]")->type_name("PATH");
+    uhid.add_option("--device", arguments.uhidDevice, "Device node of the uhid driver [/dev/uhid]")->type_name("PATH");
     uhid.callback([&] { arguments.action = Arguments::Action::UHID; });
 }
 
 void addGadget(CLI::App& app, Arguments& arguments)
 {
-    auto& gadget = *app.add_subcommand("gadget", "serve USB HID gadget nodes, one adapter each, until interrupted");
+    auto& gadget = *app.add_subcommand("gadget", "Serve USB HID gadget nodes, one adapter each, until interrupted");
     addHostOptions(gadget, arguments.host);
-    gadget.add_option("NODE", arguments.gadgetNodes, "node of a configured HID gadget, such as /dev/hidg0")->required();
+    gadget.add_option("NODE", arguments.gadgetNodes, "Node of a configured HID gadget, such as /dev/hidg0")->required();
     gadget
         .add_option("--udc-file", arguments.udcFiles,
                     "UDC attribute of the gadget in configfs, so that a reset leaves the bus; one for each node")
@@ -190,7 +190,7 @@ void addGadget(CLI::App& app, Arguments& arguments)
 
 void addTrigger(CLI::App& app, Arguments& arguments)
 {
-    auto& trigger = *app.add_subcommand("trigger", "raise an event on an adapter; works inside 'tarvix-sim run'");
+    auto& trigger = *app.add_subcommand("trigger", "Raise an event on an adapter; works inside 'tarvix-sim run'");
     trigger.callback([&] {
         if (trigger.get_subcommands().empty()) {
             throw CLI::RequiredError("trigger: one of ibi, hot-join, unplug, replug");
@@ -198,7 +198,7 @@ void addTrigger(CLI::App& app, Arguments& arguments)
     });
     const auto add = [&](const std::string& name, const std::string& description) -> CLI::App& {
         auto& event = *trigger.add_subcommand(name, description);
-        event.add_option("--adapter", arguments.adapter, "serial number, or index from 0 [0]")->type_name("ADAPTER");
+        event.add_option("--adapter", arguments.adapter, "Serial number, or index from 0 [0]")->type_name("ADAPTER");
         event.callback([&arguments, name] {
             arguments.action = Arguments::Action::TRIGGER;
             arguments.event = name;
@@ -210,22 +210,22 @@ void addTrigger(CLI::App& app, Arguments& arguments)
         addOption(
             event, "--target",
             [&](const auto& text) { arguments.eventFields[0] = std::to_string(toNumber(text, 0, 127)); },
-            "index of the I3C target, from 0 [0]")
+            "Index of the I3C target, from 0 [0]")
             ->type_name("N");
     };
-    auto& ibi = add("ibi", "let an I3C target raise an in-band interrupt");
+    auto& ibi = add("ibi", "Let an I3C target raise an in-band interrupt");
     addTarget(ibi);
     addOption(
         ibi, "BYTES",
         [&](const auto& text) { arguments.eventFields.push_back(std::to_string(toNumber(text, 0, 255))); },
-        "payload, decimal or with 0x")
+        "Payload, decimal or with 0x")
         ->allow_extra_args()
         ->expected(-1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("");
-    addTarget(add("hot-join", "let an I3C target join the bus"));
-    add("unplug", "pull the adapter out");
-    add("replug", "plug the adapter back in, after an unplug or from boot mode");
+    addTarget(add("hot-join", "Let an I3C target join the bus"));
+    add("unplug", "Pull the adapter out");
+    add("replug", "Plug the adapter back in, after an unplug or from boot mode");
 }
 
 int explain(const CLI::App& app, const CLI::ParseError& error)
