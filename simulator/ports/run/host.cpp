@@ -57,7 +57,7 @@ void RunHost::acceptConnections()
 void RunHost::receivePurpose(int descriptor)
 {
     std::string message(LARGEST_MESSAGE, '\0');
-    const auto size = ::recv(descriptor, message.data(), message.size(), MSG_DONTWAIT);
+    const auto size = receiveMessage(descriptor, message.data(), message.size(), MSG_DONTWAIT);
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
         return;
     }

@@ -158,7 +158,7 @@ void RunNode::serve(int descriptor, std::uint32_t events)
 bool RunNode::receive(int descriptor)
 {
     std::array<std::uint8_t, LARGEST_OUTPUT_REPORT> buffer;
-    const auto size = ::recv(descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
+    const auto size = receiveMessage(descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (size > 0) {
         const auto written = std::span(buffer).first(static_cast<std::size_t>(size));
         adapter_.outputReport(written.subspan(written.front() == 0 ? 1 : 0)); // no report id travels

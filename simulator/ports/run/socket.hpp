@@ -116,11 +116,19 @@ inline bool sendFields(const FileDescriptor& socket, const Fields& fields, int f
     return ::send(socket.get(), message.data(), message.size(), MSG_NOSIGNAL | flags) >= 0;
 }
 
+// recv, which returns 0 once the other end has closed. The kernel looks at the queue first and for the close second, so
+// 0 may hide a message that was sent just before the close: the second call returns it.
+inline ssize_t receiveMessage(int socket, void* data, std::size_t size, int flags)
+{
+    const ssize_t count = ::recv(socket, data, size, flags);
+    return count == 0 ? ::recv(socket, data, size, MSG_DONTWAIT) : count;
+}
+
 // The next message; nothing when the other end is gone.
 inline std::optional<Fields> receiveFields(int socket)
 {
     std::string message(LARGEST_MESSAGE, '\0');
-    const auto size = ::recv(socket, message.data(), message.size(), 0);
+    const auto size = receiveMessage(socket, message.data(), message.size(), 0);
     if (size <= 0) {
         return std::nullopt;
     }

@@ -243,7 +243,7 @@ int hid_read_timeout(hid_device* device, unsigned char* data, size_t length, int
     if (ready == 0) {
         return succeed(device, 0);
     }
-    const auto size = ::recv(device->connection.get(), data, length, MSG_DONTWAIT);
+    const auto size = receiveMessage(device->connection.get(), data, length, MSG_DONTWAIT);
     if (size > 0) {
         return succeed(device, static_cast<int>(size));
     }
