@@ -36,7 +36,7 @@
  * 9. **Threads** are those of `TarvixSDK`. Callbacks run on the handle's reader thread; see
  *    `TarvixSDK_NotificationCallback`.
  * 10. **Exceptions** do not leave these functions, but for `std::bad_alloc` when memory runs out, which ends a program
- *     that is not C++.
+ *     that is not C++. One that leaves a callback ends the program.
  */
 #ifndef TARVIXSDK_FLAT_H
 #define TARVIXSDK_FLAT_H

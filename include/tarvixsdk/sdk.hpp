@@ -32,8 +32,9 @@
  * 4. **Threads.** A strict session serves calls from several threads one after another; use a plain one from one thread
  *    at a time. Different sessions are independent. Handlers run on the session's reader thread, and nothing is read
  *    while one runs: Linux keeps 63 unread reports and then drops the newest without a word, so a slow handler tears
- *    long responses. A handler must return soon, must not throw, and must not call a command of its own session, which
- *    would wait for a response that only its own thread can read.
+ *    long responses. A handler must return soon and must not call a command of its own session, which would wait for a
+ *    response that only its own thread can read. An exception that leaves a handler ends the program
+ *    (`std::terminate`).
  * 5. **Values.** Addresses are 7-bit and unshifted. Enumerations travel as their low byte, declared member or not.
  *    Where a comment says that the firmware defines a value, the library passes it through.
  * 6. **Bus sequences.** START, repeated START and STOP are the bus conditions; `address+W` and `address+R` are the
@@ -44,7 +45,8 @@
  * 8. **Loss** of the adapter calls the handler set with `onConnectionLost`. In a plain session each command then ends
  *    in `NO_RESPONSE` or, without a timeout, never: `disconnect`, then `connect` again.
  * 9. **Memory.** Arguments are only read during the call. Running out of memory raises `std::bad_alloc`; commands throw
- *    nothing else.
+ *    nothing else. A response or notification for which the reader thread finds no memory is dropped: the call that
+ *    waits for it returns `NO_RESPONSE`.
  */
 #ifndef TARVIXSDK_SDK_HPP
 #define TARVIXSDK_SDK_HPP

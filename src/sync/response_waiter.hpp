@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "tarvixsdk/types.h"
@@ -58,10 +59,10 @@ public:
         return ended_;
     }
 
-    // On the reader thread.
-    void store(TransactionId transactionId, const std::vector<std::uint8_t>& response)
+    // On the reader thread. Out of memory, the response is dropped.
+    void store(TransactionId transactionId, const std::vector<std::uint8_t>& response) noexcept
     {
-        {
+        try {
             const std::lock_guard lock(mutex_);
             if (strict_ && (transactionId != expected_ || arrived_)) {
                 ++unmatched_;
@@ -69,6 +70,8 @@ public:
             }
             response_ = response;
             arrived_ = true;
+        } catch (const std::bad_alloc&) {
+            return;
         }
         condition_.notify_one();
     }

@@ -78,7 +78,7 @@ private:
     bool start(const FoundDevice& found, bool strict);
     template <typename Call>
     int guarded(Call call);
-    void readReports(sigset_t applicationSignals);
+    void readReports(sigset_t applicationSignals) noexcept; // what a handler throws ends the program
     bool pauseAfterFailure(int failures);
 
     const ReportHandler onReport_;
@@ -87,7 +87,7 @@ private:
     std::string path_;
     std::size_t reportSize_ = 0;
     std::vector<std::uint8_t> outgoing_;
-    std::vector<std::uint8_t> incoming_; // the reader thread's
+    std::vector<std::uint8_t> incoming_; // the reader thread's, made by the one that opens
     NodeLock nodeLock_;
 
     std::shared_mutex callMutex_;           // see guarded()

@@ -31,9 +31,11 @@ public:
         if (bus().lingers) {
             changed.wait_for(lock, LINGER, [] { return running > 1; });
         }
+        inside = true;
     }
     ~ProcessCall()
     {
+        inside = false;
         const std::lock_guard lock(mutex);
         --running;
     }

@@ -1,0 +1,190 @@
+// Memory runs out at every place, once and again and again: nothing hangs, leaks, stays locked or ends the program.
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <system_error>
+#include <tuple>
+#include <unistd.h>
+
+#include "support/adapter.hpp"
+#include "tarvixsdk/sdk.hpp"
+
+namespace {
+
+constexpr int NEVER = 1'000'000;
+
+std::atomic<bool> scarce = false;
+std::atomic<bool> again = false; // each allocation whose number is a multiple of `nth` fails, not only the first
+std::atomic<int> nth = NEVER;
+std::atomic<int> allocations = 0;
+std::atomic<long> blocks = 0; // from operator new, not given back
+
+bool fails()
+{
+    if (!scarce || fake_hid::isInside()) {
+        return false;
+    }
+    const int number = ++allocations;
+    return again ? number % nth == 0 : number == nth;
+}
+
+} // namespace
+
+#ifdef TARVIX_SANITIZED // whose allocator stays; only C++ runs out of memory
+void* allocate(std::size_t size)
+{
+    return fails() ? nullptr : std::malloc(size);
+}
+#else
+extern "C" void* __libc_malloc(std::size_t size);
+extern "C" void* malloc(std::size_t size)
+{
+    return fails() ? nullptr : __libc_malloc(size);
+}
+void* allocate(std::size_t size)
+{
+    return std::malloc(size);
+}
+#endif
+
+[[gnu::noinline]] void* operator new(std::size_t size)
+{
+    if (void* memory = allocate(size != 0 ? size : 1)) {
+        ++blocks;
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+[[gnu::noinline]] void operator delete(void* memory) noexcept
+{
+    blocks -= memory != nullptr ? 1 : 0;
+    std::free(memory);
+}
+
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
+{
+    operator delete(memory);
+}
+
+namespace {
+
+// Makes the call with little memory. Whether it came to an end: it may say instead that there is no memory or, for a
+// session's thread, no room.
+template <typename Call>
+bool survived(Call call)
+{
+    bool ended = false;
+    scarce = true;
+    try {
+        call();
+        ended = true;
+    } catch (const std::bad_alloc&) {
+    } catch (const std::system_error&) {
+    }
+    scarce = false;
+    return ended;
+}
+
+class OutOfMemory : public Adapter {
+protected:
+    static constexpr int TIMEOUT = 20; // ms, for answers that had to be dropped
+
+    // Runs `use` with one allocation failing, the first to the 200th, and then with each second, third and so on.
+    template <typename Use>
+    void failEachAllocation(Use use)
+    {
+        for (int run = 0; run <= 400; ++run) { // the first with memory for all: some things are made only once
+            again = run > 200;
+            nth = run == 0 ? NEVER : (run - 1) % 200 + 1;
+            SCOPED_TRACE((again ? "each multiple of " : "only ") + std::to_string(nth));
+            const long before = blocks;
+            fake_hid::reset();
+            device = fake_hid::attach({.path = path});
+            device->onFrame([this](const Bytes& request) { // between two notifications
+                device->deliverFrame(padded(hex("00 00 81 10"), 1000));
+                device->deliverFrame(padded(answerTo(request, hex("00 00 09")), 1000));
+                device->deliverFrame(padded(hex("00 00 81 10"), 2000));
+            });
+            allocations = 0;
+            use();
+            EXPECT_EQ(device->opens(), device->closes());
+            device.reset();
+            fake_hid::reset();
+            if (run > 0) {
+                ASSERT_EQ(blocks, before) << "blocks were leaked";
+            }
+        }
+    }
+
+    // With memory again, a session that is open, or opened now, has its answers and can be closed.
+    template <typename Open, typename Command>
+    void recover(bool isOpen, Open open, Command command)
+    {
+        ASSERT_TRUE(isOpen || open()) << "something stayed locked";
+        int attempts = 0; // a plain session may be behind
+        while (command() != StatusCode::SUCCESS) {
+            ASSERT_LT(++attempts, LONG_ENOUGH / TIMEOUT);
+        }
+        device->unplug(); // or closing waits for a read
+    }
+
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{std::tmpfile(), std::fclose};
+    const std::string path = "/proc/self/fd/" + std::to_string(::fileno(file.get()));
+};
+
+TEST_F(OutOfMemory, ASessionGoesOnOrCanBeOpenedAgain)
+{
+    for (const bool strict : {true, false}) {
+        failEachAllocation([&] {
+            std::unique_ptr<TarvixSDK> sdk;
+            if (!survived([&] { sdk = std::make_unique<TarvixSDK>(TIMEOUT); })) {
+                return;
+            }
+            const auto open = [&] { return strict ? bool(sdk->open({.path = path})) : sdk->connect(path); };
+            Bytes data(500);
+            const auto command = [&] { return sdk->spiTransfer(data, data, 500); };
+            TarvixSDK::DeviceInfo info;
+            const auto ignore = [handle = std::array<char, 64>()](const Notification&) { std::ignore = handle; };
+            survived([&] { sdk->onNotification(ignore); });
+            EXPECT_TRUE(survived(open) || !sdk->isConnected()) << "opened all the same";
+            survived(command);
+            survived([&] { sdk->getDeviceInfo(info); });
+            survived([&] { listAdapters(); });
+            recover(sdk->isConnected(), open, [&] { return sdk->uartDeinit(); });
+        });
+    }
+}
+
+TEST_F(OutOfMemory, SoDoesAHandleOfTheFlatInterface)
+{
+    failEachAllocation([&] {
+        TarvixSDK_Handle* handle = nullptr;
+        survived([&] { handle = TarvixSDK_Create(TIMEOUT); });
+        const auto open = [&] { return TarvixSDK_Open(handle, path.c_str(), "", 0, nullptr) == OpenStatus::OPENED; };
+        Bytes data(2000);
+        std::size_t length = 0;
+        TarvixSDK_DeviceInfo info{};
+        TarvixSDK_AdapterInfo* adapters = nullptr;
+        survived(open);
+        survived([&] {
+            TarvixSDK_OnNotificationFrame(
+                handle, [](void*, const std::uint8_t*, std::size_t) {}, nullptr);
+        });
+        survived([&] { TarvixSDK_I2cRead(handle, 0, 0x50, data.data(), 4, 300, data.data(), false); });
+        survived([&] { TarvixSDK_NextNotification(handle, data.data(), data.size(), &length, 0); });
+        survived([&] { TarvixSDK_GetDeviceInfo(handle, &info); });
+        survived([&] { TarvixSDK_ListAdapters(&adapters); });
+        TarvixSDK_FreeDeviceInfo(&info);
+        TarvixSDK_FreeAdapters(adapters);
+        if (handle != nullptr) {
+            recover(TarvixSDK_IsConnected(handle), open, [&] { return TarvixSDK_UartDeinit(handle); });
+        }
+        TarvixSDK_Destroy(handle);
+    });
+}
+
+} // namespace
