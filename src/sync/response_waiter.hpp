@@ -1,6 +1,7 @@
 // Where the reader thread leaves a response and the caller waits for it.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -107,11 +108,7 @@ public:
     }
 
     // Responses that a strict session dropped because no call was waiting for them.
-    std::uint64_t unmatched()
-    {
-        const std::lock_guard lock(mutex_);
-        return unmatched_;
-    }
+    std::uint64_t unmatched() const { return unmatched_; }
 
 private:
     static constexpr TransactionId NOBODY = 0; // the number of notifications, which are not stored here
@@ -123,6 +120,6 @@ private:
     bool arrived_ = false;
     TransactionId expected_ = NOBODY;
     StatusCode ended_ = StatusCode::SUCCESS; // why a strict session is over
-    std::uint64_t unmatched_ = 0;
+    std::atomic<std::uint64_t> unmatched_ = 0;
     std::vector<std::uint8_t> response_;
 };

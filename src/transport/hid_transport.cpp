@@ -163,6 +163,7 @@ bool HidTransport::start(const FoundDevice& found, bool strict)
     failing_ = false;
     writeFailed_ = false;
     running_ = true;
+    home_.moveHere();
     device_ = device.get();
     try {
         const SignalsBlocked inherited;
