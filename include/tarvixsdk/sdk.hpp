@@ -47,10 +47,12 @@
  * 9. **Memory.** Arguments are only read during the call. Running out of memory raises `std::bad_alloc`; commands throw
  *    nothing else. A response or notification for which the reader thread finds no memory is dropped: the call that
  *    waits for it returns `NO_RESPONSE`.
- * 10. **Processes.** A session belongs to the process that opened it. In a forked child it is not connected: commands
- *     return `NOT_CONNECTED`, `connect` and `open` fail, and `disconnect`, the destructor and `exit` leave the parent's
- *     session alone. The child may open sessions of its own; one that is forked in a handler must call `exec` or
- *     `_exit`.
+ * 10. **Processes.** A session belongs to the process that opened it. In a child of `fork` it is not connected:
+ *     commands return `NOT_CONNECTED`, `connect` and `open` fail, and `disconnect`, the destructor and `exit` leave the
+ *     parent's session alone. The child may open sessions of its own; one that was forked in a handler must call `exec`
+ *     or `_exit`. Disconnect before `exit`: while it destroys static objects, handlers of open sessions still run.
+ *     `dlclose` does not unload the library, and open sessions go on. A timeout of -1 waits as long as it takes: for
+ *     ever when the response is lost and, in a plain session, when the adapter is.
  */
 #ifndef TARVIXSDK_SDK_HPP
 #define TARVIXSDK_SDK_HPP
