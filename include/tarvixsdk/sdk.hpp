@@ -116,7 +116,8 @@ public:
      *   - When the adapter is lost (unplugged, restarted), a waiting call ends within 200 ms and every later one at
      *     once with `StatusCode::ADAPTER_LOST`, even with a timeout of -1.
      *   - A request stops at the first segment that cannot be written, and the call returns `NO_RESPONSE`. The kernel
-     *     gives up on an adapter that takes no data after about 5 s, whatever the session's timeout.
+     *     waits about 5.3 s for an adapter that takes no data, and so does a call or a `disconnect` meanwhile, whatever
+     *     the session's timeout: at most 5.5 s in all.
      *   - `disconnect` from another thread ends a waiting call with `StatusCode::NOT_CONNECTED`.
      *   - Calls from several threads are served one after another.
      *
@@ -146,6 +147,10 @@ public:
      * Opens the adapter at a hidapi device path, or with an empty path the first supported adapter found.
      *
      * While an adapter is open this returns true and keeps it, whatever the path, even if it was unplugged meanwhile.
+     *
+     * A plain session writes every segment of a request, whatever became of the one before. The kernel waits about
+     * 5.3 s for an adapter that takes no data, so a request of n segments (62 or 1022 bytes each) holds the call and
+     * `disconnect` for n times as long, whatever the session's timeout.
      *
      * @return whether an adapter is open now; false when none matched or it could not be opened, most often for lack of
      *         permission for its device node. That another program has it open is no reason to fail.

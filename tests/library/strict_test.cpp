@@ -435,16 +435,18 @@ TEST_F(Strict, ServesSeveralThreadsOneAfterAnother)
     EXPECT_EQ(sdk.unmatchedResponses(), 0U);
 }
 
-TEST_F(Strict, ARequestThatCannotBeWrittenStopsAtTheFirstSegment)
+TEST_F(Strict, ARequestStopsAtTheFirstSegmentThatCannotBeWritten)
 {
     TarvixSDK sdk(FOREVER);
     ASSERT_TRUE(sdk.open());
-    device->failWrites(true);
-    EXPECT_EQ(sdk.uartSendMessage(Bytes(4096)), StatusCode::NO_RESPONSE);
-    EXPECT_EQ(device->failedWrites(), 1);
-    device->failWrites(false);
     answer({});
-    EXPECT_EQ(sdk.uartSendMessage(Bytes(4096)), StatusCode::SUCCESS);
+    for (const std::size_t failing : {1U, 2U, 67U}) { // of 67
+        device->forget();
+        device->failWrite(static_cast<int>(failing));
+        EXPECT_EQ(sdk.uartSendMessage(Bytes(4096)), StatusCode::NO_RESPONSE);
+        EXPECT_EQ(device->reports().size(), failing - 1);
+        EXPECT_EQ(sdk.uartSendMessage(Bytes(4096)), StatusCode::SUCCESS);
+    }
 }
 
 TEST_F(Strict, AFailingWriteOfAPlainSessionDoesNotWaitForIdleReads)
