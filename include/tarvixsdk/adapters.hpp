@@ -39,8 +39,9 @@ struct OpenOptions {
 
     /**
      * Take an advisory lock on the device node (flock) and fail with `OpenStatus::IN_USE` when another session holds
-     * it, in this process or another. The kernel releases it when the process ends, however it ends. Programs that
-     * take no lock, plain `connect` among them, are not kept out. Where the path is no file there is nothing to lock.
+     * it, in this process or another. The kernel releases it when the process ends, however it ends; children that
+     * a crashed process has forked must have ended, too, or called exec. Programs that take no lock, plain `connect`
+     * among them, are not kept out. Where the path is no file there is nothing to lock.
      */
     bool exclusive = true;
 

@@ -3,8 +3,8 @@
  * TarvixAsyncSDK: the adapter's commands without waiting.
  *
  * What a command does, its units, its ranges and its effect on the bus are described at the method of the same name of
- * `TarvixSDK` in sdk.hpp, whose conventions 4 to 7 and 9 (threads, values, bus sequences, one program at a time,
- * memory) hold here too. What differs:
+ * `TarvixSDK` in sdk.hpp, whose conventions 4 to 7, 9 and 10 (threads, values, bus sequences, one program at a
+ * time, memory, processes) hold here too. What differs:
  *
  * 1. **Commands** check the connection, then the arguments, encode one request frame, write it and return at once:
  *      - `StatusCode::NOT_CONNECTED` and `StatusCode::INVALID_ARGUMENT` as the blocking method, and nothing was sent;

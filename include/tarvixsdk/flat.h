@@ -35,8 +35,10 @@
  *      - `TarvixSDK_I2cRead`: `length` bytes, in a plain session, too.
  * 9. **Threads** are those of `TarvixSDK`. Callbacks run on the handle's reader thread; see
  *    `TarvixSDK_NotificationCallback`.
- * 10. **Exceptions** do not leave these functions, but for `std::bad_alloc` when memory runs out, which ends a program
- *     that is not C++.
+ * 10. **Processes** are those of `TarvixSDK`: to a forked child its parent's handles are not connected, and
+ *     `TarvixSDK_Destroy` leaves them as they are.
+ * 11. **Exceptions** do not leave these functions, but for `std::bad_alloc` when memory runs out, which ends a program
+ *     that is not C++. One that leaves a callback ends the program.
  */
 #ifndef TARVIXSDK_FLAT_H
 #define TARVIXSDK_FLAT_H

@@ -32,8 +32,9 @@
  * 4. **Threads.** A strict session serves calls from several threads one after another; use a plain one from one thread
  *    at a time. Different sessions are independent. Handlers run on the session's reader thread, and nothing is read
  *    while one runs: Linux keeps 63 unread reports and then drops the newest without a word, so a slow handler tears
- *    long responses. A handler must return soon, must not throw, and must not call a command of its own session, which
- *    would wait for a response that only its own thread can read.
+ *    long responses. A handler must return soon and must not call a command of its own session, which would wait for a
+ *    response that only its own thread can read. An exception that leaves a handler ends the program
+ *    (`std::terminate`).
  * 5. **Values.** Addresses are 7-bit and unshifted. Enumerations travel as their low byte, declared member or not.
  *    Where a comment says that the firmware defines a value, the library passes it through.
  * 6. **Bus sequences.** START, repeated START and STOP are the bus conditions; `address+W` and `address+R` are the
@@ -44,7 +45,14 @@
  * 8. **Loss** of the adapter calls the handler set with `onConnectionLost`. In a plain session each command then ends
  *    in `NO_RESPONSE` or, without a timeout, never: `disconnect`, then `connect` again.
  * 9. **Memory.** Arguments are only read during the call. Running out of memory raises `std::bad_alloc`; commands throw
- *    nothing else.
+ *    nothing else. A response or notification for which the reader thread finds no memory is dropped: the call that
+ *    waits for it returns `NO_RESPONSE`.
+ * 10. **Processes.** A session belongs to the process that opened it. In a child of `fork` it is not connected:
+ *     commands return `NOT_CONNECTED`, `connect` and `open` fail, and `disconnect`, the destructor and `exit` leave the
+ *     parent's session alone. The child may open sessions of its own; one that was forked in a handler must call `exec`
+ *     or `_exit`. Disconnect before `exit`: while it destroys static objects, handlers of open sessions still run.
+ *     `dlclose` does not unload the library, and open sessions go on. A timeout of -1 waits as long as it takes: for
+ *     ever when the response is lost and, in a plain session, when the adapter is.
  */
 #ifndef TARVIXSDK_SDK_HPP
 #define TARVIXSDK_SDK_HPP
@@ -108,7 +116,8 @@ public:
      *   - When the adapter is lost (unplugged, restarted), a waiting call ends within 200 ms and every later one at
      *     once with `StatusCode::ADAPTER_LOST`, even with a timeout of -1.
      *   - A request stops at the first segment that cannot be written, and the call returns `NO_RESPONSE`. The kernel
-     *     gives up on an adapter that takes no data after about 5 s, whatever the session's timeout.
+     *     waits about 5.3 s for an adapter that takes no data, and so does a call or a `disconnect` meanwhile, whatever
+     *     the session's timeout: at most 5.5 s in all.
      *   - `disconnect` from another thread ends a waiting call with `StatusCode::NOT_CONNECTED`.
      *   - Calls from several threads are served one after another.
      *
@@ -138,6 +147,10 @@ public:
      * Opens the adapter at a hidapi device path, or with an empty path the first supported adapter found.
      *
      * While an adapter is open this returns true and keeps it, whatever the path, even if it was unplugged meanwhile.
+     *
+     * A plain session writes every segment of a request, whatever became of the one before. The kernel waits about
+     * 5.3 s for an adapter that takes no data, so a request of n segments (62 or 1022 bytes each) holds the call and
+     * `disconnect` for n times as long, whatever the session's timeout.
      *
      * @return whether an adapter is open now; false when none matched or it could not be opened, most often for lack of
      *         permission for its device node. That another program has it open is no reason to fail.

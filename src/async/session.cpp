@@ -3,7 +3,12 @@
 
 TarvixAsyncSDK::TarvixAsyncSDK() : state_(std::make_unique<State>()) {}
 
-TarvixAsyncSDK::~TarvixAsyncSDK() = default;
+TarvixAsyncSDK::~TarvixAsyncSDK()
+{
+    if (state_->link.isInherited()) {
+        static_cast<void>(state_.release());
+    }
+}
 
 bool TarvixAsyncSDK::connect(const std::string& path)
 {

@@ -9,6 +9,7 @@
 
 #include "flat/notification_queue.hpp"
 #include "handler_slot.hpp"
+#include "home_process.hpp"
 #include "tarvixsdk/flat.h"
 #include "tarvixsdk/sdk.hpp"
 
@@ -21,9 +22,17 @@ struct TarvixSDK_Handle {
     TarvixSDK_Handle(const TarvixSDK_Handle&) = delete;
     TarvixSDK_Handle& operator=(const TarvixSDK_Handle&) = delete;
 
+    // A session has begun in this process.
+    void begin()
+    {
+        home.moveHere();
+        queue.begin();
+    }
+
     void receive(const Notification& notification); // on the reader thread
     void loseConnection();                          // on the reader thread
 
+    HomeProcess home;
     std::unique_ptr<TarvixSDK> sdk;
     NotificationQueue queue;
     HandlerSlot<const std::uint8_t*, std::size_t> frameHandler;

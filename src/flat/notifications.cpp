@@ -83,13 +83,16 @@ StatusCode TarvixSDK_NextNotification(TarvixSDK_Handle* handle, std::uint8_t* bu
                                       std::size_t* length, int timeout)
 {
     return call(handle, length != nullptr && isArray(buffer, capacity), [&](TarvixSDK&) {
+        if (!handle->home.isHere()) {
+            return StatusCode::NOT_CONNECTED;
+        }
         return handle->queue.take({buffer, capacity}, *length, timeout);
     });
 }
 
 std::uint64_t TarvixSDK_DroppedNotifications(TarvixSDK_Handle* handle)
 {
-    return handle == nullptr ? 0 : handle->queue.dropped();
+    return handle == nullptr || !handle->home.isHere() ? 0 : handle->queue.dropped();
 }
 
 // The views do not use the accessors of Notification: those write into the record, which a C caller may keep in

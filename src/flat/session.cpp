@@ -20,7 +20,7 @@ bool connected(TarvixSDK_Handle* handle, Connect connect)
     try {
         const bool isConnected = connect(*handle->sdk);
         if (isConnected) {
-            handle->queue.begin();
+            handle->begin();
         }
         return isConnected;
     } catch (const std::runtime_error&) {
@@ -36,7 +36,7 @@ OpenResult open(TarvixSDK_Handle* handle, const OpenOptions& options)
     try {
         OpenResult result = handle->sdk->open(options);
         if (result) {
-            handle->queue.begin();
+            handle->begin();
         }
         return result;
     } catch (const std::runtime_error& error) {
@@ -75,7 +75,9 @@ TarvixSDK_Handle* TarvixSDK_Create(int timeout)
 
 void TarvixSDK_Destroy(TarvixSDK_Handle* handle)
 {
-    delete handle;
+    if (handle != nullptr && handle->home.isHere()) {
+        delete handle;
+    }
 }
 
 bool TarvixSDK_Connect(TarvixSDK_Handle* handle, const char* path)
@@ -113,7 +115,7 @@ bool TarvixSDK_ConnectWithSerialNumber(TarvixSDK_Handle* handle, const char* ser
 
 void TarvixSDK_Disconnect(TarvixSDK_Handle* handle)
 {
-    if (handle == nullptr) {
+    if (handle == nullptr || !handle->home.isHere()) {
         return;
     }
     try {

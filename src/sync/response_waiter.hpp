@@ -1,10 +1,12 @@
 // Where the reader thread leaves a response and the caller waits for it.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "tarvixsdk/types.h"
@@ -58,10 +60,10 @@ public:
         return ended_;
     }
 
-    // On the reader thread.
-    void store(TransactionId transactionId, const std::vector<std::uint8_t>& response)
+    // On the reader thread. Out of memory, the response is dropped.
+    void store(TransactionId transactionId, const std::vector<std::uint8_t>& response) noexcept
     {
-        {
+        try {
             const std::lock_guard lock(mutex_);
             if (strict_ && (transactionId != expected_ || arrived_)) {
                 ++unmatched_;
@@ -69,6 +71,8 @@ public:
             }
             response_ = response;
             arrived_ = true;
+        } catch (const std::bad_alloc&) {
+            return;
         }
         condition_.notify_one();
     }
@@ -104,11 +108,7 @@ public:
     }
 
     // Responses that a strict session dropped because no call was waiting for them.
-    std::uint64_t unmatched()
-    {
-        const std::lock_guard lock(mutex_);
-        return unmatched_;
-    }
+    std::uint64_t unmatched() const { return unmatched_; }
 
 private:
     static constexpr TransactionId NOBODY = 0; // the number of notifications, which are not stored here
@@ -120,6 +120,6 @@ private:
     bool arrived_ = false;
     TransactionId expected_ = NOBODY;
     StatusCode ended_ = StatusCode::SUCCESS; // why a strict session is over
-    std::uint64_t unmatched_ = 0;
+    std::atomic<std::uint64_t> unmatched_ = 0;
     std::vector<std::uint8_t> response_;
 };

@@ -83,6 +83,9 @@ OpenResult TarvixSDK::Session::open(const OpenOptions& options)
 
 void TarvixSDK::Session::disconnect()
 {
+    if (isInherited()) {
+        return;
+    }
     const FrameLink::Lifecycle lifecycle = async_.state_->link.lifecycle();
     waiter_.end(StatusCode::NOT_CONNECTED);
     async_.disconnect();
@@ -92,7 +95,12 @@ TarvixSDK::TarvixSDK() : TarvixSDK(-1) {}
 
 TarvixSDK::TarvixSDK(int timeout) : session_(std::make_unique<Session>(timeout)) {}
 
-TarvixSDK::~TarvixSDK() = default;
+TarvixSDK::~TarvixSDK()
+{
+    if (session_->isInherited()) {
+        static_cast<void>(session_.release());
+    }
+}
 
 bool TarvixSDK::connect(const std::string& path)
 {

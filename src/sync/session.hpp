@@ -110,6 +110,9 @@ public:
     OpenResult open(const OpenOptions& options);
     void disconnect();
 
+    // Whether another process opened it. Commands then end at the test of the connection and touch nothing before.
+    bool isInherited() const { return async_.state_->link.isInherited(); }
+
     StatusCode connection() const { return async_.state_->link.connection(); }
     TarvixAsyncSDK& async() { return async_; }
     std::uint64_t unmatchedResponses() { return waiter_.unmatched(); }
@@ -129,7 +132,7 @@ private:
 
     void begin(bool strict);
 
-    Turn takeTurn() { return strict_ ? Turn(turnMutex_) : Turn(); }
+    Turn takeTurn() { return strict_ && !isInherited() ? Turn(turnMutex_) : Turn(); }
 
     // 1 to 65535, then 1 again: 0 marks notifications. Advances also when the request is then not sent.
     TransactionId generateTransactionId()

@@ -19,7 +19,11 @@ OpenResult FrameLink::open(const OpenOptions& options)
         return {OpenStatus::OPENED, transport_.path(), 0, "opened " + transport_.path()};
     }
     if (!opening) {
-        return {OpenStatus::FAILED, {}, 0, "an adapter cannot be opened from a handler of its own session"};
+        return {OpenStatus::FAILED,
+                {},
+                0,
+                isInherited() ? "this session belongs to the process that opened it: make a new one"
+                              : "an adapter cannot be opened from a handler of its own session"};
     }
     transport_.close();
     const std::lock_guard sending(sendMutex_);

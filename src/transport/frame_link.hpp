@@ -17,9 +17,12 @@ public:
     using LossSlot = HandlerSlot<>;
 
     // Held while a session begins or ends, so that these happen one after another. The reader thread gets an empty one:
-    // it can do neither, and the others wait for it.
+    // it can do neither, and the others wait for it. So does a process that inherited the session.
     using Lifecycle = std::unique_lock<std::recursive_mutex>;
-    Lifecycle lifecycle() { return transport_.isReaderThread() ? Lifecycle() : Lifecycle(lifecycleMutex_); }
+    Lifecycle lifecycle()
+    {
+        return transport_.isReaderThread() || isInherited() ? Lifecycle() : Lifecycle(lifecycleMutex_);
+    }
 
     // A plain session: true, and nothing changed, when one is open already, unless it is a strict one that is over.
     bool connect(const std::string& path, const std::string& serial);
@@ -34,6 +37,10 @@ public:
     // SUCCESS while connected, or else ADAPTER_LOST or NOT_CONNECTED.
     StatusCode connection() const;
     bool isAlive() const { return transport_.isAlive(); }
+
+    // Whether another process opened the session; see HidTransport. The owner then leaves the link, and whatever its
+    // threads may have locked, as it is.
+    bool isInherited() const { return transport_.isInherited(); }
 
     // Writes the frame's segments in order, one frame at a time. A plain session writes on whatever the writes report:
     // whether a frame arrived shows in the response alone. A strict one stops at the first that fails and returns

@@ -126,21 +126,23 @@ OpenResult HidTransport::open(const OpenOptions& options)
         return severalFound(adapters.size());
     }
     const std::string& path = adapters.front().path;
+    NodeLock nodeLock;
     if (options.exclusive) {
-        switch (nodeLock_.take(path)) {
+        switch (nodeLock.take(path)) {
         case NodeLock::Result::HELD:
         case NodeLock::Result::NO_FILE:
             break;
         case NodeLock::Result::NO_PERMISSION:
             return noPermission(path);
         case NodeLock::Result::IN_USE:
-            return inUse(path, nodeLock_.holder());
+            return inUse(path, nodeLock.holder());
         }
     }
+    OpenResult result = opened(path); // before it is true: afterwards nothing may fail
     if (start({adapters.front().reportSize, path}, options.strict)) {
-        return opened(path);
+        nodeLock_.swap(nodeLock);
+        return result;
     }
-    nodeLock_.release();
     const bool mayNot = ::access(path.c_str(), F_OK) == 0 && ::access(path.c_str(), R_OK | W_OK) != 0;
     return mayNot ? noPermission(path) : failed(path);
 }
@@ -161,13 +163,13 @@ bool HidTransport::start(const FoundDevice& found, bool strict)
     failing_ = false;
     writeFailed_ = false;
     running_ = true;
+    home_.moveHere();
     device_ = device.get();
     try {
         const SignalsBlocked inherited;
         reader_ = std::thread([this, signals = inherited.before()] { readReports(signals); });
     } catch (...) {
         device_ = nullptr;
-        nodeLock_.release();
         throw;
     }
     static_cast<void>(device.release());
@@ -228,7 +230,7 @@ int HidTransport::guarded(Call call)
     return result;
 }
 
-void HidTransport::readReports(sigset_t applicationSignals)
+void HidTransport::readReports(sigset_t applicationSignals) noexcept
 {
     setApplicationSignals(applicationSignals);
     reader() = this;

@@ -15,6 +15,7 @@
 
 #include <signal.h>
 
+#include "home_process.hpp"
 #include "tarvixsdk/adapters.hpp"
 #include "transport/enumeration.hpp"
 #include "transport/node_lock.hpp"
@@ -40,11 +41,15 @@ public:
     // Opens the device that the options choose.
     OpenResult open(const OpenOptions& options);
 
-    // Stops the reader and closes the device; nothing when closed. On the reader thread itself it raises
+    // Stops the reader and closes the device; nothing when closed or inherited. On the reader thread itself it raises
     // resource_deadlock_would_occur, and the reader ends when its handler returns.
     void close();
 
-    bool isOpen() const { return device_ != nullptr; }
+    bool isOpen() const { return device_ != nullptr && home_.isHere(); }
+
+    // Whether the process that forked this one had it open. Then it is not open here, cannot be opened, and must not be
+    // destroyed: see HomeProcess.
+    bool isInherited() const { return device_ != nullptr && !home_.isHere(); }
 
     // Whether the open device's session, or the last one, is strict.
     bool isStrict() const { return strict_; }
@@ -78,16 +83,17 @@ private:
     bool start(const FoundDevice& found, bool strict);
     template <typename Call>
     int guarded(Call call);
-    void readReports(sigset_t applicationSignals);
+    void readReports(sigset_t applicationSignals) noexcept; // what a handler throws ends the program
     bool pauseAfterFailure(int failures);
 
     const ReportHandler onReport_;
     const LossHandler onLoss_;
     std::atomic<hid_device_*> device_ = nullptr; // null while closed
+    HomeProcess home_;                           // of the device and its reader
     std::string path_;
     std::size_t reportSize_ = 0;
     std::vector<std::uint8_t> outgoing_;
-    std::vector<std::uint8_t> incoming_; // the reader thread's
+    std::vector<std::uint8_t> incoming_; // the reader thread's, made by the one that opens
     NodeLock nodeLock_;
 
     std::shared_mutex callMutex_;           // see guarded()

@@ -57,6 +57,7 @@ NodeLock::Result NodeLock::take(const std::string& path)
 void NodeLock::release()
 {
     if (descriptor_ >= 0) {
+        ::flock(descriptor_, LOCK_UN); // a forked child may have the descriptor, too
         ::close(descriptor_);
         descriptor_ = -1;
     }

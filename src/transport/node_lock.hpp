@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 // flock on a descriptor of its own: the kernel releases it when the process ends, however it ends, and a second session
 // of the same process is kept out, too. hidapi's descriptor cannot be had, and a record lock would go with whichever
@@ -23,6 +24,7 @@ public:
 
     Result take(const std::string& path);
     void release();
+    void swap(NodeLock& other) { std::swap(descriptor_, other.descriptor_); }
 
     // After IN_USE: the process that holds the lock, 0 where the system does not tell.
     std::int64_t holder() const { return holder_; }

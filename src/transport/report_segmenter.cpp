@@ -1,6 +1,7 @@
 #include "transport/report_segmenter.hpp"
 
 #include <algorithm>
+#include <new>
 
 namespace {
 
@@ -36,7 +37,7 @@ bool ReportAssembler::accept(std::span<const std::uint8_t> report)
     const unsigned header = report[0] | static_cast<unsigned>(report[1]) << 8;
     if ((header & FIRST) != 0) {
         frame_.clear();
-        overflowed_ = false;
+        dropping_ = false;
     } else if (!insideFrame_ && !takeContinuations_) {
         return false;
     }
@@ -44,10 +45,19 @@ bool ReportAssembler::accept(std::span<const std::uint8_t> report)
     // The count is the adapter's word: never take more than the report holds.
     const auto part = report.subspan(
         HEADER_SIZE, std::min<std::size_t>(header >> COUNT_SHIFT & COUNT_MASK, report.size() - HEADER_SIZE));
-    if (overflowed_ || frame_.size() + part.size() > CEILING) {
-        overflowed_ = true;
+    dropping_ = dropping_ || !append(part);
+    return !dropping_ && (header & LAST) != 0;
+}
+
+bool ReportAssembler::append(std::span<const std::uint8_t> part)
+{
+    if (frame_.size() + part.size() > CEILING) {
         return false;
     }
-    frame_.insert(frame_.end(), part.begin(), part.end());
-    return (header & LAST) != 0;
+    try {
+        frame_.insert(frame_.end(), part.begin(), part.end());
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
 }

@@ -43,8 +43,10 @@ public:
     const std::vector<std::uint8_t>& frame() const { return frame_; }
 
 private:
+    bool append(std::span<const std::uint8_t> part);
+
     std::vector<std::uint8_t> frame_;
-    bool overflowed_ = false; // drop segments until the next first one
+    bool dropping_ = false; // until the next first segment: the frame passed the ceiling, or memory ran out
     bool insideFrame_ = false;
     bool takeContinuations_ = true;
 };

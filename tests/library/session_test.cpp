@@ -1,6 +1,8 @@
 // The blocking session: numbering, waiting, late and double responses, notifications, and the system commands, through
 // the shipped library with hidapi replaced.
 #include <atomic>
+#include <csignal>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -105,6 +107,18 @@ TEST_F(Session, EveryNotificationReachesTheHandlerWithItsKind)
         device->deliverFrame(frame);
     }
     EXPECT_EQ(received.atLeast(cases.size()), cases);
+}
+
+TEST_F(Session, WhatAHandlerThrowsEndsTheProgram)
+{
+    const auto receive = [this] {
+        TarvixSDK sdk(FOREVER);
+        sdk.onNotification([](const Notification&) { throw std::runtime_error("thrown in a handler"); });
+        sdk.connect("");
+        device->deliverFrame({0, 0, 0x81, 0x14});
+        sdk.uartDeinit();
+    };
+    EXPECT_EXIT(receive(), testing::KilledBySignal(SIGABRT), "thrown in a handler");
 }
 
 TEST_F(Session, GetUsbStringTakesItsOwnResponseOnly)

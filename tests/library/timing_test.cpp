@@ -5,7 +5,6 @@
 #include "support/received.hpp"
 #include "support/stopped_clock.hpp"
 #include "tarvixsdk/async_sdk.hpp"
-#include "tarvixsdk/sdk.hpp"
 
 namespace {
 
@@ -13,18 +12,24 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 
 using Timing = Adapter;
 
-TEST_F(Timing, ACommandWaitsItsWholeTimeoutHoweverOftenItIsWoken)
+TEST_F(Timing, ACallWaitsItsWholeTimeoutHoweverOftenItIsWoken)
 {
     for (const int timeout : {1, 50, 2'147'483'647}) {
         StoppedClock clock;
-        TarvixSDK sdk(timeout);
-        ASSERT_TRUE(sdk.connect(""));
-        const auto begin = std::chrono::steady_clock::now();
-        clock.watchThisThread(true);
-        EXPECT_EQ(sdk.uartDeinit(), StatusCode::NO_RESPONSE);
-        clock.watchThisThread(false);
-        ASSERT_EQ(Milliseconds(std::chrono::steady_clock::now() - begin).count(), timeout)
-            << "on this clock, and not on one that may be set back";
+        const auto waitsForIt = [&](auto call) {
+            const auto begin = std::chrono::steady_clock::now();
+            clock.watchThisThread(true);
+            EXPECT_EQ(call(), StatusCode::NO_RESPONSE);
+            clock.watchThisThread(false);
+            ASSERT_EQ(Milliseconds(std::chrono::steady_clock::now() - begin).count(), timeout)
+                << "on this clock, and not on one that may be set back";
+        };
+        TarvixSDK_Handle* const handle = TarvixSDK_Create(timeout);
+        ASSERT_TRUE(TarvixSDK_Connect(handle, nullptr));
+        std::size_t length = 0;
+        waitsForIt([&] { return TarvixSDK_UartDeinit(handle); });
+        waitsForIt([&] { return TarvixSDK_NextNotification(handle, nullptr, 0, &length, timeout); });
+        TarvixSDK_Destroy(handle);
     }
 }
 

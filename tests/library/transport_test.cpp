@@ -130,7 +130,9 @@ TEST_F(Transport, SessionsOnSeveralThreadsNeverMeetInHidapi)
     for (int i = 0; i < 3; ++i) {
         threads.emplace_back([i] {
             TarvixAsyncSDK sdk;
-            EXPECT_TRUE(sdk.connect("/dev/hidraw" + std::to_string(i)));
+            const std::string path = "/dev/hidraw" + std::to_string(i);
+            EXPECT_TRUE(i == 0 ? sdk.connect(path) : bool(sdk.open({.path = path, .exclusive = false})));
+            EXPECT_EQ(listAdapters().size(), 3U);
         });
     }
     for (std::thread& thread : threads) {

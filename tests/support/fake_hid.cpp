@@ -1,6 +1,8 @@
 #include "support/fake_hid.hpp"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 
@@ -31,9 +33,11 @@ public:
         if (bus().lingers) {
             changed.wait_for(lock, LINGER, [] { return running > 1; });
         }
+        inside = true;
     }
     ~ProcessCall()
     {
+        inside = false;
         const std::lock_guard lock(mutex);
         --running;
     }
@@ -124,6 +128,14 @@ bool Device::waitUntil(const std::function<bool(const Device&)>& condition) cons
 {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, LIMIT, [&] { return condition(*this); });
+}
+
+void Device::enter() const
+{
+    if (forbidden_) {
+        std::fputs("a forbidden device is used\n", stderr);
+        std::_Exit(1);
+    }
 }
 
 int Device::write(const std::uint8_t* data, std::size_t length)
@@ -267,16 +279,19 @@ hid_device* hid_open_path(const char* path)
 
 void hid_close(hid_device* dev)
 {
+    dev->device->enter();
     dev->device->closed();
     delete dev;
 }
 
 int hid_write(hid_device* dev, const unsigned char* data, size_t length)
 {
+    dev->device->enter();
     return dev->device->write(data, length);
 }
 
 int hid_read_timeout(hid_device* dev, unsigned char* data, size_t length, int milliseconds)
 {
+    dev->device->enter();
     return dev->device->read(data, length, std::chrono::milliseconds(milliseconds));
 }

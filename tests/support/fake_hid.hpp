@@ -2,6 +2,7 @@
 // system's hidapi when both are in one program. It keeps its own account of what the library may and may not do.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -51,6 +52,7 @@ public:
     void hiccup(int reads) { set(failingReads_, reads); }      // that many reads fail
     void unplug() { set(unplugged_, true); }                   // reads and writes fail from now on
     void replug() { set(unplugged_, false); }
+    void forbid() { forbidden_ = true; } // ends the process when it is used or closed
 
     std::vector<Bytes> reports() const { return get(reports_); } // each written report, report ID included
     std::vector<Bytes> frames() const { return get(frames_); }   // each whole frame written
@@ -78,7 +80,8 @@ public:
     // Waits until `condition` holds of this device; false after a generous limit.
     bool waitUntil(const std::function<bool(const Device&)>& condition) const;
 
-    // The hidapi side.
+    // The hidapi side; each call passes enter() first.
+    void enter() const;
     int write(const std::uint8_t* data, std::size_t length);
     int read(std::uint8_t* data, std::size_t length, std::chrono::milliseconds timeout);
     void opened() { set(opens_, opens() + 1); }
@@ -103,6 +106,7 @@ private:
     }
 
     const Entry entry_;
+    std::atomic<bool> forbidden_ = false;
     mutable std::recursive_mutex mutex_;
     mutable std::condition_variable_any changed_;
     std::function<void(const Bytes&)> handler_;
