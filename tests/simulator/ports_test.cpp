@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 
 #include "ports/gadget/node.hpp"
+#include "ports/run/private_directory.hpp"
+#include "ports/run/socket.hpp"
 #include "ports/shared/adapter_host.hpp"
 #include "ports/shared/event_loop.hpp"
 #include "ports/shared/report_codec.hpp"
@@ -172,6 +174,35 @@ TEST_F(AdapterHostTest, BootModeLasts)
     loop.after(milliseconds(5), [&] { later = true; });
     ASSERT_TRUE(runUntil(loop, [&] { return later; }));
     EXPECT_EQ(cable.events, "+-") << "came back like after a reset";
+}
+
+TEST(PrivateDirectory, OutlivesOnlyItsProgram)
+{
+    namespace fs = std::filesystem;
+    std::string parent = fs::temp_directory_path() / "tarvix-test.XXXXXX";
+    ASSERT_TRUE(::mkdtemp(parent.data()));
+    ::unsetenv("XDG_RUNTIME_DIR");
+    ::setenv("TMPDIR", fs::relative(parent).c_str(), 1);
+
+    const PrivateDirectory living;
+    EXPECT_EQ(living.path(), fs::canonical(living.path()));
+    listenOn(living.path() + '/' + SOCKET_NAME); // and listens no longer
+    const fs::path starting = parent + "/tarvix-sim.starting";
+    const fs::path killedEarly = parent + "/tarvix-sim.early";
+    const fs::path killed = parent + "/tarvix-sim.killed";
+    for (const auto& path : {starting, killedEarly, killed}) {
+        fs::create_directory(path);
+    }
+    fs::last_write_time(killedEarly, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    listenOn(killed / SOCKET_NAME);
+    ::setenv("XDG_RUNTIME_DIR", "/nowhere", 1);
+    PrivateDirectory{};
+    EXPECT_TRUE(fs::exists(living.path()) && fs::exists(starting));
+    EXPECT_FALSE(fs::exists(killedEarly));
+    EXPECT_FALSE(fs::exists(killed));
+    ::unsetenv("XDG_RUNTIME_DIR");
+    ::unsetenv("TMPDIR");
+    fs::remove_all(parent);
 }
 
 // Plays the kernel at the other end of what the port takes for /dev/uhid.
