@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -15,6 +14,7 @@
 #include "adapter/listing.hpp"
 #include "arguments/options.hpp"
 #include "commands/command.hpp"
+#include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "console/interrupt.hpp"
 #include "console/text.hpp"
@@ -50,7 +50,7 @@ void list(Context& context, const NoOptions&)
                         {"path", adapter.path}});
     }
     if (adapters.empty() && !context.output().json()) {
-        fmt::print(stderr, "tarvix list: no adapter is attached; run 'tarvix doctor'\n");
+        terminal::tell("tarvix list: no adapter is attached; run 'tarvix doctor'");
         return;
     }
     const std::string head =
@@ -140,11 +140,10 @@ bool confirmed(const Adapter& adapter)
     if (isatty(STDIN_FILENO) != 1) {
         throw UsageError("boot mode needs confirmation, but standard input is not a terminal", "use -y");
     }
-    fmt::print(stderr,
-               "{} will leave the USB bus and take no commands until new firmware is loaded or it is replugged.\n"
-               "Enter boot mode? [y/N] ",
-               adapter.selector);
-    std::fflush(stderr);
+    terminal::tell(
+        fmt::format("{} will leave the USB bus and take no commands until new firmware is loaded or it is replugged.",
+                    adapter.selector));
+    terminal::writeError("Enter boot mode? [y/N] ");
     std::array<char, 16> answer{};
     const ssize_t length = read(STDIN_FILENO, answer.data(), answer.size());
     throwIfInterrupted();

@@ -131,6 +131,10 @@ class ExitStatus(Case):
             ("set -o pipefail; tarvix monitor | true", 128 + 13, ""),
             ("set -o pipefail; (sleep 0.2; exec tarvix info) | true", 128 + 13, ""),
             ("tarvix gpio set 3=1 <&-", 0, ""),
+            # A standard error that takes nothing changes nothing else.
+            *((f"{error}; tarvix {command}", status, "") for error in
+              ("exec 2>&-", "exec 2>/dev/full", "exec 2> >(:); wait $!")
+              for command, status in (("nonsense", 2), ("-v gpio set 3=1", 0), ("boot", 2), ("batch /", 2))),
             ("tarvix batch - <&-", 2, "tarvix batch: FILE: standard input: Bad file descriptor\n"),
         ]
         for script, status, errors in table:

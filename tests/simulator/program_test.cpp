@@ -64,6 +64,10 @@ TEST(Program, PassesTheCommandsStatusOn)
         {"printf '%s,' -- a -x", 0, "--,a,-x,"},
         {"/nowhere/program", 127, "tarvix-sim: cannot run /nowhere/program: No such file or directory\n"},
         {"/", 126, "tarvix-sim: cannot run /: Permission denied\n"},
+        {"sh -c 'kill -PIPE $$'", 128 + 13, ""},
+        // A standard error that takes nothing.
+        {"/nowhere/program 2>&-", 127, ""},
+        {"sh -c 'echo x >&2 || echo closed' 2>&-", 0, "closed\n"},
     };
     for (const auto& [command, status, output] : cases) {
         const auto outcome = sim(std::string("run -- ") + command);
@@ -112,6 +116,16 @@ TEST_F(Tool, SeesTargetsInterruptAndJoinOnATrigger)
                               "masked\nhas an address\n"
                               "tarvix-sim: TVX0000001 > 00 00 82 19 00 00 7f fe 56 78 90 02 02 c6 08 (other)\n"
                               "already out\n");
+}
+
+TEST_F(Tool, WorksWhereStandardErrorTakesNothing)
+{
+    for (const std::string error : {"2>&-", "2>/dev/full", "2> >(:); wait $!"}) {
+        const auto outcome =
+            shell("bash -c 'exec 3>&1 " + error + "; " TARVIX_SIM " run --verbose -- " TARVIX " gpio get 3 >&3'");
+        EXPECT_EQ(outcome.status, 0) << error;
+        EXPECT_EQ(outcome.output, "3=low\n") << error;
+    }
 }
 
 TEST_F(Tool, GetsTransfersOfEverySizeWhole)
