@@ -17,7 +17,6 @@
 #include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "console/interrupt.hpp"
-#include "console/text.hpp"
 
 namespace tool {
 
@@ -38,8 +37,8 @@ void list(Context& context, const NoOptions&)
     std::string text;
     Json rows = Json::array();
     for (const Adapter& adapter : adapters) {
-        text += fmt::format(ROW, adapter.selector, selectors, withoutControls(adapter.serialNumber), serials,
-                            withoutControls(adapter.product), products, adapter.reportSize, adapter.path);
+        text += fmt::format(ROW, adapter.selector, selectors, terminal::printable(adapter.serialNumber), serials,
+                            terminal::printable(adapter.product), products, adapter.reportSize, adapter.path);
         rows.push_back({{"selector", adapter.selector},
                         {"serial", adapter.serialNumber},
                         {"product", adapter.product},
@@ -68,7 +67,7 @@ void info(Context& context, const NoOptions&)
     std::string text = fmt::format("adapter:     {} ({:04x}:{:04x}, reports of {} bytes) at {}\n", adapter.selector,
                                    adapter.vendorId, adapter.productId, adapter.reportSize, adapter.path);
     for (std::size_t i = 0; i < texts.size(); ++i) {
-        text += fmt::format("string {}:    {}\n", i + 1, withoutControls(texts[i]));
+        text += fmt::format("string {}:    {}\n", i + 1, terminal::printable(texts[i]));
     }
     const Backend backend = currentBackend();
     text += fmt::format("library:     tarvixsdk {}\nhidapi:      {} ({})\n", TarvixSDK::getVersion(), backend.version,
