@@ -1,18 +1,22 @@
 // The parts of tarvix-sim's ports: joining segments, faults, latency, and what goes to the kernel's interfaces.
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <linux/input.h>
+#include <optional>
 #include <string>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <termios.h>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "ports/gadget/node.hpp"
+#include "ports/run/listener.hpp"
 #include "ports/run/private_directory.hpp"
 #include "ports/run/socket.hpp"
 #include "ports/shared/adapter_host.hpp"
@@ -20,6 +24,23 @@
 #include "ports/shared/report_codec.hpp"
 #include "ports/uhid/device.hpp"
 #include "support/bytes.hpp"
+
+namespace {
+
+std::optional<int> refusedAccepts; // while it has a value, there is no descriptor for a connection
+
+}
+
+// In place of the C library's.
+extern "C" int accept4(int socket, sockaddr* address, socklen_t* size, int flags)
+{
+    if (refusedAccepts) {
+        ++*refusedAccepts;
+        errno = EMFILE;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_accept4, socket, address, size, flags));
+}
 
 namespace {
 
@@ -203,6 +224,25 @@ TEST(PrivateDirectory, OutlivesOnlyItsProgram)
     ::unsetenv("XDG_RUNTIME_DIR");
     ::unsetenv("TMPDIR");
     fs::remove_all(parent);
+}
+
+TEST(Listener, RestsWhileDescriptorsAreShort)
+{
+    std::string directory = std::filesystem::temp_directory_path() / "tarvix-test.XXXXXX";
+    ASSERT_TRUE(::mkdtemp(directory.data()));
+    EventLoop loop;
+    int accepted = 0;
+    const Listener listener(loop, listenOn(directory + "/socket"), [&](FileDescriptor) { ++accepted; });
+    const auto client = connectTo(directory + "/socket");
+    std::filesystem::remove_all(directory);
+
+    refusedAccepts = 0;
+    const auto begin = EventLoop::Clock::now();
+    EXPECT_TRUE(runUntil(loop, [&] { return EventLoop::Clock::now() - begin > milliseconds(200); }));
+    EXPECT_GE(*refusedAccepts, 1);
+    EXPECT_LE(*refusedAccepts, 1 + (EventLoop::Clock::now() - begin) / milliseconds(50));
+    refusedAccepts.reset();
+    EXPECT_TRUE(runUntil(loop, [&] { return accepted == 1; })) << "taken as soon as there is a descriptor";
 }
 
 // Plays the kernel at the other end of what the port takes for /dev/uhid.

@@ -128,6 +128,17 @@ TEST_F(Tool, WorksWhereStandardErrorTakesNothing)
     }
 }
 
+TEST_F(Tool, DoesNotWaitForeverForAStoppedSimulator)
+{
+    const auto outcome = shell("export SIM=" TARVIX_SIM " TARVIX=" TARVIX R"(; $SIM run -- sh -c '
+        kill -STOP $PPID
+        $TARVIX list & $SIM trigger ibi || echo no answer
+        wait
+        kill -CONT $PPID
+        $TARVIX gpio get 3' 2>/dev/null)");
+    EXPECT_EQ(outcome.output, "no answer\n3=low\n");
+}
+
 TEST_F(Tool, GetsTransfersOfEverySizeWhole)
 {
     for (const std::string reportSize : {"64", "1024"}) {
