@@ -17,6 +17,7 @@
 
 #include "ports/gadget/node.hpp"
 #include "ports/run/listener.hpp"
+#include "ports/run/node.hpp"
 #include "ports/run/private_directory.hpp"
 #include "ports/run/socket.hpp"
 #include "ports/shared/adapter_host.hpp"
@@ -224,6 +225,49 @@ TEST(PrivateDirectory, OutlivesOnlyItsProgram)
     ::unsetenv("XDG_RUNTIME_DIR");
     ::unsetenv("TMPDIR");
     fs::remove_all(parent);
+}
+
+// The programs at a node that holds 63 reports for each: one that reads as soon as its queue may be full, and one that
+// does not read at all.
+TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
+{
+    std::string directory = std::filesystem::temp_directory_path() / "tarvix-test.XXXXXX";
+    ASSERT_TRUE(::mkdtemp(directory.data()));
+    for (const std::size_t reportSize : {64, 1024}) {
+        EventLoop loop;
+        HostOptions options;
+        options.reportSize = reportSize;
+        RunNode node(loop, options, 0, directory, [](const RunNode&, const char*) {});
+        node.adapter().plugIn();
+        const auto take = [&](const FileDescriptor& handle, Bytes& ids) {
+            std::array<std::uint8_t, 1024> report{};
+            while (::recv(handle.get(), report.data(), report.size(), MSG_DONTWAIT) > 0) {
+                ids.push_back(report[2]);
+            }
+            return ids.size();
+        };
+        const auto open = [&] {
+            auto handle = connectTo(node.path() + NODE_SOCKET_SUFFIX);
+            Bytes answer;
+            EXPECT_TRUE(runUntil(loop, [&] { return take(handle, answer) == 1; }));
+            return handle;
+        };
+        const auto reader = open();
+        const auto sleeper = open();
+        Bytes all;
+        for (std::uint8_t id = 0; id < 100; ++id) {
+            const Bytes request{0x00, 0x17, 0x00, id, 0x00, 0x07, 0x04, 0x03};
+            ASSERT_GT(::send(reader.get(), request.data(), request.size(), 0), 0);
+            all.push_back(id);
+        }
+        Bytes read;
+        EXPECT_TRUE(runUntil(loop, [&] { return take(reader, read) == 100; }));
+        EXPECT_EQ(read, all);
+        Bytes unread;
+        take(sleeper, unread);
+        EXPECT_EQ(unread, Bytes(all.begin(), all.begin() + 63));
+    }
+    std::filesystem::remove_all(directory);
 }
 
 TEST(Listener, RestsWhileDescriptorsAreShort)
