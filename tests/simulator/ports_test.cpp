@@ -233,7 +233,7 @@ TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
 {
     std::string directory = std::filesystem::temp_directory_path() / "tarvix-test.XXXXXX";
     ASSERT_TRUE(::mkdtemp(directory.data()));
-    for (const std::size_t reportSize : {64, 1024}) {
+    for (const std::size_t reportSize : {64UL, 1024UL}) {
         EventLoop loop;
         HostOptions options;
         options.reportSize = reportSize;

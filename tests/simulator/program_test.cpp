@@ -178,14 +178,15 @@ TEST(Program, DrivesAProgramWithHidapiInside)
     }
     const auto outcome = sim("run --adapters 3 -- sh -c 'cd /; " HIDAPI_INSIDE " " TARVIX_SIM "'");
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.output, "TVX0000001 usage ff00, TVX0000002 usage ff00, TVX0000003 usage ff00, \n"
-                              "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n"
-                              "3 1fc9:82fc, 26 bytes from 06 to c0, 5 TVX00, cloexec 1, -1 1, -1 1, -1 1, 1, 1\n"
-                              "remove hidraw1 TVX0000002\n"
-                              "TVX0000001 usage ff00, TVX0000003 usage ff00, \n"
-                              "read -1, write -1, write -1 1, node -1\n"
-                              "add hidraw1 TVX0000002\n"
-                              "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n");
+    EXPECT_EQ(outcome.output,
+              "TVX0000001 usage ff00, TVX0000002 usage ff00, TVX0000003 usage ff00, \n"
+              "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n"
+              "3 1fc9:82fc, 26 bytes from 06 to c0, 5 TVX00, cloexec 1, limit 0, -1 1, -1 1, -1 1, 1, 1\n"
+              "remove hidraw1 TVX0000002\n"
+              "TVX0000001 usage ff00, TVX0000003 usage ff00, \n"
+              "read -1, write -1, write -1 1, node -1\n"
+              "add hidraw1 TVX0000002\n"
+              "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n");
 }
 
 // 500 commands, 20 on each of 25 adapters.
