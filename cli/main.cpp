@@ -1,15 +1,13 @@
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "command_line.hpp"
+#include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "console/interrupt.hpp"
 #include "console/report.hpp"
@@ -17,17 +15,6 @@
 namespace {
 
 using namespace tool;
-
-// With one of the three standard descriptors closed, the next file opened would take its number, and output would go
-// to the adapter. The stand-ins refuse what the closed ones would have refused.
-void occupyStandardDescriptors()
-{
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(descriptor, F_GETFD) < 0) {
-            open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-        }
-    }
-}
 
 // Ends as any other program does that this signal ended, so that a shell sees the same.
 int endBySignal(int number)
@@ -75,8 +62,7 @@ int run(const std::vector<std::string>& arguments)
 int main(int argumentCount, char** arguments)
 {
     try {
-        occupyStandardDescriptors();
-        std::signal(SIGPIPE, SIG_IGN);
+        terminal::secureStandardStreams();
         watchForInterrupts();
         return run(std::vector<std::string>(arguments + std::min(argumentCount, 1), arguments + argumentCount));
     } catch (const OutputClosed&) {
@@ -86,7 +72,7 @@ int main(int argumentCount, char** arguments)
     } catch (const Interrupted& interrupted) {
         return 128 + interrupted.signal;
     } catch (const std::exception& error) {
-        fmt::print(stderr, "tarvix: {}\n", error.what());
+        terminal::tell(fmt::format("tarvix: {}", error.what()));
         return static_cast<int>(ExitStatus::REFUSED);
     }
 }

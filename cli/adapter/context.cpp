@@ -1,13 +1,13 @@
 #include "adapter/context.hpp"
 
 #include <chrono>
-#include <cstdio>
 #include <thread>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "adapter/statuses.hpp"
+#include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "console/interrupt.hpp"
 
@@ -143,7 +143,7 @@ void Context::setUp(const std::string& controller, const std::string& settings,
 void Context::note(std::string_view text) const
 {
     if (options_.verbose) {
-        fmt::print(stderr, "tarvix: {}\n", text);
+        terminal::tell(fmt::format("tarvix: {}", text));
     }
 }
 

@@ -1,20 +1,17 @@
 #include "adapter/notifications.hpp"
 
 #include <algorithm>
-#include <cerrno>
 #include <ctime>
-#include <deque>
 #include <limits>
-#include <mutex>
-#include <system_error>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
+#include "adapter/event_queue.hpp"
+#include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "console/interrupt.hpp"
 #include "console/text.hpp"
@@ -22,6 +19,8 @@
 namespace tool {
 
 namespace {
+
+constexpr std::size_t LARGEST_QUEUE = 16 << 20; // bytes
 
 const char* name(NotificationKind kind)
 {
@@ -120,55 +119,8 @@ Json toJson(const Event& event)
     return fields;
 }
 
-// Filled on the reader thread, emptied by the command.
-class NotificationStream::Queue {
-public:
-    Queue() : wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-    {
-        if (wakeUp_ < 0) {
-            throw std::system_error(errno, std::generic_category(), "eventfd");
-        }
-    }
-    ~Queue() { ::close(wakeUp_); }
-    Queue(const Queue&) = delete;
-    Queue& operator=(const Queue&) = delete;
-
-    void put(Event event)
-    {
-        const std::lock_guard lock(mutex_);
-        events_.push_back(std::move(event));
-        wake();
-    }
-
-    void wake() const
-    {
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const auto written = write(wakeUp_, &one, sizeof one);
-    }
-
-    std::optional<Event> take()
-    {
-        const std::lock_guard lock(mutex_);
-        if (events_.empty()) {
-            std::uint64_t number = 0;
-            [[maybe_unused]] const auto taken = read(wakeUp_, &number, sizeof number);
-            return std::nullopt;
-        }
-        Event event = std::move(events_.front());
-        events_.pop_front();
-        return event;
-    }
-
-    // Readable when there may be something to take.
-    int descriptor() const { return wakeUp_; }
-
-private:
-    int wakeUp_;
-    std::mutex mutex_;
-    std::deque<Event> events_;
-};
-
-NotificationStream::NotificationStream(Context& context) : context_(context), queue_(std::make_shared<Queue>())
+NotificationStream::NotificationStream(Context& context)
+    : context_(context), queue_(std::make_shared<EventQueue>(LARGEST_QUEUE))
 {
     context_.sdk().onNotification(
         [queue = queue_](const Notification& notification) { queue->put(decode(notification)); });
@@ -189,6 +141,10 @@ std::optional<Event> NotificationStream::next(std::optional<std::chrono::millise
     const Clock::time_point start = Clock::now();
     while (true) {
         throwIfInterrupted();
+        if (const auto lost = queue_->takeLost()) {
+            terminal::tell(fmt::format("tarvix {}: {} events lost: they came faster than standard output took them",
+                                       context_.output().command(), lost));
+        }
         if (auto event = queue_->take()) {
             return event;
         }

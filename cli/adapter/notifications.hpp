@@ -37,7 +37,10 @@ std::string describe(const Event& event);
 // {"time": ..., "event": "gpio", "pin": 3}
 Json toJson(const Event& event);
 
-// Collects the notifications of the context's adapter while it lives. Create it before arming what notifies.
+class EventQueue;
+
+// Collects the notifications of the context's adapter while it lives. Create it before arming what notifies. Those that
+// wait for `next` take 16 MiB at most; further ones are lost, and a line on standard error says how many.
 class NotificationStream {
 public:
     explicit NotificationStream(Context& context);
@@ -50,12 +53,11 @@ public:
     std::optional<Event> next(std::optional<std::chrono::milliseconds> idleTimeout);
 
 private:
-    class Queue;
     void wait(std::chrono::milliseconds limit);
 
     Context& context_;
     // Shared with the handler, which may still be running on the reader thread when the stream ends.
-    std::shared_ptr<Queue> queue_;
+    std::shared_ptr<EventQueue> queue_;
 };
 
 } // namespace tool

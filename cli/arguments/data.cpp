@@ -15,6 +15,8 @@ namespace tool {
 
 namespace {
 
+bool filesRefused = false;
+
 class Input {
 public:
     Input(std::string_view what, std::string name)
@@ -95,6 +97,9 @@ Bytes readData(std::string_view what, const std::vector<std::string>& words, std
         if (word == "-") {
             Input(what, word).appendTo(bytes, limit);
         } else if (word.starts_with('@')) {
+            if (filesRefused) {
+                throw UsageError(fmt::format("{}: '{}' is a file, and --no-files refuses those", what, word));
+            }
             // A file named "-" is a file: only the bare word means standard input.
             Input(what, word == "@-" ? "./-" : word.substr(1)).appendTo(bytes, limit);
         } else {
@@ -108,6 +113,16 @@ Bytes readData(std::string_view what, const std::vector<std::string>& words, std
         throw UsageError(fmt::format("{}: no bytes given", what), fmt::format("use {}", DATA_HELP));
     }
     return bytes;
+}
+
+WithoutFiles::WithoutFiles()
+{
+    filesRefused = true;
+}
+
+WithoutFiles::~WithoutFiles()
+{
+    filesRefused = false;
 }
 
 } // namespace tool

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -15,9 +14,9 @@
 #include "adapter/listing.hpp"
 #include "arguments/options.hpp"
 #include "commands/command.hpp"
+#include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "console/interrupt.hpp"
-#include "console/text.hpp"
 
 namespace tool {
 
@@ -38,8 +37,8 @@ void list(Context& context, const NoOptions&)
     std::string text;
     Json rows = Json::array();
     for (const Adapter& adapter : adapters) {
-        text += fmt::format(ROW, adapter.selector, selectors, withoutControls(adapter.serialNumber), serials,
-                            withoutControls(adapter.product), products, adapter.reportSize, adapter.path);
+        text += fmt::format(ROW, adapter.selector, selectors, terminal::printable(adapter.serialNumber), serials,
+                            terminal::printable(adapter.product), products, adapter.reportSize, adapter.path);
         rows.push_back({{"selector", adapter.selector},
                         {"serial", adapter.serialNumber},
                         {"product", adapter.product},
@@ -50,7 +49,7 @@ void list(Context& context, const NoOptions&)
                         {"path", adapter.path}});
     }
     if (adapters.empty() && !context.output().json()) {
-        fmt::print(stderr, "tarvix list: no adapter is attached; run 'tarvix doctor'\n");
+        terminal::tell("tarvix list: no adapter is attached; run 'tarvix doctor'");
         return;
     }
     const std::string head =
@@ -68,7 +67,7 @@ void info(Context& context, const NoOptions&)
     std::string text = fmt::format("adapter:     {} ({:04x}:{:04x}, reports of {} bytes) at {}\n", adapter.selector,
                                    adapter.vendorId, adapter.productId, adapter.reportSize, adapter.path);
     for (std::size_t i = 0; i < texts.size(); ++i) {
-        text += fmt::format("string {}:    {}\n", i + 1, withoutControls(texts[i]));
+        text += fmt::format("string {}:    {}\n", i + 1, terminal::printable(texts[i]));
     }
     const Backend backend = currentBackend();
     text += fmt::format("library:     tarvixsdk {}\nhidapi:      {} ({})\n", TarvixSDK::getVersion(), backend.version,
@@ -140,11 +139,10 @@ bool confirmed(const Adapter& adapter)
     if (isatty(STDIN_FILENO) != 1) {
         throw UsageError("boot mode needs confirmation, but standard input is not a terminal", "use -y");
     }
-    fmt::print(stderr,
-               "{} will leave the USB bus and take no commands until new firmware is loaded or it is replugged.\n"
-               "Enter boot mode? [y/N] ",
-               adapter.selector);
-    std::fflush(stderr);
+    terminal::tell(
+        fmt::format("{} will leave the USB bus and take no commands until new firmware is loaded or it is replugged.",
+                    adapter.selector));
+    terminal::writeError("Enter boot mode? [y/N] ");
     std::array<char, 16> answer{};
     const ssize_t length = read(STDIN_FILENO, answer.data(), answer.size());
     throwIfInterrupted();

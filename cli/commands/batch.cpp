@@ -1,7 +1,6 @@
 // tarvix batch: many commands over one open adapter.
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +13,7 @@
 #include <unistd.h>
 
 #include "adapter/context.hpp"
+#include "arguments/data.hpp"
 #include "arguments/options.hpp"
 #include "arguments/words.hpp"
 #include "commands/command.hpp"
@@ -29,7 +29,10 @@ struct BatchOptions {
     RunLine runLine = nullptr;
     std::string file;
     bool keepGoing = false;
+    bool noFiles = false;
 };
+
+constexpr std::size_t LONGEST_LINE = 1 << 20; // bytes
 
 class Lines {
 public:
@@ -44,26 +47,31 @@ public:
     // Without its end; empty after the last line.
     std::optional<std::string> next()
     {
-        char* text = nullptr;
-        std::size_t capacity = 0;
+        ++number_;
+        std::string line;
         errno = 0;
-        const ssize_t length = getline(&text, &capacity, stream_.get());
-        const std::unique_ptr<char, void (*)(void*)> owner(text, std::free);
-        if (length < 0) {
+        int c;
+        while ((c = std::getc(stream_.get())) != EOF && c != '\n') {
+            if (line.size() == LONGEST_LINE) {
+                throw UsageError(fmt::format("FILE: {}: longer than {} bytes", place(), LONGEST_LINE),
+                                 "put long data into a file and write @FILE");
+            }
+            line += static_cast<char>(c);
+        }
+        if (c == EOF) {
             throwIfInterrupted();
             if (std::ferror(stream_.get()) != 0) {
                 fail();
             }
-            return std::nullopt;
-        }
-        std::string line(text, static_cast<std::size_t>(length));
-        if (line.ends_with('\n')) {
-            line.pop_back();
+            if (line.empty()) {
+                return std::nullopt;
+            }
         }
         return line;
     }
 
-    const std::string& name() const { return name_; }
+    // Of the line that `next` returned: "setup.txt:3".
+    std::string place() const { return fmt::format("{}:{}", name_, number_); }
 
 private:
     // A batch on standard input takes it away from its commands, for which it is empty.
@@ -89,6 +97,7 @@ private:
     }
 
     std::string name_;
+    unsigned number_ = 0;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream_;
 };
 
@@ -110,10 +119,9 @@ void batch(Context& context, const BatchOptions& options)
 {
     Lines lines(options.file);
     std::optional<ExitStatus> firstFailure;
-    unsigned number = 0;
+    const auto withoutFiles = options.noFiles ? std::make_unique<WithoutFiles>() : nullptr;
     while (const auto line = lines.next()) {
         throwIfInterrupted();
-        ++number;
         context.output().beginCommand("batch");
         try {
             if (const auto words = splitWords(*line); !words.empty()) {
@@ -121,7 +129,7 @@ void batch(Context& context, const BatchOptions& options)
                 options.runLine(context, words);
             }
         } catch (const Failure& failure) {
-            report(context.output(), failure, fmt::format("{}:{}", lines.name(), number));
+            report(context.output(), failure, lines.place());
             firstFailure = firstFailure.value_or(failure.exitStatus());
             if (!options.keepGoing) {
                 break;
@@ -142,10 +150,14 @@ void addBatchCommand(Commands& commands, RunLine runLine)
 {
     auto [app, options] = commands.add<BatchOptions>(
         "batch", "Run commands from a file on one open adapter: one per line, without 'tarvix' and common options",
-        batch, {"tarvix batch - < /dev/null"});
+        batch, {"tarvix batch - < /dev/null", "tarvix batch --no-files - < /dev/null"},
+        "Words are quoted as in a shell; a line has at most 1 MiB. A batch can send every file that you can read to "
+        "the\n"
+        "adapter (@FILE): run one from elsewhere with --no-files.");
     options.runLine = runLine;
     addText(app, "FILE", options.file, "Command file, or - for standard input; # starts a comment").required();
     addFlag(app, "-k,--keep-going", options.keepGoing, "Continue after a failed command");
+    addFlag(app, "--no-files", options.noFiles, "Refuse @FILE, for a batch from elsewhere");
 }
 
 } // namespace tool

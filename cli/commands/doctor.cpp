@@ -20,8 +20,8 @@
 #include "adapter/context.hpp"
 #include "adapter/listing.hpp"
 #include "commands/command.hpp"
+#include "common/terminal.hpp"
 #include "console/errors.hpp"
-#include "console/text.hpp"
 
 namespace tool {
 
@@ -54,7 +54,7 @@ public:
 private:
     void add(const char* result, std::string_view check, const std::string& finding, const std::string& advice)
     {
-        text_ += fmt::format("{:<4}  {}: {}\n", result, check, withoutControls(finding));
+        text_ += fmt::format("{:<4}  {}: {}\n", result, check, terminal::printable(finding));
         Json row{{"check", check}, {"result", result}, {"finding", finding}};
         if (!advice.empty()) {
             text_ += fmt::format("      {}\n", advice);

@@ -1,10 +1,7 @@
 #include "commands/stream.hpp"
 
-#include <cstdio>
-
-#include <fmt/format.h>
-
 #include "arguments/numbers.hpp"
+#include "common/terminal.hpp"
 
 namespace tool {
 
@@ -19,7 +16,7 @@ void follow(NotificationStream& stream, const StreamOptions& options, std::strin
             const std::function<bool(const Event&)>& print)
 {
     if (options.banner) {
-        fmt::print(stderr, "{}\n", banner);
+        terminal::tell(banner);
     }
     std::uint64_t seen = 0;
     while (!options.count || seen < *options.count) {

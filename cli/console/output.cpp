@@ -1,5 +1,6 @@
 #include "console/output.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -8,6 +9,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "console/interrupt.hpp"
 #include "console/text.hpp"
@@ -16,12 +18,16 @@ namespace tool {
 
 namespace {
 
-std::string withLineEnd(std::string text)
+// Each line made printable and ended.
+std::string printableLines(std::string_view text)
 {
-    if (!text.empty() && text.back() != '\n') {
-        text += '\n';
+    std::string lines;
+    while (!text.empty()) {
+        const auto end = std::min(text.find('\n'), text.size());
+        lines += terminal::printable(text.substr(0, end)) + '\n';
+        text.remove_prefix(std::min(end + 1, text.size()));
     }
-    return text;
+    return lines;
 }
 
 } // namespace
@@ -35,7 +41,7 @@ void Output::print(std::string_view text, const Json& fields)
 void Output::printEvent(std::string_view text, const Json& fields)
 {
     if (!json_) {
-        write(withLineEnd(std::string(text)));
+        write(printableLines(text));
         return;
     }
     Json object{{"schema", 1}};
@@ -43,8 +49,8 @@ void Output::printEvent(std::string_view text, const Json& fields)
         object["command"] = command_;
     }
     object.update(fields);
-    // Bytes of an adapter need not be UTF-8.
-    write(object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+    // ASCII, so that no character of an adapter's reaches a terminal raw; and its bytes need not be UTF-8.
+    write(object.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n");
 }
 
 void Output::printData(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset, const Json& fields, bool raw)

@@ -28,7 +28,8 @@ public:
     }
     const std::string& command() const { return command_; }
 
-    // The result of a command, once a run. `text` gets a line end if it has none. `fields` is an object; "schema" and
+    // The result of a command, once a run. `text` gets a line end if it has none, and each line is made printable:
+    // what comes from outside never controls a terminal. `fields` is an object; "schema" and
     // "command" are put before it. A failure after it (an expectation that was not met) is no second object.
     void print(std::string_view text, const Json& fields);
     bool printed() const { return printed_; }

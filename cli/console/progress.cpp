@@ -1,11 +1,12 @@
 #include "console/progress.hpp"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include <fmt/format.h>
 #include <unistd.h>
+
+#include "common/terminal.hpp"
 
 namespace tool {
 
@@ -20,7 +21,7 @@ Progress::Progress(std::string label, std::size_t total)
 Progress::~Progress()
 {
     if (shown_) {
-        std::fputs("\r\x1b[K", stderr);
+        terminal::writeError("\r\x1b[K");
     }
 }
 
@@ -32,9 +33,8 @@ void Progress::update(std::size_t done)
     }
     nextUpdate_ = now + std::chrono::milliseconds(100);
     shown_ = true;
-    fmt::print(stderr, "\r{}: {} of {} bytes, {} %\x1b[K", label_, done, total_,
-               100 * done / std::max<std::size_t>(total_, 1));
-    std::fflush(stderr);
+    terminal::writeError(fmt::format("\r{}: {} of {} bytes, {} %\x1b[K", label_, done, total_,
+                                     100 * done / std::max<std::size_t>(total_, 1)));
 }
 
 } // namespace tool

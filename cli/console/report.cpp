@@ -1,11 +1,11 @@
 #include "console/report.hpp"
 
-#include <cstdio>
 #include <string>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "common/terminal.hpp"
 namespace tool {
 
 void report(Output& output, const Failure& failure, std::string_view place)
@@ -21,7 +21,7 @@ void report(Output& output, const Failure& failure, std::string_view place)
     if (!failure.advice().empty()) {
         line += fmt::format("; {}", failure.advice());
     }
-    fmt::print(stderr, "{}\n", line);
+    terminal::tell(line);
     if (!output.json() || output.printed()) {
         return;
     }

@@ -27,16 +27,6 @@ std::string toPrintable(std::span<const std::uint8_t> bytes)
     return text;
 }
 
-std::string withoutControls(std::string text)
-{
-    for (char& c : text) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-            c = '.';
-        }
-    }
-    return text;
-}
-
 std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset)
 {
     constexpr std::size_t ROW = 16;

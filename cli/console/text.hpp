@@ -1,4 +1,4 @@
-// Bytes and foreign text as they are printed.
+// Bytes as they are printed.
 #pragma once
 
 #include <cstdint>
@@ -15,9 +15,6 @@ std::string toHexWords(std::span<const std::uint8_t> bytes);
 
 // Printable ASCII as it is, everything else as a dot.
 std::string toPrintable(std::span<const std::uint8_t> bytes);
-
-// A text from outside, safe to print on a terminal: control characters become dots.
-std::string withoutControls(std::string text);
 
 // Offsets, sixteen bytes and their text a line, as `hexdump -C` prints them.
 std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset = 0);

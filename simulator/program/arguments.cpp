@@ -7,6 +7,7 @@
 #include <fmt/ranges.h>
 #include <limits>
 
+#include "common/terminal.hpp"
 #include "ports/shared/utf8.hpp"
 #include "tarvixsdk/types.h"
 
@@ -236,8 +237,8 @@ int explain(const CLI::App& app, const CLI::ParseError& error)
     std::string text = error.what();
     std::ranges::replace(text, '\n', ' ');
     const auto chosen = app.get_subcommands();
-    fmt::print(stderr, "tarvix-sim: {} (see 'tarvix-sim{} --help')\n", text,
-               chosen.empty() ? "" : " " + chosen.front()->get_name());
+    terminal::tell(fmt::format("tarvix-sim: {} (see 'tarvix-sim{} --help')", text,
+                               chosen.empty() ? "" : " " + chosen.front()->get_name()));
     return STATUS_USAGE;
 }
 

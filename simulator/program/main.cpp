@@ -2,6 +2,7 @@
 #include <exception>
 #include <fmt/format.h>
 
+#include "common/terminal.hpp"
 #include "ports/port.hpp"
 #include "program/arguments.hpp"
 
@@ -28,10 +29,11 @@ int perform(const sim::Arguments& arguments)
 
 int main(int count, char** arguments)
 {
+    terminal::secureStandardStreams();
     try {
         return perform(sim::parseArguments(count, arguments));
     } catch (const std::exception& error) {
-        fmt::print(stderr, "tarvix-sim: {}\n", error.what());
+        terminal::tell(fmt::format("tarvix-sim: {}", error.what()));
         return 1;
     }
 }

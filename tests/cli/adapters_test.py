@@ -43,6 +43,16 @@ class Adapters(Case):
                     self.assertEqual(result.returncode, status)
                     self.assertIn(text, result.stderr)
 
+    def test_list_prints_nothing_that_controls_a_terminal(self):
+        table = [("/p\x1b[2J", "S\x1b]0;x\x07\x7f"), ("/q", "\u009b\u202e\u2066\u0416")]
+        listed = run([TARVIX, "list"], env=attached(*table)).stdout
+        self.assertIn("index:0   S.]0;x..", listed)
+        self.assertIn("path:/q   ...\u0416", listed)
+        self.assertNotRegex(listed, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e\u2066]")
+        escaped = run([TARVIX, "list", "--json"], env=attached(*table)).stdout
+        self.assertTrue(escaped.isascii())
+        self.assertEqual([row["serial"] for row in objects(escaped)[0]["adapters"]], [serial for _, serial in table])
+
     def test_list(self):
         self.assertRegex(tarvix("list", sim=["--report-size", "1024"]).stdout,
                          r"^SELECTOR    SERIAL      PRODUCT                 REPORT  PATH\n"

@@ -114,6 +114,10 @@ class UartTest(Case):
         self.assertEqual((objects(short.stdout), short.returncode), ([{"sent": 1, "data": "55"}], 6))
         self.assertIn("1 of 2 bytes", short.stderr)
 
+    def test_send_in_pieces_that_a_slow_line_takes_in_time(self):
+        sent = tarvix("uart", "send", "--baud", "1200", "--text", "x" * 150, sim=["--verbose"]).stderr
+        self.assertEqual([len(data.split()) for data in re.findall(r"<(?: \w\w){6}((?: 78)+)", sent)], [60, 60, 30])
+
     def test_monitor(self):
         self.streams("uart monitor -n 2", "tarvix uart send --text hi; tarvix uart send 00ff",
                      "TIME 68 69  |hi|", "TIME 00 ff  |..|")

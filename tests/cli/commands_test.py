@@ -111,6 +111,20 @@ class Commands(Case):
         several = tarvix("batch", "-k", "-", stdin="rail set shared 60V\ngpio get 8\n")
         self.assertEqual((several.returncode, several.stderr.count("\n")), (1, 2))
 
+    def test_batch_from_elsewhere(self):
+        with tempfile.NamedTemporaryFile("w") as file:
+            for commands, expected in ((f"uart send @{file.name}\n", f": DATA: '@{file.name}' is a file"),
+                                       (f"i2c set 0x50 0 1 @{file.name}\n", "is a file"),
+                                       ("gpio set '3=\x1b[2J\x7f\u009b\u202e'\n", "'.[2J...' is not one of")):
+                with self.subTest(commands=commands):
+                    self.fails(tarvix("batch", "--no-files", "-", stdin=commands), 2, expected)
+            self.prints(f"printf 'spi transfer -s 1 1 --raw\\nuart send @{file.name} 1' | tarvix batch -", "\1")
+        escaped = tarvix("--json", "batch", "-", stdin="gpio get \u0416\u009b\n").stdout
+        self.assertTrue(escaped.isascii() and r"'\u0416\u009b'" in escaped, escaped)
+        endless = run(["bash", "-c", "ulimit -v 400000; exec tarvix batch -k /dev/zero"])
+        self.fails(endless, 2, "FILE: /dev/zero:1: longer than 1048576 bytes; ")
+        self.assertEqual(tarvix("batch", "-", stdin="list" + " " * (2**20 - 4)).returncode, 0)
+
     def test_batch_sets_a_controller_up_once_and_again_after_a_reset(self):
         commands = "i2c get 0x50\ni2c get 0x50\nreset\ni2c get 0x50\n"
         result = tarvix("-v", "batch", "-", stdin=commands)

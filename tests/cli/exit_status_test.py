@@ -47,10 +47,14 @@ class ExitStatus(Case):
             self.assertIn(f"FAIL  device node: {node.name} ----------", doctor.stdout)
 
     def test_interrupted(self):
-        for signal, status in (("INT", 130), ("TERM", 143)):
+        for signal, status in (("INT", 130), ("TERM", 143), ("HUP", 129)):
             # A background job of a script ignores Ctrl-C unless its shell controls jobs.
             with self.subTest(signal=signal):
                 self.assertEqual(stream("monitor", f"kill -{signal} $STREAM", job_control=True)[:2], ([], status))
+
+    def test_signals_that_the_parent_ignores_stay_ignored(self):
+        self.prints("trap '' HUP; coproc tarvix monitor --idle-timeout 500ms --banner 2>&1; PID=$COPROC_PID;"
+                    "read -u ${COPROC[0]} banner; kill -HUP $PID; wait $PID; echo $?", "0\n")
 
     def test_interrupted_while_an_adapter_is_silent(self):
         result = shell("set -m; tarvix --timeout 60000 info & sleep 0.3; kill -INT $!; wait $!",
@@ -131,6 +135,10 @@ class ExitStatus(Case):
             ("set -o pipefail; tarvix monitor | true", 128 + 13, ""),
             ("set -o pipefail; (sleep 0.2; exec tarvix info) | true", 128 + 13, ""),
             ("tarvix gpio set 3=1 <&-", 0, ""),
+            # A standard error that takes nothing changes nothing else.
+            *((f"{error}; tarvix {command}", status, "") for error in
+              ("exec 2>&-", "exec 2>/dev/full", "exec 2> >(:); wait $!")
+              for command, status in (("nonsense", 2), ("-v gpio set 3=1", 0), ("boot", 2), ("batch /", 2))),
             ("tarvix batch - <&-", 2, "tarvix batch: FILE: standard input: Bad file descriptor\n"),
         ]
         for script, status, errors in table:

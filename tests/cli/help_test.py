@@ -74,9 +74,13 @@ class Help(Case):
             environment = attached(("/p0", serial), ("/p1", "TVX1"), ("/p2", f"`touch${{IFS}}{trap}`"))
             self.assertEqual(self.complete("tarvix -a ", env=environment), {"path:/p0", "TVX1", "path:/p2"})
             self.assertEqual(self.complete("tarvix --adapter T", env=environment), {"TVX1"})
-            # Nor would it be run if the tool listed it.
-            listing = f"tarvix() {{ printf '%s\\n' SELECTOR '{serial}'; }}"
-            self.assertEqual(self.complete("tarvix -a ", listing), {serial})
+            # Nor would anything be expanded if the tool listed it.
+            words = [serial, f"`touch${{IFS}}{trap}`", "'", '"', "*", "?", "[a-z]*", "{a,b}", "~", "\\", "$HOME", ";", "!!"]
+            listing = 'tarvix() { printf "%s\\n" SELECTOR "$WORDS"; }'
+            for current in ("", "*", "$", "[a-z]"):
+                self.assertEqual(self.complete(f"tarvix -a {current}", listing, cwd=directory,
+                                               env={**ENVIRONMENT, "WORDS": "\n".join(words)}),
+                                 {word for word in words if word.startswith(current)})
             self.assertFalse(os.path.exists(trap))
 
     def test_manual_page_knows_what_help_lists(self):

@@ -5,11 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include "adapter/event_queue.hpp"
 #include "adapter/notifications.hpp"
 #include "adapter/statuses.hpp"
 #include "arguments/data.hpp"
 #include "arguments/words.hpp"
 #include "commands/i3c/codes.hpp"
+#include "common/terminal.hpp"
 #include "console/text.hpp"
 
 namespace tool {
@@ -94,8 +96,18 @@ TEST(Text, Hexdump)
 
 TEST(Text, ForeignTextReachesNoTerminalRaw)
 {
-    EXPECT_EQ(withoutControls("a\x1b[2Jb\r\n\x7f\t"), "a.[2Jb....");
-    EXPECT_EQ(withoutControls("\xC3\xA4 ~"), "\xC3\xA4 ~");
+    const std::pair<const char*, const char*> cases[]{
+        {"a\x1b[2Jb\r\n\x7f\t", "a.[2Jb...."},
+        {"\u00a0\u00e4 ~\u0416\u4e2d\U0001F50C\u2030", "\u00a0\u00e4 ~\u0416\u4e2d\U0001F50C\u2030"},
+        {"\xC2\x80|\u0085|\u009b|\u009f", ".|.|.|."},
+        {"\u061c|\u200e|\u200f|\u202a|\u202e|\u2066|\u2069|\u2028", ".|.|.|.|.|.|.|."},
+        // Not UTF-8: stray, cut, longer than needed, a surrogate.
+        {"\x9b|\xe4|\xc2|\xe2\x82|\xf0\x9f\x94|\xff|", ".|.|.|..|...|.|"},
+        {"\xc0\x9b|\xe0\x80\x9b|\xed\xa0\x80", "..|...|..."},
+    };
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(terminal::printable(text), expected);
+    }
 }
 
 TEST(Events, InTextAndJson)
@@ -117,6 +129,22 @@ TEST(Events, InTextAndJson)
     event = {.time = time, .kind = NotificationKind::GPIO_INTERRUPT, .complete = false, .data = {0xFF, 0xFF, 0x09}};
     EXPECT_EQ(describe(event), "gpio frame=ffff09");
     EXPECT_EQ(toJson(event).dump(), R"({"time":"2025-01-31T12:00:00.000042Z","event":"gpio","frame":"ffff09"})");
+}
+
+TEST(Events, BeyondTheQueueAreLostAndCounted)
+{
+    EventQueue queue(3 * (sizeof(Event) + 100));
+    for (std::uint8_t pin = 0; pin < 5; ++pin) {
+        queue.put({.time = {}, .pin = pin, .data = Bytes(100)});
+    }
+    EXPECT_EQ(queue.takeLost(), 2U);
+    EXPECT_EQ(queue.takeLost(), 0U);
+    EXPECT_EQ(queue.take()->pin, 0);
+    queue.put({.time = {}, .pin = 5});
+    for (const int pin : {1, 2, 5}) {
+        EXPECT_EQ(queue.take()->pin, pin);
+    }
+    EXPECT_FALSE(queue.take());
 }
 
 TEST(Statuses, ThatNobodyNamedHaveAName)

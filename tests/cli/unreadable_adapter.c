@@ -1,5 +1,6 @@
 /* Stands in for hidapi in the tool's tests: lists adapters that nobody can open. TARVIX_TEST_ADAPTERS holds them,
- * one a line: path, a tabulator, serial number. */
+ * one a line: path, a tabulator, serial number in UTF-8. */
+#include <locale.h>
 #include <stdlib.h>
 #include <string.h>
 #include <wchar.h>
@@ -14,6 +15,7 @@ struct hid_device_info* hid_enumerate(unsigned short vendor_id, unsigned short p
 {
     (void)vendor_id;
     (void)product_id;
+    const locale_t usual = uselocale(newlocale(LC_CTYPE_MASK, "C.UTF-8", (locale_t)0));
     struct hid_device_info* entry = entries;
     strncpy(text, getenv("TARVIX_TEST_ADAPTERS"), sizeof text - 1);
     for (char* line = strtok(text, "\n"); line != NULL; line = strtok(NULL, "\n")) {
@@ -25,6 +27,7 @@ struct hid_device_info* hid_enumerate(unsigned short vendor_id, unsigned short p
         entry->next = entry + 1;
         ++entry;
     }
+    freelocale(uselocale(usual));
     if (entry == entries) {
         return NULL;
     }

@@ -11,6 +11,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -70,6 +71,8 @@ static int ask_the_node(const char* path)
     const int node = open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC);
     const int copy = dup(node);
     const int inherited = fcntl(node, F_GETFD) & FD_CLOEXEC;
+    struct timeval limit = {1, 1};
+    getsockopt(node, SOL_SOCKET, SO_RCVTIMEO, &limit, &(socklen_t){sizeof limit});
     ioctl(copy, HIDIOCGRAWINFO, &info);
     ioctl(copy, HIDIOCGRDESCSIZE, &size);
     descriptor.size = (unsigned)size;
@@ -77,7 +80,7 @@ static int ask_the_node(const char* path)
     printf("%x %04hx:%04hx, %d bytes from %02x to %02x, ", info.bustype, info.vendor, info.product, size,
            descriptor.value[0], size > 0 ? descriptor.value[size - 1] : 0);
     const int length = ioctl(copy, HIDIOCGRAWUNIQ(sizeof unique), unique);
-    printf("%d %.5s, cloexec %d, ", length, unique, inherited);
+    printf("%d %.5s, cloexec %d, limit %ld, ", length, unique, inherited, (long)limit.tv_sec);
     const int refused = ioctl(copy, HIDIOCGFEATURE(sizeof feature), feature);
     printf("%d %d, ", refused, errno == EPIPE);
     const ssize_t nothing = read(node, feature, sizeof feature);

@@ -1,23 +1,47 @@
 // The parts of tarvix-sim's ports: joining segments, faults, latency, and what goes to the kernel's interfaces.
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <linux/input.h>
+#include <optional>
 #include <string>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <termios.h>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "ports/gadget/node.hpp"
+#include "ports/run/listener.hpp"
+#include "ports/run/node.hpp"
+#include "ports/run/private_directory.hpp"
+#include "ports/run/socket.hpp"
 #include "ports/shared/adapter_host.hpp"
 #include "ports/shared/event_loop.hpp"
 #include "ports/shared/report_codec.hpp"
 #include "ports/uhid/device.hpp"
 #include "support/bytes.hpp"
+
+namespace {
+
+std::optional<int> refusedAccepts; // while it has a value, there is no descriptor for a connection
+
+}
+
+// In place of the C library's.
+extern "C" int accept4(int socket, sockaddr* address, socklen_t* size, int flags)
+{
+    if (refusedAccepts) {
+        ++*refusedAccepts;
+        errno = EMFILE;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_accept4, socket, address, size, flags));
+}
 
 namespace {
 
@@ -172,6 +196,97 @@ TEST_F(AdapterHostTest, BootModeLasts)
     loop.after(milliseconds(5), [&] { later = true; });
     ASSERT_TRUE(runUntil(loop, [&] { return later; }));
     EXPECT_EQ(cable.events, "+-") << "came back like after a reset";
+}
+
+TEST(PrivateDirectory, OutlivesOnlyItsProgram)
+{
+    namespace fs = std::filesystem;
+    std::string parent = fs::temp_directory_path() / "tarvix-test.XXXXXX";
+    ASSERT_TRUE(::mkdtemp(parent.data()));
+    ::unsetenv("XDG_RUNTIME_DIR");
+    ::setenv("TMPDIR", fs::relative(parent).c_str(), 1);
+
+    const PrivateDirectory living;
+    EXPECT_EQ(living.path(), fs::canonical(living.path()));
+    listenOn(living.path() + '/' + SOCKET_NAME); // and listens no longer
+    const fs::path starting = parent + "/tarvix-sim.starting";
+    const fs::path killedEarly = parent + "/tarvix-sim.early";
+    const fs::path killed = parent + "/tarvix-sim.killed";
+    for (const auto& path : {starting, killedEarly, killed}) {
+        fs::create_directory(path);
+    }
+    fs::last_write_time(killedEarly, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    listenOn(killed / SOCKET_NAME);
+    ::setenv("XDG_RUNTIME_DIR", "/nowhere", 1);
+    PrivateDirectory{};
+    EXPECT_TRUE(fs::exists(living.path()) && fs::exists(starting));
+    EXPECT_FALSE(fs::exists(killedEarly));
+    EXPECT_FALSE(fs::exists(killed));
+    ::unsetenv("XDG_RUNTIME_DIR");
+    ::unsetenv("TMPDIR");
+    fs::remove_all(parent);
+}
+
+// The programs at a node that holds 63 reports for each: one that reads as soon as its queue may be full, and one that
+// does not read at all.
+TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
+{
+    std::string directory = std::filesystem::temp_directory_path() / "tarvix-test.XXXXXX";
+    ASSERT_TRUE(::mkdtemp(directory.data()));
+    for (const std::size_t reportSize : {64UL, 1024UL}) {
+        EventLoop loop;
+        HostOptions options;
+        options.reportSize = reportSize;
+        RunNode node(loop, options, 0, directory, [](const RunNode&, const char*) {});
+        node.adapter().plugIn();
+        const auto take = [&](const FileDescriptor& handle, Bytes& ids) {
+            std::array<std::uint8_t, 1024> report{};
+            while (::recv(handle.get(), report.data(), report.size(), MSG_DONTWAIT) > 0) {
+                ids.push_back(report[2]);
+            }
+            return ids.size();
+        };
+        const auto open = [&] {
+            auto handle = connectTo(node.path() + NODE_SOCKET_SUFFIX);
+            Bytes answer;
+            EXPECT_TRUE(runUntil(loop, [&] { return take(handle, answer) == 1; }));
+            return handle;
+        };
+        const auto reader = open();
+        const auto sleeper = open();
+        Bytes all;
+        for (std::uint8_t id = 0; id < 100; ++id) {
+            const Bytes request{0x00, 0x17, 0x00, id, 0x00, 0x07, 0x04, 0x03};
+            ASSERT_GT(::send(reader.get(), request.data(), request.size(), 0), 0);
+            all.push_back(id);
+        }
+        Bytes read;
+        EXPECT_TRUE(runUntil(loop, [&] { return take(reader, read) == 100; }));
+        EXPECT_EQ(read, all);
+        Bytes unread;
+        take(sleeper, unread);
+        EXPECT_EQ(unread, Bytes(all.begin(), all.begin() + 63));
+    }
+    std::filesystem::remove_all(directory);
+}
+
+TEST(Listener, RestsWhileDescriptorsAreShort)
+{
+    std::string directory = std::filesystem::temp_directory_path() / "tarvix-test.XXXXXX";
+    ASSERT_TRUE(::mkdtemp(directory.data()));
+    EventLoop loop;
+    int accepted = 0;
+    const Listener listener(loop, listenOn(directory + "/socket"), [&](FileDescriptor) { ++accepted; });
+    const auto client = connectTo(directory + "/socket");
+    std::filesystem::remove_all(directory);
+
+    refusedAccepts = 0;
+    const auto begin = EventLoop::Clock::now();
+    EXPECT_TRUE(runUntil(loop, [&] { return EventLoop::Clock::now() - begin > milliseconds(200); }));
+    EXPECT_GE(*refusedAccepts, 1);
+    EXPECT_LE(*refusedAccepts, 1 + (EventLoop::Clock::now() - begin) / milliseconds(50));
+    refusedAccepts.reset();
+    EXPECT_TRUE(runUntil(loop, [&] { return accepted == 1; })) << "taken as soon as there is a descriptor";
 }
 
 // Plays the kernel at the other end of what the port takes for /dev/uhid.

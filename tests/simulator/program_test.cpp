@@ -64,6 +64,10 @@ TEST(Program, PassesTheCommandsStatusOn)
         {"printf '%s,' -- a -x", 0, "--,a,-x,"},
         {"/nowhere/program", 127, "tarvix-sim: cannot run /nowhere/program: No such file or directory\n"},
         {"/", 126, "tarvix-sim: cannot run /: Permission denied\n"},
+        {"sh -c 'kill -PIPE $$'", 128 + 13, ""},
+        // A standard error that takes nothing.
+        {"/nowhere/program 2>&-", 127, ""},
+        {"sh -c 'echo x >&2 || echo closed' 2>&-", 0, "closed\n"},
     };
     for (const auto& [command, status, output] : cases) {
         const auto outcome = sim(std::string("run -- ") + command);
@@ -114,6 +118,27 @@ TEST_F(Tool, SeesTargetsInterruptAndJoinOnATrigger)
                               "already out\n");
 }
 
+TEST_F(Tool, WorksWhereStandardErrorTakesNothing)
+{
+    for (const std::string error : {"2>&-", "2>/dev/full", "2> >(:); wait $!"}) {
+        const auto outcome =
+            shell("bash -c 'exec 3>&1 " + error + "; " TARVIX_SIM " run --verbose -- " TARVIX " gpio get 3 >&3'");
+        EXPECT_EQ(outcome.status, 0) << error;
+        EXPECT_EQ(outcome.output, "3=low\n") << error;
+    }
+}
+
+TEST_F(Tool, DoesNotWaitForeverForAStoppedSimulator)
+{
+    const auto outcome = shell("export SIM=" TARVIX_SIM " TARVIX=" TARVIX R"(; $SIM run -- sh -c '
+        kill -STOP $PPID
+        $TARVIX list & $SIM trigger ibi || echo no answer
+        wait
+        kill -CONT $PPID
+        $TARVIX gpio get 3' 2>/dev/null)");
+    EXPECT_EQ(outcome.output, "no answer\n3=low\n");
+}
+
 TEST_F(Tool, GetsTransfersOfEverySizeWhole)
 {
     for (const std::string reportSize : {"64", "1024"}) {
@@ -153,14 +178,15 @@ TEST(Program, DrivesAProgramWithHidapiInside)
     }
     const auto outcome = sim("run --adapters 3 -- sh -c 'cd /; " HIDAPI_INSIDE " " TARVIX_SIM "'");
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.output, "TVX0000001 usage ff00, TVX0000002 usage ff00, TVX0000003 usage ff00, \n"
-                              "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n"
-                              "3 1fc9:82fc, 26 bytes from 06 to c0, 5 TVX00, cloexec 1, -1 1, -1 1, -1 1, 1, 1\n"
-                              "remove hidraw1 TVX0000002\n"
-                              "TVX0000001 usage ff00, TVX0000003 usage ff00, \n"
-                              "read -1, write -1, write -1 1, node -1\n"
-                              "add hidraw1 TVX0000002\n"
-                              "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n");
+    EXPECT_EQ(outcome.output,
+              "TVX0000001 usage ff00, TVX0000002 usage ff00, TVX0000003 usage ff00, \n"
+              "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n"
+              "3 1fc9:82fc, 26 bytes from 06 to c0, 5 TVX00, cloexec 1, limit 0, -1 1, -1 1, -1 1, 1, 1\n"
+              "remove hidraw1 TVX0000002\n"
+              "TVX0000001 usage ff00, TVX0000003 usage ff00, \n"
+              "read -1, write -1, write -1 1, node -1\n"
+              "add hidraw1 TVX0000002\n"
+              "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n");
 }
 
 // 500 commands, 20 on each of 25 adapters.

@@ -10,6 +10,7 @@
 #include <sys/epoll.h>
 #include <system_error>
 
+#include "common/terminal.hpp"
 namespace sim {
 
 namespace {
@@ -115,15 +116,15 @@ void GadgetNode::unbind()
 {
     std::ifstream(udcFile_) >> controller_;
     if (!(std::ofstream(udcFile_) << '\n' << std::flush)) {
-        fmt::print(stderr, "tarvix-sim: cannot unbind the gadget: {} is not writable\n", udcFile_);
+        terminal::tell(fmt::format("tarvix-sim: cannot unbind the gadget: {} is not writable", udcFile_));
     }
 }
 
 void GadgetNode::bind()
 {
     if (!controller_.empty() && !(std::ofstream(udcFile_) << controller_ << '\n' << std::flush)) {
-        fmt::print(stderr, "tarvix-sim: cannot bind the gadget to {} again: {} is not writable\n", controller_,
-                   udcFile_);
+        terminal::tell(
+            fmt::format("tarvix-sim: cannot bind the gadget to {} again: {} is not writable", controller_, udcFile_));
     }
     controller_.clear();
 }

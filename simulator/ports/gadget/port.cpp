@@ -4,6 +4,7 @@
 #include <deque>
 #include <fmt/format.h>
 
+#include "common/terminal.hpp"
 #include "ports/gadget/node.hpp"
 
 namespace sim {
@@ -16,8 +17,8 @@ int gadgetPort(const HostOptions& options, const std::vector<std::string>& nodes
     for (std::size_t index = 0; index < nodes.size(); ++index) {
         adapters.emplace_back(loop, options, index, nodes[index], udcFiles.empty() ? "" : udcFiles[index]);
         adapters.back().start();
-        fmt::print(stderr, "tarvix-sim: adapter {} is behind {}\n", adapters.back().adapter().serialNumber(),
-                   nodes[index]);
+        terminal::tell(
+            fmt::format("tarvix-sim: adapter {} is behind {}", adapters.back().adapter().serialNumber(), nodes[index]));
     }
     loop.onSignals({SIGINT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo&) { loop.stop(); });
     loop.run();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
 #include <stdexcept>
@@ -25,11 +24,9 @@ Fields record(const RunNode& node)
 
 RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string& directory) : loop_(loop)
 {
-    // Gets its name when somebody listens: without a listener it would look like one that a killed program left.
     const std::string path = directory + '/' + SOCKET_NAME;
-    const std::string silent = directory + '/' + FIRST_SOCKET_NAME;
-    listener_ = listenOn(silent);
-    if (!listener_ || std::rename(silent.c_str(), path.c_str())) {
+    FileDescriptor socket = listenOn(path);
+    if (!socket) {
         throw std::runtime_error(fmt::format("cannot listen on {}: {}", path, std::strerror(errno)));
     }
     for (std::size_t index = 0; index < options.adapters; ++index) {
@@ -38,20 +35,15 @@ RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string&
                                       [this](const RunNode& node, const char* event) { tellWatchers(node, event); }));
         nodes_.back()->adapter().plugIn();
     }
-    loop_.watch(listener_.get(), EPOLLIN, [this](std::uint32_t) { acceptConnections(); });
+    listener_.emplace(loop, std::move(socket),
+                      [this](FileDescriptor connection) { acceptConnection(std::move(connection)); });
 }
 
-void RunHost::acceptConnections()
+void RunHost::acceptConnection(FileDescriptor connection)
 {
-    while (true) {
-        FileDescriptor connection(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        if (!connection) {
-            return;
-        }
-        const int descriptor = connection.get();
-        newcomers_[descriptor] = std::move(connection);
-        loop_.watch(descriptor, EPOLLIN, [this, descriptor](std::uint32_t) { receivePurpose(descriptor); });
-    }
+    const int descriptor = connection.get();
+    newcomers_[descriptor] = std::move(connection);
+    loop_.watch(descriptor, EPOLLIN, [this, descriptor](std::uint32_t) { receivePurpose(descriptor); });
 }
 
 void RunHost::receivePurpose(int descriptor)

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "ports/run/listener.hpp"
 #include "ports/run/node.hpp"
 #include "ports/run/socket.hpp"
 
@@ -18,7 +20,7 @@ public:
     RunHost(EventLoop& loop, const HostOptions& options, const std::string& directory);
 
 private:
-    void acceptConnections();
+    void acceptConnection(FileDescriptor connection);
     void receivePurpose(int descriptor);
     void serve(FileDescriptor connection, const Fields& purpose);
     Fields list() const;
@@ -27,7 +29,7 @@ private:
     Fields trigger(const std::string& event, const std::string& name, const Fields& arguments);
 
     EventLoop& loop_;
-    FileDescriptor listener_;
+    std::optional<Listener> listener_;
     std::unordered_map<int, FileDescriptor> newcomers_; // connected, purpose not received yet
     std::unordered_map<int, FileDescriptor> watchers_;
     std::vector<std::unique_ptr<RunNode>> nodes_;

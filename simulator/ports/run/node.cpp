@@ -64,17 +64,6 @@ RunNode::~RunNode()
     pullOut();
 }
 
-void RunNode::acceptHandles()
-{
-    while (true) {
-        FileDescriptor connection(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        if (!connection) {
-            return;
-        }
-        addHandle(std::move(connection));
-    }
-}
-
 void RunNode::addHandle(FileDescriptor connection)
 {
     // The kernel calls a socket writable while at most a quarter of its buffer is in use: here, half the queue. It
@@ -119,11 +108,12 @@ void RunNode::removeFiles()
 void RunNode::plugIn()
 {
     makeFiles();
-    listener_ = listenOn(path_ + NODE_SOCKET_SUFFIX);
-    if (!listener_) {
+    FileDescriptor socket = listenOn(path_ + NODE_SOCKET_SUFFIX);
+    if (!socket) {
         throw std::system_error(errno, std::generic_category(), fmt::format("cannot listen beside {}", path_));
     }
-    loop_.watch(listener_.get(), EPOLLIN, [this](std::uint32_t) { acceptHandles(); });
+    listener_.emplace(loop_, std::move(socket),
+                      [this](FileDescriptor connection) { addHandle(std::move(connection)); });
     changed_(*this, ADDED);
 }
 
@@ -132,7 +122,6 @@ void RunNode::pullOut()
     if (!listener_) {
         return;
     }
-    loop_.forget(listener_.get());
     listener_.reset();
     removeFiles();
     while (!handles_.empty()) {

@@ -3,9 +3,11 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
+#include "ports/run/listener.hpp"
 #include "ports/shared/adapter_host.hpp"
 #include "ports/shared/file_descriptor.hpp"
 
@@ -46,7 +48,6 @@ private:
 
     void makeFiles();
     void removeFiles();
-    void acceptHandles();
     void addHandle(FileDescriptor connection);
     void serve(int descriptor, std::uint32_t events);
     bool receive(int descriptor);
@@ -59,8 +60,8 @@ private:
     const std::string usbPath_;    // in place of sysfs
     const std::string hidrawPath_; // there
     const Changed changed_;
-    FileDescriptor listener_;    // while the adapter is present
-    const int bytesOfOneReport_; // as the kernel accounts for them
+    std::optional<Listener> listener_; // while the adapter is present
+    const int bytesOfOneReport_;       // as the kernel accounts for them
     std::map<int, Handle> handles_;
     AdapterHost adapter_; // last: its end pulls on nothing above
 };

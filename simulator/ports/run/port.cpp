@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <sys/wait.h>
 
+#include "common/terminal.hpp"
 #include "ports/run/host.hpp"
 #include "ports/run/private_directory.hpp"
 #include "ports/run/socket.hpp"
@@ -70,7 +71,13 @@ int spawn(const std::vector<std::string>& command, const sigset_t& signalMask, p
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
     ::posix_spawnattr_setsigmask(&attributes, &signalMask);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    sigset_t defaults;
+    ::sigemptyset(&defaults);
+    if (!terminal::inheritedIgnoredSigpipe()) {
+        ::sigaddset(&defaults, SIGPIPE);
+    }
+    ::posix_spawnattr_setsigdefault(&attributes, &defaults);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     const int error = ::posix_spawnp(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
     ::posix_spawnattr_destroy(&attributes);
     return error;
@@ -101,7 +108,7 @@ int runPort(const HostOptions& options, const std::vector<std::string>& command)
         }
     });
     if (const int error = spawn(command, loop.originalSignalMask(), child)) {
-        fmt::print(stderr, "tarvix-sim: cannot run {}: {}\n", command[0], std::strerror(error));
+        terminal::tell(fmt::format("tarvix-sim: cannot run {}: {}", command[0], std::strerror(error)));
         return error == ENOENT ? STATUS_NOT_FOUND : STATUS_NOT_EXECUTABLE;
     }
     loop.run();

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "ports/shared/file_descriptor.hpp"
+
 namespace sim {
 
 // Nobody else can enter it, and it is gone with this object.
@@ -14,10 +16,11 @@ public:
     PrivateDirectory(const PrivateDirectory&) = delete;
     PrivateDirectory& operator=(const PrivateDirectory&) = delete;
 
-    const std::string& path() const { return path_; } // absolute
+    const std::string& path() const { return path_; } // absolute, without links
 
 private:
     std::string path_;
+    FileDescriptor lock_; // on the directory: tells it from that of a killed program
 };
 
 } // namespace sim

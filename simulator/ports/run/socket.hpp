@@ -11,13 +11,16 @@
 #pragma once
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <system_error>
 #include <vector>
@@ -28,13 +31,13 @@ namespace sim {
 
 inline constexpr const char* SOCKET_VARIABLE = "TARVIX_SIM_SOCKET"; // holds the socket's path
 inline constexpr const char* SOCKET_NAME = "socket";                // in the private directory
-inline constexpr const char* FIRST_SOCKET_NAME = "silent";          // while nobody listens yet; connections keep it
 inline constexpr const char* NODE_NAME = "hidraw";                  // there, with a number
 inline constexpr const char* NODE_SOCKET_SUFFIX = ".socket";        // after the name of a node
 inline constexpr const char* LONGEST_NAME = "hidraw127.socket";
 inline constexpr const char* OK = "ok";
 inline constexpr const char* ADDED = "add"; // as udev calls it
 inline constexpr const char* REMOVED = "remove";
+inline constexpr timeval PATIENCE_WITH_HOST{5, 0}; // which may be stopped
 inline constexpr std::size_t LARGEST_MESSAGE = 64 * 1024;
 inline constexpr std::size_t LARGEST_OUTPUT_REPORT = 16 * 1024; // as much as hidraw takes
 
@@ -87,12 +90,39 @@ inline std::optional<sockaddr_un> socketAddress(const std::string& path)
     return address;
 }
 
-// Invalid, with errno, when nobody listens there.
+inline void limitWaits(const FileDescriptor& socket, const timeval& limit)
+{
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+}
+
+inline void waitWithoutLimit(const FileDescriptor& socket)
+{
+    limitWaits(socket, {});
+}
+
+// Repeats a system call that a signal interrupted; a program may have signals faster than the patience ends.
+template <typename Call>
+auto untilDone(Call call)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(PATIENCE_WITH_HOST.tv_sec);
+    auto result = call();
+    while (result < 0 && errno == EINTR && std::chrono::steady_clock::now() < end) {
+        result = call();
+    }
+    return result;
+}
+
+// Invalid, with errno, when nobody listens there. No wait on the connection takes longer than the patience.
 inline FileDescriptor connectTo(const std::string& path)
 {
     FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     const auto address = socketAddress(path);
-    if (!socket || !address || ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address)) {
+    limitWaits(socket, PATIENCE_WITH_HOST);
+    if (!socket || !address || untilDone([&] {
+                                   return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&*address),
+                                                    sizeof *address);
+                               }) != 0) {
         socket.reset();
     }
     return socket;
@@ -124,12 +154,13 @@ inline ssize_t receiveMessage(int socket, void* data, std::size_t size, int flag
     return count == 0 ? ::recv(socket, data, size, MSG_DONTWAIT) : count;
 }
 
-// The next message; nothing when the other end is gone.
+// The next message; nothing, with errno, when the other end is gone (errno 0) or has not sent it in time (EAGAIN).
 inline std::optional<Fields> receiveFields(int socket)
 {
     std::string message(LARGEST_MESSAGE, '\0');
-    const auto size = receiveMessage(socket, message.data(), message.size(), 0);
+    const auto size = untilDone([&] { return receiveMessage(socket, message.data(), message.size(), 0); });
     if (size <= 0) {
+        errno = size == 0 ? 0 : errno;
         return std::nullopt;
     }
     message.resize(static_cast<std::size_t>(size));

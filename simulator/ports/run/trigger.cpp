@@ -1,6 +1,7 @@
 // `tarvix-sim trigger`: raises an event on an adapter of the `tarvix-sim run` around it.
 #include "ports/port.hpp"
 
+#include <cerrno>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <stdexcept>
@@ -20,7 +21,10 @@ int trigger(const std::string& event, const std::string& adapter, const std::vec
     FileDescriptor connection;
     const auto answer = askHost(connection, path, message);
     if (!answer || answer->empty()) {
-        throw std::runtime_error(fmt::format("tarvix-sim has ended: nobody answers on {}", path));
+        throw std::runtime_error(errno == EAGAIN
+                                     ? fmt::format("tarvix-sim is stopped or busy: no answer on {} for {} s", path,
+                                                   PATIENCE_WITH_HOST.tv_sec)
+                                     : fmt::format("tarvix-sim has ended: nobody answers on {}", path));
     }
     if (answer->front() != OK) {
         throw std::runtime_error(answer->front());

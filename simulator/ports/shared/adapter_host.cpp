@@ -5,6 +5,7 @@
 #include <fmt/ranges.h>
 
 #include "commands.hpp"
+#include "common/terminal.hpp"
 
 namespace sim {
 
@@ -179,8 +180,8 @@ bool AdapterHost::raiseHotJoin(std::size_t target)
 void AdapterHost::log(const char* direction, const Frame& frame) const
 {
     if (options_.verbose) {
-        fmt::print(stderr, "tarvix-sim: {} {} {:02x} ({})\n", serialNumber_, direction, fmt::join(frame, " "),
-                   commandName(frame));
+        terminal::tell(fmt::format("tarvix-sim: {} {} {:02x} ({})", serialNumber_, direction, fmt::join(frame, " "),
+                                   commandName(frame)));
     }
 }
 

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <tuple>
 
+#include "common/terminal.hpp"
 #include "ports/shared/identity.hpp"
 
 namespace sim {
@@ -74,8 +75,8 @@ void UhidDevice::pullOut()
     uhid_event event{};
     event.type = UHID_DESTROY;
     if (::write(channel_.get(), &event, sizeof event) < 0) {
-        fmt::print(stderr, "tarvix-sim: cannot destroy the HID device of {}: {}\n", adapter_.serialNumber(),
-                   std::strerror(errno));
+        terminal::tell(fmt::format("tarvix-sim: cannot destroy the HID device of {}: {}", adapter_.serialNumber(),
+                                   std::strerror(errno)));
     }
     created_ = false;
 }

@@ -9,6 +9,7 @@
 #include <sched.h>
 #include <stdexcept>
 
+#include "common/terminal.hpp"
 #include "ports/uhid/device.hpp"
 
 namespace sim {
@@ -21,8 +22,8 @@ void takePrecedence()
 {
     const sched_param lowestOfThem{.sched_priority = 1};
     if (::sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &lowestOfThem) < 0) {
-        fmt::print(stderr, "tarvix-sim: runs at ordinary priority ({}): long requests may lose segments\n",
-                   std::strerror(errno));
+        terminal::tell(fmt::format("tarvix-sim: runs at ordinary priority ({}): long requests may lose segments",
+                                   std::strerror(errno)));
     }
 }
 
@@ -42,7 +43,7 @@ int uhidPort(const HostOptions& options, const std::string& device)
         }
         devices.emplace_back(loop, options, index, std::move(channel));
         devices.back().adapter().plugIn();
-        fmt::print(stderr, "tarvix-sim: adapter {} is plugged in\n", devices.back().adapter().serialNumber());
+        terminal::tell(fmt::format("tarvix-sim: adapter {} is plugged in", devices.back().adapter().serialNumber()));
     }
     loop.onSignals({SIGINT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo&) { loop.stop(); });
     loop.run();

@@ -101,12 +101,16 @@ std::optional<Adapter> adapterAt(std::string_view path)
 FileDescriptor watchAdapters()
 {
     FileDescriptor connection;
-    return ask(connection, {"watch"}) ? std::move(connection) : FileDescriptor();
+    if (!ask(connection, {"watch"})) {
+        return {};
+    }
+    waitWithoutLimit(connection);
+    return connection;
 }
 
 bool isConnectionToHost(int descriptor)
 {
-    return hasHost() && peerOf(descriptor) == inDirectory(FIRST_SOCKET_NAME);
+    return hasHost() && peerOf(descriptor) == inDirectory(SOCKET_NAME);
 }
 
 std::optional<unsigned> nodeNumber(std::string_view path)
@@ -124,14 +128,15 @@ std::optional<unsigned> nodeNumber(std::string_view path)
 
 FileDescriptor openNode(std::string_view path)
 {
-    FileDescriptor handle;
-    if (nodeNumber(path)) {
-        handle = connectTo(std::string(path) + NODE_SOCKET_SUFFIX);
+    if (!nodeNumber(path)) {
+        return {};
     }
+    FileDescriptor handle = connectTo(std::string(path) + NODE_SOCKET_SUFFIX);
     // Answered when the host has added the handle: from then on it gets every report.
-    if (handle && !receiveFields(handle.get())) {
-        handle.reset();
+    if (!handle || !receiveFields(handle.get())) {
+        return {};
     }
+    waitWithoutLimit(handle);
     return handle;
 }
 
