@@ -17,7 +17,8 @@ class Scripts(unittest.TestCase):
 
     def test_unknown_arguments_are_refused(self):
         for command in ("fresh woody", "fresh script/test", "arm64 woody", "e2e --release woody", "e2e --release",
-                        "debian-sources ../trixie", "test ubsan", "format --fixx"):
+                        "debian-sources ../trixie", "test ubsan", "format --fixx", "soak --preset ubsan",
+                        "soak --lather"):
             with self.subTest(command=command):
                 script, *arguments = command.split()
                 result = subprocess.run([os.path.join(FOLDER, script), *arguments], capture_output=True, text=True,
