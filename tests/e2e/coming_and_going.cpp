@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 #include <future>
 #include <string>
@@ -18,6 +19,11 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+
+std::string seconds(Clock::duration time)
+{
+    return std::to_string(std::chrono::duration<double>(time).count()) + " s";
+}
 
 // Pulls a slow adapter while a command waits for its response. Returns what becomes of the command: its status, and
 // when it returned.
@@ -118,6 +124,41 @@ const Scenario REPLUG("replug", [](Place place) {
         sender.reconnect = true;
         cable.plug();
     }
+});
+
+// An adapter on the bus whose program takes nothing: its controller buffers a few reports, and then the kernel holds
+// each writer for its own 5 s, whatever the session's timeout. A strict session ends with the first segment that fails.
+const Scenario DEAF("deaf", [](Place place) {
+    if (place.port == Port::UHID) {
+        std::puts("e2e: skipped: /dev/uhid drops what nobody takes, and makes no writer wait");
+        return;
+    }
+    constexpr std::size_t BUFFERED = 4; // reports, by usb_f_hid
+    const VirtualCable cable(place);
+    const auto time = [&](TarvixSDK& sdk, std::size_t segments) {
+        const auto begin = Clock::now();
+        const StatusCode status = sdk.uartSendMessage(Bytes(segments * (place.reportSize - 2) - 6));
+        require(status == StatusCode::NO_RESPONSE, "a deaf adapter yields " + hex(status));
+        return Clock::now() - begin;
+    };
+    constexpr int SHORT_TIMEOUT_MS = 100;
+    TarvixSDK strict(SHORT_TIMEOUT_MS);
+    openStrict(strict, place);
+    cable.deafen();
+    const auto once = time(strict, BUFFERED + 5);
+    require(once > 4s && once < 9s, "a strict session holds its caller " + seconds(once));
+    strict.disconnect();
+
+    TarvixSDK plain(SHORT_TIMEOUT_MS);
+    require(plain.connectWithSerialNumber(place.serialNumber()), "a deaf adapter does not open");
+    const auto twice = time(plain, 2);
+    require(twice > 9s && twice < 18s, "a plain session holds its caller for two segments " + seconds(twice));
+    plain.disconnect();
+
+    cable.hear();
+    TarvixSDK again(TIMEOUT_MS);
+    openStrict(again, place);
+    require(serialNumberOf(again) == place.serialNumber(), "the adapter is of no use any more");
 });
 
 // The host of the emulated machine may pause it at any time, so the median of the times counts.

@@ -39,6 +39,10 @@ public:
     void pull();
     void plug();
 
+    // The adapter takes and sends nothing while it is deaf: nobody reads its node.
+    void deafen() const { program_->signal(SIGSTOP); }
+    void hear() const { program_->signal(SIGCONT); }
+
     bool hasPrinted(const std::string& text) const; // whether tarvix-sim has, since it was started last
 
 private:

@@ -35,6 +35,7 @@ public:
     pid_t id() const { return id_; }
     int wait(); // for its end; returns its exit status, 128 plus the signal's number after a signal
     void waitUntilStopped() const;
+    void signal(int signal) const { ::kill(id_, signal); }
     void end(int signal);
 
 private:
