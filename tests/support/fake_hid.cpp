@@ -99,20 +99,28 @@ void Device::deliverReport(Bytes report)
 
 void Device::deliverFrame(const Bytes& frame)
 {
-    const std::size_t capacity = reportSize() - 2;
     const std::lock_guard lock(mutex_);
+    for (Bytes& report : cut(frame)) {
+        deliverReport(std::move(report));
+    }
+}
+
+std::vector<Bytes> Device::cut(const Bytes& frame) const
+{
+    const std::size_t capacity = reportSize() - 2;
+    std::vector<Bytes> reports;
     std::size_t offset = 0;
     do {
         const std::size_t count = std::min(capacity, frame.size() - offset);
         const bool last = offset + count == frame.size();
         const std::size_t header = count << 2 | (offset == 0 ? 1U : 0U) | (last ? 2U : 0U);
-        Bytes report(reportSize());
+        Bytes& report = reports.emplace_back(reportSize());
         report[0] = static_cast<std::uint8_t>(header);
         report[1] = static_cast<std::uint8_t>(header >> 8);
         std::copy_n(frame.begin() + static_cast<std::ptrdiff_t>(offset), count, report.begin() + 2);
-        deliverReport(std::move(report));
         offset += count;
     } while (offset < frame.size());
+    return reports;
 }
 
 void Device::forget()
@@ -142,6 +150,11 @@ int Device::write(const std::uint8_t* data, std::size_t length)
 {
     std::unique_lock lock(mutex_);
     Call call(*this);
+    if (holdWrites_) {
+        ++heldWrites_;
+        changed_.notify_all();
+        changed_.wait(lock, [this] { return !holdWrites_; });
+    }
     const bool failing = failingWrite_ > 0 && --failingWrite_ == 0;
     if (unplugged_ || failWrites_ || failing) {
         ++failedWrites_;
@@ -161,7 +174,7 @@ int Device::write(const std::uint8_t* data, std::size_t length)
             handler_(partial_);
         }
     }
-    return call.succeed(length);
+    return call.succeed(shortenWrites_ ? length / 2 : length);
 }
 
 int Device::read(std::uint8_t* data, std::size_t length, std::chrono::milliseconds timeout)

@@ -43,14 +43,19 @@ public:
     // Called with each whole frame that the library wrote, on the writing thread; usually answers it.
     void onFrame(std::function<void(const Bytes& frame)> handler) { set(handler_, std::move(handler)); }
 
+    // The reports of one frame from the adapter.
+    std::vector<Bytes> cut(const Bytes& frame) const;
+
     // Queues input for the library's reader.
     void deliverReport(Bytes report);
     void deliverFrame(const Bytes& frame);
 
     void failWrites(bool fail) { set(failWrites_, fail); }
-    void failWrite(int number) { set(failingWrite_, number); } // that one only, counting from 1 and from now
-    void hiccup(int reads) { set(failingReads_, reads); }      // that many reads fail
-    void unplug() { set(unplugged_, true); }                   // reads and writes fail from now on
+    void failWrite(int number) { set(failingWrite_, number); }         // that one only, counting from 1 and from now
+    void shortenWrites(bool shorten) { set(shortenWrites_, shorten); } // they report fewer bytes than they were given
+    void holdWrites(bool hold) { set(holdWrites_, hold); }             // they block
+    void hiccup(int reads) { set(failingReads_, reads); }              // that many reads fail
+    void unplug() { set(unplugged_, true); }                           // reads and writes fail from now on
     void replug() { set(unplugged_, false); }
     void forbid() { forbidden_ = true; } // ends the process when it is used or closed
 
@@ -63,6 +68,7 @@ public:
     int reads() const { return get(reads_); }
     int failedReads() const { return get(failedReads_); }
     int failedWrites() const { return get(failedWrites_); }
+    int heldWrites() const { return get(heldWrites_); }
     int readTimeouts() const { return get(readTimeouts_); }        // of the reads begun since forget(), added up, in ms
     sigset_t readerSignals() const { return get(readerSignals_); } // blocked while the library reads
 
@@ -119,6 +125,8 @@ private:
     int failingReads_ = 0;
     bool idle_ = false;
     bool failWrites_ = false;
+    bool shortenWrites_ = false;
+    bool holdWrites_ = false;
     bool unplugged_ = false;
     bool errorStored_ = false;
     int running_ = 0;
@@ -128,6 +136,7 @@ private:
     int reads_ = 0;
     int failedReads_ = 0;
     int failedWrites_ = 0;
+    int heldWrites_ = 0;
     int readTimeouts_ = 0;
 };
 
