@@ -8,7 +8,10 @@
 #include <grp.h>
 #include <unistd.h>
 
+#include <tarvixsdk/async_sdk.hpp>
+
 #include "scenario.hpp"
+#include "support/received.hpp"
 
 namespace e2e {
 
@@ -29,6 +32,18 @@ const Scenario LOCK("lock", [](Place place) {
     Child other([&, self = ::getpid()] { return isKeptOut(cable, place, self) ? 0 : 1; });
     require(other.wait() == 0, "another process is not kept out");
     require(serialNumberOf(sdk) == place.serialNumber(), "the session suffers");
+
+    // A plain session asks for no lock: both get every answer, and the strict one drops what is not its own.
+    Received<Bytes> heard;
+    TarvixAsyncSDK listener;
+    listener.onResponse([&](const Bytes& frame) { heard.add(frame); });
+    require(listener.connectWithSerialNumber(place.serialNumber()), "a plain session is kept out");
+    serialNumberOf(sdk);
+    require(heard.atLeast(1).size() == 1, "a plain session does not hear the other's answers");
+    listener.gpioDigitalRead(1, GpioPinNumber::PIN_0);
+    eventually("the strict session drops the other's answer", [&] { return sdk.unmatchedResponses() == 1; });
+    require(serialNumberOf(sdk) == place.serialNumber(), "the strict session takes the other's answer");
+    listener.disconnect();
     sdk.disconnect();
 
     Child holder([&] {

@@ -105,10 +105,10 @@ struct Shared {
 class Client {
 public:
     Client(Shared& shared, int adapter, std::uint32_t program)
-        : sdk(static_cast<int>(options["--timeout"])),
-          shared_(shared),
+        : shared_(shared),
           random_(static_cast<unsigned>(options["--seed"] + 1000 * adapter) + program),
-          program_(program)
+          program_(program),
+          sdk(static_cast<int>(options["--timeout"]))
     {
         char text[16];
         std::snprintf(text, sizeof text, "TVX%07d", adapter + 1);
@@ -138,7 +138,6 @@ public:
         }
     }
 
-    TarvixSDK sdk;
     long commands = 0;
     long opened = 0;
     long noResponses = 0;
@@ -495,6 +494,9 @@ private:
     const std::uint32_t program_; // which of those that share the adapter
     std::string serialNumber_;
     std::uint32_t lastHeard_ = 0;
+
+public:
+    TarvixSDK sdk; // its reader thread uses the others and ends first
 };
 
 // What this program and the adapter's host use of the machine.
