@@ -152,7 +152,7 @@ const Scenario DEAF("deaf", [](Place place) {
     TarvixSDK plain(SHORT_TIMEOUT_MS);
     require(plain.connectWithSerialNumber(place.serialNumber()), "a deaf adapter does not open");
     const auto twice = time(plain, 2);
-    require(twice > 9s && twice < 18s, "a plain session holds its caller for two segments " + seconds(twice));
+    require(twice > 9s, "a plain session holds its caller for two segments " + seconds(twice));
     plain.disconnect();
 
     cable.hear();

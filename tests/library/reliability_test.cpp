@@ -12,8 +12,7 @@
 namespace {
 
 constexpr int SHORT = 50;                  // ms
-constexpr std::size_t SEGMENTS = 4;        // of each answer
-constexpr std::uint16_t SIZE = 4 * 62 - 9; // bytes read, so that they fill the answer's reports
+constexpr std::uint16_t SIZE = 4 * 62 - 9; // bytes read, so that the answer fills four reports
 const Bytes NOTIFICATION{0, 0, 0x81, 0x14, 0, 0, 3};
 
 using Reports = std::vector<Bytes>;
@@ -97,6 +96,7 @@ TEST_F(Reliability, ATornAnswerSpoilsNoOtherOfAStrictSession)
         Damage damage;
         std::string_view strict;
         std::string_view plain;
+        std::size_t notifications = 0;
     } rows[]{
         {"lost", [](Reports& reports, std::size_t place) { reports.erase(at(reports, place)); }, "-ss-", "www-"},
         {"doubled",
@@ -106,10 +106,9 @@ TEST_F(Reliability, ATornAnswerSpoilsNoOtherOfAStrictSession)
          [](Reports& reports, std::size_t place) { std::swap(reports[place], reports[place + 1]); }, "sws", "www"},
         {"followed by a notification",
          [](Reports& reports, std::size_t place) {
-             Bytes report = hex("1F 00") + NOTIFICATION;
-             reports.insert(at(reports, place + 1), padded(report, 64));
+             reports.insert(at(reports, place + 1), padded(hex("1F 00") + NOTIFICATION, 64));
          },
-         "---r", "---r"},
+         "---r", "---r", 1},
     };
     for (const auto& row : rows) {
         for (const bool strict : {true, false}) {
@@ -119,6 +118,7 @@ TEST_F(Reliability, ATornAnswerSpoilsNoOtherOfAStrictSession)
                 const auto expected = static_cast<Outcome>(outcomes[place]);
                 std::unique_ptr<TarvixSDK> sdk;
                 do { // on a busy machine the first answer may miss the short timeout
+                    sdk.reset();
                     sdk = session(strict, expected == NO_ANSWER ? SHORT : LONG_ENOUGH);
                 } while (read(*sdk, 1) != RIGHT);
                 const std::size_t before = notifications.size();
@@ -126,9 +126,9 @@ TEST_F(Reliability, ATornAnswerSpoilsNoOtherOfAStrictSession)
                 EXPECT_EQ(read(*sdk, 100), expected);
                 setDamage(nullptr, 0);
                 ASSERT_TRUE(device->settle());
-                const bool inside = row.strict == "---r" && place + 1 < SEGMENTS;
-                const std::size_t phantoms = inside && !strict ? 1 : 0; // made of the notification and what follows it
-                EXPECT_EQ(notifications.size() - before, (row.strict == "---r" ? 1 : 0) + phantoms);
+                // The rest of a torn answer makes a second one in a plain session.
+                const std::size_t times = !strict && expected == NO_ANSWER ? 2 : 1;
+                EXPECT_EQ(notifications.size() - before, times * row.notifications);
                 Outcome next = NO_ANSWER;
                 while (strict && next == NO_ANSWER) {
                     next = read(*sdk, 200);
