@@ -17,19 +17,6 @@ class Scripts(unittest.TestCase):
             listed = re.findall(r"^\| `([\w-]+)` \|", file.read(), re.MULTILINE)
         self.assertEqual(sorted([*listed, "README.md"]), sorted(os.listdir(FOLDER)))
 
-    def test_unknown_arguments_are_refused(self):
-        for command in ("fresh woody", "fresh script/test", "arm64 woody", "e2e --release woody", "e2e --release",
-                        "debian-sources ../trixie", "test ubsan", "format --fixx", "soak --preset ubsan",
-                        "soak --lather"):
-            with self.subTest(command=command):
-                script, *arguments = command.split()
-                result = subprocess.run([os.path.join(FOLDER, script), *arguments], capture_output=True, text=True,
-                                        timeout=60, check=False)
-                named = "" if command.endswith("--release") else arguments[-1]
-                self.assertEqual((result.returncode, result.stdout), (2, ""))
-                self.assertRegex(result.stderr, f"^[a-z0-9-]+: unknown (release|preset|option) '{re.escape(named)}'; "
-                                                "it must be [^\n]+ or [a-z-]+\n$")
-
     def test_fault_matrix_names_tests_that_exist(self):
         project = os.path.dirname(FOLDER)
 
@@ -45,6 +32,19 @@ class Scripts(unittest.TestCase):
             names = set(re.findall(r"`([^`]+)`", tests))
             self.assertTrue(names or tests in ("Tests", "the same"), tests)
             self.assertFalse(names - known)
+
+    def test_unknown_arguments_are_refused(self):
+        for command in ("fresh woody", "fresh script/test", "arm64 woody", "e2e --release woody", "e2e --release",
+                        "debian-sources ../trixie", "test ubsan", "format --fixx", "soak --preset ubsan",
+                        "soak --lather"):
+            with self.subTest(command=command):
+                script, *arguments = command.split()
+                result = subprocess.run([os.path.join(FOLDER, script), *arguments], capture_output=True, text=True,
+                                        timeout=60, check=False)
+                named = "" if command.endswith("--release") else arguments[-1]
+                self.assertEqual((result.returncode, result.stdout), (2, ""))
+                self.assertRegex(result.stderr, f"^[a-z0-9-]+: unknown (release|preset|option) '{re.escape(named)}'; "
+                                                "it must be [^\n]+ or [a-z-]+\n$")
 
 
 if __name__ == "__main__":
