@@ -1,5 +1,7 @@
 // The fault matrix of docs/reliability.md: what a caller sees of torn answers, failing writes and storms, in plain and
 // in strict sessions of the shipped library with hidapi replaced.
+#include <algorithm>
+#include <chrono>
 #include <memory>
 #include <string_view>
 #include <thread>
@@ -159,6 +161,30 @@ TEST_F(Reliability, ASegmentThatIsNotWrittenEndsAStrictRequestAndNoPlainOne)
     }
     answer(Bytes{0, 0});
     EXPECT_EQ(session(true)->uartSendMessage(message), StatusCode::SUCCESS);
+}
+
+// On the real clock, as callers see it. A busy machine may wake anybody late, so one good median will do.
+TEST_F(Reliability, NoAnswerIsNeverEarlyAndUsuallyLessThan20MillisecondsLate)
+{
+    using Milliseconds = std::chrono::duration<double, std::milli>;
+    constexpr double LATEST = 20;
+    device->onFrame(nullptr);
+    for (const bool strict : {false, true}) {
+        const auto sdk = session(strict, SHORT);
+        double median = LATEST + 1;
+        for (int round = 0; round < 40 && median > LATEST; ++round) {
+            std::vector<double> late(5);
+            for (double& by : late) {
+                const auto begin = std::chrono::steady_clock::now();
+                ASSERT_EQ(sdk->uartDeinit(), StatusCode::NO_RESPONSE);
+                by = Milliseconds(std::chrono::steady_clock::now() - begin).count() - SHORT;
+                ASSERT_GE(by, 0);
+            }
+            std::nth_element(late.begin(), late.begin() + 2, late.end());
+            median = late[2];
+        }
+        EXPECT_LE(median, LATEST);
+    }
 }
 
 TEST_F(Reliability, AStormOfNotificationsSpoilsNoAnswerHoweverSlowTheirHandler)
