@@ -7,6 +7,7 @@ import re
 import subprocess
 import sys
 import unittest
+from importlib import machinery, util
 
 FOLDER = sys.argv.pop(1)
 
@@ -45,6 +46,40 @@ class Scripts(unittest.TestCase):
                 self.assertEqual((result.returncode, result.stdout), (2, ""))
                 self.assertRegex(result.stderr, f"^[a-z0-9-]+: unknown (release|preset|option) '{re.escape(named)}'; "
                                                 "it must be [^\n]+ or [a-z-]+\n$")
+
+    def test_mutate_changes_code_and_nothing_else(self):
+        loader = machinery.SourceFileLoader("mutate", os.path.join(FOLDER, "mutate"))
+        mutate = util.module_from_spec(util.spec_from_loader("mutate", loader))
+        loader.exec_module(mutate)
+        source = """\
+#include <array> // a < b
+/* 1 + 1 */
+static_assert(A ==
+              1);
+    use("a && 2", 'b', 0x0F);
+    if (x.y(")") < 65'535U) {
+    swap(a, b);
+    std::vector<T> f(T&& t);
+"""
+        found = {(line, operator, after.strip()) for line, changes in mutate.faults_in(source)
+                 for operator, after in changes}
+        self.assertEqual(found, {
+            (5, "constant", """use("a && 2", 'b', 0x10);"""), (5, "constant", """use("a && 2", 'b', 0x0E);"""),
+            (5, "removal", ""),
+            (6, "comparison", """if (x.y(")") <= 65'535U) {"""), (6, "comparison", """if (x.y(")") >= 65'535U) {"""),
+            (6, "constant", """if (x.y(")") < 65536U) {"""), (6, "constant", """if (x.y(")") < 65534U) {"""),
+            (6, "negation", """if (!(x.y(")") < 65'535U)) {"""),
+            (7, "arguments", "swap(b, a);"), (7, "removal", "")})
+
+        def run(*arguments):
+            return subprocess.run([os.path.join(FOLDER, "mutate"), *arguments], capture_output=True, text=True,
+                                  timeout=60, check=False)
+
+        listed = run("--only", "src/transport/frame_link.cpp", "--count", "2", "--list").stdout
+        self.assertEqual(listed.count("src/transport/frame_link.cpp:"), 2, listed)
+        refused = run("--area", "docs")
+        self.assertEqual((refused.returncode, refused.stderr),
+                         (2, "mutate: unknown area 'docs'; it must be library, simulator or cli\n"))
 
 
 if __name__ == "__main__":

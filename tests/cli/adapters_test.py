@@ -57,6 +57,8 @@ class Adapters(Case):
         self.assertRegex(tarvix("list", sim=["--report-size", "1024"]).stdout,
                          r"^SELECTOR    SERIAL      PRODUCT                 REPORT  PATH\n"
                          r"TVX0000001  TVX0000001  Tarvix Virtual Adapter    1024  \S+\n$")
+        self.assertEqual(run([TARVIX, "list"], env=attached(("/p", "A"))).stdout,
+                         "SELECTOR  SERIAL  PRODUCT  REPORT  PATH\nA         A                    64  /p\n")
         nothing = shell("tarvix-sim trigger unplug; tarvix list; tarvix list --json")
         self.assertEqual(nothing.stderr, "tarvix list: no adapter is attached; run 'tarvix doctor'\n")
         self.assertEqual(objects(nothing.stdout), [{"adapters": []}])

@@ -161,7 +161,7 @@ class I3cTest(Case):
         self.json("""
             tarvix i3c ddr-write --json 0x08 0x04 12345678
             tarvix i3c ddr-read --json 0x08 0x04 -n 4
-            tarvix i3c write --json --reg-bytes 0 0x08 05 99
+            tarvix i3c write --json --reg-bytes 0 --flags 31 0x08 05 99
             tarvix i3c read --json 0x08 4 -n 4
             tarvix i3c legacy-write --json 0x57 0x20 beef
             tarvix i3c legacy-read --json 0x57 0x21 -n 2
@@ -190,11 +190,13 @@ class I3cTest(Case):
             ("SETMWL 0x1234", "GETMWL @0x09", "1234"),
             ("SETMWL @0x08 64", "GETMWL @0x08", "0040"),
             ("SETMRL 300", "GETMRL @0x09", "012c"),
+            ("SETMRL 300 17", "GETMRL @0x08", "012c11"),
             ("SETMRL @0x08 32 16", "GETMRL @0x08", "002010"),
             *((f"ENTAS{state}{target}", "GETSTATUS @0x08", f"00{state << 6:02x}")
               for state in range(4) for target in ("", " @0x08")),
             ("SETXTIME 0xdf", "GETXTIME @0x09", "0602180a"),
             ("SETXTIME @0x08 0xef 1234", "GETXTIME @0x08", "0604180a"),
+            ("SETXTIME 0xef && tarvix i3c ccc SETXTIME 0xff", "GETXTIME @0x08", "0600180a"),
             ("SETBUSCON 1 22", "GETDCR @0x08", "63"),
             ("RSTDAA && tarvix i3c ccc SETDASA @0x31 0x20", "GETPID @0x20", "7ffe56789002"),
             ("RSTDAA && tarvix i3c ccc SETAASA", "GETPID @0x30", "7ffe12345001"),

@@ -67,6 +67,9 @@ class Commands(Case):
                 asked = shell("script -qec 'tarvix boot' /dev/null", stdin=answer + "\n")
                 self.assertEqual(asked.returncode, status, asked.stdout)
                 self.assertIn("Enter boot mode? [y/N] ", asked.stdout)
+        interrupted = shell('coproc script -qec "tarvix boot" /dev/null; script=$COPROC_PID; '
+                            r'read -rd "[" <&${COPROC[0]}; printf "\003\n" >&${COPROC[1]}; wait $script')
+        self.assertEqual(interrupted.returncode, 130)
 
     def test_doctor(self):
         fields = objects(tarvix("doctor", "--json").stdout)[0]

@@ -81,8 +81,9 @@ class ExitStatus(Case):
             "exit": 1, "message": "setting the shared rail to 60000 mV: VOLTAGE_OUT_OF_RANGE (0x0201)",
             "advice": "the rail cannot produce this voltage: choose another", "status": "VOLTAGE_OUT_OF_RANGE",
             "number": 0x0201}}])
-        usage = tarvix("gpio", "get", "x", "--json")
-        self.assertEqual((usage.returncode, objects(usage.stdout)[0]["error"]["exit"]), (2, 2))
+        for arguments in (("gpio", "get", "x"), ("--timeout", "0", "list")):
+            usage = tarvix(*arguments, "--json")
+            self.assertEqual((usage.returncode, objects(usage.stdout)[0]["error"]["exit"]), (2, 2))
 
     def test_nonsense_is_one_line_and_names_what_is_wrong(self):
         table = [
@@ -112,19 +113,32 @@ class ExitStatus(Case):
             ("i3c ccc GETNOTHING", "GETNOTHING"),
             ("i3c ccc GETPID", "GETPID has no broadcast form; write GETPID @ADDR"),
             ("i3c ccc GETPID @0x08 1", "GETPID: unexpected argument '1'"),
-            ("i3c ccc RSTDAA @0x08", "@0x08"),
+            ("i3c ccc RSTDAA @0x08", "RSTDAA has no direct form: unexpected '@0x08'"),
             ("i3c ccc SETMWL", "LENGTH"),
             ("i3c ccc RSTACT 0x81", "0x81"),
         ]
         for arguments, text in table:
             with self.subTest(arguments=arguments):
                 self.fails(tarvix(*arguments.split()), 2, text)
-        for arguments in ("--timeout 0", "gpio watch 3 --count 0", "i2c get 0x80", "i2c get 0x50 --length 0",
-                          "i2c get 0x50 --bus 2", "i2c get 0x50 --clock 0", "i2c scan --expect 0x50,0x80",
-                          "i3c read 0x08 0 --flags 32", "i3c ccc GETPID @0x80", "i3c ccc SETMWL 65536"):
+        self.fails(run([TARVIX, "--json=a\nb", "list"]), 2, "--json = a; see 'tarvix list --help'")
+        for arguments, limits in (
+            ("--timeout 0", "1 to 86400000"), ("gpio get 8", "0 to 7"), ("gpio watch 3 --count 0", "1 or more"),
+            ("i2c get 0x80", "0 to 127"), ("i2c get 0x50 --length 0", "1 to 65535"), ("i2c get 1 --bus 2", "0 to 1"),
+            ("i2c get 0x50 --clock 0", "1 to 3400000"), ("i2c get 0x50 --init-option 256", "0 to 255"),
+            ("i2c get 0x50 --pull-up 4", "0 to 3"), ("i2c get 0x50 --reg-bytes 5", "1 to 4"),
+            ("i2c set 0x50 --reg-bytes 5", "0 to 4"), ("i2c set 0x50 0 1 --page 0", "1 to 65535"),
+            ("i2c dump 0x50 --reg-bytes 5", "1 to 4"), ("i2c dump 0x50 --length 0", "1 to 16777216"),
+            ("i2c scan --expect 0x50,0x80", "0 to 127"), ("i3c read 0x08 0 --flags 32", "0 to 31"),
+            ("i3c read 8 0 --length 0", "1 to 65535"), ("i3c ddr-read 8 0 --length 0", "1 to 65535"),
+            ("i3c init 0x30=0x80", "1 to 127"), ("i3c ccc GETPID @0x80", "0 to 127"),
+            ("i3c ccc SETMWL 65536", "0 to 65535"), ("rail set shared 65536", "0 to 65535mV"),
+            ("spi id --clock 0", "1 to 50000000"), ("spi read-flash 0x1000000", "0 to 16777215"),
+            ("spi read-flash --length 0", "1 to 16777216"), ("spi transfer --length 0", "1 to 65535"),
+            ("uart send 1 --reply 0", "1 to 16777216"),
+        ):
             with self.subTest(arguments=arguments):
-                value = re.split("[ ,@]", arguments)[-1]
-                self.fails(tarvix(*arguments.split()), 2, f": {value} is out of range, ")
+                value = re.split("[ ,@=]", arguments)[-1]
+                self.fails(run([TARVIX, *arguments.split()]), 2, f": {value} is out of range, {limits}\n")
 
     def test_standard_streams(self):
         table = [

@@ -5,13 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include "adapter/context.hpp"
 #include "adapter/event_queue.hpp"
 #include "adapter/notifications.hpp"
-#include "adapter/statuses.hpp"
 #include "arguments/data.hpp"
 #include "arguments/words.hpp"
 #include "commands/i3c/codes.hpp"
 #include "common/terminal.hpp"
+#include "console/errors.hpp"
 #include "console/text.hpp"
 
 namespace tool {
@@ -35,10 +36,10 @@ const std::pair<std::string, std::string> REPLIES[] = {
                   R"( = ["interrupts","interrupt payload","advanced capabilities"])"},
     {"GETDCR 00", "dcr: 0x00 = 0; device: generic device"},
     {"GETDCR 40", "dcr: 0x40 = 64; device: see MIPI's list of device characteristics = null"},
-    {"GETSTATUS a500",
-     "pending interrupt: none = 0; protocol error: no = false; activity state: 0 = 0; vendor byte: 0xa5 = 165"},
-    {"GETSTATUS 00eb",
-     "pending interrupt: 11 = 11; protocol error: yes = true; activity state: 3 = 3; vendor byte: 0x00 = 0"},
+    {"GETSTATUS a520",
+     "pending interrupt: none = 0; protocol error: yes = true; activity state: 0 = 0; vendor byte: 0xa5 = 165"},
+    {"GETSTATUS 00db",
+     "pending interrupt: 11 = 11; protocol error: no = false; activity state: 3 = 3; vendor byte: 0x00 = 0"},
     {"GETMXDS 0423102701",
      R"(max write rate: 2 MHz; max read rate: 4 MHz; clock to data turnaround: at most 12 ns = "12 ns"; )"
      "max read turnaround: 75536 us = 75536"},
@@ -147,9 +148,34 @@ TEST(Events, BeyondTheQueueAreLostAndCounted)
     EXPECT_FALSE(queue.take());
 }
 
-TEST(Statuses, ThatNobodyNamedHaveAName)
+TEST(Statuses, EachEndsTheRunWithItsExitStatusItsNameAndARemedy)
 {
-    EXPECT_EQ(nameOf(StatusCode{0x7777}), "DEVICE_STATUS");
+    const struct {
+        StatusCode status;
+        ExitStatus exitStatus;
+        const char* text;
+    } cases[]{
+        {StatusCode::NO_RESPONSE, ExitStatus::NO_ANSWER, "NO_RESPONSE (0x2000); no answer within 2000 ms"},
+        {StatusCode::ADAPTER_LOST, ExitStatus::ADAPTER_LOST, "ADAPTER_LOST (0xC000); the adapter has left the USB bus"},
+        {StatusCode::NOT_CONNECTED, ExitStatus::ADAPTER_LOST,
+         "NOT_CONNECTED (0x4000); the connection to the adapter is"},
+        {StatusCode::INVALID_ARGUMENT, ExitStatus::USAGE, "INVALID_ARGUMENT (0x8000)"},
+        {StatusCode::UNEXPECTED_RESPONSE, ExitStatus::REFUSED, "UNEXPECTED_RESPONSE (0x6000); the adapter sent an inv"},
+        {StatusCode::RESPONSE_TOO_SHORT, ExitStatus::REFUSED, "RESPONSE_TOO_SHORT (0xA000); the adapter sent an inval"},
+        {StatusCode{0x7777}, ExitStatus::REFUSED, "DEVICE_STATUS (0x7777); the adapter refused the command: check"},
+    };
+    Context context({});
+    EXPECT_NO_THROW(context.check(StatusCode::SUCCESS, "reading"));
+    for (const auto& test : cases) {
+        try {
+            context.check(test.status, "reading");
+            ADD_FAILURE() << test.text;
+        } catch (const CommandFailed& failed) {
+            EXPECT_EQ(failed.exitStatus(), test.exitStatus) << test.text;
+            EXPECT_EQ((failed.what() + ("; " + failed.advice())).find("reading: " + std::string(test.text)), 0U)
+                << failed.what() << "; " << failed.advice();
+        }
+    }
 }
 
 } // namespace

@@ -161,43 +161,6 @@ TEST_F(GoldenBlocking, WithoutAResponseEveryOutputStaysAsItWas)
     }
 }
 
-// An adapter that sends less than it should, byte by byte: what is missing reads as zeros, and nothing behind the frame
-// is looked at. And one that sends wrong bytes: the sanitizers watch, and nothing is longer than a count can say.
-TEST_F(GoldenBlocking, EachDecoderTakesEveryCutAnswerAndEveryWrongByte)
-{
-    TarvixSDK sdk(LONG_ENOUGH);
-    ASSERT_TRUE(sdk.connect(""));
-    const auto decode = [&](const Row& row, const Bytes& fromStatus) {
-        answer(fromStatus);
-        Outputs outputs;
-        const StatusCode status = row.block(sdk, outputs);
-        EXPECT_LE(outputs.bytes.size(), 65'535U);
-        EXPECT_LE(outputs.table.size(), 255U);
-        return std::pair(status, outputs.values() + " | " + outputs.data());
-    };
-    for (const Row& row : rowsWith(&Row::block)) {
-        const Bytes whole = hex("00 00 " + row.answer);
-        for (std::size_t size = 0; !row.answer.empty() && size < whole.size(); ++size) {
-            SCOPED_TRACE(row.name + " with " + std::to_string(size) + " bytes from the status on");
-            const auto [status, outputs] = decode(row, part(whole, 0, size));
-            const bool promisedMore =
-                row.name == "i2cScanBus" && size < hex("00 00 F1 03 02 01 02 03 04 05 06 07").size();
-            const bool statusMissing = size < 2 && row.statusOnError != StatusCode::SUCCESS;
-            ASSERT_EQ(status, promisedMore || statusMissing ? StatusCode::RESPONSE_TOO_SHORT : StatusCode::SUCCESS);
-            if (!promisedMore) {
-                EXPECT_EQ(outputs, decode(row, padded(part(whole, 0, size), whole.size())).second);
-            }
-        }
-        for (std::size_t at = 2; at < whole.size(); ++at) {
-            SCOPED_TRACE(row.name + ", byte " + std::to_string(at) + " FF");
-            Bytes wrong = whole;
-            wrong[at] = 0xFF;
-            const StatusCode status = decode(row, wrong).first;
-            ASSERT_TRUE(status == StatusCode::SUCCESS || status == StatusCode::RESPONSE_TOO_SHORT);
-        }
-    }
-}
-
 using GoldenFlat = FlatAdapter;
 
 // Single values are the method's to write, so also when the adapter reports an error; buffers are not.

@@ -58,8 +58,15 @@ TEST(Opening, SaysWhatIsAttachedAndWhyNothingWasOpened)
     EXPECT_EQ(sdk.open({.path = "a", .serialNumber = "B2"}).status, OpenStatus::NO_ADAPTER);
     EXPECT_EQ(sdk.open({.serialNumber = "\u0416\u00e9"}).path, "b");
     EXPECT_EQ(sdk.open({.path = "a"}).path, "b") << "an open adapter stays";
+    sdk.disconnect();
 
-    EXPECT_EQ(listAdapters().size(), 3U);
+    fake_hid::attach({.path = "/etc/shadow", .openable = false});
+    const uid_t user = ::getuid();
+    const bool isRoot = ::setreuid(65'534, static_cast<uid_t>(-1)) == 0; // root may do everything
+    EXPECT_EQ(sdk.open({.path = "/etc/shadow", .exclusive = false}).status, OpenStatus::NO_PERMISSION);
+    EXPECT_EQ(isRoot, ::setreuid(user, static_cast<uid_t>(-1)) == 0 && user == 0);
+
+    EXPECT_EQ(listAdapters().size(), 4U);
     EXPECT_EQ(fake_hid::bus().enumerations, 0) << "a list was not freed";
 }
 
@@ -118,6 +125,9 @@ TEST_F(Strict, AnAnswerToARequestThatWasNotSentIsNotStored)
     device->deliverFrame({1, 0, 3, 9, 0, 0, 0, 0, 0, 0xAB});
     ASSERT_TRUE(device->settle());
     EXPECT_EQ(sdk.i2cRead(0, 0x50, {}, 1, data, false), StatusCode::NO_RESPONSE);
+    device->deliverFrame({2, 0, 3, 9, 0, 0, 0, 0, 0, 0xAB});
+    ASSERT_TRUE(device->settle());
+    EXPECT_EQ(sdk.unmatchedResponses(), 1U) << "the answer came too late";
 }
 
 TEST_F(Strict, OnlyItsOwnAnswerCompletesACall)

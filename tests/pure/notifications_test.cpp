@@ -1,6 +1,7 @@
-// The views of a notification in C++ and C.
+// The views of a notification in C++ and C, and the queue of them.
 #include <gtest/gtest.h>
 
+#include "flat/notification_queue.hpp"
 #include "support/bytes.hpp"
 #include "tarvixsdk/flat.h"
 
@@ -104,6 +105,20 @@ TEST(Notifications, ShowTheViewOfTheirKindAndNoMoreThanTheyHold)
         notification.length = frame.size();
         EXPECT_EQ(gpio(notification) + uart(notification) + ibi(notification) + hotJoin(notification), test.view)
             << "the views of the other kinds are empty";
+    }
+}
+
+// The reader thread delivers as soon as the adapter is open, the caller's thread says so later.
+TEST(NotificationQueue, KeepsANotificationThatIsFasterThanOpenAndTheLatestHoweverLong)
+{
+    NotificationQueue queue;
+    Bytes buffer((std::size_t{1} << 20) + 1); // more than the queue holds
+    for (const Bytes& frame : {hex("01 02 03"), buffer}) {
+        queue.put(frame);
+        queue.begin();
+        std::size_t length = 0;
+        EXPECT_EQ(queue.take(buffer, length, 0), StatusCode::SUCCESS);
+        EXPECT_EQ(length, frame.size());
     }
 }
 

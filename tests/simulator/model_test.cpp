@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "commands.hpp"
+#include "model/i2c.hpp"
 #include "support/bytes.hpp"
 #include "virtual_adapter.hpp"
 
@@ -173,6 +174,21 @@ TEST_F(ModelTest, I2cDevicesBehaveLikeTheirRealOnes)
     EXPECT_EQ(hex(sent.at(0)).size(), 9u + 65'535u);
     exchange(hex("01 00 04 09 01 FF FF 51 02 00 00 00 00 00") + counting(65'535));
     EXPECT_EQ(sent.at(0), "01 00 04 09 00 00");
+}
+
+TEST(I2cScan, LeavesReservedAddressesOut)
+{
+    sim::I2c i2c;
+    i2c.ports[1].devices = {{0x07, nullptr}, {0x08, nullptr}, {0x77, nullptr}, {0x78, nullptr}};
+    i2c.ports[1].initialised = true;
+    sim::CommandTable table;
+    sim::addI2cCommands(table, i2c);
+    const Bytes frame = hex("01 00 06 09 01 00");
+    sim::Request request(frame);
+    const sim::CommandTable::Row& scan = *table.find(request.code());
+    sim::OutputFrame response(request.transactionId(), request.code(), scan.dataOffset);
+    scan.execute(request, response);
+    EXPECT_EQ(hexOf(response.bytes()), "01 00 06 09 00 00 01 02 00 08 77");
 }
 
 TEST_F(ModelTest, FlashProgramsOnlyWhenEnabledAndOnlyClearsBits)
