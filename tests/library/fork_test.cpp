@@ -57,6 +57,7 @@ TEST_F(Fork, AChildNeitherUsesNorSpoilsWhatItsParentHasOpen)
     TarvixSDK sdk(LONG_ENOUGH);
     ASSERT_TRUE(sdk.connect("other"));
     ASSERT_EQ(TarvixSDK_Open(handle, device->entry().path.c_str(), nullptr, 0, nullptr), OpenStatus::OPENED);
+    TarvixSDK_Handle* const unused = TarvixSDK_Create(LONG_ENOUGH);
     Bytes buffer(64);
     std::size_t length = 0;
     std::thread commanding([&] { EXPECT_EQ(TarvixSDK_UartDeinit(handle), StatusCode::SUCCESS); });
@@ -95,9 +96,10 @@ TEST_F(Fork, AChildNeitherUsesNorSpoilsWhatItsParentHasOpen)
         fake_hid::reset();
         const auto own = fake_hid::attach();
         own->onFrame([&](const Bytes& request) { own->deliverFrame(answerTo(request, hex("00 00"))); });
-        TarvixSDK mine(LONG_ENOUGH);
-        EXPECT_TRUE(mine.open());
-        EXPECT_EQ(mine.uartDeinit(), StatusCode::SUCCESS);
+        EXPECT_TRUE(TarvixSDK_Connect(unused, nullptr));
+        EXPECT_EQ(TarvixSDK_UartDeinit(unused), StatusCode::SUCCESS);
+        TarvixSDK_Disconnect(unused);
+        EXPECT_FALSE(TarvixSDK_IsConnected(unused));
 #endif
     };
     EXPECT_TRUE(succeedsInAChild(child));
@@ -109,6 +111,7 @@ TEST_F(Fork, AChildNeitherUsesNorSpoilsWhatItsParentHasOpen)
     waiting.join();
     fetching.join();
     pausing.reset();
+    TarvixSDK_Destroy(unused);
 }
 
 TEST_F(Fork, AChildDoesNotHoldTheLock)
