@@ -216,7 +216,9 @@ TEST_F(OutOfMemory, SoDoesAHandleOfTheFlatInterface)
         });
         survived([&] { TarvixSDK_I2cRead(handle, 0, 0x50, data.data(), 4, 300, data.data(), false); });
         survived([&] { TarvixSDK_NextNotification(handle, data.data(), data.size(), &length, 0); });
-        survived([&] { TarvixSDK_GetDeviceInfo(handle, &info); });
+        StatusCode read = StatusCode::NO_RESPONSE;
+        survived([&] { read = TarvixSDK_GetDeviceInfo(handle, &info); });
+        EXPECT_EQ(read == StatusCode::SUCCESS, info.usbString5 != nullptr);
         survived([&] { TarvixSDK_ListAdapters(&adapters); });
         TarvixSDK_FreeDeviceInfo(&info);
         TarvixSDK_FreeAdapters(adapters);
