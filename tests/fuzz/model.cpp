@@ -18,6 +18,7 @@ const std::vector<Bytes> SETUP{
     hex("01 00 01 0D 00 00 00 00 00 40 42 0F 00"),
     hex("01 00 02 10 07 00 00 03 00"),
     hex("01 00 01 19 00 00 00 00"),
+    hex("01 00 04 19 00"),
     hex("01 00 09 19 7E 00 00 07 00"),
 };
 
@@ -88,7 +89,10 @@ std::vector<Bytes> fuzz::seeds()
 {
     std::vector<Bytes> seeds{hex("01 02 00 02 01 02"), hex("01 03 01 00")};
     for (const golden::Row& row : golden::everyRow()) {
-        const Bytes request = hex("01 00 " + row.request);
+        Bytes request = hex("01 00 " + row.request);
+        if (row.request.starts_with("09 19 3")) {
+            request[4] = 8; // a target that there is
+        }
         for (const std::uint8_t setup : Bytes{0, 1}) {
             seeds.push_back(Bytes{setup, FOREIGN_REQUEST, 0} + counted(request));
         }
