@@ -4,9 +4,10 @@
 #include "arguments/numbers.hpp"
 #include "commands/i2c/messages.hpp"
 #include "commands/i3c/replies.hpp"
+#include "common/terminal.hpp"
 #include "console/errors.hpp"
-#include "console/text.hpp"
 #include "fuzz.hpp"
+#include "ports/shared/utf8.hpp"
 
 namespace {
 
@@ -16,6 +17,19 @@ std::vector<std::string> wordsOf(const std::string& line)
     std::vector<std::string> words = tool::splitWords(line);
     std::erase_if(words, [](const std::string& word) { return word == "-" || word.starts_with('@'); });
     return words;
+}
+
+// No control characters, none that changes the direction of writing, and UTF-8.
+void requireSilent(const std::string& shown)
+{
+    const auto wide = sim::fromUtf8(shown);
+    fuzz::require(wide && std::ranges::none_of(*wide,
+                                               [](wchar_t c) {
+                                                   return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x061C ||
+                                                          (c >= 0x200E && c <= 0x200F) ||
+                                                          (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+                                               }),
+                  "a terminal is told nothing");
 }
 
 using Reply = std::pair<std::size_t, tool::Fields (*)(const Bytes&)>; // and the bytes that it has at least
@@ -44,11 +58,7 @@ void (*const USES[])(const std::string& text){
     },
     [](auto& text) { fuzz::require(tool::parsePeriod("MS", text).count() >= 0, "a period is no debt"); },
     [](auto& text) { tool::parseVoltage("MV", text); },
-    [](auto& text) {
-        const std::string shown = tool::withoutControls(text) + tool::toPrintable(fuzz::bytesOf(text));
-        fuzz::require(std::ranges::none_of(shown, [](unsigned char c) { return c < 0x20 || c == 0x7F; }),
-                      "no controls");
-    },
+    [](auto& text) { requireSilent(terminal::printable(text)); },
     [](auto& text) {
         for (const auto& [least, decode] : REPLIES) {
             text.size() >= least ? void(decode(fuzz::bytesOf(text))) : void();
