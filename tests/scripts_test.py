@@ -37,15 +37,16 @@ class Scripts(unittest.TestCase):
     def test_unknown_arguments_are_refused(self):
         for command in ("fresh woody", "fresh script/test", "arm64 woody", "e2e --release woody", "e2e --release",
                         "debian-sources ../trixie", "test ubsan", "format --fixx", "soak --preset ubsan",
-                        "soak --lather"):
+                        "soak --lather", "fuzz wires", "fuzz --tim",
+                        "coverage nowhere"):
             with self.subTest(command=command):
                 script, *arguments = command.split()
                 result = subprocess.run([os.path.join(FOLDER, script), *arguments], capture_output=True, text=True,
                                         timeout=60, check=False)
                 named = "" if command.endswith("--release") else arguments[-1]
                 self.assertEqual((result.returncode, result.stdout), (2, ""))
-                self.assertRegex(result.stderr, f"^[a-z0-9-]+: unknown (release|preset|option) '{re.escape(named)}'; "
-                                                "it must be [^\n]+ or [a-z-]+\n$")
+                self.assertRegex(result.stderr, "^[a-z0-9-]+: unknown (release|preset|option|target|folder) "
+                                                f"'{re.escape(named)}'; it must be [^\n]+ or [a-z-]+\n$")
 
     def test_mutate_changes_code_and_nothing_else(self):
         loader = machinery.SourceFileLoader("mutate", os.path.join(FOLDER, "mutate"))

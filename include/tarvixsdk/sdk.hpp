@@ -219,7 +219,7 @@ public:
     /**
      * Reads the USB strings 1 to 5 in five exchanges, each with the session's timeout.
      *
-     * @return the status of the first exchange that fails; the strings before it are set, the others unchanged
+     * @return the status of the first exchange that fails; in a plain session the strings before it are set
      */
     StatusCode getDeviceInfo(DeviceInfo& info);
     ///@}

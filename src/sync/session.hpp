@@ -120,6 +120,7 @@ public:
     {
         lossHandler_.set(withApplicationSignals(std::move(handler)));
     }
+    bool isStrict() const { return strict_; }
     TransactionId lastTransactionId() const { return transactionId_; }
     void onNotification(NotificationHandler handler)
     {

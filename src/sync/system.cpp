@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "commands.hpp"
 #include "sync/session.hpp"
 
@@ -45,15 +47,21 @@ StatusCode TarvixSDK::getDeviceInfo(DeviceInfo& info)
     if (const StatusCode status = session_->connection(); status != StatusCode::SUCCESS) {
         return status;
     }
+    DeviceInfo whole; // of a strict session, which writes all five strings or none
+    const bool strict = session_->isStrict();
+    DeviceInfo& out = strict ? whole : info;
     std::vector<std::uint8_t> bytes;
     std::uint8_t index = 0;
     for (std::string* const string :
-         {&info.usbString1, &info.usbString2, &info.usbString3, &info.usbString4, &info.usbString5}) {
+         {&out.usbString1, &out.usbString2, &out.usbString3, &out.usbString4, &out.usbString5}) {
         const StatusCode status = getUsbString(bytes, ++index);
         if (status != StatusCode::SUCCESS) {
             return status;
         }
         string->assign(bytes.begin(), bytes.end());
+    }
+    if (strict) {
+        info = std::move(whole);
     }
     return StatusCode::SUCCESS;
 }
