@@ -4,11 +4,10 @@
 #include <csignal>
 #include <stdexcept>
 #include <thread>
-#include <utility>
+#include <tuple>
 
 #include "support/adapter.hpp"
 #include "support/received.hpp"
-#include "tarvixsdk/async_sdk.hpp"
 #include "tarvixsdk/sdk.hpp"
 
 namespace {
@@ -46,21 +45,6 @@ TEST_F(Session, TheResponseAfterATimeoutAnswersTheNextRequest)
     EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), StatusCode::NO_RESPONSE) << "it answers one only";
 }
 
-TEST_F(Session, TakesFramesOfEveryShortLength)
-{
-    const Bytes full{9, 0, 5, 0x14, 0x33, 0x00, 0xAA, 0xBB};
-    TarvixSDK sdk(NOT_AT_ALL);
-    ASSERT_TRUE(sdk.connect(""));
-    for (std::size_t length = 0; length <= full.size(); ++length) {
-        device->deliverFrame(Bytes(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(length)));
-        ASSERT_TRUE(device->settle());
-        const StatusCode expected = length < 2   ? StatusCode::NO_RESPONSE
-                                    : length < 6 ? StatusCode::RESPONSE_TOO_SHORT
-                                                 : StatusCode{0x33};
-        EXPECT_EQ(sdk.gpioDisableInterrupt(GpioPinNumber::PIN_1), expected) << length << " bytes";
-    }
-}
-
 // ThreadSanitizer watches: late responses overwrite what the caller is about to read.
 TEST_F(Session, SurvivesAnAdapterThatAnswersTooOften)
 {
@@ -86,25 +70,63 @@ TEST_F(Session, SurvivesAnAdapterThatAnswersTooOften)
     adapter.join();
 }
 
-TEST_F(Session, EveryNotificationReachesTheHandlerWithItsKind)
+// Both faces show the same frames; the flat views tell a length as declared, the others bound it by the frame.
+template <typename View, typename Show>
+std::string shown(const Notification& n, const View* view, bool (*as)(const Notification*, View*), Show show)
 {
-    const std::vector<std::pair<Bytes, NotificationKind>> cases{
-        {{0, 0, 0x81, 0x14, 0, 0, 5}, NotificationKind::GPIO_INTERRUPT},
-        {{0, 0, 0x81, 0x14}, NotificationKind::GPIO_INTERRUPT},
-        {{0, 0, 0x81, 0x10, 0, 0, 1, 0, 0x41}, NotificationKind::UART_RX},
-        {{0, 0, 0x81, 0x19, 0, 0, 8, 0}, NotificationKind::I3C_IBI},
-        {{0, 0, 0x82, 0x19, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, NotificationKind::I3C_HOT_JOIN},
-        {{0, 0, 0x83, 0x19, 0, 0, 1}, NotificationKind::UNKNOWN},
+    View flat{};
+    EXPECT_EQ(as(&n, &flat), view != nullptr);
+    EXPECT_FALSE(as(&n, nullptr) || as(nullptr, &flat));
+    return view == nullptr ? "" : show(*view) + " | " + show(flat);
+}
+
+std::string views(const Notification& n)
+{
+    const auto rest = [&](const std::uint8_t* data, std::size_t length) {
+        return std::to_string(length) + " of " + hexOf({data, n.data + n.length});
     };
-    Received<std::pair<Bytes, NotificationKind>> received;
+    return shown(n, n.gpio(), TarvixSDK_notificationAsGpio, [](auto& v) { return hexOf({v.pinNumber}); }) +
+           shown(n, n.uartRx(), TarvixSDK_notificationAsUartRx, [&](auto& v) { return rest(v.data, v.dataLength); }) +
+           shown(n, n.i3cIbi(), TarvixSDK_notificationAsI3cIbi,
+                 [&](auto& v) { return hexOf({v.targetAddress}) + ", " + rest(v.payload, v.payloadLength); }) +
+           shown(n, n.i3cHotJoin(), TarvixSDK_notificationAsI3cHotJoin, [](auto& v) {
+               return hexOf(Bytes(v.provisionalId, v.provisionalId + 6) + Bytes{v.bcr, v.dcr, v.dynamicAddress});
+           });
+}
+
+using Notifications = Adapter;
+
+TEST_F(Notifications, ShowTheViewOfTheirKindAndNoMoreThanTheyHold)
+{
+    using Kind = NotificationKind;
+    using Case = std::tuple<Kind, std::string, std::string>; // with its frame and its views
+    const std::vector<Case> cases{
+        {Kind::GPIO_INTERRUPT, "00 00 81 14 00 00 05", "05 | 05"},
+        {Kind::GPIO_INTERRUPT, "00 00 81 14 00 00", ""},
+        {Kind::GPIO_INTERRUPT, "00 00 81 14", ""},
+        {Kind::UART_RX, "00 00 81 10 00 00 03 00 41 42 43", "3 of 41 42 43 | 3 of 41 42 43"},
+        {Kind::UART_RX, "00 00 81 10 00 00 02 00 41 42 43", "2 of 41 42 43 | 2 of 41 42 43"},
+        {Kind::UART_RX, "00 00 81 10 00 00 02 01 41", "1 of 41 | 258 of 41"},
+        {Kind::UART_RX, "00 00 81 10 00 00 00 00", "0 of  | 0 of "},
+        {Kind::UART_RX, "00 00 81 10 00 00 01", ""},
+        {Kind::I3C_IBI, "00 00 81 19 00 00 08 02 0A 0B 0C", "08, 2 of 0A 0B 0C | 08, 2 of 0A 0B 0C"},
+        {Kind::I3C_IBI, "00 00 81 19 00 00 08 FF 0A", "08, 1 of 0A | 08, 255 of 0A"},
+        {Kind::I3C_IBI, "00 00 81 19 00 00 08 00", "08, 0 of  | 08, 0 of "},
+        {Kind::I3C_IBI, "00 00 81 19 00 00 08", ""},
+        {Kind::I3C_HOT_JOIN, "00 00 82 19 00 00 01 02 03 04 05 06 07 08 09",
+         "01 02 03 04 05 06 07 08 09 | 01 02 03 04 05 06 07 08 09"},
+        {Kind::I3C_HOT_JOIN, "00 00 82 19 00 00 01 02 03 04 05 06 07 08", ""},
+        {Kind::UNKNOWN, "00 00 83 19 00 00 01 02 03 04 05 06 07 08 09", ""},
+    };
+    Received<Case> received;
     TarvixSDK sdk(NOT_AT_ALL);
-    sdk.onNotification([&](const Notification& notification) {
-        received.add({{notification.data, notification.data + notification.length}, notification.kind});
+    sdk.onNotification([&](const Notification& it) {
+        received.add({it.kind, hexOf({it.data, it.data + it.length}), views(it)});
     });
     ASSERT_TRUE(sdk.connect(""));
-    for (const auto& [frame, kind] : cases) {
+    for (const Case& test : cases) {
         device->deliverFrame({0, 0, 0x81}); // too short for a code: ignored
-        device->deliverFrame(frame);
+        device->deliverFrame(hex(std::get<1>(test)));
     }
     EXPECT_EQ(received.atLeast(cases.size()), cases);
 }
@@ -119,23 +141,6 @@ TEST_F(Session, WhatAHandlerThrowsEndsTheProgram)
         sdk.uartDeinit();
     };
     EXPECT_EXIT(receive(), testing::KilledBySignal(SIGABRT), "thrown in a handler");
-}
-
-TEST_F(Session, GetUsbStringTakesItsOwnResponseOnly)
-{
-    const std::pair<const char*, Bytes> cases[]{
-        {"another number", {2, 0, 7, 4, 0, 0, 2, 0x41}},
-        {"another code", {1, 0, 9, 4, 0, 0, 2, 0x41}},
-        {"without code", {1, 0, 7}},
-    };
-    for (const auto& [what, response] : cases) {
-        TarvixSDK sdk(LONG_ENOUGH);
-        ASSERT_TRUE(sdk.connect(""));
-        device->onFrame([this, &answer = response](const Bytes&) { device->deliverFrame(answer); });
-        Bytes string{0xEE};
-        EXPECT_EQ(sdk.getUsbString(string, 1), StatusCode::UNEXPECTED_RESPONSE) << what;
-        EXPECT_EQ(string, Bytes{0xEE}) << what;
-    }
 }
 
 TEST_F(Session, GetDeviceInfoKeepsWhatItGotBeforeAFailure)
