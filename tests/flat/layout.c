@@ -1,0 +1,15 @@
+/* Widths and offsets as C has them, in C99 without extensions: what only C sees. The C example calls the functions. */
+#include <stddef.h>
+
+#include <tarvixsdk/flat.h>
+
+#define HOLDS(name, condition) typedef char name[(condition) ? 1 : -1]
+
+HOLDS(status, sizeof(StatusCode) == 2);
+HOLDS(enumerations, sizeof(GpioPinNumber) == 4 && sizeof(GpioLogicLevel) == 4 && sizeof(I3cTransferFlags) == 4 &&
+                        sizeof(NotificationKind) == 4);
+HOLDS(boolean, sizeof(bool) == 1);
+HOLDS(target, sizeof(I3cTargetInfo) == 16);
+HOLDS(configuration, sizeof(I3cTargetConfiguration) == 1);
+HOLDS(notification, offsetof(Notification, data) == 8 && offsetof(Notification, length) == 16);
+HOLDS(information, sizeof(TarvixSDK_DeviceInfo) == 10 * 8);
