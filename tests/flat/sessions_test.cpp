@@ -105,22 +105,6 @@ TEST_F(FlatSession, ListsAdaptersInRecordsOfTheirOwn)
     EXPECT_EQ(TarvixSDK_StatusName(StatusCode{0x0102}), nullptr);
 }
 
-TEST_F(FlatSession, ANullHandleIsHarmless)
-{
-    TarvixSDK_OpenResult result;
-    std::memset(&result, 'x', sizeof result);
-    EXPECT_EQ(TarvixSDK_Open(nullptr, nullptr, nullptr, 0, &result), OpenStatus::FAILED);
-    EXPECT_EQ(result.status, OpenStatus::FAILED);
-    EXPECT_STREQ(result.path, "");
-    EXPECT_STREQ(result.message, "no handle");
-    EXPECT_EQ(TarvixSDK_Open(nullptr, nullptr, nullptr, 0, nullptr), OpenStatus::FAILED);
-    EXPECT_FALSE(TarvixSDK_IsConnected(nullptr));
-    TarvixSDK_OnNotificationFrame(nullptr, nullptr, nullptr);
-    TarvixSDK_OnConnectionLost(nullptr, nullptr, nullptr);
-    EXPECT_EQ(TarvixSDK_NextNotification(nullptr, nullptr, 1, nullptr, FOREVER), StatusCode::NOT_CONNECTED);
-    EXPECT_EQ(TarvixSDK_DroppedNotifications(nullptr), 0U);
-}
-
 TEST_F(FlatSession, CallbacksGetTheirContextAndWholeFrames)
 {
     Received<Bytes> first, second;

@@ -34,34 +34,32 @@ TEST_F(Transport, OpensTheFirstDeviceThatPassesTheFilters)
         {"/dev/hidraw5", 0x1FC9, fake_hid::SMALL_REPORTS, L"NOPERM", false}, // cannot be opened
     };
     const struct {
-        const char* what;
         std::string path;
         std::string serial;
         int opened; // index of the device that must be open, -1 for none
     } cases[]{
-        {"no filter: the first supported one", "", "", 3},
-        {"by path", "/dev/hidraw4", "", 5},
-        {"by path, unsupported vendor", "/dev/hidraw0", "", -1},
-        {"by path, another vendor's product", "/dev/hidraw8", "", -1},
-        {"by path, unsupported product", "/dev/hidraw1", "", -1},
-        {"by path, prefix of one", "/dev/hidraw", "", -1},
-        {"by serial number: the first with it", "", "B2", 4},
-        {"by serial number, prefix of one", "", "B", -1},
-        {"found but not to be opened", "", "NOPERM", -1},
+        {"", "", 3},              // the first supported one
+        {"/dev/hidraw4", "", 5},  //
+        {"/dev/hidraw0", "", -1}, // unsupported vendor
+        {"/dev/hidraw8", "", -1}, // another vendor's product
+        {"/dev/hidraw1", "", -1}, // unsupported product
+        {"/dev/hidraw", "", -1},  // prefix of a path
+        {"", "B2", 4},            // the first with it
+        {"", "B", -1},            // prefix of a serial number
+        {"", "NOPERM", -1},       //
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.what);
+    for (const auto& [path, serial, opened] : cases) {
+        SCOPED_TRACE(path + serial);
         fake_hid::reset();
+        TarvixAsyncSDK sdk;
         for (const Entry& entry : entries) {
             fake_hid::attach(entry);
         }
-        TarvixAsyncSDK sdk;
-        const bool connected = test.serial.empty() ? sdk.connect(test.path) : sdk.connectWithSerialNumber(test.serial);
-        EXPECT_EQ(connected, test.opened >= 0);
+        const bool connected = serial.empty() ? sdk.connect(path) : sdk.connectWithSerialNumber(serial);
+        EXPECT_EQ(connected, opened >= 0);
         EXPECT_EQ(sdk.isConnected(), connected);
         for (std::size_t i = 0; i < entries.size(); ++i) {
-            EXPECT_EQ(fake_hid::bus().devices[i]->opens(), static_cast<int>(i) == test.opened ? 1 : 0)
-                << "device " << i;
+            EXPECT_EQ(fake_hid::bus().devices[i]->opens(), static_cast<int>(i) == opened) << "device " << i;
         }
     }
 }
