@@ -14,43 +14,22 @@ nm -D --defined-only --no-demangle "$library" | awk '{print $3}' > "$work/all"
 grep '^TarvixSDK_' "$work/all" | sort > "$work/exported" || true
 grep -v '^TarvixSDK_' "$work/all" | c++filt | sed "s/\[abi:[a-z0-9]*\]//" | sort -u > "$work/others"
 
-failed=0
-report() { # TEXT FILE: each line of FILE is a fault
-    if [ -s "$2" ]; then
-        echo "$library: $1:" >&2
-        sed 's/^/  /' "$2" >&2
-        failed=1
-    fi
-}
-
 [ -s "$work/declared" ] || { echo "$headers/flat.h: no function found" >&2; exit 1; }
-comm -23 "$work/declared" "$work/exported" > "$work/missing"
-comm -13 "$work/declared" "$work/exported" > "$work/extra"
-report "declared in flat.h but not exported" "$work/missing"
-report "exported but not declared in flat.h" "$work/extra"
-
-: > "$work/foreign"
-: > "$work/undeclared"
-while read -r symbol; do
-    case $symbol in
-    TarvixSDK::*) header=$headers/sdk.hpp ;;
-    TarvixAsyncSDK::*) header=$headers/async_sdk.hpp ;;
-    *::*)
-        echo "$symbol" >> "$work/foreign"
-        continue
-        ;;
-    *) # a function of its own
-        grep -q "^TARVIX_API .* [*]*${symbol%%(*}(" "$headers/adapters.hpp" || echo "$symbol" >> "$work/foreign"
-        continue
-        ;;
-    esac
-    member=${symbol#*::}
-    grep -q "[ ~]${member%%(*}(" "$header" || echo "$symbol" >> "$work/undeclared"
-done < "$work/others"
-report "exported but no part of the interface" "$work/foreign"
-report "exported but not declared in its class's header" "$work/undeclared"
-for class in TarvixSDK TarvixAsyncSDK; do
-    grep -q "^$class::connect(" "$work/others" || echo "$class::connect" >> "$work/classes"
-done
-[ ! -e "$work/classes" ] || report "not exported" "$work/classes"
-exit $failed
+{
+    comm -23 "$work/declared" "$work/exported" | sed 's/^/declared in flat.h but not exported: /'
+    comm -13 "$work/declared" "$work/exported" | sed 's/^/exported but not declared in flat.h: /'
+    for class in TarvixSDK TarvixAsyncSDK; do
+        grep -q "^$class::connect(" "$work/others" || echo "not exported: $class::connect"
+    done
+    while read -r symbol; do
+        name=${symbol%%(*}
+        case $symbol in
+        TarvixSDK::*) pattern="[ ~]${name#*::}(" header=sdk.hpp ;;
+        TarvixAsyncSDK::*) pattern="[ ~]${name#*::}(" header=async_sdk.hpp ;;
+        *) pattern="^TARVIX_API .* [*]*$name(" header=adapters.hpp ;; # a function of its own
+        esac
+        grep -q "$pattern" "$headers/$header" || echo "exported but not declared in $header: $symbol"
+    done < "$work/others"
+} > "$work/faults"
+sed "s|^|$library: |" "$work/faults" >&2
+[ ! -s "$work/faults" ]

@@ -1,7 +1,5 @@
 // Sessions of the flat interface: opening with a reason, the list of adapters, callbacks with a context, the queue of
 // notifications.
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <sys/file.h>
@@ -39,35 +37,33 @@ protected:
 
 TEST_F(FlatSession, OpensAsItsFlagsSayAndTellsWhyNot)
 {
-    char node[] = "/tmp/tarvix-node.XXXXXX";
-    const int lock = ::mkstemp(node);
-    ASSERT_EQ(::flock(lock, LOCK_EX), 0); // as another session does
+    const TemporaryFile node;
+    ASSERT_EQ(::flock(::fileno(node.file.get()), LOCK_EX), 0); // as another session does
     fake_hid::reset();
-    device = fake_hid::attach({.path = node, .serial = L"A1"});
+    device = fake_hid::attach({.path = node.path, .serial = L"A1"});
     device->onFrame([this](const Bytes& request) { // the answer is another request's
         device->deliverFrame({99, 0, request[2], request[3], 0, 0});
     });
     for (const std::uint32_t flags : {0U, 1U, 2U, 3U}) {
         SCOPED_TRACE(flags);
-        TarvixSDK_Handle* const other = TarvixSDK_Create((flags & TARVIXSDK_OPEN_PLAIN) != 0 ? LONG_ENOUGH : 1);
         const bool shared = (flags & TARVIXSDK_OPEN_SHARED) != 0;
+        const bool plain = (flags & TARVIXSDK_OPEN_PLAIN) != 0;
+        TarvixSDK_Handle* const other = TarvixSDK_Create(plain ? LONG_ENOUGH : 1);
         TarvixSDK_OpenResult result;
         EXPECT_EQ(TarvixSDK_Open(other, nullptr, nullptr, flags, &result), result.status);
         EXPECT_EQ(result.status, shared ? OpenStatus::OPENED : OpenStatus::IN_USE);
         EXPECT_EQ(result.holder, shared ? 0 : ::getpid());
-        EXPECT_STREQ(result.path, node);
-        EXPECT_NE(std::strstr(result.message, node), nullptr) << result.message;
+        EXPECT_EQ(result.path, node.path);
+        EXPECT_NE(std::strstr(result.message, result.path), nullptr) << result.message;
         EXPECT_EQ(TarvixSDK_IsConnected(other), shared);
         if (shared) {
-            EXPECT_EQ(TarvixSDK_UartDeinit(other),
-                      (flags & TARVIXSDK_OPEN_PLAIN) != 0 ? StatusCode::SUCCESS : StatusCode::NO_RESPONSE);
+            EXPECT_EQ(TarvixSDK_UartDeinit(other), plain ? StatusCode::SUCCESS : StatusCode::NO_RESPONSE);
         }
         TarvixSDK_Destroy(other);
     }
-    ::close(lock);
+    ::flock(::fileno(node.file.get()), LOCK_UN);
     EXPECT_EQ(TarvixSDK_Open(handle, nullptr, "B2", 0, nullptr), OpenStatus::NO_ADAPTER);
-    EXPECT_EQ(TarvixSDK_Open(handle, node, "A1", 0, nullptr), OpenStatus::OPENED);
-    std::remove(node);
+    EXPECT_EQ(TarvixSDK_Open(handle, node.path.c_str(), "A1", 0, nullptr), OpenStatus::OPENED);
 }
 
 TEST_F(FlatSession, CutsLongTextsBetweenCharacters)

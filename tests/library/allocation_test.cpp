@@ -2,13 +2,11 @@
 // once or again and again, nothing hangs, leaks, stays locked or ends the program.
 #include <array>
 #include <atomic>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <new>
 #include <system_error>
 #include <tuple>
-#include <unistd.h>
 
 #include "support/adapter.hpp"
 #include "tarvixsdk/async_sdk.hpp"
@@ -172,8 +170,8 @@ protected:
         device->unplug(); // or closing waits for a read
     }
 
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{std::tmpfile(), std::fclose};
-    const std::string path = "/proc/self/fd/" + std::to_string(::fileno(file.get()));
+    const TemporaryFile node;
+    const std::string& path = node.path;
 };
 
 TEST_F(OutOfMemory, ASessionGoesOnOrCanBeOpenedAgain)

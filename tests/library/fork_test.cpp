@@ -116,9 +116,9 @@ TEST_F(Fork, AChildNeitherUsesNorSpoilsWhatItsParentHasOpen)
 
 TEST_F(Fork, AChildDoesNotHoldTheLock)
 {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> node(std::tmpfile(), std::fclose);
+    const TemporaryFile node;
     fake_hid::reset();
-    fake_hid::attach({.path = "/proc/self/fd/" + std::to_string(::fileno(node.get()))});
+    fake_hid::attach({.path = node.path});
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
     ASSERT_EQ(TarvixSDK_Open(handle, nullptr, nullptr, 0, nullptr), OpenStatus::OPENED);

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <cstdio>
-#include <memory>
 #include <thread>
 #include <unistd.h>
 
@@ -18,20 +16,13 @@ namespace {
 
 constexpr int AT_ONCE = 1; // ms
 
-class Strict : public Adapter {
-protected:
+struct Strict : Adapter {
     // Answers every request with this payload.
     void answer(const Bytes& payload, StatusCode status = StatusCode::SUCCESS)
     {
         const auto number = static_cast<std::uint16_t>(status);
         Adapter::answer(Bytes{static_cast<std::uint8_t>(number), static_cast<std::uint8_t>(number >> 8)} + payload);
     }
-};
-
-// Lives as long as it is open; the path leads to it until then.
-struct TemporaryFile {
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{std::tmpfile(), std::fclose};
-    std::string path = "/proc/self/fd/" + std::to_string(::fileno(file.get()));
 };
 
 TEST(Opening, SaysWhatIsAttachedAndWhyNothingWasOpened)

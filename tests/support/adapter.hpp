@@ -1,6 +1,7 @@
 // One attached adapter that answers as the test says.
 #pragma once
 
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <utility>
@@ -20,6 +21,12 @@ inline Bytes answerTo(const Bytes& request, const Bytes& fromStatus)
 {
     return part(request, 0, 4) + fromStatus;
 }
+
+// A node that can be locked. Lives as long as it is open; the path leads to it until then.
+struct TemporaryFile {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{std::tmpfile(), std::fclose};
+    std::string path = "/proc/self/fd/" + std::to_string(::fileno(file.get()));
+};
 
 class Adapter : public testing::Test {
 protected:

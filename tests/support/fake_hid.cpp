@@ -52,40 +52,20 @@ private:
 
 } // namespace
 
-// One hidapi call in progress, and what it does to the device's error string.
-class Device::Call {
-public:
-    explicit Call(Device& device) : device_(device)
-    {
-        if (device_.running_ > 0 && device_.errorStored_) {
-            ++device_.overlaps_;
-        }
-        ++device_.running_;
-        inside = true;
-    }
-    ~Call()
-    {
-        inside = false;
-        --device_.running_;
-        device_.changed_.notify_all();
-    }
-    Call(const Call&) = delete;
-    Call& operator=(const Call&) = delete;
-
-    int fail()
-    {
-        device_.errorStored_ = true;
-        return -1;
-    }
-    int succeed(std::size_t length)
-    {
-        device_.errorStored_ = false;
-        return static_cast<int>(length);
-    }
-
-private:
-    Device& device_;
-};
+// One hidapi call of this device, and what it does to the device's error string.
+template <typename Body>
+int Device::call(Body body)
+{
+    std::unique_lock lock(mutex_);
+    overlaps_ += running_++ > 0 && errorStored_ ? 1 : 0;
+    inside = true;
+    const int result = body(lock);
+    inside = false;
+    errorStored_ = result < 0;
+    --running_;
+    changed_.notify_all();
+    return result;
+}
 
 Device::Device(Entry entry) : entry_(std::move(entry)) {}
 
@@ -109,17 +89,12 @@ std::vector<Bytes> Device::cut(const Bytes& frame) const
 {
     const std::size_t capacity = reportSize() - 2;
     std::vector<Bytes> reports;
-    std::size_t offset = 0;
-    do {
-        const std::size_t count = std::min(capacity, frame.size() - offset);
-        const bool last = offset + count == frame.size();
-        const std::size_t header = count << 2 | (offset == 0 ? 1U : 0U) | (last ? 2U : 0U);
-        Bytes& report = reports.emplace_back(reportSize());
-        report[0] = static_cast<std::uint8_t>(header);
-        report[1] = static_cast<std::uint8_t>(header >> 8);
-        std::copy_n(frame.begin() + static_cast<std::ptrdiff_t>(offset), count, report.begin() + 2);
-        offset += count;
-    } while (offset < frame.size());
+    for (std::size_t begin = 0; begin == 0 || begin < frame.size(); begin += capacity) {
+        const std::size_t end = std::min(begin + capacity, frame.size());
+        const std::size_t header = (end - begin) << 2 | (begin == 0 ? 1U : 0U) | (end == frame.size() ? 2U : 0U);
+        const Bytes head{static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)};
+        reports.push_back(padded(head + part(frame, begin, end), reportSize()));
+    }
     return reports;
 }
 
@@ -148,59 +123,59 @@ void Device::enter() const
 
 int Device::write(const std::uint8_t* data, std::size_t length)
 {
-    std::unique_lock lock(mutex_);
-    Call call(*this);
-    if (holdWrites_) {
-        ++heldWrites_;
-        changed_.notify_all();
-        changed_.wait(lock, [this] { return !holdWrites_; });
-    }
-    const bool failing = failingWrite_ > 0 && --failingWrite_ == 0;
-    if (unplugged_ || failWrites_ || failing) {
-        ++failedWrites_;
-        return call.fail();
-    }
-    reports_.emplace_back(data, data + length);
-    const unsigned header = data[1] | static_cast<unsigned>(data[2]) << 8;
-    if ((header & 1U) != 0) {
-        partial_.clear();
-    }
-    const std::size_t count = std::min<std::size_t>(header >> 2 & 0x3FF, length - 3);
-    partial_.insert(partial_.end(), data + 3, data + 3 + count);
-    if ((header & 2U) != 0) {
-        frames_.push_back(partial_);
-        changed_.notify_all();
-        if (handler_) {
-            handler_(partial_);
+    return call([&](auto& lock) {
+        if (holdWrites_) {
+            ++heldWrites_;
+            changed_.notify_all();
+            changed_.wait(lock, [this] { return !holdWrites_; });
         }
-    }
-    return call.succeed(shortenWrites_ ? length / 2 : length);
+        const bool failing = failingWrite_ > 0 && --failingWrite_ == 0;
+        if (unplugged_ || failWrites_ || failing) {
+            ++failedWrites_;
+            return -1;
+        }
+        reports_.emplace_back(data, data + length);
+        const unsigned header = data[1] | static_cast<unsigned>(data[2]) << 8;
+        if ((header & 1U) != 0) {
+            partial_.clear();
+        }
+        const std::size_t count = std::min<std::size_t>(header >> 2 & 0x3FF, length - 3);
+        partial_.insert(partial_.end(), data + 3, data + 3 + count);
+        if ((header & 2U) != 0) {
+            frames_.push_back(partial_);
+            changed_.notify_all();
+            if (handler_) {
+                handler_(partial_);
+            }
+        }
+        return static_cast<int>(shortenWrites_ ? length / 2 : length);
+    });
 }
 
 int Device::read(std::uint8_t* data, std::size_t length, std::chrono::milliseconds timeout)
 {
-    std::unique_lock lock(mutex_);
-    ++reads_;
-    readTimeouts_ += static_cast<int>(timeout.count());
-    reader = true;
-    pthread_sigmask(SIG_BLOCK, nullptr, &readerSignals_);
-    Call call(*this);
-    idle_ = input_.empty();
-    changed_.notify_all();
-    changed_.wait_for(lock, timeout, [&] { return unplugged_ || failingReads_ > 0 || !input_.empty(); });
-    idle_ = false;
-    if (unplugged_ || failingReads_ > 0) {
-        failingReads_ -= failingReads_ > 0 ? 1 : 0;
-        ++failedReads_;
-        return call.fail();
-    }
-    if (input_.empty()) {
-        return call.succeed(0);
-    }
-    const std::size_t count = std::min(length, input_.front().size());
-    std::copy_n(input_.front().begin(), count, data);
-    input_.pop_front();
-    return call.succeed(count);
+    return call([&](auto& lock) {
+        ++reads_;
+        readTimeouts_ += static_cast<int>(timeout.count());
+        reader = true;
+        pthread_sigmask(SIG_BLOCK, nullptr, &readerSignals_);
+        idle_ = input_.empty();
+        changed_.notify_all();
+        changed_.wait_for(lock, timeout, [&] { return unplugged_ || failingReads_ > 0 || !input_.empty(); });
+        idle_ = false;
+        if (unplugged_ || failingReads_ > 0) {
+            failingReads_ -= failingReads_ > 0 ? 1 : 0;
+            ++failedReads_;
+            return -1;
+        }
+        if (input_.empty()) {
+            return 0;
+        }
+        const Bytes report = std::move(input_.front());
+        input_.pop_front();
+        std::copy_n(report.begin(), std::min(length, report.size()), data);
+        return static_cast<int>(std::min(length, report.size()));
+    });
 }
 
 bool isInside()

@@ -94,7 +94,8 @@ public:
     void closed() { set(closes_, closes() + 1); }
 
 private:
-    class Call;
+    template <typename Body>
+    int call(Body body);
 
     template <typename Value>
     Value get(const Value& value) const
