@@ -11,16 +11,8 @@ namespace {
 using Status = StatusCode;
 constexpr auto NONE = I3cTransferFlags::NONE;
 
-class Commands : public Adapter {
-protected:
+struct Commands : Adapter {
     Commands() { EXPECT_TRUE(sdk.connect("")); }
-
-    // The frame that was sent last, whole.
-    Bytes frame()
-    {
-        const std::vector<Bytes> frames = device->frames();
-        return frames.empty() ? Bytes(20) : frames.back();
-    }
 
     TarvixSDK sdk{LONG_ENOUGH};
     TarvixSDK disconnected{LONG_ENOUGH};
@@ -74,27 +66,26 @@ TEST_F(Commands, AScanThatPromisesMoreThanArrivedDeliversItsCountsAndNoAddress)
 
 TEST_F(Commands, LongDataIsAnnouncedModulo65536AndSentWhole)
 {
-    struct Case {
+    const struct {
         std::size_t length;
         std::size_t fields; // before the data
         std::size_t count;  // offset of the count
         std::function<Status(const Bytes&)> send;
-    };
-    const Case cases[]{
+    } cases[]{
         {65'537, 14, 5, [&](const Bytes& data) { return sdk.i2cWrite(0, 0x50, {}, data, false); }},
         {65'538, 14, 12, [&](const Bytes& data) { return sdk.i3cSdrWrite(8, {}, data, NONE); }},
         {65'535, 10, 8, [&](const Bytes& data) { return sdk.i3cHdrDdrWrite(8, 0x20, data); }},
         {65'536, 6, 4, [&](const Bytes& data) { return sdk.uartSendMessage(data); }},
     };
     answer("00 00");
-    for (const Case& test : cases) {
-        SCOPED_TRACE(test.length);
-        const Bytes data = counting(test.length);
-        EXPECT_EQ(test.send(data), Status::SUCCESS);
-        const Bytes request = frame();
-        ASSERT_EQ(request.size(), test.fields + test.length);
-        EXPECT_EQ(part(request, test.fields, request.size()), data);
-        EXPECT_EQ(request[test.count] | request[test.count + 1] << 8, test.length % 65'536);
+    for (const auto& [length, fields, count, send] : cases) {
+        SCOPED_TRACE(length);
+        const Bytes data = counting(length);
+        EXPECT_EQ(send(data), Status::SUCCESS);
+        const Bytes request = device->frames().back();
+        ASSERT_EQ(request.size(), fields + length);
+        EXPECT_EQ(part(request, fields, request.size()), data);
+        EXPECT_EQ(request[count] | request[count + 1] << 8, length % 65'536);
     }
 }
 

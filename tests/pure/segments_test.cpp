@@ -7,6 +7,8 @@
 
 namespace {
 
+using Reports = std::vector<Bytes>;
+
 constexpr std::size_t CEILING = ReportAssembler::CEILING;
 
 Bytes head(unsigned header)
@@ -14,84 +16,59 @@ Bytes head(unsigned header)
     return {static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)};
 }
 
-// The reports of frames on their way.
-class Wire {
-public:
-    explicit Wire(std::size_t reportSize) : reportSize_(reportSize) {}
-
-    std::size_t capacity() const { return reportSize_ - 2; }
-
-    Wire& cut(const Bytes& frame)
+class Segments : public testing::TestWithParam<std::size_t> {
+protected:
+    Reports cut(const Bytes& frame) const
     {
-        const ReportSegmenter segmenter(reportSize_);
-        for (std::size_t i = 0; i < segmenter.segmentCount(frame.size()); ++i) {
-            reports.emplace_back(reportSize_, std::uint8_t{0xCC});
-            segmenter.cut(frame, i, reports.back());
+        const ReportSegmenter segmenter(size);
+        Reports reports(segmenter.segmentCount(frame.size()), Bytes(size, 0xCC));
+        for (std::size_t i = 0; i < reports.size(); ++i) {
+            segmenter.cut(frame, i, reports[i]);
         }
-        return *this;
+        return reports;
     }
 
     // A report with a header of the test's choice.
-    Wire& add(unsigned header, const Bytes& bytes)
-    {
-        reports.push_back(padded(head(header) + bytes, reportSize_));
-        return *this;
-    }
+    Bytes report(unsigned header, const Bytes& bytes) const { return padded(head(header) + bytes, size); }
 
-    // The frames that come out at the other end.
-    std::vector<Bytes> frames() const
+    static std::vector<Bytes> joined(const Reports& reports)
     {
         ReportAssembler assembler;
-        std::vector<Bytes> all;
+        std::vector<Bytes> frames;
         for (const Bytes& report : reports) {
             if (assembler.accept(report)) {
-                all.push_back(assembler.frame());
+                frames.push_back(assembler.frame());
             }
         }
-        return all;
+        return frames;
     }
 
-    std::vector<Bytes> reports;
-
-private:
-    std::size_t reportSize_;
-};
-
-class Segments : public testing::TestWithParam<std::size_t> {
-protected:
-    Wire wire{GetParam()};
-    const std::size_t capacity = wire.capacity();
+    const std::size_t size = GetParam();
+    const std::size_t capacity = size - 2;
     const unsigned full = static_cast<unsigned>(capacity) << 2; // header of a middle segment
 };
 
 INSTANTIATE_TEST_SUITE_P(BothSizes, Segments, testing::Values(64, 1024));
 
-TEST_P(Segments, AnEmptyFrameIsNotSent)
-{
-    EXPECT_TRUE(wire.cut({}).reports.empty());
-}
-
 TEST_P(Segments, AFrameOfEveryLengthArrivesAsItWasSent)
 {
-    for (const std::size_t size : {std::size_t{1}, capacity - 1, capacity, capacity + 1, 2 * capacity - 1, 2 * capacity,
-                                   2 * capacity + 1, 65'541UL, CEILING - 1, CEILING}) {
-        SCOPED_TRACE(size);
-        const Bytes frame = counting(size);
-        const Wire sent = Wire(GetParam()).cut(frame);
-        EXPECT_EQ(sent.reports.size(), (size + capacity - 1) / capacity);
-        EXPECT_EQ(sent.frames(), std::vector<Bytes>{frame});
+    for (const std::size_t length : {std::size_t{1}, capacity - 1, capacity, capacity + 1, 2 * capacity - 1,
+                                     2 * capacity, 2 * capacity + 1, 65'541UL, CEILING - 1, CEILING}) {
+        SCOPED_TRACE(length);
+        const Reports reports = cut(counting(length));
+        EXPECT_EQ(reports.size(), (length + capacity - 1) / capacity);
+        EXPECT_EQ(joined(reports), std::vector<Bytes>{counting(length)});
     }
-    EXPECT_TRUE(Wire(GetParam()).cut(counting(CEILING + 1)).frames().empty());
+    EXPECT_TRUE(joined(cut(counting(CEILING + 1))).empty());
+    EXPECT_TRUE(cut({}).empty());
 }
 
 TEST_P(Segments, TheHeaderMarksFirstAndLastAndCountsTheBytes)
 {
     const Bytes frame = counting(2 * capacity + 3);
-    wire.cut(frame);
-    EXPECT_EQ(
-        wire.reports,
-        (std::vector<Bytes>{head(full | 1) + part(frame, 0, capacity), head(full) + part(frame, capacity, 2 * capacity),
-                            padded(head(3 << 2 | 2) + part(frame, 2 * capacity, frame.size()), GetParam())}));
+    const Reports reports{report(full | 1, part(frame, 0, capacity)), report(full, part(frame, capacity, 2 * capacity)),
+                          report(3 << 2 | 2, part(frame, 2 * capacity, frame.size()))};
+    EXPECT_EQ(cut(frame), reports);
 }
 
 TEST_P(Segments, JoiningTrustsTheMarksAlone)
@@ -99,33 +76,30 @@ TEST_P(Segments, JoiningTrustsTheMarksAlone)
     const Bytes whole = counting(capacity);
     const struct {
         const char* what;
-        Wire wire;
+        Reports reports;
         std::vector<Bytes> frames;
     } cases[]{
-        {"empty", Wire(wire).add(3, {}), {{}}},
-        {"short segments, then an empty last one", Wire(wire).add(5, {9}).add(4, {8}).add(2, {}), {{9, 8}}},
-        {"a first segment starts afresh", Wire(wire).add(5, {9}).add(7, {7}), {{7}}},
-        {"a continuation adds to what was delivered", Wire(wire).add(7, {7}).add(6, {6}), {{7}, {7, 6}}},
-        {"a continuation before any first segment", Wire(wire).add(6, {6}), {{6}}},
-        {"upper header bits are ignored", Wire(wire).add(0xF007, {5}), {{5}}},
-        {"more announced than a report holds", Wire(wire).add(0x0FFF, whole), {whole}},
-        {"one more announced than a report holds", Wire(wire).add(((full + 4) & 0xFFF) | 3, whole), {whole}},
+        {"empty", {report(3, {})}, {{}}},
+        {"short segments, then an empty last one", {report(5, {9}), report(4, {8}), report(2, {})}, {{9, 8}}},
+        {"a first segment starts afresh", {report(5, {9}), report(7, {7})}, {{7}}},
+        {"a continuation adds to what was delivered", {report(7, {7}), report(6, {6})}, {{7}, {7, 6}}},
+        {"a continuation before any first segment", {report(6, {6})}, {{6}}},
+        {"upper header bits are ignored", {report(0xF007, {5})}, {{5}}},
+        {"more announced than a report holds", {report(0x0FFF, whole)}, {whole}},
+        {"one more announced than a report holds", {report(((full + 4) & 0xFFF) | 3, whole)}, {whole}},
     };
     for (const auto& test : cases) {
-        EXPECT_EQ(test.wire.frames(), test.frames) << test.what;
+        EXPECT_EQ(joined(test.reports), test.frames) << test.what;
     }
 }
 
 TEST_P(Segments, AnEndlessFrameIsDroppedAndTheNextOneArrives)
 {
-    const Bytes whole = counting(capacity);
-    wire.add(full | 1, whole);
-    for (std::size_t sent = capacity; sent <= CEILING; sent += capacity) {
-        wire.add(full, whole);
-    }
-    wire.add(6, {1}); // would be the end of the frame that was dropped
-    wire.add(7, {2});
-    EXPECT_EQ(wire.frames(), std::vector<Bytes>{Bytes{2}});
+    Reports reports{report(full | 1, counting(capacity))};
+    reports.resize(1 + CEILING / capacity, report(full, counting(capacity)));
+    reports.push_back(report(6, {1})); // would be the end of the frame that was dropped
+    reports.push_back(report(7, {2}));
+    EXPECT_EQ(joined(reports), std::vector<Bytes>{Bytes{2}});
 }
 
 } // namespace
