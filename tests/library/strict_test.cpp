@@ -366,7 +366,7 @@ TEST_F(Strict, ServesSeveralThreadsOneAfterAnother)
     });
     TarvixSDK sdk(LONG_ENOUGH);
     ASSERT_TRUE(sdk.open());
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (std::uint8_t thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&sdk, thread] {
             for (int i = 0; i < 200; ++i) {
@@ -377,9 +377,7 @@ TEST_F(Strict, ServesSeveralThreadsOneAfterAnother)
             }
         });
     }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    threads.clear();
     EXPECT_EQ(sdk.unmatchedResponses(), 0U);
 }
 
