@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <map>
 #include <tuple>
 
 #include <malloc.h>
@@ -24,6 +25,27 @@ protected:
     Bytes out = Bytes(10, UNTOUCHED);
     TarvixSDK_DeviceInfo info{};
 };
+
+// A hostile adapter makes the library write this much and no more; the documentation asks for buffers of these sizes.
+TEST_F(Flat, NoReadExceedsTheDocumentedBuffer)
+{
+    const std::map<std::string, std::size_t> longest{
+        {"I2cRead", 4},          {"SpiTransfer", 65'535},      {"I3cSdrRead", 65'535}, {"I3cHdrDdrRead", 65'535},
+        {"I3cCccGETPID", 255},   {"I3cCccGETSTATUS", 255},     {"I3cCccGETMXDS", 255}, {"I3cCccGETCAPS", 255},
+        {"I3cCccGETXTIME", 255}, {"I3cLegacyI2CRead", 65'535},
+    };
+    connect();
+    answer(Bytes(2) + Bytes(12, 0xFF));
+    std::map<std::string, std::size_t> written;
+    for (const Row& row : rowsWith(&Row::flat)) {
+        Outputs outputs;
+        if (longest.count(row.function) != 0 && written.count(row.function) == 0) {
+            row.flat(handle, argumentsFor(outputs));
+            written[row.function] = hex(outputs.data()).size();
+        }
+    }
+    EXPECT_EQ(written, longest);
+}
 
 TEST_F(Flat, GetmrlSaysThatThereIsNoIbiSizeAlsoWithoutAnAnswer)
 {
@@ -83,7 +105,7 @@ TEST_F(Flat, DeviceInfoBelongsToTheCaller)
     ASSERT_EQ(TarvixSDK_GetDeviceInfo(handle, &info), StatusCode::SUCCESS);
     EXPECT_GE(malloc_usable_size(info.usbString1), 25U);
     const auto& [s1, l1, s2, l2, s3, l3, s4, l4, s5, l5] = info;
-    EXPECT_EQ((std::vector{std::string(s1, l1), {s2, l2}, {s3, l3}, {s4, l4}, {s5, l5}}), strings);
+    EXPECT_EQ((std::vector<std::string>{{s1, l1}, {s2, l2}, {s3, l3}, {s4, l4}, {s5, l5}}), strings);
     EXPECT_EQ(std::string(s1) + s2 + s3 + s4 + s5, tight + "a4five") << "a NUL is added behind";
 
     const TarvixSDK_DeviceInfo before = info;
@@ -139,7 +161,7 @@ struct FlatNotification : Flat {
 TEST_F(FlatNotification, TheBufferHolds256BytesAndTheLength8BitsUntilTheCallbackIsRemoved)
 {
     std::vector<Heard> expected;
-    for (const std::size_t size : {8, 255, 256, 257, 300, 532}) { // ever longer: nothing of the one before shows
+    for (const std::size_t size : {8U, 255U, 256U, 257U, 300U, 532U}) { // ever longer: nothing of the one before shows
         SCOPED_TRACE(size);
         const Bytes frame = hex("00 00 81 10 00 00 02 00") + counting(size - 8);
         TarvixSDK_onNotification(handle, hear); // may be set while notifications stream

@@ -170,7 +170,7 @@ protected:
         device->unplug(); // or closing waits for a read
     }
 
-    const TemporaryFile node;
+    TemporaryFile node;
     const std::string& path = node.path;
 };
 

@@ -81,7 +81,7 @@ TEST_F(Transport, FindsSerialNumbersOfEveryScriptAndRaisesOnWhatIsNotUnicode)
     }
     for (const int foreign : {0xD800, 0xDFFF, 0x110000, -1}) {
         fake_hid::bus().devices.resize(1);
-        fake_hid::attach({.serial = std::wstring(1, wchar_t{foreign})});
+        fake_hid::attach({.serial = std::wstring(1, static_cast<wchar_t>(foreign))});
         TarvixAsyncSDK sdk;
         EXPECT_THROW(sdk.connectWithSerialNumber("nowhere"), std::range_error) << foreign;
         EXPECT_FALSE(sdk.isConnected());
