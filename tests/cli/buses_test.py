@@ -42,28 +42,21 @@ class I2cTest(Case):
             "00000000  ba be 01 ff ff ff ca fe  ff ff ff ff ff ff ff ff  |................|\n"
             "00000004  ff ff ca fe ba be 01 ff                           |........|\n"
             " fe ba be 01\n")
-        self.json("""
-            tarvix i2c set --json --bus 1 --reg-bytes 2 0x51 0x1ff0 aabb
-            tarvix i2c get --json --bus 1 --reg-bytes 2 0x51 0x1ff1 -n 2
-            tarvix i2c get --json --bus 1 0x51
-            """,
+        self.json("tarvix i2c set --json --bus 1 --reg-bytes 2 0x51 0x1ff0 aabb;"
+            "tarvix i2c get --json --bus 1 --reg-bytes 2 0x51 0x1ff1 -n 2; tarvix i2c get --json --bus 1 0x51",
             {"bus": 1, "address": 0x51, "written": 2},
             {"bus": 1, "address": 0x51, "offset": 0x1FF1, "data": "bbff"},
             {"bus": 1, "address": 0x51, "offset": 0, "data": "ff"})
 
     def test_a_whole_memory_by_pages_and_pieces(self):
         with tempfile.TemporaryDirectory() as directory:
-            self.prints(f"""set -e; cd {directory}; head -c 32768 /dev/urandom > image
-                tarvix i2c set --bus 1 --reg-bytes 2 --page 64 0x51 0 @image
-                tarvix i2c dump --bus 1 --reg-bytes 2 0x51 -n 32768 --raw | cmp image -
-                """, "")
+            self.prints(f"set -e; cd {directory}; head -c 32768 /dev/urandom > image;"
+                        "tarvix i2c set --bus 1 --reg-bytes 2 --page 64 0x51 0 @image;"
+                        "tarvix i2c dump --bus 1 --reg-bytes 2 0x51 -n 32768 --raw | cmp image -", "")
 
     def test_transfer(self):
-        self.prints("""set -e
-            tarvix i2c transfer w5@0x50 0x10 0xfe+
-            tarvix i2c transfer w1@0x50 0x10 r4
-            tarvix i2c transfer r2@0x50
-            """,
+        self.prints("set -e; tarvix i2c transfer w5@0x50 0x10 0xfe+; tarvix i2c transfer w1@0x50 0x10 r4;"
+            "tarvix i2c transfer r2@0x50",
             "00000000  fe ff 00 01                                       |....|\n"
             "00000000  ff ff                                             |..|\n")
         self.json("tarvix i2c transfer --json --bus 1 w2@0x51 0000 r1@0x51", {"bus": 1, "address": 0x51, "data": "ff"})
@@ -103,11 +96,8 @@ class SpiTest(Case):
 
 class UartTest(Case):
     def test_send(self):
-        self.prints("""
-            tarvix uart send --text hello --reply 5 --listen 3600s
-            printf bytes | tarvix uart send --reply 5 --raw -
-            tarvix uart send 68690d0a
-            """, "00000000  68 65 6c 6c 6f                                    |hello|\nbytes")
+        self.prints("tarvix uart send --text hello --reply 5 --listen 3600s; tarvix uart send 68690d0a;"
+                    "printf bytes | tarvix uart send --reply 5 --raw -", "00000000  68 65 6c 6c 6f                                    |hello|\nbytes")
         self.json("tarvix uart send --json c1 --bits 7 --reply 1; tarvix uart send --json 55",
                   {"sent": 1, "data": "41"}, {"sent": 1})
         short = tarvix("uart", "send", "55", "--reply", "2", "--listen", "50ms", "--json")
@@ -133,11 +123,8 @@ TARGET_1 = "0x31    7ffe56789002  0x02  0xc6  interrupts\n"
 
 class I3cTest(Case):
     def test_bring_up(self):
-        self.prints("""
-            tarvix i3c init
-            tarvix i3c init 0x30=0x0a 7ffe56789002=0x0b 0x57
-            tarvix i3c init --no-entdaa
-            """,
+        self.prints(
+            "tarvix i3c init; tarvix i3c init 0x30=0x0a 7ffe56789002=0x0b 0x57; tarvix i3c init --no-entdaa",
             TABLE_HEADER + "0x08     " + TARGET_0 + "0x09     " + TARGET_1 +
             TABLE_HEADER + "0x0a     " + TARGET_0 + "0x0b     " + TARGET_1 +
             "-        0x57    -             -     -     legacy I2C\n"
@@ -148,14 +135,9 @@ class I3cTest(Case):
                                 "extraByte1": 0, "extraByte2": 0}]})
 
     def test_a_bus_that_is_up_keeps_its_addresses(self):
-        self.prints("""set -e
-            tarvix i3c init 0x30=0x0a > /dev/null
-            tarvix i3c exit-hdr
-            tarvix i3c ccc SETNEWDA @0x0a 0x0c
-            tarvix i3c table
-            tarvix i3c reset
-            tarvix i3c table
-            """, TABLE_HEADER + "0x08     " + TARGET_1 + "0x0c     " + TARGET_0 + "no targets\n")
+        self.prints("set -e; tarvix i3c init 0x30=0x0a > /dev/null; tarvix i3c exit-hdr; "
+            "tarvix i3c ccc SETNEWDA @0x0a 0x0c; tarvix i3c table; tarvix i3c reset; tarvix i3c table",
+            TABLE_HEADER + "0x08     " + TARGET_1 + "0x0c     " + TARGET_0 + "no targets\n")
 
     def test_transfers(self):
         self.json("""
@@ -178,10 +160,8 @@ class I3cTest(Case):
                     "02\nbcr: 0x02\nrole: target\nfeatures: interrupts\n"
                     "0a\nanswer: 10\n"
                     "01 21 00 00\nhdr modes: HDR-DDR\nversion: 1.1\ngroup addresses: 2\ndefining bytes: none\n")
-        self.json("tarvix i3c ccc GETMXDS @0x08 --json",
-                  {"ccc": "GETMXDS", "address": 8, "data": "0101140000", "decoded": {
-                      "maxWriteRate": "8 MHz", "maxReadRate": "8 MHz", "clockToDataTurnaround": "8 ns",
-                      "maxReadTurnaround": 20}})
+        self.json("tarvix i3c ccc GETMRL @0x08 --json", {"ccc": "GETMRL", "address": 8, "data": "010000", "decoded": {
+            "maxReadLength": 256, "maxIbiPayload": 0}})
 
     def test_what_is_set_is_read_back(self):
         """Each setting code, and the reading code that shows it; both forms where there are two."""
@@ -209,11 +189,8 @@ class I3cTest(Case):
                 self.assertEqual((result.stderr, objects(result.stdout)[0]["data"]), ("", data))
 
     def test_groups_and_events(self):
-        self.prints("""
-            tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc SETGRPA @0x09 0x40
-            tarvix i3c write 0x40 0 5a
-            tarvix i3c read 0x09 0
-            """, "00000000  5a                                                |Z|\n")
+        self.prints("tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc SETGRPA @0x09 0x40;"
+                    "tarvix i3c write 0x40 0 5a; tarvix i3c read 0x09 0", "00000000  5a                                                |Z|\n")
         for reset in ("RSTGRPA", "RSTGRPA @0x08"):
             self.fails(shell(f"tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc {reset}; tarvix i3c write 0x40 0 1"), 1)
         # Only the second interrupt gets through.
