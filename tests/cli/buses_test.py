@@ -31,13 +31,9 @@ class I2cTest(Case):
                 self.assertEqual(frames.count("02 08 00 03 (I2C set pull-up resistors)"), times, frames)
 
     def test_registers_and_memories(self):
-        self.prints("""
-            tarvix i2c set 0x50 0x06 'cafe' 0xba be 1
-            tarvix i2c dump 0x50 -n 16
-            tarvix i2c set 0x50 0x06 cafe babe 1 --page 8
-            tarvix i2c dump 0x50 0x04 -n 8
-            tarvix i2c get 0x50 0x07 -n 4 --raw | od -An -tx1
-            """,
+        self.prints("tarvix i2c set 0x50 0x06 'cafe' 0xba be 1; tarvix i2c dump 0x50 -n 16;"
+            "tarvix i2c set 0x50 0x06 cafe babe 1 --page 8; tarvix i2c dump 0x50 0x04 -n 8;"
+            "tarvix i2c get 0x50 0x07 -n 4 --raw | od -An -tx1",
             # Without --page the memory wraps within its page.
             "00000000  ba be 01 ff ff ff ca fe  ff ff ff ff ff ff ff ff  |................|\n"
             "00000004  ff ff ca fe ba be 01 ff                           |........|\n"
@@ -64,18 +60,18 @@ class I2cTest(Case):
 
 class SpiTest(Case):
     def test_transfer(self):
-        self.prints("""
-            tarvix spi transfer --select 1 12 0x34 deadbeef
-            tarvix spi transfer 9f -n 4
-            printf 'raw\\n' | tarvix spi transfer --select 1 --raw -
-            tarvix spi transfer --select 1 --mode 1 0
-            """,
+        self.prints("tarvix spi transfer --select 1 12 0x34 deadbeef; tarvix spi transfer 9f -n 4;"
+            "tarvix spi transfer --select 1 --mode 1 0",
             "00000000  12 34 de ad be ef                                 |.4....|\n"
             "00000000  ff 55 40 14                                       |.U@.|\n"
-            "raw\n"
             "00000000  ff                                                |.|\n")
         self.json("tarvix spi transfer --json --select 1 0102 --bit-order lsb --width 16",
                   {"select": 1, "data": "0102"})
+
+        for size in "54", "1014", "65535":  # the first two fill a report
+            for report_size in "64", "1024":
+                self.prints(f"seq 99999 | head -c {size} | tarvix spi transfer -s 1 --raw - | "
+                            f"cmp - <(seq 99999 | head -c {size})", "", ["--report-size", report_size])
 
     def test_flash(self):
         self.prints("tarvix spi id", "55 40 14  manufacturer 0x55, type 0x40, capacity 0x14 = 1 MiB\n")
@@ -167,17 +163,13 @@ class I3cTest(Case):
         """Each setting code, and the reading code that shows it; both forms where there are two."""
         fill_and_reset = "SETMWL 0x1234; tarvix i3c ccc RSTACT {}; tarvix i3c target-reset; tarvix i3c ccc ENTDAA"
         for setting, reading, data in (
-            ("SETMWL 0x1234", "GETMWL @0x09", "1234"),
-            ("SETMWL @0x08 64", "GETMWL @0x08", "0040"),
-            ("SETMRL 300", "GETMRL @0x09", "012c"),
-            ("SETMRL 300 17", "GETMRL @0x08", "012c11"),
-            ("SETMRL @0x08 32 16", "GETMRL @0x08", "002010"),
+            ("SETMWL 0x1234", "GETMWL @0x09", "1234"), ("SETMWL @0x08 64", "GETMWL @0x08", "0040"),
+            ("SETMRL 300", "GETMRL @0x09", "012c"), ("SETMRL 300 17", "GETMRL @0x08", "012c11"),
+            ("SETMRL @0x08 32 16", "GETMRL @0x08", "002010"), ("SETBUSCON 1 22", "GETDCR @0x08", "63"),
             *((f"ENTAS{state}{target}", "GETSTATUS @0x08", f"00{state << 6:02x}")
               for state in range(4) for target in ("", " @0x08")),
-            ("SETXTIME 0xdf", "GETXTIME @0x09", "0602180a"),
-            ("SETXTIME @0x08 0xef 1234", "GETXTIME @0x08", "0604180a"),
+            ("SETXTIME 0xdf", "GETXTIME @0x09", "0602180a"), ("SETXTIME @0x08 0xef 1234", "GETXTIME @0x08", "0604180a"),
             ("SETXTIME 0xef && tarvix i3c ccc SETXTIME 0xff", "GETXTIME @0x08", "0600180a"),
-            ("SETBUSCON 1 22", "GETDCR @0x08", "63"),
             ("RSTDAA && tarvix i3c ccc SETDASA @0x31 0x20", "GETPID @0x20", "7ffe56789002"),
             ("RSTDAA && tarvix i3c ccc SETAASA", "GETPID @0x30", "7ffe12345001"),
             ("SETNEWDA @0x08 0x22", "GETPID @0x22", "7ffe12345001"),

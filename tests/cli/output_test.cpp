@@ -153,7 +153,6 @@ TEST(Statuses, EachEndsTheRunWithItsExitStatusItsNameAndARemedy)
 {
     const std::tuple<StatusCode, ExitStatus, std::string> cases[]{
         {StatusCode::NO_RESPONSE, ExitStatus::NO_ANSWER, "NO_RESPONSE (0x2000); no answer within 2000 ms"},
-        {StatusCode::ADAPTER_LOST, ExitStatus::ADAPTER_LOST, "ADAPTER_LOST (0xC000); the adapter has left the USB bus"},
         {StatusCode::NOT_CONNECTED, ExitStatus::ADAPTER_LOST, "NOT_CONNECTED (0x4000); the connection to the adapter"},
         {StatusCode::INVALID_ARGUMENT, ExitStatus::USAGE, "INVALID_ARGUMENT (0x8000)"},
         {StatusCode::UNEXPECTED_RESPONSE, ExitStatus::REFUSED, "UNEXPECTED_RESPONSE (0x6000); the adapter sent an inv"},

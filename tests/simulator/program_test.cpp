@@ -123,18 +123,6 @@ TEST_F(Tool, DoesNotWaitForeverForAStoppedSimulator)
     EXPECT_EQ(outcome.output, "no answer\n3=low\n");
 }
 
-TEST_F(Tool, GetsTransfersOfEverySizeWhole)
-{
-    for (const std::string reportSize : {"64", "1024"}) {
-        for (const std::string size : {"53", "54", "55", "1014", "1015", "65535"}) { // 54 and 1014 fill a report
-            const std::string source = "seq 99999 | head -c " + size;
-            const auto outcome = sim("run --report-size " + reportSize + " -- sh -c '" + source +
-                                     " | " TARVIX " spi transfer --select 1 --raw -'");
-            EXPECT_EQ(outcome.output, shell(source).output) << reportSize << ", " << size;
-        }
-    }
-}
-
 TEST(Program, DrivesAForeignProgram)
 {
     const std::string python = "/usr/bin/python3 ";
