@@ -20,10 +20,11 @@ class Commands(Case):
                     "shared  3300 mV\ni3c     1800 mV, 1800 mV\n"
                     "shared  3300 mV\ni3c     1200 mV, 1200 mV\n"
                     "shared  3000 mV\ni3c     1200 mV, 1200 mV\n")
-        self.prints("tarvix rail set shared 3000 external; tarvix rail set shared internal; tarvix rail show --json",
+        self.prints("tarvix rail set shared 3000 external; tarvix rail set shared internal; "
+                    "tarvix rail set i3c 0.9V external; tarvix rail show --json",
                     "shared  2500 mV\ni3c     1800 mV, 1800 mV\n"
-                    "shared  3000 mV\ni3c     1800 mV, 1800 mV\n"
-                    '{"schema":1,"command":"rail show","shared":{"millivolts":3000},"i3c":{"millivolts":[1800,1800]}}\n')
+                    "shared  3000 mV\ni3c     1800 mV, 1800 mV\nshared  3000 mV\ni3c     1200 mV, 900 mV\n"
+                    '{"schema":1,"command":"rail show","shared":{"millivolts":3000},"i3c":{"millivolts":[1200,900]}}\n')
 
     def test_gpio_levels(self):
         # Pins are wired in pairs: 2 with 3, 4 with 5.
