@@ -93,7 +93,8 @@ class SpiTest(Case):
 class UartTest(Case):
     def test_send(self):
         self.prints("tarvix uart send --text hello --reply 5 --listen 3600s; tarvix uart send 68690d0a;"
-                    "printf bytes | tarvix uart send --reply 5 --raw -", "00000000  68 65 6c 6c 6f                                    |hello|\nbytes")
+                    "printf bytes | tarvix uart send --reply 5 --raw -",
+                    "00000000  68 65 6c 6c 6f                                    |hello|\nbytes")
         self.json("tarvix uart send --json c1 --bits 7 --reply 1; tarvix uart send --json 55",
                   {"sent": 1, "data": "41"}, {"sent": 1})
         short = tarvix("uart", "send", "55", "--reply", "2", "--listen", "50ms", "--json")
@@ -182,7 +183,8 @@ class I3cTest(Case):
 
     def test_groups_and_events(self):
         self.prints("tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc SETGRPA @0x09 0x40;"
-                    "tarvix i3c write 0x40 0 5a; tarvix i3c read 0x09 0", "00000000  5a                                                |Z|\n")
+                    "tarvix i3c write 0x40 0 5a; tarvix i3c read 0x09 0",
+                    "00000000  5a                                                |Z|\n")
         for reset in ("RSTGRPA", "RSTGRPA @0x08"):
             self.fails(shell(f"tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc {reset}; tarvix i3c write 0x40 0 1"), 1)
         # Only the second interrupt gets through.
