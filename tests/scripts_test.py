@@ -12,6 +12,11 @@ from importlib import machinery, util
 FOLDER = sys.argv.pop(1)
 
 
+def run(script, *arguments):
+    return subprocess.run([os.path.join(FOLDER, script), *arguments], capture_output=True, text=True, timeout=60,
+                          check=False)
+
+
 class Scripts(unittest.TestCase):
     def test_table_lists_every_script(self):
         with open(os.path.join(FOLDER, "README.md"), encoding="utf-8") as file:
@@ -37,12 +42,10 @@ class Scripts(unittest.TestCase):
     def test_unknown_arguments_are_refused(self):
         for command in ("fresh woody", "fresh script/test", "arm64 woody", "e2e --release woody", "e2e --release",
                         "debian-sources ../trixie", "test ubsan", "format --fixx", "soak --preset ubsan",
-                        "soak --lather", "fuzz wires", "fuzz --tim",
-                        "coverage nowhere"):
+                        "soak --lather", "fuzz wires", "fuzz --tim", "coverage nowhere"):
             with self.subTest(command=command):
                 script, *arguments = command.split()
-                result = subprocess.run([os.path.join(FOLDER, script), *arguments], capture_output=True, text=True,
-                                        timeout=60, check=False)
+                result = run(script, *arguments)
                 named = "" if command.endswith("--release") else arguments[-1]
                 self.assertEqual((result.returncode, result.stdout), (2, ""))
                 self.assertRegex(result.stderr, "^[a-z0-9-]+: unknown (release|preset|option|target|folder) "
@@ -71,14 +74,9 @@ static_assert(A ==
             (6, "constant", """if (x.y(")") < 65536U) {"""), (6, "constant", """if (x.y(")") < 65534U) {"""),
             (6, "negation", """if (!(x.y(")") < 65'535U)) {"""),
             (7, "arguments", "swap(b, a);"), (7, "removal", "")})
-
-        def run(*arguments):
-            return subprocess.run([os.path.join(FOLDER, "mutate"), *arguments], capture_output=True, text=True,
-                                  timeout=60, check=False)
-
-        listed = run("--only", "src/transport/frame_link.cpp", "--count", "2", "--list").stdout
+        listed = run("mutate", "--only", "src/transport/frame_link.cpp", "--count", "2", "--list").stdout
         self.assertEqual(listed.count("src/transport/frame_link.cpp:"), 2, listed)
-        refused = run("--area", "docs")
+        refused = run("mutate", "--area", "docs")
         self.assertEqual((refused.returncode, refused.stderr),
                          (2, "mutate: unknown area 'docs'; it must be library, simulator or cli\n"))
 

@@ -5,7 +5,7 @@ from tool import TARVIX, Case, attached, objects, run, shell, tarvix
 
 class Adapters(Case):
     def test_printed_selectors(self):
-        table = [
+        for path, serials, expected in (
             ("/p", ["A"], ["A"]),
             ("/p", ["A", "B", "A"], ["path:/p0", "B", "path:/p2"]),
             ("/p", ["", "az.AZ_09:-"], ["path:/p0", "az.AZ_09:-"]),
@@ -13,8 +13,7 @@ class Adapters(Case):
             # What a shell would split, change or run.
             ("/p", list("$`;&|<>(){}[]*?!~#'\"\\/="), [f"path:/p{i}" for i in range(23)]),
             ("/my $(p)", ["A", "B", "A"], ["index:0", "B", "index:2"]),
-        ]
-        for path, serials, expected in table:
+        ):
             with self.subTest(serials=serials):
                 environment = attached(*((f"{path}{i}", serial) for i, serial in enumerate(serials)))
                 rows = objects(run([TARVIX, "list", "--json"], env=environment).stdout)[0]["adapters"]
@@ -26,16 +25,13 @@ class Adapters(Case):
                     self.assertEqual(opened.split(":")[1].split(";")[0], f" cannot open {row['path']}")
 
     def test_choice(self):
-        table = [
-            ("AB", "B", 1, "cannot open /p1"),
-            ("AB", "index:1", 1, "cannot open /p1"),
-            ("AB", "path:/p1", 1, "cannot open /p1"),
+        for serials, selector, status, text in (
+            *(("AB", selector, 1, "cannot open /p1") for selector in ("B", "index:1", "path:/p1")),
             ("AA", "A", 4, "2 adapters have the serial number 'A'; choose one with --adapter: path:/p0, path:/p1"),
             ("AB", "C", 3, "no adapter matches 'C'; choose one of: A, B"),
             ("AB", "index:2", 3, "no adapter matches 'index:2'"),
             ("AB", "path:/p", 3, "no adapter matches 'path:/p'"),
-        ]
-        for serials, selector, status, text in table:
+        ):
             environment = attached(*((f"/p{i}", serial) for i, serial in enumerate(serials)))
             for arguments, variables in ((["-a", selector], {}), ([], {"TARVIX_ADAPTER": selector})):
                 with self.subTest(selector=selector, arguments=arguments):

@@ -20,10 +20,11 @@ class Commands(Case):
                     "shared  3300 mV\ni3c     1800 mV, 1800 mV\n"
                     "shared  3300 mV\ni3c     1200 mV, 1200 mV\n"
                     "shared  3000 mV\ni3c     1200 mV, 1200 mV\n")
-        self.prints("tarvix rail set shared 3000 external; tarvix rail set shared internal; tarvix rail show --json",
+        self.prints("tarvix rail set shared 3000 external; tarvix rail set shared internal; "
+                    "tarvix rail set i3c 0.9V external; tarvix rail show --json",
                     "shared  2500 mV\ni3c     1800 mV, 1800 mV\n"
-                    "shared  3000 mV\ni3c     1800 mV, 1800 mV\n"
-                    '{"schema":1,"command":"rail show","shared":{"millivolts":3000},"i3c":{"millivolts":[1800,1800]}}\n')
+                    "shared  3000 mV\ni3c     1800 mV, 1800 mV\nshared  3000 mV\ni3c     1200 mV, 900 mV\n"
+                    '{"schema":1,"command":"rail show","shared":{"millivolts":3000},"i3c":{"millivolts":[1200,900]}}\n')
 
     def test_gpio_levels(self):
         # Pins are wired in pairs: 2 with 3, 4 with 5.
@@ -75,12 +76,11 @@ class Commands(Case):
         fields = objects(tarvix("doctor", "--json").stdout)[0]
         results = {row["check"]: row["result"] for row in fields["checks"]}
         self.assertEqual((results["adapter"], results["exchange"], fields["ok"]), ("ok", "ok", True))
-        table = [
+        for result, status, text in (
             (shell("tarvix-sim trigger unplug; exec tarvix doctor"), 3, "FAIL  choice: no adapter is attached"),
             (tarvix("doctor", sim=["--adapters", "2"]), 4, "FAIL  choice: 2 adapters are attached"),
             (tarvix("doctor", "--timeout", "200", sim=["--fault", "drop"]), 6, "FAIL  exchange: reading a string"),
-        ]
-        for result, status, text in table:
+        ):
             with self.subTest(text=text):
                 self.assertEqual(result.returncode, status)
                 self.assertIn(text, result.stdout)
@@ -96,15 +96,14 @@ class Commands(Case):
                          ["gpio set", "gpio get", "gpio get"])
 
     def test_batch_errors_name_file_and_line(self):
-        table = [
+        for line, status, errors in (
             ("gpio get 8", 2, "gpio get: standard input:2: PIN: 8 is out of range, 0 to 7\n"),
             ("gpio set 'x", 2, "batch: standard input:2: unterminated quote: '\n"),
             ("batch -", 2, "batch: standard input:2: a batch cannot run a batch\n"),
             ("rail set shared 60V", 1,
              "rail set: standard input:2: setting the shared rail to 60000 mV: VOLTAGE_OUT_OF_RANGE (0x0201);"
              " the rail cannot produce this voltage: choose another\n"),
-        ]
-        for line, status, errors in table:
+        ):
             for arguments, output in ((["-"], ""), (["-k", "-"], "3=high\n")):
                 with self.subTest(line=line, arguments=arguments):
                     result = tarvix("batch", *arguments, stdin=f"gpio set 3=1\n{line}\ngpio get 3\n")

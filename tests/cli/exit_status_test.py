@@ -18,7 +18,7 @@ def drop_override_of_permissions():
 class ExitStatus(Case):
     def test_each_status_is_provoked_once(self):
         unplugged = ["--fault", "unplug", "--away", "60000"]
-        table = [
+        for status, result, text in (
             (1, tarvix("rail", "set", "shared", "60V"), "rail set: setting the shared rail to 60000 mV: "
                                                         "VOLTAGE_OUT_OF_RANGE (0x0201); "),
             (2, tarvix("gpio", "get", "8"), "tarvix gpio get: PIN: 8 is out of range, 0 to 7"),
@@ -28,8 +28,7 @@ class ExitStatus(Case):
                                                                              "within 200 ms: raise --timeout"),
             (7, tarvix("info", sim=unplugged), "ADAPTER_LOST (0xC000); the adapter has left the USB bus"),
             (8, shell("tarvix monitor --banner 2>&1 | { read; tarvix info; }"), " is in use by process "),
-        ]
-        for status, result, text in table:
+        ):
             with self.subTest(status=status):
                 self.fails(result, status, text)
 
@@ -86,38 +85,27 @@ class ExitStatus(Case):
             self.assertEqual((usage.returncode, objects(usage.stdout)[0]["error"]["exit"]), (2, 2))
 
     def test_nonsense_is_one_line_and_names_what_is_wrong(self):
-        table = [
+        for arguments, text in (
             ("", "missing command; one of: list, info, "),
             ("gpio gte", "tarvix gpio: unknown command or option 'gte'; one of: get, set, watch"),
-            ("list x y", "unexpected argument 'x'"),
-            ("-a index:x info", "--adapter: 'index:x' is not an index"),
+            ("list x y", "unexpected argument 'x'"), ("-a index:x info", "--adapter: 'index:x' is not an index"),
             ("gpio get", "PIN is required"),
             ("gpio get 3 --foo", "unexpected argument '--foo'; see 'tarvix gpio get --help'"),
             ("gpio set 3", "PIN=LEVEL: '3' has no '='; write 3=1 or 3=high"),
-            ("gpio set 3=hig", "LEVEL: 'hig' is not one of low|high|0|1"),
-            ("gpio watch 3 -n 1 -n 2", "--count"),
+            ("gpio set 3=hig", "LEVEL: 'hig' is not one of low|high|0|1"), ("gpio watch 3 -n 1 -n 2", "--count"),
             ("rail set shared 3V 2V", "VALUE: '2V' sets the voltage a second time"),
             ("rail set shared external internal", "VALUE: 'internal' sets the source a second time"),
             ("batch /nonexistent", "FILE: /nonexistent: No such file or directory"),
-            ("batch /", "FILE: /: Is a directory"),
-            ("i2c dump 0x50 0x80 -n 129", "129"),
-            ("i2c set 0x50 0", "DATA"),
-            ("i2c set 0x50 0xff 1 2 --page 8", "raise --reg-bytes"),
-            ("i2c transfer", "DESCRIPTOR"),
-            ("spi transfer", "DATA"),
-            ("spi transfer 1 --width 16", "even"),
-            ("spi read-flash 0xffffff -n 2", "--length"),
-            ("uart send", "DATA"),
-            ("uart send 1 --text a", "--text"),
-            ("uart send 1 --baud 9601", "9601"),
-            ("i3c ccc GETNOTHING", "GETNOTHING"),
+            ("batch /", "FILE: /: Is a directory"), ("i2c dump 0x50 0x80 -n 129", "129"), ("i2c set 0x50 0", "DATA"),
+            ("i2c set 0x50 0xff 1 2 --page 8", "raise --reg-bytes"), ("i2c transfer", "DESCRIPTOR"),
+            ("spi transfer", "DATA"), ("spi transfer 1 --width 16", "even"),
+            ("spi read-flash 0xffffff -n 2", "--length"), ("uart send", "DATA"), ("uart send 1 --text a", "--text"),
+            ("uart send 1 --baud 9601", "9601"), ("i3c ccc GETNOTHING", "GETNOTHING"),
             ("i3c ccc GETPID", "GETPID has no broadcast form; write GETPID @ADDR"),
             ("i3c ccc GETPID @0x08 1", "GETPID: unexpected argument '1'"),
-            ("i3c ccc RSTDAA @0x08", "RSTDAA has no direct form: unexpected '@0x08'"),
-            ("i3c ccc SETMWL", "LENGTH"),
+            ("i3c ccc RSTDAA @0x08", "RSTDAA has no direct form: unexpected '@0x08'"), ("i3c ccc SETMWL", "LENGTH"),
             ("i3c ccc RSTACT 0x81", "0x81"),
-        ]
-        for arguments, text in table:
+        ):
             with self.subTest(arguments=arguments):
                 self.fails(tarvix(*arguments.split()), 2, text)
         self.fails(run([TARVIX, "--json=a\nb", "list"]), 2, "--json = a; see 'tarvix list --help'")
@@ -141,7 +129,7 @@ class ExitStatus(Case):
                 self.fails(run([TARVIX, *arguments.split()]), 2, f": {value} is out of range, {limits}\n")
 
     def test_standard_streams(self):
-        table = [
+        for script, status, errors in (
             ("tarvix info > /dev/full", 1, "tarvix info: standard output: No space left on device\n"),
             ("tarvix --help > /dev/full", 1, "tarvix: standard output: No space left on device\n"),
             ("tarvix info >&-", 1, "tarvix info: standard output: Bad file descriptor\n"),
@@ -154,8 +142,7 @@ class ExitStatus(Case):
               ("exec 2>&-", "exec 2>/dev/full", "exec 2> >(:); wait $!")
               for command, status in (("nonsense", 2), ("-v gpio set 3=1", 0), ("boot", 2), ("batch /", 2))),
             ("tarvix batch - <&-", 2, "tarvix batch: FILE: standard input: Bad file descriptor\n"),
-        ]
-        for script, status, errors in table:
+        ):
             with self.subTest(script=script):
                 result = shell(script)
                 self.assertEqual((result.returncode, result.stderr), (status, errors))

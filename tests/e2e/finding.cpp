@@ -1,4 +1,10 @@
+#include <chrono>
 #include <string>
+
+#include <fcntl.h>
+#include <linux/hidraw.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include "scenario.hpp"
 
@@ -9,6 +15,17 @@ namespace {
 using Connect = bool (TarvixSDK::*)(const std::string&);
 constexpr Connect BY_PATH = &TarvixSDK::connect;
 constexpr Connect BY_SERIAL_NUMBER = &TarvixSDK::connectWithSerialNumber;
+
+// The kernel would wait 5 s for a program behind /dev/uhid that says nothing.
+void requireQuickRefusalOfFeatureReports(const std::string& path)
+{
+    char report[8] = "";
+    const int node = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    const auto begin = std::chrono::steady_clock::now();
+    require(node >= 0 && ::ioctl(node, HIDIOCGFEATURE(sizeof report), report) < 0, "there is a feature report");
+    require(std::chrono::steady_clock::now() - begin < std::chrono::seconds(4), "nobody refuses a feature report");
+    ::close(node);
+}
 
 // The serial number of the adapter that a session then has; empty when it has none.
 std::string opened(Connect connect, const std::string& which)
@@ -22,6 +39,9 @@ const Scenario OPEN("open", [](Place place) {
     const std::string mine = place.serialNumber();
     require(opened(BY_PATH, "") == mine, "the only adapter is not the first");
 
+    if (place.port == Port::UHID) {
+        requireQuickRefusalOfFeatureReports(cable.node());
+    }
     const VirtualCable otherCable(place.other());
     const std::string other = place.other().serialNumber();
     const std::string first = opened(BY_PATH, "");

@@ -12,7 +12,6 @@ namespace {
 struct Notifications {
     Received<std::uint8_t> uart; // all bytes received
     Received<std::uint8_t> pins; // those that fired, in order
-    Received<Bytes> interrupts;  // address and payload of each
 
     void add(const Notification& notification)
     {
@@ -20,9 +19,6 @@ struct Notifications {
             std::for_each_n(received->data, received->dataLength, [this](std::uint8_t byte) { uart.add(byte); });
         } else if (const auto* gpio = notification.gpio()) {
             pins.add(gpio->pinNumber);
-        } else if (const auto* interrupt = notification.i3cIbi()) {
-            interrupts.add(Bytes{interrupt->targetAddress} +
-                           Bytes(interrupt->payload, interrupt->payload + interrupt->payloadLength));
         }
     }
 };
@@ -54,33 +50,11 @@ const Scenario NOTIFICATIONS("notifications", [](Place place) {
 });
 
 const Scenario I3C("i3c", [](Place place) {
-    Notifications heard;
-    Bench bench(place);
-    TarvixSDK& sdk = bench.sdk;
-    sdk.onNotification([&heard](const Notification& notification) { heard.add(notification); });
-    succeed(sdk.i3cControllerInit(I3cPushPullRate::MHZ_12_5, I3cOpenDrainTransferRate::MHZ_4, I2cTransferRate::KHZ_400,
-                                  I3cDriveStrength::MEDIUM),
-            "i3cControllerInit");
-    I3cTargetInfo listed{};
-    listed.staticAddress = 0x30;
-    listed.dynamicAddress = 0x0A;
-    succeed(sdk.i3cInitBus({listed}), "i3cInitBus");
-    succeed(sdk.i3cCccENTDAA(), "i3cCccENTDAA");
-    std::vector<I3cTargetInfo> table;
-    succeed(sdk.i3cGetDeviceTable(table), "i3cGetDeviceTable");
-    require(table.size() == 2 && table[0].dynamicAddress == 0x08 && table[1].dynamicAddress == 0x0A,
-            "the table does not hold two targets at 0x08 and 0x0A");
-
-    const Bytes data = pattern(40);
-    Bytes read;
-    succeed(sdk.i3cSdrWrite(0x0A, {0x00}, data, I3cTransferFlags::NONE), "i3cSdrWrite");
-    succeed(sdk.i3cSdrRead(0x0A, {0x00}, static_cast<std::uint16_t>(data.size()), read, I3cTransferFlags::NONE),
-            "i3cSdrRead");
-    requireEqual(read, data, "the target's registers");
-    succeed(sdk.i3cSdrWrite(0x0A, {0x80}, {2}, I3cTransferFlags::NONE), "i3cSdrWrite");
-    const std::vector<Bytes> interrupts = heard.interrupts.atLeast(1);
-    require(interrupts.size() == 1, std::to_string(interrupts.size()) + " in-band interrupts arrive");
-    requireEqual(interrupts[0], {0x0A, data[0], data[1]}, "the in-band interrupt");
+    const VirtualCable cable(place);
+    const Outcome init = run({"tarvix", "i3c", "init", "0x30=0x0a"});
+    require(init.exitStatus == 0 && init.output.find("\n0x0a     0x30") != std::string::npos &&
+                init.output.find("\n0x08     0x31") != std::string::npos,
+            "tarvix i3c init: " + init.output);
 });
 
 } // namespace

@@ -30,7 +30,10 @@ def run(*options):
 
 good = run()
 assert good.returncode == 0 and output in good.stdout, good
-for fault, reason in ("drop:1", "NO_RESPONSE"), ("unplug:1", "ADAPTER_LOST|no adapter attached"):
+for fault, reason in ("drop", "NO_RESPONSE"), ("unplug", "ADAPTER_LOST|no adapter attached"):
     done = run("--fault", fault)
     assert done.returncode == 1 and re.search(reason, done.stderr), done
+for fault in "drop", "delay", "truncate", "duplicate", "garbage", "unplug":
+    for probability in "1", "0.2":
+        run("--fault", f"{fault}:{probability}", "--fault-delay", "10", "--away", "20")
 assert any(run("--fault", "garbage:0.3", "--seed", str(seed)).returncode == 1 for seed in range(1, 6))

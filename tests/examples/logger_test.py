@@ -9,49 +9,35 @@ import time
 
 sim, logger = sys.argv[1:]
 LINE = re.compile(r"(\d+\.\d{6}) (\d+) (?:(23\.50)|missed: .+)\n")
+lines = []  # when each reading began, its number, and whether it was missed
+absences = []
 
 
 def trigger(event):
     subprocess.run([sim, "trigger", event], timeout=60, check=True)
+    return time.time()
 
 
-class Log:
-    """The lines of the logger: when each reading began, its number, and whether it was missed."""
-
-    def __init__(self, stream):
-        self.stream = stream
-        self.lines = []
-
-    def until(self, wanted):
-        while True:
-            line = self.stream.readline()
+with subprocess.Popen([logger, "40"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as process:
+    def read_until(missed, since=0):
+        while not lines or lines[-1][2] != missed or lines[-1][0] <= since:
+            line = process.stdout.readline()
             match = LINE.fullmatch(line)
             assert match, line
-            begun, number, missed = float(match[1]), int(match[2]), match[3] is None
-            self.lines.append((begun, number, missed))
-            if wanted(begun, missed):
-                return
+            lines.append((float(match[1]), int(match[2]), match[3] is None))
 
-
-absences = []
-with subprocess.Popen([logger, "40"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as process:
-    log = Log(process.stdout)
-    log.until(lambda begun, missed: not missed)
+    read_until(missed=False)
     for turn in range(20):
         unplugged = time.time()
         trigger("unplug")
         if turn % 2:  # else, as a rule, it is back before the loss is noticed
-            log.until(lambda begun, missed: missed)
-        trigger("replug")
-        replugged = time.time()
-        absences.append((unplugged, replugged))
-        log.until(lambda begun, missed, since=replugged: begun > since and not missed)
+            read_until(missed=True)
+        absences.append((unplugged, trigger("replug")))
+        read_until(missed=False, since=absences[-1][1])
     process.terminate()
 
-for at, (begun, number, missed) in enumerate(log.lines):
+for at, (begun, number, missed) in enumerate(lines):
     assert number == at, f"reading {at} is not in the log, {number} follows"
-    if missed:
-        ended = log.lines[at + 1][0]
-        assert any(begun <= replugged and unplugged <= ended for unplugged, replugged in absences), \
-            f"reading {number} was missed while the adapter was there"
-assert sum(missed for _, _, missed in log.lines) >= 10
+    explained = not missed or any(begun <= back and gone <= lines[at + 1][0] for gone, back in absences)
+    assert explained, f"reading {number} was missed while the adapter was there"
+assert sum(missed for _, _, missed in lines) >= 10

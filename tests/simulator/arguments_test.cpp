@@ -5,6 +5,7 @@
 #include <sstream>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -40,27 +41,22 @@ TEST(CommandLine, EveryOptionArrives)
                            "-- sh --seed --");
     EXPECT_EQ(run.action, Arguments::Action::RUN);
     EXPECT_EQ(run.command, (Words{"sh", "--seed", "--"}));
-    EXPECT_EQ(run.host.reportSize, 1024U);
-    EXPECT_EQ(run.host.serialNumber, "B-7");
-    EXPECT_EQ(run.host.adapters, 128U);
-    EXPECT_EQ(run.host.latency, milliseconds(60'000));
-    EXPECT_EQ(run.host.faults[Fault::DROP], 0.25);
-    EXPECT_EQ(run.host.faults[Fault::UNPLUG], 1);
-    EXPECT_EQ(run.host.faults[Fault::DELAY], 0);
-    EXPECT_EQ(run.host.faults.delay, milliseconds(16));
-    EXPECT_EQ(run.host.faults.seed, 18446744073709551615U);
-    EXPECT_EQ(run.host.away, milliseconds(5));
-    EXPECT_TRUE(run.host.verbose);
+    const HostOptions& host = run.host;
+    EXPECT_EQ(std::tuple(host.reportSize, host.serialNumber, host.adapters, host.verbose),
+              std::tuple(1024U, "B-7", 128U, true));
+    EXPECT_EQ(std::tuple(host.latency, host.faults.delay, host.away),
+              std::tuple(milliseconds(60'000), milliseconds(16), milliseconds(5)));
+    EXPECT_EQ(std::tuple(host.faults[Fault::DROP], host.faults[Fault::UNPLUG], host.faults[Fault::DELAY]),
+              std::tuple(0.25, 1, 0));
+    EXPECT_EQ(host.faults.seed, 18446744073709551615U);
     EXPECT_EQ(parse("run -- x").host.away, std::nullopt);
 
     EXPECT_EQ(parse("uhid --device /d").uhidDevice, "/d");
     const auto gadget = parse("gadget a b --udc-file c --udc-file d");
-    EXPECT_EQ(gadget.gadgetNodes, (Words{"a", "b"}));
-    EXPECT_EQ(gadget.udcFiles, (Words{"c", "d"}));
+    EXPECT_EQ(std::pair(gadget.gadgetNodes, gadget.udcFiles), std::pair(Words{"a", "b"}, Words{"c", "d"}));
     const auto trigger = parse("trigger ibi --adapter B-7 --target 1 0x0a 255");
-    EXPECT_EQ(trigger.event, "ibi");
-    EXPECT_EQ(trigger.adapter, "B-7");
-    EXPECT_EQ(trigger.eventFields, (Words{"1", "10", "255"}));
+    EXPECT_EQ(std::tuple(trigger.event, trigger.adapter, trigger.eventFields),
+              std::tuple("ibi", "B-7", Words{"1", "10", "255"}));
 }
 
 TEST(CommandLine, AMistakeGetsOneLineThatSaysWhatIsRight)

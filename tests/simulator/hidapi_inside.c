@@ -38,7 +38,7 @@ static void list(void)
     hid_free_enumeration(first);
 }
 
-/* Asks for USB string 3, the serial number. */
+/* Asks for USB string 3, the serial number, and fills in the path. */
 static hid_device* converse(char* path, size_t size)
 {
     const unsigned char request[1 + REPORT] = {0x00, 0x17, 0x00, 0x01, 0x00, 0x07, 0x04, 0x03};
@@ -46,10 +46,6 @@ static hid_device* converse(char* path, size_t size)
     wchar_t serial[32] = L"";
     wchar_t product[32] = L"";
     hid_device* const device = hid_open(0x1FC9, 0x82FC, L"TVX0000002");
-    if (!device) {
-        printf("cannot open: %ls\n", hid_error(NULL));
-        exit(1);
-    }
     hid_get_serial_number_string(device, serial, 32);
     hid_get_product_string(device, product, 32);
     const int written = hid_write(device, request, sizeof request);
@@ -77,16 +73,13 @@ static int ask_the_node(const char* path)
     ioctl(copy, HIDIOCGRDESCSIZE, &size);
     descriptor.size = (unsigned)size;
     ioctl(copy, HIDIOCGRDESC, &descriptor);
-    printf("%x %04hx:%04hx, %d bytes from %02x to %02x, ", info.bustype, info.vendor, info.product, size,
-           descriptor.value[0], size > 0 ? descriptor.value[size - 1] : 0);
     const int length = ioctl(copy, HIDIOCGRAWUNIQ(sizeof unique), unique);
-    printf("%d %.5s, cloexec %d, limit %ld, ", length, unique, inherited, (long)limit.tv_sec);
-    const int refused = ioctl(copy, HIDIOCGFEATURE(sizeof feature), feature);
-    printf("%d %d, ", refused, errno == EPIPE);
-    const ssize_t nothing = read(node, feature, sizeof feature);
-    printf("%zd %d, ", nothing, errno == EAGAIN);
-    const ssize_t refused_write = write(node, feature, 1);
-    printf("%zd %d, ", refused_write, errno == EINVAL);
+    printf("%x %04hx:%04hx, %d bytes from %02x to %02x, %d %.5s, cloexec %d, limit %ld, ", info.bustype, info.vendor,
+           info.product, size, descriptor.value[0], size > 0 ? descriptor.value[size - 1] : 0, length, unique,
+           inherited, (long)limit.tv_sec);
+    printf("%d, ", ioctl(copy, HIDIOCGFEATURE(sizeof feature), feature) == -1 ? errno : 0);
+    printf("%d, ", read(node, feature, sizeof feature) == -1 ? errno : 0);
+    printf("%d, ", write(node, feature, 1) == -1 ? errno : 0);
     fstat(copy, &status);
     printf("%d, ", S_ISCHR(status.st_mode));
     close(copy);
@@ -130,9 +123,7 @@ int main(int count, char** arguments)
     /* Each would wait for ever or end the program if the handle were not dead. */
     printf("read %d, write %d, ", hid_read(device, report, sizeof report), hid_write(device, report, sizeof report));
     hid_close(device);
-    const ssize_t written = write(node, report, sizeof report);
-    printf("write %zd %d, ", written, errno == ENODEV);
-    printf("node %d\n", access(path, F_OK));
+    printf("write %d, node %d\n", write(node, report, sizeof report) == -1 ? errno : 0, access(path, F_OK));
     close(node);
 
     trigger("replug");

@@ -4,13 +4,11 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
-#include <linux/input.h>
 #include <optional>
+#include <pty.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/syscall.h>
-#include <termios.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -23,7 +21,6 @@
 #include "ports/shared/adapter_host.hpp"
 #include "ports/shared/event_loop.hpp"
 #include "ports/shared/report_codec.hpp"
-#include "ports/uhid/device.hpp"
 #include "support/bytes.hpp"
 
 namespace {
@@ -49,6 +46,14 @@ using namespace sim;
 using std::chrono::milliseconds;
 
 constexpr auto PATIENCE = std::chrono::seconds(20);
+
+// A new folder in the usual place.
+std::string makeDirectory()
+{
+    std::string path = std::filesystem::temp_directory_path() / "tarvix-test.XXXXXX";
+    EXPECT_TRUE(::mkdtemp(path.data()));
+    return path;
+}
 
 // Runs the loop until the condition holds; it is looked at after every millisecond.
 template <typename Condition>
@@ -201,8 +206,7 @@ TEST_F(AdapterHostTest, BootModeLasts)
 TEST(PrivateDirectory, OutlivesOnlyItsProgram)
 {
     namespace fs = std::filesystem;
-    std::string parent = fs::temp_directory_path() / "tarvix-test.XXXXXX";
-    ASSERT_TRUE(::mkdtemp(parent.data()));
+    const std::string parent = makeDirectory();
     ::unsetenv("XDG_RUNTIME_DIR");
     ::setenv("TMPDIR", fs::relative(parent).c_str(), 1);
 
@@ -231,8 +235,7 @@ TEST(PrivateDirectory, OutlivesOnlyItsProgram)
 // does not read at all.
 TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
 {
-    std::string directory = std::filesystem::temp_directory_path() / "tarvix-test.XXXXXX";
-    ASSERT_TRUE(::mkdtemp(directory.data()));
+    const std::string directory = makeDirectory();
     for (const std::size_t reportSize : {64UL, 1024UL}) {
         EventLoop loop;
         HostOptions options;
@@ -272,8 +275,7 @@ TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
 
 TEST(Listener, RestsWhileDescriptorsAreShort)
 {
-    std::string directory = std::filesystem::temp_directory_path() / "tarvix-test.XXXXXX";
-    ASSERT_TRUE(::mkdtemp(directory.data()));
+    const std::string directory = makeDirectory();
     EventLoop loop;
     int accepted = 0;
     const Listener listener(loop, listenOn(directory + "/socket"), [&](FileDescriptor) { ++accepted; });
@@ -289,161 +291,32 @@ TEST(Listener, RestsWhileDescriptorsAreShort)
     EXPECT_TRUE(runUntil(loop, [&] { return accepted == 1; })) << "taken as soon as there is a descriptor";
 }
 
-// Plays the kernel at the other end of what the port takes for /dev/uhid.
-class UhidKernel : public testing::TestWithParam<std::size_t> {
-protected:
-    UhidKernel()
-    {
-        std::array<int, 2> ends{};
-        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends.data()), 0);
-        kernel_ = FileDescriptor(ends[0]);
-        options_.reportSize = GetParam();
-        options_.away = milliseconds(1);
-        device_.emplace(loop_, options_, 0, FileDescriptor(ends[1]));
-        device_->adapter().plugIn();
-    }
-
-    uhid_event next(uhid_event_type type)
-    {
-        uhid_event event{};
-        EXPECT_TRUE(runUntil(loop_, [&] { return ::read(kernel_.get(), &event, sizeof event) > 0; }));
-        EXPECT_EQ(event.type, static_cast<unsigned>(type));
-        return event;
-    }
-
-    void tell(const uhid_event& event) { EXPECT_GT(::write(kernel_.get(), &event, sizeof event), 0); }
-
-    void output(const Bytes& data)
-    {
-        uhid_event event{};
-        event.type = UHID_OUTPUT;
-        event.u.output.size = static_cast<__u16>(data.size());
-        event.u.output.rtype = UHID_OUTPUT_REPORT;
-        std::copy(data.begin(), data.end(), event.u.output.data);
-        tell(event);
-    }
-
-    EventLoop loop_;
-    HostOptions options_;
-    FileDescriptor kernel_;
-    std::optional<UhidDevice> device_;
-};
-
-TEST_P(UhidKernel, CreatesAnswersAndDestroys)
+TEST(Gadget, AHostThatDoesNotReadKeepsNobodyFromWriting)
 {
-    const std::size_t size = GetParam();
-    uhid_event event = next(UHID_CREATE2);
-    const auto& create = event.u.create2;
-    EXPECT_STREQ(reinterpret_cast<const char*>(create.uniq), "TVX0000001");
-    EXPECT_EQ(create.bus + 0, BUS_USB);
-    EXPECT_EQ(create.vendor + 0, 0x1FC9U);
-    EXPECT_EQ(create.product + 0, size == 64 ? 0x82FCU : 0x82FDU);
-    const Bytes descriptor(create.rd_data, create.rd_data + create.rd_size);
-    const Bytes count{0x96, static_cast<std::uint8_t>(size & 0xFF), static_cast<std::uint8_t>(size >> 8)};
-    EXPECT_NE(std::search(descriptor.begin(), descriptor.end(), count.begin(), count.end()), descriptor.end());
-
-    const Bytes request = padded(SERIAL_NUMBER, size);
-    for (const Bytes& written : {request, Bytes{0x00} + request}) { // without and with a report id
-        output(written);
-        event = next(UHID_INPUT2);
-        EXPECT_EQ(event.u.input2.size + 0U, size);
-        EXPECT_EQ(std::string(event.u.input2.data + 9, event.u.input2.data + 19), "TVX0000001");
+    // A pseudo-terminal in raw mode is enough like a gadget's node: it reads, writes, and is full at some point.
+    termios settings{};
+    ::cfmakeraw(&settings);
+    std::array<char, 64> name{};
+    int host = -1;
+    int node = -1;
+    if (::openpty(&host, &node, name.data(), &settings, nullptr) != 0) {
+        GTEST_SKIP() << "this system has no pseudo-terminals: /dev/pts is not mounted";
     }
-
-    event = {};
-    event.type = UHID_GET_REPORT;
-    event.u.get_report.id = 77;
-    tell(event);
-    event = next(UHID_GET_REPORT_REPLY);
-    EXPECT_EQ(event.u.get_report_reply.id + 0, 77U);
-    EXPECT_NE(event.u.get_report_reply.err + 0, 0);
-
-    output(padded(RESET, size));
-    next(UHID_DESTROY);
-    next(UHID_CREATE2);
-    device_.reset();
-    next(UHID_DESTROY);
-}
-
-INSTANTIATE_TEST_SUITE_P(ReportSizes, UhidKernel, testing::Values(64, 1024));
-
-// A pseudo-terminal in raw mode behaves enough like a gadget's node: reads, writes, and is full at some point.
-class Gadget : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        side_ = FileDescriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-        const char* name = side_ && ::unlockpt(side_.get()) == 0 ? ::ptsname(side_.get()) : nullptr;
-        node_ = name ? name : "";
-        keepOpen_ = FileDescriptor(::open(node_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
-        if (!keepOpen_) {
-            GTEST_SKIP() << "this system has no pseudo-terminals: /dev/pts is not mounted";
-        }
-        termios settings{};
-        EXPECT_EQ(::tcgetattr(keepOpen_.get(), &settings), 0);
-        ::cfmakeraw(&settings);
-        EXPECT_EQ(::tcsetattr(keepOpen_.get(), TCSANOW, &settings), 0);
-    }
-
-    // One input report, or what came of it in time.
-    Report next()
-    {
-        Report taken;
-        runUntil(loop_, [&] {
-            std::uint8_t byte = 0;
-            while (taken.size() < 64 && ::read(side_.get(), &byte, 1) == 1) {
-                taken.push_back(byte);
-            }
-            return taken.size() == 64;
-        });
-        return taken;
-    }
-
-    bool output(const Bytes& request) const { return ::write(side_.get(), padded(request, 64).data(), 64) == 64; }
-
-    EventLoop loop_;
-    FileDescriptor side_;
-    FileDescriptor keepOpen_;
-    std::string node_;
-};
-
-TEST_F(Gadget, AnswersAndLeavesTheBusForAReset)
-{
-    const auto udc = std::filesystem::temp_directory_path() / ("tarvix-udc." + std::to_string(::getpid()));
-    const auto bound = [&] {
-        std::string text;
-        std::ifstream(udc) >> text;
-        return text;
-    };
-    std::ofstream(udc) << "dummy_udc.0\n";
-    HostOptions options;
-    options.away = milliseconds(5);
-    GadgetNode gadget(loop_, options, 0, node_, udc.string());
-    gadget.start();
-    EXPECT_TRUE(output(SERIAL_NUMBER));
-    const Report answer = next();
-    ASSERT_EQ(answer.size(), 64U);
-    EXPECT_EQ(std::string(answer.begin() + 9, answer.begin() + 19), "TVX0000001");
-
-    EXPECT_TRUE(output(RESET));
-    EXPECT_TRUE(runUntil(loop_, [&] { return bound().empty(); }));
-    EXPECT_TRUE(runUntil(loop_, [&] { return bound() == "dummy_udc.0"; }));
-    EXPECT_TRUE(output(SERIAL_NUMBER));
-    EXPECT_EQ(next(), answer);
-    std::filesystem::remove(udc);
-}
-
-TEST_F(Gadget, AHostThatDoesNotReadKeepsNobodyFromWriting)
-{
-    GadgetNode gadget(loop_, {}, 0, node_, "");
+    const FileDescriptor closesHost(host);
+    const FileDescriptor closesNode(node);
+    ::fcntl(host, F_SETFL, O_NONBLOCK);
+    EventLoop loop;
+    GadgetNode gadget(loop, {}, 0, name.data(), "");
     gadget.start();
     // Far more responses than the node holds; each request must be taken although no response is.
+    Bytes report = padded(SERIAL_NUMBER, 64);
     std::size_t sent = 0;
-    EXPECT_TRUE(runUntil(loop_, [&] {
-        sent += output(SERIAL_NUMBER);
+    EXPECT_TRUE(runUntil(loop, [&] {
+        sent += ::write(host, report.data(), report.size()) == 64 ? 1 : 0;
         return sent == 1'000;
     }));
-    EXPECT_EQ(next().size(), 64U);
+    EXPECT_EQ(::read(host, report.data(), report.size()), 64);
+    EXPECT_EQ(std::string(report.begin() + 9, report.begin() + 19), "TVX0000001");
 }
 
 } // namespace
