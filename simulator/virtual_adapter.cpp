@@ -85,6 +85,12 @@ struct Firmware {
           i3cBus(bench.i3cTargetList(), bench.legacyDevices(), notifications),
           i3c{.bus = i3cBus}
     {
+    }
+    Firmware(const Firmware&) = delete;
+    Firmware& operator=(const Firmware&) = delete;
+
+    void addCommands(CommandTable& table)
+    {
         addSystemCommands(table, system);
         addVoltageCommands(table, voltage);
         addGpioCommands(table, gpio);
@@ -94,10 +100,7 @@ struct Firmware {
         addI3cCommands(table, i3c);
         addCccCommands(table, i3cBus);
     }
-    Firmware(const Firmware&) = delete;
-    Firmware& operator=(const Firmware&) = delete;
 
-    CommandTable table;
     Notifications notifications;
     System system;
     Voltage voltage;
@@ -116,6 +119,7 @@ struct VirtualAdapter::Model {
     Send send;
     Bench bench;
     std::optional<Firmware> firmware;
+    CommandTable table; // of every firmware, for each is made in the place of the last
 
     void start() { firmware.emplace(serialNumber, bench); }
     bool isOnBus() const { return firmware->system.presence == Presence::ON_BUS; }
@@ -123,7 +127,7 @@ struct VirtualAdapter::Model {
     OutputFrame execute(std::span<const std::uint8_t> frame)
     {
         Request request(frame);
-        const CommandTable::Row* const row = firmware->table.find(request.code());
+        const CommandTable::Row* const row = table.find(request.code());
         OutputFrame response(request.transactionId(), request.code(), row ? row->dataOffset : OutputFrame::HEADER_SIZE);
         try {
             require(row != nullptr, DeviceStatus::UNKNOWN_COMMAND);
@@ -158,6 +162,7 @@ VirtualAdapter::VirtualAdapter(std::string serialNumber, Send send) : model_(std
     model_->serialNumber = std::move(serialNumber);
     model_->send = std::move(send);
     model_->start();
+    model_->firmware->addCommands(model_->table);
 }
 
 VirtualAdapter::~VirtualAdapter() = default;

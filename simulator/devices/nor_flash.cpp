@@ -7,9 +7,7 @@ namespace sim {
 
 namespace {
 
-constexpr std::size_t SIZE = 0x10'0000;
 constexpr std::size_t PAGE = 256;
-constexpr std::size_t SECTOR = 4096;
 constexpr std::size_t ADDRESS_BYTES = 3;
 constexpr std::uint8_t ERASED = 0xFF;
 
@@ -29,15 +27,12 @@ constexpr std::uint8_t STATUS_WRITE_ENABLED = 0x02;
 // Manufacturer (even parity, so nobody's), memory type, capacity as a power of two.
 constexpr std::array<std::uint8_t, 3> ID{0x55, 0x40, 0x14};
 
-// Address bits beyond the chip's size are not connected.
 std::size_t addressOf(std::span<const std::uint8_t> operands)
 {
-    return static_cast<std::size_t>(operands[0] << 16 | operands[1] << 8 | operands[2]) % SIZE;
+    return static_cast<std::size_t>(operands[0] << 16 | operands[1] << 8 | operands[2]);
 }
 
 } // namespace
-
-NorFlash::NorFlash() : memory_(SIZE, ERASED) {}
 
 std::vector<std::uint8_t> NorFlash::exchange(std::span<const std::uint8_t> sent)
 {
@@ -63,8 +58,7 @@ void NorFlash::answer(std::uint8_t command, std::span<const std::uint8_t> operan
     } else if (command == READ && operands.size() >= ADDRESS_BYTES) {
         std::size_t address = addressOf(operands);
         for (std::uint8_t& byte : received.subspan(ADDRESS_BYTES)) {
-            byte = memory_[address];
-            address = (address + 1) % SIZE;
+            byte = byteAt(address++);
         }
     }
 }
@@ -86,10 +80,19 @@ void NorFlash::change(std::uint8_t command, std::span<const std::uint8_t> operan
     if (command == PAGE_PROGRAM && operands.size() > ADDRESS_BYTES) {
         program(addressOf(operands), operands.subspan(ADDRESS_BYTES));
     } else if (command == SECTOR_ERASE && addressed) {
-        erase(addressOf(operands), SECTOR);
+        sectors_[addressOf(operands) % SIZE / SECTOR].clear();
+        writeEnabled_ = false;
     } else if (command == CHIP_ERASE) {
-        erase(0, SIZE);
+        sectors_ = {};
+        writeEnabled_ = false;
     }
+}
+
+// Address bits beyond the chip's size are not connected.
+std::uint8_t NorFlash::byteAt(std::size_t address) const
+{
+    const auto& sector = sectors_[address % SIZE / SECTOR];
+    return sector.empty() ? ERASED : sector[address % SECTOR];
 }
 
 void NorFlash::program(std::size_t address, std::span<const std::uint8_t> data)
@@ -102,17 +105,12 @@ void NorFlash::program(std::size_t address, std::span<const std::uint8_t> data)
         buffer[offset] = byte;
         offset = (offset + 1) % PAGE;
     }
-    const std::size_t page = address - address % PAGE;
+    auto& sector = sectors_[address % SIZE / SECTOR];
+    sector.resize(SECTOR, ERASED);
+    const std::size_t page = address % SECTOR / PAGE * PAGE;
     for (std::size_t i = 0; i < PAGE; ++i) {
-        memory_[page + i] &= buffer[i];
+        sector[page + i] &= buffer[i];
     }
-    writeEnabled_ = false;
-}
-
-void NorFlash::erase(std::size_t address, std::size_t size)
-{
-    const auto begin = memory_.begin() + static_cast<std::ptrdiff_t>(address - address % size);
-    std::fill_n(begin, size, ERASED);
     writeEnabled_ = false;
 }
 

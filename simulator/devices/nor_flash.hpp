@@ -2,6 +2,7 @@
 // them; both are done when the chip select is released, so the busy bit never shows.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -13,8 +14,6 @@ namespace sim {
 
 class NorFlash final : public SpiDevice {
 public:
-    NorFlash();
-
     std::vector<std::uint8_t> exchange(std::span<const std::uint8_t> sent) override;
     void powerCycle() override;
 
@@ -22,10 +21,13 @@ private:
     void answer(std::uint8_t command, std::span<const std::uint8_t> operands, std::span<std::uint8_t> received) const;
     void execute(std::uint8_t command, std::span<const std::uint8_t> operands);
     void change(std::uint8_t command, std::span<const std::uint8_t> operands);
+    std::uint8_t byteAt(std::size_t address) const;
     void program(std::size_t address, std::span<const std::uint8_t> data);
-    void erase(std::size_t address, std::size_t size);
 
-    std::vector<std::uint8_t> memory_;
+    static constexpr std::size_t SIZE = 0x10'0000;
+    static constexpr std::size_t SECTOR = 4096;
+
+    std::array<std::vector<std::uint8_t>, SIZE / SECTOR> sectors_; // empty while erased
     bool writeEnabled_ = false;
 };
 

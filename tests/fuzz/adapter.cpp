@@ -1,7 +1,5 @@
 // HidTransport for fuzzers: in place of hidapi and the reader thread, the writing thread receives the answer while it
 // writes. Everything above it is the library's.
-#include <csignal>
-
 #include "fuzz.hpp"
 #include "ports/shared/report_codec.hpp"
 #include "transport/hid_transport.hpp"
@@ -11,31 +9,25 @@ struct hid_device_ {
     sim::FrameJoiner joiner;
 };
 
-static hid_device_* theDevice = nullptr;
+static hid_device_ theDevice;
 
-namespace fuzz {
-
-Adapter& Adapter::instance()
+fuzz::Adapter& fuzz::Adapter::instance()
 {
     static Adapter adapter;
     return adapter;
 }
 
-void deliverReport(const Bytes& report)
+void fuzz::deliverReport(const Bytes& report)
 {
-    if (theDevice != nullptr) {
-        theDevice->receive(report);
+    if (theDevice.receive) {
+        theDevice.receive(report);
     }
 }
 
-void deliverFrame(const Bytes& frame)
+void fuzz::deliverFrame(const Bytes& frame)
 {
-    for (const sim::Report& report : sim::cutIntoReports(frame, Adapter::instance().reportSize)) {
-        deliverReport(report);
-    }
+    std::ranges::for_each(sim::cutIntoReports(frame, Adapter::instance().reportSize), deliverReport);
 }
-
-} // namespace fuzz
 
 HidTransport::HidTransport(ReportHandler onReport, LossHandler onLoss)
     : onReport_(std::move(onReport)), onLoss_(std::move(onLoss))
@@ -49,37 +41,32 @@ HidTransport::~HidTransport()
 
 bool HidTransport::open(const std::string&, const std::string&)
 {
-    return start({fuzz::Adapter::instance().reportSize, "adapter"}, false);
+    return static_cast<bool>(open({.strict = false}));
 }
 
 OpenResult HidTransport::open(const OpenOptions& options)
 {
-    start({fuzz::Adapter::instance().reportSize, "adapter"}, options.strict);
-    return {OpenStatus::OPENED, path_, 0, "opened adapter"};
-}
-
-bool HidTransport::start(const FoundDevice& found, bool strict)
-{
-    path_ = found.path;
-    reportSize_ = found.reportSize;
+    reportSize_ = fuzz::Adapter::instance().reportSize;
     outgoing_.assign(reportSize_ + 1, 0);
-    strict_ = strict;
+    strict_ = options.strict;
     lost_ = false;
     running_ = true;
-    device_ = theDevice = new hid_device_{[this](const Bytes& report) {
-                                              reader() = this;
-                                              onReport_(report);
-                                              reader() = nullptr;
-                                          },
-                                          {}};
-    return true;
+    theDevice = {.receive =
+                     [this](const Bytes& report) {
+                         reader() = this;
+                         onReport_(report);
+                         reader() = nullptr;
+                     },
+                 .joiner = {}};
+    device_ = &theDevice;
+    return {OpenStatus::OPENED, path_, 0, "opened adapter"};
 }
 
 void HidTransport::close()
 {
     if (isOpen() && !isReaderThread()) {
-        delete device_.exchange(nullptr);
-        theDevice = nullptr;
+        theDevice = {};
+        device_ = nullptr;
     }
 }
 
@@ -91,7 +78,7 @@ bool HidTransport::write()
         onLoss_();
         return false;
     }
-    const auto* const frame = (*device_).joiner.take(outgoing());
+    const auto* const frame = theDevice.joiner.take(outgoing());
     if (frame != nullptr && adapter.onFrame) {
         adapter.onFrame(*frame);
     }

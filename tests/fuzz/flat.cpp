@@ -5,50 +5,46 @@
 #include "fuzz.hpp"
 #include "golden/golden.hpp"
 
-namespace {
-
-const std::vector<golden::Row>& rows()
-{
-    static const std::vector<golden::Row> rows = golden::rowsWith(&golden::Row::flat);
-    return rows;
-}
-
-// Room for what a row asks for, in a strict session and in a plain one. The others fill no buffer.
-struct Room {
-    std::size_t strict, plain;
-};
-Room roomFor(const golden::Row& row)
+// How large a row's buffer must be in a plain session, and in a strict one. Those that are not here fill none.
+using Room = std::array<std::size_t, 2>;
+static Room roomFor(const golden::Row& row)
 {
     static const std::map<std::string, Room> rooms{
-        {"I3cSdrRead", {4, 65'535}},  {"I3cHdrDdrRead", {0x1234, 65'535}}, {"I3cLegacyI2CRead", {4, 65'535}},
-        {"I3cCccGETPID", {6, 255}},   {"I3cCccGETMXDS", {5, 255}},         {"I3cCccGETCAPS", {4, 255}},
-        {"I3cCccGETXTIME", {4, 255}}, {"I3cCccGETSTATUS", {2, 255}},       {"I3cCccTransfer", {3, 3}},
-        {"GetUsbString", {3, 3}},     {"I2cScanBus", {255, 255}}};
-    const auto found = rooms.find(row.function);
+        {"I3cSdrRead", {65'535, 4}},       {"I3cHdrDdrRead", {65'535, 0x1234}}, {"I3cCccGETPID", {255, 6}},
+        {"I3cLegacyI2CRead", {65'535, 4}}, {"I3cCccGETMXDS", {255, 5}},         {"I3cCccGETCAPS", {255, 4}},
+        {"I3cCccGETXTIME", {255, 4}},      {"I3cCccGETSTATUS", {255, 2}},       {"I3cCccTransfer", {3, 3}},
+        {"GetUsbString", {3, 3}},          {"I2cScanBus", {255, 255}}};
     if (row.function == "I2cRead" || row.function == "SpiTransfer") { // rows that differ in their length
+        const bool read = row.function == "I2cRead";
         const Bytes request = hex(row.request);
-        const std::size_t at = row.function == "I2cRead" ? 3 : 4;
-        const std::size_t asked = request[at] + request[at + 1] * std::size_t{256};
-        return {asked, row.function == "I2cRead" ? asked : 65'535};
+        const std::size_t asked = request[read ? 3 : 4] + request[read ? 4 : 5] * std::size_t{256};
+        return {read ? asked : 65'535, asked};
     }
-    return found == rooms.end() ? Room{0, 0} : found->second;
+    const auto found = rooms.find(row.function);
+    return found == rooms.end() ? Room{} : found->second;
 }
 
-void callRow(TarvixSDK_Handle* h, const golden::Row& row, bool strict)
+static void call(TarvixSDK_Handle* h, unsigned which, bool strict)
 {
-    golden::Outputs outputs;
-    const Room room = roomFor(row);
-    const auto buffer = std::make_unique<std::uint8_t[]>(strict ? room.strict : room.plain);
-    const auto records = std::make_unique<I3cTargetInfo[]>(8);
+    static const std::vector<golden::Row> rows = golden::rowsWith(&golden::Row::flat);
+    static std::map<std::pair<std::size_t, bool>, std::unique_ptr<std::uint8_t[]>> buffers;
+    static golden::Outputs outputs;
+    static const auto records = std::make_unique<I3cTargetInfo[]>(8);
+    const std::size_t index = which % rows.size();
+    auto& buffer = buffers[{index, strict}];
+    if (!buffer) {
+        buffer = std::make_unique<std::uint8_t[]>(roomFor(rows[index])[strict]);
+    }
     golden::Arguments arguments = argumentsFor(outputs);
     arguments.buffer = buffer.get();
     arguments.records = records.get();
-    row.flat(h, arguments);
+    rows[index].flat(h, arguments);
+    TarvixSDK_FreeDeviceInfo(&outputs.flatInfo);
 }
 
 // The answer to a request: none, any frame, a notification and a fitting one, or that alone. Short ones stand for long
 // ones.
-void answer(fuzz::Input& input, const Bytes& request)
+static void answer(fuzz::Input& input, const Bytes& request)
 {
     const unsigned kind = input.u8();
     const Bytes bytes = input.counted();
@@ -63,20 +59,18 @@ void answer(fuzz::Input& input, const Bytes& request)
     }
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void fuzz::run(Input input)
 {
-    fuzz::Input input(data, size);
-    fuzz::Adapter& adapter = fuzz::Adapter::instance();
-    adapter = {.reportSize = input.u8() % 2 == 0 ? 64U : 1024U, .onFrame = [&](const Bytes& r) { answer(input, r); }};
+    Adapter& adapter = Adapter::instance();
+    adapter = {.reportSize = input.u8() % 2 == 0 ? 64U : 1024U,
+               .onFrame = [&](auto& request) { answer(input, request); }};
     const std::unique_ptr<TarvixSDK_Handle, void (*)(TarvixSDK_Handle*)> owner(TarvixSDK_Create(0), TarvixSDK_Destroy);
     TarvixSDK_Handle* const h = owner.get();
-    TarvixSDK_onNotification(h, [](const Notification* n) { fuzz::touch({n->data, n->length}); });
+    TarvixSDK_onNotification(h, [](const Notification* n) { touch({n->data, n->length}); });
     TarvixSDK_OnNotificationFrame(
         h,
         [](void*, const std::uint8_t* frame, std::size_t length) {
-            fuzz::touch({frame, length});
+            touch({frame, length});
         },
         nullptr);
     bool strict = false;
@@ -94,24 +88,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         } else if (operation == 2) {
             adapter.failsWrites = which % 4 == 0;
         } else if (operation == 3) {
-            fuzz::deliverFrame(Bytes{0, 0} + input.bytes(which));
+            deliverFrame(Bytes{0, 0} + input.bytes(which));
         } else if (operation == 4) {
-            TarvixSDK_NextNotification(h, std::make_unique<std::uint8_t[]>(which).get(), which, &length, 0);
+            TarvixSDK_NextNotification(h, Bytes(which).data(), which, &length, 0);
         } else {
-            callRow(h, rows()[which % rows().size()], strict);
+            call(h, which, strict);
         }
     }
-    return 0;
-}
-
-std::vector<Bytes> fuzz::seeds()
-{
-    std::vector<Bytes> seeds{hex("00 00 00 03 06 81 10 00 00 03 00 04 40"), hex("00 00 00 02 00 05 00 00 00 05 01")};
-    for (std::size_t i = 0; i < rows().size(); ++i) {
-        for (std::uint8_t plain = 0; plain < 2; ++plain) {
-            seeds.push_back(Bytes{0, 0, plain, 5, static_cast<std::uint8_t>(i), 3} +
-                            counted(hex("00 00 " + rows()[i].answer)));
-        }
-    }
-    return seeds;
 }

@@ -1,6 +1,7 @@
 #include "ports/run/host.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
@@ -35,11 +36,10 @@ RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string&
                                       [this](const RunNode& node, const char* event) { tellWatchers(node, event); }));
         nodes_.back()->adapter().plugIn();
     }
-    listener_.emplace(loop, std::move(socket),
-                      [this](FileDescriptor connection) { acceptConnection(std::move(connection)); });
+    listener_.emplace(loop, std::move(socket), [this](FileDescriptor connection) { accept(std::move(connection)); });
 }
 
-void RunHost::acceptConnection(FileDescriptor connection)
+void RunHost::accept(FileDescriptor connection)
 {
     const int descriptor = connection.get();
     newcomers_[descriptor] = std::move(connection);
@@ -48,7 +48,7 @@ void RunHost::acceptConnection(FileDescriptor connection)
 
 void RunHost::receivePurpose(int descriptor)
 {
-    std::string message(LARGEST_MESSAGE, '\0');
+    std::array<char, LARGEST_MESSAGE> message;
     const auto size = receiveMessage(descriptor, message.data(), message.size(), MSG_DONTWAIT);
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
         return;
@@ -57,8 +57,7 @@ void RunHost::receivePurpose(int descriptor)
     FileDescriptor connection = std::move(newcomers_[descriptor]);
     newcomers_.erase(descriptor);
     if (size > 0) {
-        message.resize(static_cast<std::size_t>(size));
-        serve(std::move(connection), splitFields(message));
+        serve(std::move(connection), splitFields({message.data(), static_cast<std::size_t>(size)}));
     }
 }
 

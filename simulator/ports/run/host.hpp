@@ -19,8 +19,10 @@ public:
     // Listens on a socket in `directory`, and plugs in the adapters, whose nodes are there as well.
     RunHost(EventLoop& loop, const HostOptions& options, const std::string& directory);
 
+    // Serves the program at the other end of a connection, which does not block.
+    void accept(FileDescriptor connection);
+
 private:
-    void acceptConnection(FileDescriptor connection);
     void receivePurpose(int descriptor);
     void serve(FileDescriptor connection, const Fields& purpose);
     Fields list() const;
