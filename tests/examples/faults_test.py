@@ -4,6 +4,7 @@ import os
 import re
 import subprocess
 import sys
+from concurrent import futures
 
 sim, example, output = sys.argv[1:4]
 arguments = sys.argv[4:]
@@ -30,10 +31,14 @@ def run(*options):
 
 good = run()
 assert good.returncode == 0 and output in good.stdout, good
-for fault, reason in ("drop", "NO_RESPONSE"), ("unplug", "ADAPTER_LOST|no adapter attached"):
-    done = run("--fault", fault)
-    assert done.returncode == 1 and re.search(reason, done.stderr), done
-for fault in "drop", "delay", "truncate", "duplicate", "garbage", "unplug":
-    for probability in "1", "0.2":
-        run("--fault", f"{fault}:{probability}", "--fault-delay", "10", "--away", "20")
-assert any(run("--fault", "garbage:0.3", "--seed", str(seed)).returncode == 1 for seed in range(1, 6))
+faulty = {("--fault", fault): reason for fault, reason in (("drop", "NO_RESPONSE"),
+                                                           ("unplug", "ADAPTER_LOST|no adapter attached"))}
+others = [("--fault", f"{fault}:{probability}", "--fault-delay", "10", "--away", "20") for probability in ("1", "0.2")
+          for fault in ("drop", "delay", "truncate", "duplicate", "garbage", "unplug")]
+garbled = [("--fault", "garbage:0.3", "--seed", str(seed)) for seed in range(1, 6)]
+with futures.ThreadPoolExecutor(8) as pool:  # they mostly wait
+    runs = {options: pool.submit(run, *options) for options in [*faulty, *others, *garbled]}
+results = {options: each.result() for options, each in runs.items()}
+for options, reason in faulty.items():
+    assert results[options].returncode == 1 and re.search(reason, results[options].stderr), results[options]
+assert any(results[options].returncode == 1 for options in garbled)
