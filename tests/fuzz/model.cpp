@@ -3,7 +3,7 @@
 #include "fuzz.hpp"
 #include "virtual_adapter.hpp"
 
-enum Operation : std::uint8_t { REQUEST, FOREIGN_REQUEST, INTERRUPT, HOT_JOIN };
+enum Operation { REQUEST, FOREIGN_REQUEST, INTERRUPT, HOT_JOIN };
 
 // Brings up everything that refuses to work before.
 static const std::vector<Bytes> SETUP{hex("01 00 01 09 00 80 1A 06 00 00"),
