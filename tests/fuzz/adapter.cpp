@@ -11,12 +11,6 @@ struct hid_device_ {
 
 static hid_device_ theDevice;
 
-fuzz::Adapter& fuzz::Adapter::instance()
-{
-    static Adapter adapter;
-    return adapter;
-}
-
 void fuzz::deliverReport(const Bytes& report)
 {
     if (theDevice.receive) {
@@ -26,7 +20,7 @@ void fuzz::deliverReport(const Bytes& report)
 
 void fuzz::deliverFrame(const Bytes& frame)
 {
-    std::ranges::for_each(sim::cutIntoReports(frame, Adapter::instance().reportSize), deliverReport);
+    std::ranges::for_each(sim::cutIntoReports(frame, theAdapter.reportSize), deliverReport);
 }
 
 HidTransport::HidTransport(ReportHandler onReport, LossHandler onLoss)
@@ -46,7 +40,7 @@ bool HidTransport::open(const std::string&, const std::string&)
 
 OpenResult HidTransport::open(const OpenOptions& options)
 {
-    reportSize_ = fuzz::Adapter::instance().reportSize;
+    reportSize_ = fuzz::theAdapter.reportSize;
     outgoing_.assign(reportSize_ + 1, 0);
     strict_ = options.strict;
     lost_ = false;
@@ -72,15 +66,14 @@ void HidTransport::close()
 
 bool HidTransport::write()
 {
-    const fuzz::Adapter& adapter = fuzz::Adapter::instance();
-    if (!isOpen() || adapter.failsWrites) {
+    if (!isOpen() || fuzz::theAdapter.failsWrites) {
         lost_ = true;
         onLoss_();
         return false;
     }
     const auto* const frame = theDevice.joiner.take(outgoing());
-    if (frame != nullptr && adapter.onFrame) {
-        adapter.onFrame(*frame);
+    if (frame != nullptr && fuzz::theAdapter.onFrame) {
+        fuzz::theAdapter.onFrame(*frame);
     }
     return true;
 }

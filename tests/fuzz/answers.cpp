@@ -23,10 +23,10 @@ void fuzz::run(Input input)
     const golden::Row& row = rows()[input.u8() % rows().size()];
     const Bytes answer = input.rest();
     Bytes frame;
-    Adapter::instance() = {.reportSize = (options & LARGE_REPORTS) != 0 ? 1024U : 64U, .onFrame = [&](auto& request) {
-                               frame = (options & WHOLE_FRAME) != 0 ? answer : part(request, 0, 4) + answer;
-                               deliverFrame(frame);
-                           }};
+    theAdapter = {.reportSize = (options & LARGE_REPORTS) != 0 ? 1024U : 64U, .onFrame = [&](auto& request) {
+                      frame = (options & WHOLE_FRAME) != 0 ? answer : part(request, 0, 4) + answer;
+                      deliverFrame(frame);
+                  }};
     TarvixSDK sdk(0);
     sdk.open({.strict = (options & STRICT) != 0});
     golden::Outputs outputs;

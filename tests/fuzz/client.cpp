@@ -16,14 +16,6 @@ __attribute__((constructor(101))) static void setVariable()
 static std::vector<Bytes> messages; // the first is said last
 static std::vector<sim::FileDescriptor> hosts;
 
-static void sayNext()
-{
-    if (!messages.empty()) {
-        ::send(hosts.back().get(), messages.back().data(), messages.back().size(), 0);
-        messages.pop_back();
-    }
-}
-
 // Every connection leads to a host that says one message, and to a handle one more, its report. Then it says no more.
 extern "C" int connect(int socket, const sockaddr* address, socklen_t)
 {
@@ -32,9 +24,10 @@ extern "C" int connect(int socket, const sockaddr* address, socklen_t)
     const sim::FileDescriptor program(ends[0]);
     hosts.emplace_back(ends[1]);
     ::dup2(program.get(), socket);
-    sayNext();
-    if (reinterpret_cast<const sockaddr_un*>(address)->sun_path == NODE + sim::NODE_SOCKET_SUFFIX) {
-        sayNext();
+    const bool isNode = reinterpret_cast<const sockaddr_un*>(address)->sun_path == NODE + sim::NODE_SOCKET_SUFFIX;
+    for (int left = isNode ? 2 : 1; left > 0 && !messages.empty(); --left) {
+        ::send(ends[1], messages.back().data(), messages.back().size(), 0);
+        messages.pop_back();
     }
     return ::shutdown(ends[1], SHUT_WR);
 }

@@ -61,9 +61,8 @@ static void answer(fuzz::Input& input, const Bytes& request)
 
 void fuzz::run(Input input)
 {
-    Adapter& adapter = Adapter::instance();
-    adapter = {.reportSize = input.u8() % 2 == 0 ? 64U : 1024U,
-               .onFrame = [&](auto& request) { answer(input, request); }};
+    theAdapter = {.reportSize = input.u8() % 2 == 0 ? 64U : 1024U,
+                  .onFrame = [&](auto& request) { answer(input, request); }};
     const std::unique_ptr<TarvixSDK_Handle, void (*)(TarvixSDK_Handle*)> owner(TarvixSDK_Create(0), TarvixSDK_Destroy);
     TarvixSDK_Handle* const h = owner.get();
     TarvixSDK_onNotification(h, [](const Notification* n) { touch({n->data, n->length}); });
@@ -79,14 +78,14 @@ void fuzz::run(Input input)
         const unsigned which = input.u8();
         std::size_t length = 0;
         if (operation == 0 && !TarvixSDK_IsConnected(h)) { // else the old session stays, whose buffers are others
-            adapter.failsWrites = false;
+            theAdapter.failsWrites = false;
             strict = which % 2 == 0;
             TarvixSDK_Disconnect(h);
             TarvixSDK_Open(h, nullptr, nullptr, strict ? 0 : TARVIXSDK_OPEN_PLAIN, nullptr);
         } else if (operation == 1) {
             TarvixSDK_Disconnect(h);
         } else if (operation == 2) {
-            adapter.failsWrites = which % 4 == 0;
+            theAdapter.failsWrites = which % 4 == 0;
         } else if (operation == 3) {
             deliverFrame(Bytes{0, 0} + input.bytes(which));
         } else if (operation == 4) {

@@ -21,11 +21,7 @@ public:
     explicit Input(std::span<const std::uint8_t> bytes) : rest_(bytes) {}
 
     bool empty() const { return rest_.empty(); }
-    std::uint8_t u8()
-    {
-        const auto byte = take(1);
-        return byte.empty() ? 0 : byte[0];
-    }
+    std::uint8_t u8() { return rest_.empty() ? std::uint8_t{0} : take(1)[0]; }
     std::uint16_t u16()
     {
         const std::uint8_t low = u8();
@@ -69,13 +65,11 @@ inline void touch(std::span<const std::uint8_t> bytes)
 }
 
 // The one adapter that sessions find. What it sends, they receive on the thread that sends or delivers.
-struct Adapter {
+inline struct Adapter {
     std::size_t reportSize = 64;
     std::function<void(const Bytes& frame)> onFrame{}; // a whole frame that was written
     bool failsWrites = false;                          // and a session has then lost it
-
-    static Adapter& instance();
-};
+} theAdapter;
 
 // To the session that is open, as its reader does. Nothing when none is.
 void deliverReport(const Bytes& report);

@@ -34,10 +34,7 @@ public:
     void plugIn() override {}
     void pullOut() override {}
     bool accepts() override { return true; }
-    void carry(std::span<const std::uint8_t> report) override
-    {
-        fuzz::require(report.size() == 64, "reports are whole");
-    }
+    void carry(std::span<const std::uint8_t> report) override { fuzz::require(report.size() == 64, "a whole report"); }
 };
 
 // Messages, each to an adapter or to the host, which lives until an event has changed its adapter.

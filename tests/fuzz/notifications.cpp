@@ -2,23 +2,23 @@
 #include "fuzz.hpp"
 #include "tarvixsdk/flat.h"
 
-template <typename View>
-static View flatView(const Notification& n, const View* view, bool (*as)(const Notification*, View*))
-{
-    View flat{};
-    fuzz::require(as(&n, &flat) == (view != nullptr), "both faces have the view, or none has");
-    return flat;
-}
-
 using Data = std::span<const std::uint8_t>;
 
 // The C++ view lies inside the frame; the flat one begins there, too, and is as long as declared.
-static void check(const Notification& n, Data view, Data flat, std::size_t declared)
+static bool areSame(const Notification& n, Data view, Data flat, std::size_t declared)
 {
     fuzz::touch(view);
     fuzz::require(view.data() == n.data + 8 && view.size() == std::min(declared, n.length - 8),
                   "data inside the frame");
-    fuzz::require(flat.data() == view.data() && flat.size() == declared, "the flat view says what was declared");
+    return flat.data() == view.data() && flat.size() == declared;
+}
+
+template <typename View, typename Same>
+static void compare(const Notification& n, const View* view, bool (*as)(const Notification*, View*), Same same)
+{
+    View flat{};
+    fuzz::require(as(&n, &flat) == (view != nullptr), "both faces have the view, or none has");
+    fuzz::require(view == nullptr || same(*view, flat), "both views say the same");
 }
 
 void fuzz::run(Input input)
@@ -28,20 +28,13 @@ void fuzz::run(Input input)
     const Bytes frame = input.rest();
     n.data = frame.data();
     n.length = frame.size();
-    const auto* const gpio = n.gpio();
-    const auto* const join = n.i3cHotJoin();
-    const auto* const ibi = n.i3cIbi();
-    const auto* const uart = n.uartRx();
-    const auto flatGpio = flatView(n, gpio, TarvixSDK_notificationAsGpio);
-    const auto flatJoin = flatView(n, join, TarvixSDK_notificationAsI3cHotJoin);
-    const auto flatIbi = flatView(n, ibi, TarvixSDK_notificationAsI3cIbi);
-    const auto flatUart = flatView(n, uart, TarvixSDK_notificationAsUartRx);
-    require(gpio == nullptr || gpio->pinNumber == flatGpio.pinNumber, "both name the pin");
-    require(join == nullptr || join->dynamicAddress == flatJoin.dynamicAddress, "both name the target");
-    if (ibi != nullptr) {
-        check(n, {ibi->payload, ibi->payloadLength}, {flatIbi.payload, flatIbi.payloadLength}, frame[7]);
-    }
-    if (uart != nullptr) {
-        check(n, {uart->data, uart->dataLength}, {flatUart.data, flatUart.dataLength}, frame[6] + frame[7] * 256U);
-    }
+    compare(n, n.gpio(), TarvixSDK_notificationAsGpio, [](auto& a, auto& b) { return a.pinNumber == b.pinNumber; });
+    compare(n, n.i3cHotJoin(), TarvixSDK_notificationAsI3cHotJoin,
+            [](auto& a, auto& b) { return a.dynamicAddress == b.dynamicAddress; });
+    compare(n, n.i3cIbi(), TarvixSDK_notificationAsI3cIbi, [&](auto& a, auto& b) {
+        return areSame(n, {a.payload, a.payloadLength}, {b.payload, b.payloadLength}, frame[7]);
+    });
+    compare(n, n.uartRx(), TarvixSDK_notificationAsUartRx, [&](auto& a, auto& b) {
+        return areSame(n, {a.data, a.dataLength}, {b.data, b.dataLength}, frame[6] + frame[7] * 256U);
+    });
 }

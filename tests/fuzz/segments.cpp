@@ -9,7 +9,7 @@ void fuzz::run(Input input)
     const unsigned options = input.u8();
     const bool strict = (options & 1) != 0;
     const std::size_t reportSize = (options & 2) != 0 ? 1024U : 64U;
-    Adapter::instance() = {.reportSize = reportSize};
+    theAdapter = {.reportSize = reportSize};
     TarvixSDK sdk(0);
     std::optional<Bytes> notified;
     sdk.onNotification([&](const Notification& n) { notified.emplace(n.data, n.data + n.length); });

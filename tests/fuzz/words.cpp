@@ -3,7 +3,7 @@
 #include "arguments/data.hpp"
 #include "arguments/numbers.hpp"
 #include "commands/i2c/messages.hpp"
-#include "commands/i3c/replies.hpp"
+#include "commands/i3c/codes.hpp"
 #include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "fuzz.hpp"
@@ -24,18 +24,6 @@ static bool steersTerminal(wchar_t c)
            (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
 }
 
-using Reply = std::pair<std::size_t, tool::Fields (*)(const Bytes&)>; // and the bytes that it has at least
-static constexpr Reply REPLIES[]{{2, tool::decodeMaxWriteLength},
-                                 {2, tool::decodeMaxReadLength},
-                                 {6, tool::decodePid},
-                                 {1, tool::decodeBcr},
-                                 {1, tool::decodeDcr},
-                                 {2, tool::decodeStatus},
-                                 {2, tool::decodeMaxDataSpeed},
-                                 {2, tool::decodeCapabilities},
-                                 {4, tool::decodeTiming},
-                                 {1, tool::decodeResetTime}};
-
 static void (*const USES[])(const std::string& text){
     [](auto& text) { tool::splitWords(text); },
     [](auto& text) {
@@ -55,8 +43,8 @@ static void (*const USES[])(const std::string& text){
         fuzz::require(shown && std::ranges::none_of(*shown, steersTerminal), "a terminal is told nothing");
     },
     [](auto& text) {
-        for (const auto& [least, decode] : REPLIES) {
-            text.size() >= least ? void(decode({text.begin(), text.end()})) : void();
+        for (const tool::Code& code : tool::codes()) {
+            code.decode&& text.size() >= code.shortestReply ? void(code.decode({text.begin(), text.end()})) : void();
         }
     },
 };
