@@ -1,7 +1,11 @@
 #include <algorithm>
-#include <fstream>
+#include <cstdio>
 #include <future>
+#include <memory>
 #include <vector>
+
+#include <poll.h>
+#include <unistd.h>
 
 #include <tarvixsdk/async_sdk.hpp>
 
@@ -25,15 +29,16 @@ bool survivesPause(const VirtualCable& cable, const Place& place, std::size_t se
     });
     require(sdk.connectWithSerialNumber(place.serialNumber()), "cannot open the adapter");
 
-    // The node's reports, read beside the library: the kernel keeps them for each of its readers apart.
-    std::ifstream node;
-    node.rdbuf()->pubsetbuf(nullptr, 0); // so that each read takes one report
-    node.open(cable.node(), std::ios::binary);
+    // The node's reports, read beside the library: the kernel keeps them for each of its readers apart. It drops those
+    // that this one is too slow for, too, so silence ends the wait as well.
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(cable.node().c_str(), "rb"), std::fclose);
+    require(file != nullptr, "cannot open the node");
+    const int node = ::fileno(file.get());
     const auto see = [&](std::size_t reports) {
+        constexpr int SILENCE_MS = 2000;
         std::string report(place.reportSize, '\0');
-        for (; reports > 0; --reports) {
-            require(bool(node.read(report.data(), static_cast<std::streamsize>(report.size()))),
-                    "cannot read the node");
+        for (pollfd readable{node, POLLIN, 0}; reports > 0 && ::poll(&readable, 1, SILENCE_MS) > 0; --reports) {
+            require(::read(node, report.data(), report.size()) > 0, "cannot read the node");
         }
     };
 
