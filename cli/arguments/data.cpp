@@ -115,14 +115,9 @@ Bytes readData(std::string_view what, const std::vector<std::string>& words, std
     return bytes;
 }
 
-WithoutFiles::WithoutFiles()
+void refuseFiles()
 {
     filesRefused = true;
-}
-
-WithoutFiles::~WithoutFiles()
-{
-    filesRefused = false;
 }
 
 } // namespace tool

@@ -19,13 +19,7 @@ inline constexpr const char* DATA_HELP = "hex words (12 0x34 deadbeef), @FILE, o
 Bytes readData(std::string_view what, const std::vector<std::string>& words, std::size_t limit,
                bool mayBeEmpty = false);
 
-// While one lives, readData refuses @FILE: for commands that somebody else wrote.
-class WithoutFiles {
-public:
-    WithoutFiles();
-    ~WithoutFiles();
-    WithoutFiles(const WithoutFiles&) = delete;
-    WithoutFiles& operator=(const WithoutFiles&) = delete;
-};
+// From now on readData refuses @FILE: for commands that somebody else wrote.
+void refuseFiles();
 
 } // namespace tool

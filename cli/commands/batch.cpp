@@ -5,11 +5,9 @@
 #include <optional>
 #include <string>
 #include <system_error>
-#include <vector>
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include "adapter/context.hpp"
@@ -101,25 +99,13 @@ private:
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream_;
 };
 
-// A late answer would be taken for the next command's, so it must arrive while the adapter is closed.
-void getBackInStep(Context& context)
-{
-    context.close();
-    pollfd interrupt{interruptDescriptor(), POLLIN, 0};
-    poll(&interrupt, 1, context.options().timeoutMs);
-    std::vector<std::uint8_t> string;
-    // The one exchange that notices when it gets another's answer.
-    if (context.sdk().getUsbString(string, 1) != StatusCode::SUCCESS) {
-        throw Failure(ExitStatus::NO_ANSWER, "the adapter does not answer in time: the rest of the batch was not run",
-                      "raise --timeout or replug the adapter");
-    }
-}
-
 void batch(Context& context, const BatchOptions& options)
 {
     Lines lines(options.file);
     std::optional<ExitStatus> firstFailure;
-    const auto withoutFiles = options.noFiles ? std::make_unique<WithoutFiles>() : nullptr;
+    if (options.noFiles) {
+        refuseFiles();
+    }
     while (const auto line = lines.next()) {
         throwIfInterrupted();
         context.output().beginCommand("batch");
@@ -133,9 +119,6 @@ void batch(Context& context, const BatchOptions& options)
             firstFailure = firstFailure.value_or(failure.exitStatus());
             if (!options.keepGoing) {
                 break;
-            }
-            if (failure.exitStatus() == ExitStatus::NO_ANSWER) {
-                getBackInStep(context);
             }
         }
     }
@@ -151,9 +134,8 @@ void addBatchCommand(Commands& commands, RunLine runLine)
     auto [app, options] = commands.add<BatchOptions>(
         "batch", "Run commands from a file on one open adapter: one per line, without 'tarvix' and common options",
         batch, {"tarvix batch - < /dev/null", "tarvix batch --no-files - < /dev/null"},
-        "Words are quoted as in a shell; a line has at most 1 MiB. A batch can send every file that you can read to "
-        "the\n"
-        "adapter (@FILE): run one from elsewhere with --no-files.");
+        "Words are quoted as in a shell; a line has at most 1 MiB. A batch can send every file\n"
+        "that you can read to the adapter (@FILE): run one from elsewhere with --no-files.");
     options.runLine = runLine;
     addText(app, "FILE", options.file, "Command file, or - for standard input; # starts a comment").required();
     addFlag(app, "-k,--keep-going", options.keepGoing, "Continue after a failed command");
