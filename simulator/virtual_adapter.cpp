@@ -119,7 +119,7 @@ struct VirtualAdapter::Model {
     Send send;
     Bench bench;
     std::optional<Firmware> firmware;
-    CommandTable table; // of every firmware, for each is made in the place of the last
+    CommandTable table; // refers to the firmware, and each is made in the place of the last
 
     void start() { firmware.emplace(serialNumber, bench); }
     bool isOnBus() const { return firmware->system.presence == Presence::ON_BUS; }

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/terminal.hpp"
+
 namespace tool {
 
 void report(Output& output, const Failure& failure, std::string_view place)

@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "common/terminal.hpp"
+
 namespace sim {
 
 namespace {

@@ -78,12 +78,13 @@ struct AdapterRecord {
     enum Field { PATH, PRODUCT_ID, REPORT_SIZE, SERIAL_NUMBER, FIELD_COUNT };
 };
 
-// Nothing when the path is too long for a socket.
+// Nothing, with errno, when the path is too long for a socket.
 inline std::optional<sockaddr_un> socketAddress(const std::string& path)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
+        errno = ENAMETOOLONG;
         return std::nullopt;
     }
     std::memcpy(address.sun_path, path.c_str(), path.size());
@@ -116,13 +117,16 @@ auto untilDone(Call call)
 // Invalid, with errno, when nobody listens there. No wait on the connection takes longer than the patience.
 inline FileDescriptor connectTo(const std::string& path)
 {
-    FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     const auto address = socketAddress(path);
+    FileDescriptor socket(address ? ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0) : -1);
+    if (!socket) {
+        return socket;
+    }
     limitWaits(socket, PATIENCE_WITH_HOST);
-    if (!socket || !address || untilDone([&] {
-                                   return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&*address),
-                                                    sizeof *address);
-                               }) != 0) {
+    const auto connect = [&] {
+        return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address);
+    };
+    if (untilDone(connect) != 0) {
         socket.reset();
     }
     return socket;
