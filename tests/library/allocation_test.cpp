@@ -6,7 +6,6 @@
 #include <memory>
 #include <new>
 #include <system_error>
-#include <tuple>
 
 #include "support/adapter.hpp"
 #include "tarvixsdk/async_sdk.hpp"
@@ -186,8 +185,10 @@ TEST_F(OutOfMemory, ASessionGoesOnOrCanBeOpenedAgain)
             Bytes data(500);
             const auto command = [&] { return sdk->spiTransfer(data, data, 500); };
             TarvixSDK::DeviceInfo info;
-            const auto ignore = [handle = std::array<char, 64>()](const Notification&) { std::ignore = handle; };
-            survived([&] { sdk->onNotification(ignore); });
+            const auto expectWhole = [unit = std::array<std::size_t, 8>{1000}](const Notification& it) { // to allocate
+                EXPECT_EQ(it.length % unit[0], 0U);
+            };
+            survived([&] { sdk->onNotification(expectWhole); });
             EXPECT_TRUE(survived(open) || !sdk->isConnected()) << "opened all the same";
             survived(command);
             survived([&] { sdk->getDeviceInfo(info); });
