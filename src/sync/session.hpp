@@ -106,6 +106,9 @@ public:
                                              : Outcome(std::move(turn), status);
     }
 
+    // Sends commands without waiting for the one before, at most `inFlight` of them unanswered.
+    JobResult runInFlight(std::size_t count, std::size_t inFlight, const SendCommand& send, const TakeResponse& take);
+
     bool connect(const std::string& path, const std::string& serialNumber);
     OpenResult open(const OpenOptions& options);
     void disconnect();

@@ -87,6 +87,11 @@ int cost(Command command)
     return allocations - before;
 }
 
+StatusCode closePort(TarvixAsyncSDK& sdk, TransactionId transactionId, std::size_t)
+{
+    return sdk.uartDeinit(transactionId);
+}
+
 using Allocation = Adapter;
 
 TEST_F(Allocation, ACommandAllocatesItsFrameOnly)
@@ -99,6 +104,9 @@ TEST_F(Allocation, ACommandAllocatesItsFrameOnly)
         ASSERT_TRUE(sdk.open({.strict = strict}));
         Bytes read;
         EXPECT_EQ(cost([&] { EXPECT_EQ(sdk.i2cRead(0, 0x50, {}, 300, read, false), StatusCode::SUCCESS); }), 1);
+        if (strict) { // and a place for each response in flight
+            EXPECT_EQ(cost([&] { EXPECT_TRUE(sdk.runInFlight(100, 1, closePort)); }), 100 + 1 + 1);
+        }
     }
     device->onFrame({});
     TarvixAsyncSDK sdk;
@@ -192,6 +200,7 @@ TEST_F(OutOfMemory, ASessionGoesOnOrCanBeOpenedAgain)
             EXPECT_TRUE(survived(open) || !sdk->isConnected()) << "opened all the same";
             survived(command);
             survived([&] { sdk->getDeviceInfo(info); });
+            survived([&] { sdk->runInFlight(3, 2, closePort); });
             survived([&] { listAdapters(); });
             recover(sdk->isConnected(), open, [&] { return sdk->uartDeinit(); });
         });
