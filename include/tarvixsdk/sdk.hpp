@@ -235,7 +235,7 @@ public:
      * ends the job and leaves the session usable; responses still to come are dropped.
      *
      * @param inFlight 1 to 63; with 1 each response is waited for. How many requests an adapter keeps while it works is
-     *        defined by the firmware: the virtual adapter loses none
+     *        defined by the firmware: the virtual adapter takes all
      * @param take empty when the status is all there is to know
      * @return the statuses of any command, of these `StatusCode::INVALID_ARGUMENT` at command 0 also for a plain
      * session, for an `inFlight` out of range and for an empty `send`; with `NO_RESPONSE`, `ADAPTER_LOST` and
