@@ -237,9 +237,8 @@ public:
      * @param inFlight 1 to 63; with 1 each response is waited for. How many requests an adapter keeps while it works is
      *        defined by the firmware: the virtual adapter takes all
      * @param take empty when the status is all there is to know
-     * @return the statuses of any command, of these `StatusCode::INVALID_ARGUMENT` at command 0 also for a plain
-     * session, for an `inFlight` out of range and for an empty `send`; with `NO_RESPONSE`, `ADAPTER_LOST` and
-     *         `NOT_CONNECTED` the job does not wait for the commands behind
+     * @return the statuses of any command; `INVALID_ARGUMENT` at command 0 also for a plain session, an `inFlight` out
+     * of range and an empty `send`. After `NO_RESPONSE`, `ADAPTER_LOST` and `NOT_CONNECTED` nothing more is waited for
      */
     JobResult runInFlight(std::size_t count, std::size_t inFlight, SendCommand send, TakeResponse take = {});
     ///@}
