@@ -189,8 +189,8 @@ void addTransfer(Commands& spi)
 {
     auto [app, options] =
         spi.add<TransferOptions>("transfer", "Exchange bytes in one transaction and print those received", transfer,
-                                 {"tarvix spi transfer --select 1 12 34 deadbeef", "tarvix spi transfer 0x9f -n 4",
-                                  "printf hello | tarvix spi transfer --select 1 --raw -"});
+                                 {"tarvix spi transfer --select 1 0x9f hex:deadbeef", "tarvix spi transfer 0x9f -n 4",
+                                  "printf hello | tarvix spi transfer --select 1 --raw @-"});
     addData(app, options.data, "Bytes to send");
     addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER},
               "Total number of bytes to exchange; zeros pad DATA");

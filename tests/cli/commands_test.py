@@ -45,7 +45,7 @@ class Commands(Case):
         self.streams("gpio watch -e falling -n 2 2 4", drive, "TIME 4 falling", "TIME 2 falling")
         self.streams("gpio watch -n 3 2 4", drive, "TIME 2 edge", "TIME 4 edge", "TIME 4 edge")
         # What is not the watched pin's is neither printed nor counted.
-        self.streams("gpio watch 2 -n 1 --json", "tarvix uart send 55; " + drive,
+        self.streams("gpio watch 2 -n 1 --json", "tarvix uart send 0x55; " + drive,
                      '{"schema":1,"command":"gpio watch","time":"TIME","pin":2,"edge":"edge"}')
 
     def test_monitor_sees_only_what_a_watch_leaves_armed(self):

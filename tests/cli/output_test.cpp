@@ -60,7 +60,7 @@ TEST(Replies, DecodedInTextAndJson)
     for (const auto& [reply, expected] : REPLIES) {
         const auto words = splitWords(reply);
         std::string fields;
-        for (const Field& field : findCode(words[0]).decode(readData("reply", {words[1]}, 16))) {
+        for (const Field& field : findCode(words[0]).decode(readData("reply", {"hex:" + words[1]}, 16))) {
             fields += (fields.empty() ? "" : "; ") + field.label + ": " + field.text;
             fields += field.value == field.text ? "" : " = " + field.value.dump();
         }

@@ -316,8 +316,8 @@ void addDump(Commands& i2c)
 void addSet(Commands& i2c)
 {
     auto [app, options] = i2c.add<SetOptions>("set", "Write bytes to a register or a memory", set,
-                                              {"tarvix i2c set 0x48 2 4b 00", "tarvix i2c set 0x50 0x10 0xde 0xad beef",
-                                               "printf 'twenty bytes of text' | tarvix i2c set --page 8 0x50 0 -"});
+                                              {"tarvix i2c set 0x48 2 0x4b 0", "tarvix i2c set 0x50 0x10 hex:deadbeef",
+                                               "printf 'twenty bytes of text' | tarvix i2c set --page 8 0x50 0 @-"});
     addTarget(app, options.address);
     addWriteOptions(app, options.what);
     addNumber(app, "--page", options.page, {1, MAX_TRANSFER},
@@ -332,10 +332,9 @@ void addTransfer(Commands& i2c)
         transfer,
         {"tarvix i2c transfer w1@0x50 0x00 r16", "tarvix i2c transfer r2@0x48",
          "tarvix i2c transfer w9@0x50 0x08 0xff="});
-    addTexts(
-        app, "DESCRIPTOR", options.words,
-        "{r|w}LENGTH[@ADDRESS]; the bytes of a write follow it in hex. After the last byte, = repeats it, + counts "
-        "up, - counts down, p continues at random")
+    addTexts(app, "DESCRIPTOR", options.words,
+             "{r|w}LENGTH[@ADDRESS]; the bytes of a write follow it. After the last one, = repeats it, + counts "
+             "up, - counts down, p continues at random")
         .required();
     addRaw(app, options.raw);
     addPortOptions(app, options.port);

@@ -240,7 +240,7 @@ void addDdr(Commands& i3c)
         addRaw(app, options.raw);
     }
     auto [app, options] = i3c.add<DdrWriteOptions>("ddr-write", "Write in HDR-DDR mode", ddrWrite,
-                                                   {"tarvix i3c ddr-write 0x08 0x00 1234 5678"});
+                                                   {"tarvix i3c ddr-write 0x08 0x00 hex:12345678"});
     addTarget(app, options.address, "Dynamic address of the target or group");
     addNumber(app, "COMMAND", options.command, BYTE, COMMAND).required();
     addData(app, options.data, "Bytes to write").required();
@@ -253,12 +253,12 @@ void addTransfers(Commands& i3c)
     addRead<Mode::SDR>(i3c, "read", "Read bytes, from a register or the current position", DYNAMIC,
                        {"tarvix i3c read 0x08 0 -n 4", "tarvix i3c read 0x09 -n 2 --json"});
     addWrite<Mode::SDR>(i3c, "write", "Write bytes to a register", "Dynamic address of the target or group",
-                        {"tarvix i3c write 0x08 0x00 aa bb", "tarvix i3c write --reg-bytes 0 0x08 00aabb"});
+                        {"tarvix i3c write 0x08 0x00 0xaa 0xbb", "tarvix i3c write --reg-bytes 0 0x08 hex:00aabb"});
     addDdr(i3c);
     addRead<Mode::LEGACY_I2C>(i3c, "legacy-read", "Read bytes from a legacy I2C device on the bus", LEGACY,
                               {"tarvix i3c legacy-read 0x57 0x10 -n 16"});
     addWrite<Mode::LEGACY_I2C>(i3c, "legacy-write", "Write bytes to a legacy I2C device on the bus", LEGACY,
-                               {"tarvix i3c legacy-write 0x57 0x10 dead beef"});
+                               {"tarvix i3c legacy-write 0x57 0x10 0xde 0xad"});
 }
 
 void addPatterns(Commands& i3c)
