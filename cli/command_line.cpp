@@ -1,8 +1,10 @@
 #include "command_line.hpp"
 
+#include <algorithm>
 #include <utility>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
 #include <fmt/format.h>
 
 #include "arguments/numbers.hpp"
@@ -39,11 +41,11 @@ const CLI::App& deepest(const CLI::App& app)
 // A command of a batch.
 void runLine(Context& context, const std::vector<std::string>& words)
 {
-    CommandLine commandLine;
+    CommandLine commandLine(words);
     std::string text;
     bool runs = false;
     try {
-        runs = commandLine.parseLine(words, text);
+        runs = commandLine.parseLine(text);
     } catch (const Failure&) {
         context.output().beginCommand(commandLine.chosenName());
         throw;
@@ -60,11 +62,14 @@ void runLine(Context& context, const std::vector<std::string>& words)
 
 } // namespace
 
-Commands Commands::group(const std::string& name, const std::string& description)
+void Commands::group(const std::string& name, const std::string& description, void (*fill)(Commands& family))
 {
     CLI::App* family = app_.add_subcommand(name, description);
     family->require_subcommand(1)->fallthrough();
-    return {*family, selected_};
+    if (std::find(words_.begin(), words_.end(), name) != words_.end()) {
+        Commands commands(*family, selected_, words_);
+        fill(commands);
+    }
 }
 
 CLI::App& Commands::addCommand(const std::string& name, const std::string& description,
@@ -84,12 +89,13 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
     return *command;
 }
 
-CommandLine::CommandLine()
-    : app_(std::make_unique<CLI::App>("Drive I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix"))
+CommandLine::CommandLine(std::vector<std::string> words)
+    : words_(std::move(words)),
+      app_(std::make_unique<CLI::App>("Drive I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix"))
 {
     app_->require_subcommand(1);
     app_->formatter(helpFormatter());
-    Commands commands(*app_, selected_);
+    Commands commands(*app_, selected_, words_);
     addAdapterCommands(commands);
     addDoctorCommand(commands);
     addRailCommands(commands);
@@ -104,7 +110,7 @@ CommandLine::CommandLine()
 
 CommandLine::~CommandLine() = default;
 
-bool CommandLine::parseProgram(const std::vector<std::string>& arguments, GlobalOptions& options, std::string& text)
+bool CommandLine::parseProgram(GlobalOptions& options, std::string& text)
 {
     app_->set_version_flag("-V,--version", "tarvix " TARVIXSDK_VERSION);
     addText(*app_, "-a,--adapter", options.adapter, "Adapter to use: serial number, path:PATH or index:N")
@@ -121,12 +127,12 @@ bool CommandLine::parseProgram(const std::vector<std::string>& arguments, Global
         "Exit status: 0 done, 1 refused by the adapter or the bus, 2 usage error, 3 no adapter, 4 several\n"
         "adapters and none chosen, 5 permission denied, 6 no answer in time, 7 adapter lost, 8 adapter in use,\n"
         "130 interrupted.");
-    return parse(arguments, text);
+    return parse(text);
 }
 
-bool CommandLine::parseLine(const std::vector<std::string>& words, std::string& text)
+bool CommandLine::parseLine(std::string& text)
 {
-    return parse(words, text);
+    return parse(text);
 }
 
 std::string CommandLine::chosenName() const
@@ -135,11 +141,11 @@ std::string CommandLine::chosenName() const
     return &command == app_.get() ? "" : nameOf(command);
 }
 
-bool CommandLine::parse(const std::vector<std::string>& arguments, std::string& text)
+bool CommandLine::parse(std::string& text)
 {
     try {
         // CLI11 takes the words from the back.
-        app_->parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        app_->parse(std::vector<std::string>(words_.rbegin(), words_.rend()));
         return true;
     } catch (const CLI::CallForHelp&) {
         text = app_->help();

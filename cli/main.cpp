@@ -36,10 +36,10 @@ int run(const std::vector<std::string>& arguments)
     // What --json changes must hold for errors in the command line, too.
     GlobalOptions options;
     options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
-    CommandLine commandLine;
+    CommandLine commandLine(arguments);
     try {
         std::string text;
-        if (!commandLine.parseProgram(arguments, options, text)) {
+        if (!commandLine.parseProgram(options, text)) {
             Output(false).write(text);
             return 0;
         }

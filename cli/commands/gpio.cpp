@@ -218,10 +218,11 @@ void addWatch(Commands& gpio)
 
 void addGpioCommands(Commands& commands)
 {
-    Commands gpio = commands.group("gpio", "GPIO pins: read, drive and watch");
-    addGet(gpio);
-    addSet(gpio);
-    addWatch(gpio);
+    commands.group("gpio", "GPIO pins: read, drive and watch", [](Commands& gpio) {
+        addGet(gpio);
+        addSet(gpio);
+        addWatch(gpio);
+    });
 }
 
 } // namespace tool

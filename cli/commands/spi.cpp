@@ -223,10 +223,11 @@ void addReadFlash(Commands& spi)
 
 void addSpiCommands(Commands& commands)
 {
-    Commands spi = commands.group("spi", "SPI: transfers and flash memories");
-    addTransfer(spi);
-    addId(spi);
-    addReadFlash(spi);
+    commands.group("spi", "SPI: transfers and flash memories", [](Commands& spi) {
+        addTransfer(spi);
+        addId(spi);
+        addReadFlash(spi);
+    });
 }
 
 } // namespace tool

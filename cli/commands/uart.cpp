@@ -202,9 +202,10 @@ void addMonitor(Commands& uart)
 
 void addUartCommands(Commands& commands)
 {
-    Commands uart = commands.group("uart", "UART: send and receive");
-    addSend(uart);
-    addMonitor(uart);
+    commands.group("uart", "UART: send and receive", [](Commands& uart) {
+        addSend(uart);
+        addMonitor(uart);
+    });
 }
 
 } // namespace tool

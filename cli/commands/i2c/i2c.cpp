@@ -344,12 +344,13 @@ void addTransfer(Commands& i2c)
 
 void addI2cCommands(Commands& commands)
 {
-    Commands i2c = commands.group("i2c", "I2C: scan, registers, memories, transfers");
-    addScan(i2c);
-    addGet(i2c);
-    addSet(i2c);
-    addDump(i2c);
-    addTransfer(i2c);
+    commands.group("i2c", "I2C: scan, registers, memories, transfers", [](Commands& i2c) {
+        addScan(i2c);
+        addGet(i2c);
+        addSet(i2c);
+        addDump(i2c);
+        addTransfer(i2c);
+    });
 }
 
 } // namespace tool

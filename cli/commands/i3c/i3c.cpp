@@ -276,12 +276,13 @@ void addPatterns(Commands& i3c)
 
 void addI3cCommands(Commands& commands)
 {
-    Commands i3c = commands.group("i3c", "I3C: bring-up, transfers, Common Command Codes, patterns");
-    addInit(i3c);
-    i3c.add<NoOptions>("table", "Print the targets on the bus", table, {"tarvix i3c table"});
-    addTransfers(i3c);
-    addCccCommand(i3c);
-    addPatterns(i3c);
+    commands.group("i3c", "I3C: bring-up, transfers, Common Command Codes, patterns", [](Commands& i3c) {
+        addInit(i3c);
+        i3c.add<NoOptions>("table", "Print the targets on the bus", table, {"tarvix i3c table"});
+        addTransfers(i3c);
+        addCccCommand(i3c);
+        addPatterns(i3c);
+    });
 }
 
 } // namespace tool
