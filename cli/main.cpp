@@ -50,9 +50,8 @@ int run(const std::vector<std::string>& arguments)
     }
     // Never destroyed: closing the adapter would wait for its reader. The system closes it.
     Context& context = *new Context(options);
-    context.output().beginCommand(commandLine.selected().name);
     try {
-        commandLine.selected().run(context);
+        commandLine.run(context);
     } catch (const Failure& failure) {
         return reported(context.output(), failure);
     }

@@ -180,9 +180,10 @@ void addSend(Commands& uart)
                               {"tarvix uart send text:hello --reply 5", R"(tarvix uart send 'text:AT\r')",
                                "printf hello | tarvix uart send --listen 200ms --raw @-"});
     addData(app, options.data, "Bytes to send");
-    addNumber(app, "-n,--reply", options.reply, {1, 16 << 20},
-              "Wait for this many bytes; exit with status 6 if fewer arrive");
-    addPeriod(app, "--listen", options.listen, "Print the reply until the line is silent this long; 1s with --reply");
+    addSize(app, "-n,--reply", options.reply, {1, 16 << 20},
+            "Wait for this many bytes; exit with status 6 if fewer arrive");
+    addPeriod(app, "--listen", options.listen, PERIOD,
+              "Print the reply until the line is silent this long; 1s with --reply");
     addRaw(app, options.raw);
     addLineOptions(app, options.line);
 }

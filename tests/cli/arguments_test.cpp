@@ -65,10 +65,16 @@ TEST(Numbers, Units)
                   "F: '" + std::string(text) + "' is not a frequency such as 400000, 400k or 1M");
     }
     EXPECT_EQ(refusal([&] { frequency("51M"); }), "F: 51M is out of range, 1 to 50000000");
+    const auto size = [](const char* text) { return parseSize("N", text, {1, 1 << 20}); };
+    for (const char* text : {"1048576", "0x100000", "1024k", "1024K", "1024KiB", "1M", "1MiB"}) {
+        EXPECT_EQ(size(text), 1 << 20) << text;
+    }
+    EXPECT_EQ(refusal([&] { size("1kB"); }), "N: '1kB' is not a size such as 4096, 0x1000, 4k or 1M");
+    EXPECT_EQ(refusal([&] { size("1025k"); }), "N: 1025k is out of range, 1 to 1048576");
     for (const char* text : {"86400000", "86400000ms", "86400s"}) {
         EXPECT_EQ(parsePeriod("P", text).count(), 86'400'000) << text;
     }
-    EXPECT_EQ(refusal([] { parsePeriod("P", "86401s"); }), "P: 86401s is out of range, at most 86400000ms");
+    EXPECT_EQ(refusal([] { parsePeriod("P", "86401s"); }), "P: 86401s is out of range, 0 to 86400000");
     EXPECT_EQ(refusal([] { parsePeriod("P", "5m"); }), "P: '5m' is not a period such as 500, 500ms or 2s");
     for (const char* text : {"65535", "65535mV", "65.535V", "65.535v"}) {
         EXPECT_EQ(parseVoltage("V", text), 65535) << text;

@@ -53,6 +53,10 @@ class Help(Case):
                     if "--json" in example:
                         self.assertTrue(objects(result.stdout) or "--idle-timeout" in example)
 
+    def test_the_word_help(self):
+        for command in ((), ("i2c",), ("i2c", "scan")):
+            self.assertEqual(run([TARVIX, "help", *command]).stdout, help_of(*command))
+
     def test_only_what_may_be_left_out_shows_a_default(self):
         self.assertRegex(help_of("i2c", "get"), r"\n  ADDRESS +7-bit")
 

@@ -66,7 +66,7 @@ TEST(Replies, DecodedInTextAndJson)
         }
         EXPECT_EQ(fields, expected) << reply;
     }
-    EXPECT_EQ(jsonKey("max ibi payload"), "maxIbiPayload");
+    EXPECT_EQ(jsonKey("max ibi payload"), "max_ibi_payload");
 }
 
 TEST(Replies, EveryDecoderIsSafeWithTheShortestReplyThatReachesIt)
