@@ -22,8 +22,7 @@ std::size_t pieceSize(const Carriage& carriage, std::size_t reportSize, std::chr
 Bytes readInPieces(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
                    const std::function<Bytes(std::uint64_t done, std::size_t count)>& read)
 {
-    const std::chrono::milliseconds timeout(context.options().timeoutMs);
-    const std::uint64_t piece = pieceSize(carriage, context.adapter().reportSize, timeout);
+    const std::uint64_t piece = pieceSize(carriage, context.adapter().reportSize, context.options().timeout);
     Bytes bytes;
     bytes.reserve(length);
     Progress progress(label, length);

@@ -35,7 +35,7 @@ struct PagesTest : ::Adapter {
     std::string write(unsigned inFlight, milliseconds busyLimit = milliseconds{LONG_ENOUGH})
     {
         GlobalOptions options;
-        options.timeoutMs = LONG_ENOUGH;
+        options.timeout = milliseconds{LONG_ENOUGH};
         Context context(options);
         try {
             writePages(context, {0, 0x50, 1, 6, 8, inFlight, busyLimit}, counting(20), "advice");
