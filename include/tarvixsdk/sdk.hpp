@@ -670,6 +670,8 @@ public:
     ///@}
 
 private:
+    friend struct TarvixSDK_Handle;
+
     class Session;
     std::unique_ptr<Session> session_;
 };
