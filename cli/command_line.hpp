@@ -31,7 +31,8 @@ public:
     // The command that was recognised so far, also of a line that could not be parsed; empty for none.
     std::string chosenName() const;
 
-    const Selected& selected() const { return selected_; }
+    // Runs the chosen command and ends its output. What it throws is for the caller to report.
+    void run(Context& context) const;
 
 private:
     bool parse(std::string& text);
