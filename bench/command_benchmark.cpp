@@ -3,7 +3,7 @@
 //
 //   bare_write/64              one hid_write, for scale
 //   command/64                 the same through a command: frame, segment, write
-//   exchange/A_to_B            two kinds of exchange by turns, and the ratio of their medians
+//   exchange/A_to_B            two kinds of exchange by turns, and the ratio and difference of their medians
 //   long_write, long_read      65,535 bytes through 64- and 1024-byte reports, as bytes per second
 //   copy                       memcpy of the same bytes, the floor
 #include <algorithm>
@@ -22,6 +22,7 @@
 #include <hidapi.h>
 
 #include "tarvixsdk/async_sdk.hpp"
+#include "tarvixsdk/flat.h"
 #include "tarvixsdk/sdk.hpp"
 
 namespace {
@@ -221,6 +222,39 @@ Exchange strict()
     return session(true);
 }
 
+// An SPI transfer of 4,096 bytes both ways.
+constexpr std::uint16_t TRANSFER = 4096;
+
+Bytes transferAnswer()
+{
+    Bytes frame(8 + TRANSFER);
+    frame[6] = TRANSFER & 0xFF;
+    frame[7] = TRANSFER >> 8;
+    return frame;
+}
+
+Exchange classTransfer()
+{
+    auto sdk = std::make_shared<TarvixSDK>(1000);
+    sdk->connect("");
+    return [sdk, out = Bytes(TRANSFER, 1), in = Bytes()]() mutable {
+        if (sdk->spiTransfer(out, in, TRANSFER) != StatusCode::SUCCESS) {
+            std::abort();
+        }
+    };
+}
+
+Exchange flatTransfer()
+{
+    const std::shared_ptr<TarvixSDK_Handle> handle(TarvixSDK_Create(1000), TarvixSDK_Destroy);
+    TarvixSDK_Connect(handle.get(), "");
+    return [handle, out = Bytes(TRANSFER, 1), in = Bytes(TRANSFER)]() mutable {
+        if (TarvixSDK_SpiTransfer(handle.get(), out.data(), TRANSFER, in.data(), TRANSFER) != StatusCode::SUCCESS) {
+            std::abort();
+        }
+    };
+}
+
 double median(std::vector<double>& values)
 {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -229,9 +263,10 @@ double median(std::vector<double>& values)
 }
 
 // By turns, so that whatever else the machine does hits both alike.
-void exchange(benchmark::State& state, MakeExchange makeLeft, MakeExchange makeRight)
+void exchange(benchmark::State& state, MakeExchange makeLeft, MakeExchange makeRight, std::uint16_t kind = 0x82FC,
+              const Bytes& answerFrame = {1, 0, 2, 0x14, 0, 0})
 {
-    setUp(0x82FC, {1, 0, 2, 0x14, 0, 0});
+    setUp(kind, answerFrame);
     const Exchange exchanges[]{makeLeft(), makeRight()};
     std::vector<double> times[2];
     std::size_t first = 0;
@@ -246,11 +281,13 @@ void exchange(benchmark::State& state, MakeExchange makeLeft, MakeExchange makeR
     }
     state.counters["left_ns"] = median(times[0]);
     state.counters["right_ns"] = median(times[1]);
+    state.counters["difference_ns"] = state.counters["left_ns"] - state.counters["right_ns"];
     state.counters["ratio"] = state.counters["left_ns"] / state.counters["right_ns"];
 }
 BENCHMARK_CAPTURE(exchange, strict_to_plain, strict, plain)->UseRealTime();
 BENCHMARK_CAPTURE(exchange, plain_to_plain, plain, plain)->UseRealTime();
 BENCHMARK_CAPTURE(exchange, plain_to_bare, plain, bare)->UseRealTime();
+BENCHMARK_CAPTURE(exchange, flat_to_class, flatTransfer, classTransfer, 0x82FD, transferAnswer())->UseRealTime();
 
 void copy(benchmark::State& state)
 {

@@ -721,6 +721,8 @@ public:
     ///@}
 
 private:
+    friend struct TarvixSDK_Handle;
+
     class Session;
     std::unique_ptr<Session> session_;
 };

@@ -108,6 +108,13 @@ TEST_F(Allocation, ACommandAllocatesItsFrameOnly)
             EXPECT_EQ(cost([&] { EXPECT_TRUE(sdk.runInFlight(100, 1, closePort)); }), 100 + 1 + 1);
         }
     }
+    TarvixSDK_Handle* const handle = TarvixSDK_Create(LONG_ENOUGH);
+    ASSERT_TRUE(TarvixSDK_Connect(handle, ""));
+    Bytes bytes(1000); // sent and read in place
+    EXPECT_EQ(cost([&] { TarvixSDK_SpiTransfer(handle, bytes.data(), 1000, bytes.data(), 1000); }), 1);
+    EXPECT_EQ(cost([&] { TarvixSDK_I2cWrite(handle, 0, 0x50, bytes.data(), 4, bytes.data(), 1000, false); }), 1);
+    EXPECT_EQ(cost([&] { TarvixSDK_I2cRead(handle, 0, 0x50, bytes.data(), 4, 300, bytes.data(), false); }), 1);
+    TarvixSDK_Destroy(handle);
     device->onFrame({});
     TarvixAsyncSDK sdk;
     ASSERT_TRUE(sdk.connect(""));
