@@ -12,20 +12,39 @@ constexpr std::size_t ADDRESS_BYTES = 3;
 constexpr std::uint8_t ERASED = 0xFF;
 
 enum Command : std::uint8_t {
+    WRITE_STATUS = 0x01,
     PAGE_PROGRAM = 0x02,
     READ = 0x03,
     WRITE_DISABLE = 0x04,
     READ_STATUS = 0x05,
     WRITE_ENABLE = 0x06,
     SECTOR_ERASE = 0x20,
+    READ_SFDP = 0x5A,
     READ_ID = 0x9F,
     CHIP_ERASE = 0xC7,
 };
 
 constexpr std::uint8_t STATUS_WRITE_ENABLED = 0x02;
+constexpr std::uint8_t STATUS_PROTECTION = 0x1C; // the block-protect bits
 
 // Manufacturer (even parity, so nobody's), memory type, capacity as a power of two.
 constexpr std::array<std::uint8_t, 3> ID{0x55, 0x40, 0x14};
+
+// Serial flash discoverable parameters, version 1.6: header, one parameter header, the basic table of 16 words.
+constexpr std::array<std::uint8_t, 80> SFDP{
+    'S',  'F',  'D',  'P',  0x06, 0x01, 0x00, 0xFF,                         // one parameter header
+    0x00, 0x06, 0x01, 0x10, 0x10, 0x00, 0x00, 0xFF,                         // 16 words from 0x10 on
+    0xE5, 0x20, 0x80, 0xFF,                                                 // 4-KiB erase by 0x20, three address bytes
+    0xFF, 0xFF, 0x7F, 0x00,                                                 // bits - 1
+    0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,                         // reads by two and four lines: none
+    0xEE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0xFF, 0xFF, 0x00, 0x00, // likewise
+    0x0C, 0x20, 0x00, 0xFF, 0x00, 0xFF, 0x00, 0xFF,                         // sizes as powers of two, and commands
+    0x00, 0x00, 0x00, 0x00,                                                 // erase times: the shortest there are
+    0x80, 0x00, 0x00, 0x80,                                                 // pages of 2^8 bytes
+    0x00, 0x00, 0x00, 0x80, 0x00, 0x00, 0x00, 0x00,                         // nothing can be suspended
+    0x04, 0x00, 0x00, 0x80,                         // bit 0 of the status is busy; no power-down
+    0x00, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, // the status is kept without power
+};
 
 std::size_t addressOf(std::span<const std::uint8_t> operands)
 {
@@ -54,12 +73,17 @@ void NorFlash::answer(std::uint8_t command, std::span<const std::uint8_t> operan
     if (command == READ_ID) {
         std::copy_n(ID.begin(), std::min(ID.size(), received.size()), received.begin());
     } else if (command == READ_STATUS) {
-        std::ranges::fill(received, writeEnabled_ ? STATUS_WRITE_ENABLED : std::uint8_t{0});
+        const auto enabled = writeEnabled_ ? STATUS_WRITE_ENABLED : std::uint8_t{0};
+        std::ranges::fill(received, static_cast<std::uint8_t>(protection_ | enabled));
     } else if (command == READ && operands.size() >= ADDRESS_BYTES) {
         std::size_t address = addressOf(operands);
         for (std::uint8_t& byte : received.subspan(ADDRESS_BYTES)) {
             byte = byteAt(address++);
         }
+    } else if (command == READ_SFDP && operands.size() > ADDRESS_BYTES) {
+        const auto table = std::span(SFDP).subspan(std::min(addressOf(operands), SFDP.size()));
+        const auto answered = received.subspan(ADDRESS_BYTES + 1); // after eight clocks without meaning
+        std::copy_n(table.begin(), std::min(table.size(), answered.size()), answered.begin());
     }
 }
 
@@ -77,7 +101,12 @@ void NorFlash::execute(std::uint8_t command, std::span<const std::uint8_t> opera
 void NorFlash::change(std::uint8_t command, std::span<const std::uint8_t> operands)
 {
     const bool addressed = operands.size() >= ADDRESS_BYTES;
-    if (command == PAGE_PROGRAM && operands.size() > ADDRESS_BYTES) {
+    if (command == WRITE_STATUS && !operands.empty()) {
+        protection_ = operands[0] & STATUS_PROTECTION;
+        writeEnabled_ = false;
+    } else if (protection_ != 0) {
+        return;
+    } else if (command == PAGE_PROGRAM && operands.size() > ADDRESS_BYTES) {
         program(addressOf(operands), operands.subspan(ADDRESS_BYTES));
     } else if (command == SECTOR_ERASE && addressed) {
         sectors_[addressOf(operands) % SIZE / SECTOR].clear();

@@ -29,6 +29,7 @@ private:
 
     std::array<std::vector<std::uint8_t>, SIZE / SECTOR> sectors_; // empty while erased
     bool writeEnabled_ = false;
+    std::uint8_t protection_ = 0; // bits of the status; any of them protects the whole chip
 };
 
 } // namespace sim

@@ -188,6 +188,25 @@ TEST_F(ModelTest, FlashProgramsOnlyWhenEnabledAndOnlyClearsBits)
         {"C7", "FF"},
         {"05 00", "FF 00"},
         {"03 0F FF FF 00", "FF FF FF FF FF"},
+        {"01 FF", "FF FF"}, // not enabled
+        {"05 00", "FF 00"},
+        {"06", "FF"},
+        {"01 E3", "FF FF"}, // nothing of this is protection
+        {"06", "FF"},
+        {"02 00 00 00 3C", "FF FF FF FF FF"},
+        {"06", "FF"},
+        {"01 08", "FF FF"}, // protected from now on
+        {"06", "FF"},
+        {"02 00 00 01 00", "FF FF FF FF FF"},
+        {"20 00 00 00", "FF FF FF FF"},
+        {"C7", "FF"},
+        {"05 00", "FF 0A"},
+        {"03 00 00 00 00 00", "FF FF FF FF 3C FF"},
+        {"5A 00 00 00 00 00 00 00 00", "FF FF FF FF FF 53 46 44 50"},
+        {"5A 00 00 14 00 00 00 00 00 00", "FF FF FF FF FF FF FF 7F 00 00"},
+        {"5A 00 00 4F 00 00 00", "FF FF FF FF FF 00 FF"}, // ends there
+        {"5A FF FF FF 00 00", "FF FF FF FF FF FF"},
+        {"5A 00 00 00", "FF FF FF FF"},
     };
     for (const auto& [out, in] : exchanges) {
         EXPECT_EQ(spi(out), in) << out;
