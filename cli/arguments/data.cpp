@@ -138,9 +138,7 @@ Bytes readData(std::string_view what, const std::vector<std::string>& words, std
         if (word == "@-") {
             Input(what, STDIN_FILENO, "standard input").appendTo(bytes, limit);
         } else if (word.starts_with('@')) {
-            if (filesRefused) {
-                throw UsageError(fmt::format("{}: '{}' is a file, and --no-files refuses those", what, word));
-            }
+            requireFilesAllowed(what, word);
             Input(what, ::open(word.c_str() + 1, O_RDONLY | O_CLOEXEC), word.substr(1)).appendTo(bytes, limit);
         } else if (word.starts_with(HEX)) {
             appendHex(what, word, std::string_view(word).substr(HEX.size()), bytes);
@@ -159,9 +157,34 @@ Bytes readData(std::string_view what, const std::vector<std::string>& words, std
     return bytes;
 }
 
+Bytes readFile(std::string_view what, const std::string& name, std::size_t limit)
+{
+    Bytes bytes;
+    if (name == "-") {
+        Input(what, STDIN_FILENO, "standard input").appendTo(bytes, limit);
+    } else {
+        requireFilesAllowed(what, name);
+        Input(what, ::open(name.c_str(), O_RDONLY | O_CLOEXEC), name).appendTo(bytes, limit);
+    }
+    if (bytes.empty()) {
+        throw UsageError(fmt::format("{}: {} is empty", what, name));
+    }
+    if (bytes.size() > limit) {
+        throw UsageError(fmt::format("{}: {} holds more than the {} bytes that there is room for", what, name, limit));
+    }
+    return bytes;
+}
+
 void refuseFiles()
 {
     filesRefused = true;
+}
+
+void requireFilesAllowed(std::string_view what, std::string_view word)
+{
+    if (filesRefused) {
+        throw UsageError(fmt::format("{}: '{}' is a file, and --no-files refuses those", what, word));
+    }
 }
 
 } // namespace tool

@@ -19,7 +19,14 @@ inline constexpr const char* DATA_HELP = "numbers (18 0x34), hex:DIGITS, text:TE
 Bytes readData(std::string_view what, const std::vector<std::string>& words, std::size_t limit,
                bool mayBeEmpty = false);
 
-// From now on readData refuses @FILE: for commands that somebody else wrote.
+// The bytes of a file, or of standard input for "-": at least one, and at most `limit`. Throws UsageError naming
+// `what`.
+Bytes readFile(std::string_view what, const std::string& name, std::size_t limit);
+
+// From now on no command takes the name of a file: for commands that somebody else wrote.
 void refuseFiles();
+
+// Throws UsageError naming `what` and `word` if they were refused.
+void requireFilesAllowed(std::string_view what, std::string_view word);
 
 } // namespace tool

@@ -17,6 +17,7 @@ namespace {
 constexpr unsigned GRACE_SECONDS = 3;
 
 volatile std::sig_atomic_t received = 0; // number of the signal
+volatile std::sig_atomic_t waits = 0;    // whether it does not count yet
 int wakeUp = -1;
 
 void onSignal(int number)
@@ -28,7 +29,9 @@ void onSignal(int number)
     const int savedErrno = errno;
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written = write(wakeUp, &one, sizeof one);
-    alarm(GRACE_SECONDS);
+    if (waits == 0) {
+        alarm(GRACE_SECONDS);
+    }
     errno = savedErrno;
 }
 
@@ -58,9 +61,22 @@ void watchForInterrupts()
     sigaction(SIGALRM, &action, nullptr);
 }
 
+Uninterrupted::Uninterrupted()
+{
+    waits = 1;
+}
+
+Uninterrupted::~Uninterrupted()
+{
+    waits = 0;
+    if (received != 0) {
+        alarm(GRACE_SECONDS);
+    }
+}
+
 void throwIfInterrupted()
 {
-    if (received != 0) {
+    if (received != 0 && waits == 0) {
         throw Interrupted{received};
     }
 }

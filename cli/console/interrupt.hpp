@@ -7,6 +7,15 @@ namespace tool {
 // that does not answer) is ended all the same, as is one that is interrupted twice.
 void watchForInterrupts();
 
+// While one lives, a signal waits: for what must not stop half-way. A second signal ends the program all the same.
+class Uninterrupted {
+public:
+    Uninterrupted();
+    ~Uninterrupted();
+    Uninterrupted(const Uninterrupted&) = delete;
+    Uninterrupted& operator=(const Uninterrupted&) = delete;
+};
+
 // Throws Interrupted once a signal came.
 void throwIfInterrupted();
 

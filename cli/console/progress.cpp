@@ -1,6 +1,8 @@
 #include "console/progress.hpp"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <utility>
 
 #include <fmt/format.h>
@@ -14,7 +16,8 @@ Progress::Progress(std::string label, std::size_t total)
     : label_(std::move(label)),
       total_(total),
       enabled_(isatty(STDERR_FILENO) == 1),
-      nextUpdate_(std::chrono::steady_clock::now() + std::chrono::milliseconds(500))
+      start_(std::chrono::steady_clock::now()),
+      nextUpdate_(start_ + std::chrono::milliseconds(500))
 {
 }
 
@@ -33,8 +36,11 @@ void Progress::update(std::size_t done)
     }
     nextUpdate_ = now + std::chrono::milliseconds(100);
     shown_ = true;
-    terminal::writeError(fmt::format("\r{}: {} of {} bytes, {} %\x1b[K", label_, done, total_,
-                                     100 * done / std::max<std::size_t>(total_, 1)));
+    const double rate = static_cast<double>(done) / std::chrono::duration<double>(now - start_).count();
+    const auto left = static_cast<std::uint64_t>(std::ceil(static_cast<double>(total_ - done) / std::max(rate, 1.0)));
+    terminal::writeError(fmt::format("\r{}: {} of {} bytes, {} %, {:.1f} KiB/s, {}:{:02} left\x1b[K", label_, done,
+                                     total_, 100 * done / std::max<std::size_t>(total_, 1), rate / 1024, left / 60,
+                                     left % 60));
 }
 
 } // namespace tool

@@ -7,7 +7,8 @@
 
 namespace tool {
 
-// "12 of 32 KiB" on standard error while long work goes on: on a terminal only, and not for the first half second.
+// "reading: 12288 of 32768 bytes, 37 %, 24.0 KiB/s, 0:01 left" on standard error while long work goes on: on a terminal
+// only, and not for the first half second.
 class Progress {
 public:
     Progress(std::string label, std::size_t total);
@@ -22,6 +23,7 @@ private:
     std::size_t total_;
     bool enabled_;
     bool shown_ = false;
+    std::chrono::steady_clock::time_point start_;
     std::chrono::steady_clock::time_point nextUpdate_;
 };
 

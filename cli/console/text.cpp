@@ -27,6 +27,16 @@ std::string toPrintable(std::span<const std::uint8_t> bytes)
     return text;
 }
 
+std::string sizeText(std::uint64_t bytes)
+{
+    constexpr std::uint64_t KIB = 1 << 10;
+    constexpr std::uint64_t MIB = 1 << 20;
+    if (bytes >= MIB && bytes % MIB == 0) {
+        return fmt::format("{} MiB", bytes / MIB);
+    }
+    return bytes >= KIB && bytes % KIB == 0 ? fmt::format("{} KiB", bytes / KIB) : fmt::format("{} bytes", bytes);
+}
+
 std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset)
 {
     constexpr std::size_t ROW = 16;

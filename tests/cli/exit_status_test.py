@@ -103,7 +103,7 @@ class ExitStatus(Case):
             ("i2c set 0x50 0 text:123456789", "a memory would wrap 9 bytes within its page; add --page 8"),
             ("i2c set 0x50 0 1 --in-flight 2", "--page"), ("i2c transfer", "DESCRIPTOR"),
             ("spi transfer", "DATA"), ("spi transfer 1 --width 16", "even"),
-            ("spi read-flash 0xffffff -n 2", "--length"), ("uart send", "DATA"),
+            ("spi flash read --offset 0xfffff -n 2", "--length"), ("uart send", "DATA"),
             ("i2c set 0x48 2 4b", "DATA: '4b' is not a number such as 80, 0x50 or 0b1010000; write 0x4b"),
             ("uart send 1 --baud 9601", "9601"), ("i3c ccc GETNOTHING", "GETNOTHING"),
             ("i3c ccc GETPID", "GETPID has no broadcast form; write GETPID @ADDR"),
@@ -125,8 +125,8 @@ class ExitStatus(Case):
             ("i3c read 8 0 --length 0", "1 to 65535"), ("i3c ddr-read 8 0 --length 0", "1 to 65535"),
             ("i3c init 0x30=0x80", "1 to 127"), ("i3c ccc GETPID @0x80", "0 to 127"),
             ("i3c ccc SETMWL 65536", "0 to 65535"), ("rail set shared 65536", "0 to 65535mV"),
-            ("spi id --clock 0", "1 to 50000000"), ("spi read-flash 0x1000000", "0 to 16777215"),
-            ("spi read-flash --length 0", "1 to 16777216"), ("spi transfer --length 0", "1 to 65535"),
+            ("spi id --clock 0", "1 to 50000000"), ("spi flash read --sector 0", "256 to 16777216"),
+            ("spi flash read --length 0", "1 or more"), ("spi flash read --page 4097", "1 to 4096"), ("spi transfer --length 0", "1 to 65535"),
             ("uart send 1 --reply 0", "1 to 16777216"),
         ):
             with self.subTest(arguments=arguments):

@@ -1,0 +1,384 @@
+#include "commands/memory/programming.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <functional>
+#include <span>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include "adapter/pieces.hpp"
+#include "commands/memory/plan.hpp"
+#include "common/terminal.hpp"
+#include "console/errors.hpp"
+#include "console/interrupt.hpp"
+#include "console/progress.hpp"
+
+namespace tool {
+
+namespace {
+
+constexpr std::uint8_t ERASED = 0xFF;
+
+// ---- What is asked for ---------------------------------------------------------------------------------------------
+
+// Throws UsageError for what the memory does not have.
+Extent extentOf(const RangeOptions& range, const Geometry& geometry)
+{
+    if (range.offset >= geometry.size) {
+        throw UsageError(fmt::format("--offset: {} is beyond the memory's {} bytes", range.offset, geometry.size));
+    }
+    const std::uint64_t rest = geometry.size - range.offset;
+    if (range.length.value_or(0) > rest) {
+        throw UsageError(fmt::format("--length: {} bytes starting at {} exceed the memory's {} bytes", *range.length,
+                                     range.offset, geometry.size));
+    }
+    return {range.offset, range.length.value_or(rest)};
+}
+
+// A file, and where its bytes belong.
+struct Image {
+    std::string file;
+    Extent extent;
+    Bytes bytes;
+};
+
+// Of a file longer than --length, the beginning.
+Image readImage(const std::string& file, const RangeOptions& range, const Geometry& geometry)
+{
+    Image image{file == "-" ? "standard input" : file, extentOf(range, geometry), {}};
+    if (!range.length) {
+        image.bytes = readFile("FILE", file, image.extent.length);
+        image.extent.length = image.bytes.size();
+        return image;
+    }
+    image.bytes = readFile("FILE", file, geometry.size);
+    if (image.bytes.size() < image.extent.length) {
+        throw UsageError(
+            fmt::format("--length: {} has {} bytes, not {}", image.file, image.bytes.size(), image.extent.length));
+    }
+    image.bytes.resize(image.extent.length);
+    return image;
+}
+
+Json fieldsOf(const Memory& memory, const Extent& extent)
+{
+    Json fields = memory.fields();
+    fields["offset"] = extent.offset;
+    fields["length"] = extent.length;
+    return fields;
+}
+
+// ---- Reading -------------------------------------------------------------------------------------------------------
+
+// Hands each piece on as it comes.
+void readPieces(Context& context, Memory& memory, const char* label, const Extent& extent,
+                const std::function<void(std::span<const std::uint8_t> bytes)>& take)
+{
+    const std::uint64_t most = pieceSize(memory.carriage(), context.adapter().reportSize, context.options().timeout);
+    Progress progress(label, extent.length);
+    for (std::uint64_t done = 0; done < extent.length;) {
+        const Bytes piece = memory.read(extent.offset + done, std::min(most, extent.length - done));
+        take(piece);
+        done += piece.size();
+        progress.update(done);
+    }
+}
+
+Bytes readExtent(Context& context, Memory& memory, const Extent& extent)
+{
+    Bytes bytes;
+    bytes.reserve(extent.length);
+    readPieces(context, memory, "reading", extent,
+               [&](auto piece) { bytes.insert(bytes.end(), piece.begin(), piece.end()); });
+    return bytes;
+}
+
+// Where a read writes to: a file, or standard output.
+class Destination {
+public:
+    Destination(Context& context, const std::string& file) : output_(context.output()), name_(file)
+    {
+        if (file == "-") {
+            if (output_.json()) {
+                throw UsageError("FILE: - cannot be combined with --json", "use one of them");
+            }
+            if (isatty(STDOUT_FILENO) == 1) {
+                throw UsageError("FILE: standard output is a terminal", "omit - for a hexdump");
+            }
+            name_ = "standard output";
+            return;
+        }
+        requireFilesAllowed("FILE", file);
+        descriptor_ = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (descriptor_ < 0) {
+            fail();
+        }
+    }
+    ~Destination()
+    {
+        if (descriptor_ >= 0) {
+            ::close(descriptor_);
+        }
+    }
+    Destination(const Destination&) = delete;
+    Destination& operator=(const Destination&) = delete;
+
+    const std::string& name() const { return name_; }
+
+    void write(std::span<const std::uint8_t> bytes) const
+    {
+        if (descriptor_ < 0) {
+            output_.write(bytes);
+            return;
+        }
+        while (!bytes.empty()) {
+            const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
+            if (count >= 0) {
+                bytes = bytes.subspan(static_cast<std::size_t>(count));
+            } else if (errno != EINTR) {
+                fail();
+            }
+        }
+    }
+
+private:
+    [[noreturn]] void fail() const
+    {
+        throw Failure(ExitStatus::REFUSED, fmt::format("{}: {}", name_, std::generic_category().message(errno)));
+    }
+
+    Output& output_;
+    std::string name_;
+    int descriptor_ = -1;
+};
+
+// Runs `job`. When it ends early, `describe` says how far it came.
+void runTelling(Context& context, const std::function<void()>& job, const std::function<std::string()>& describe)
+{
+    const auto tell = [&] { terminal::tell(fmt::format("tarvix {}: {}", context.output().command(), describe())); };
+    try {
+        job();
+    } catch (const Interrupted&) {
+        tell();
+        throw;
+    } catch (const Failure&) {
+        tell();
+        throw;
+    }
+}
+
+// ---- Comparing -----------------------------------------------------------------------------------------------------
+
+// Throws when the memory does not hold `bytes` there. `file` is where they come from.
+void compare(Context& context, Memory& memory, const std::string& file, const Extent& extent, const Bytes& bytes,
+             const std::function<std::string()>& advice)
+{
+    std::uint64_t done = 0;
+    std::uint64_t count = 0;
+    std::string first;
+    readPieces(context, memory, "verifying", extent, [&](auto piece) {
+        for (const std::uint8_t is : piece) {
+            const std::uint8_t shall = bytes[done];
+            if (is != shall && count++ == 0) {
+                first = fmt::format("offset 0x{:x}: read 0x{:02x}, expected 0x{:02x}", extent.offset + done, is, shall);
+            }
+            ++done;
+        }
+    });
+    if (count > 0) {
+        throw Failure(ExitStatus::REFUSED,
+                      fmt::format("{}: {}; {} of {} bytes differ", file, first, count, extent.length), advice());
+    }
+}
+
+// ---- Changing ------------------------------------------------------------------------------------------------------
+
+struct Work {
+    std::uint64_t erased = 0;
+    std::uint64_t written = 0;
+};
+
+Work workOf(std::span<const Change> changes)
+{
+    Work work;
+    for (const Change& change : changes) {
+        work.erased += change.erases ? change.block.length : 0;
+        for (const Extent& part : change.writes) {
+            work.written += part.length;
+        }
+    }
+    return work;
+}
+
+class Changer {
+public:
+    // `after` are the bytes from `first` on.
+    Changer(Memory& memory, std::uint64_t first, std::span<const std::uint8_t> after, const Work& work)
+        : memory_(memory), first_(first), after_(after), progress_("writing", work.erased + work.written)
+    {
+    }
+
+    void apply(const Change& change)
+    {
+        if (change.erases) {
+            memory_.erase(change.block);
+            advance(done_.erased, change.block.length);
+        }
+        std::vector<PageWrite> pages;
+        for (const Extent& part : change.writes) {
+            pages.push_back({part.offset, after_.subspan(part.offset - first_, part.length)});
+        }
+        memory_.write(pages, [this](std::size_t bytes) { advance(done_.written, bytes); });
+    }
+
+    const Work& done() const { return done_; }
+
+private:
+    void advance(std::uint64_t& count, std::uint64_t bytes)
+    {
+        count += bytes;
+        progress_.update(done_.erased + done_.written);
+    }
+
+    Memory& memory_;
+    const std::uint64_t first_;
+    const std::span<const std::uint8_t> after_;
+    Work done_;
+    Progress progress_;
+};
+
+// What a block holds besides what is asked for exists nowhere else once it is erased. So no Ctrl-C stops that change,
+// and if it fails, a file gets what the block should hold.
+void applyKeeping(Context& context, Changer& changer, const Change& change, std::span<const std::uint8_t> block)
+{
+    const Uninterrupted toTheEnd;
+    try {
+        changer.apply(change);
+    } catch (const Failure&) {
+        const std::string name = fmt::format("tarvix-rescue-0x{:x}.bin", change.block.offset);
+        Destination(context, name).write(block);
+        terminal::tell(fmt::format("tarvix {}: the block at 0x{:x} is incomplete; write {} to --offset 0x{:x} first",
+                                   context.output().command(), change.block.offset, name, change.block.offset));
+        throw;
+    }
+}
+
+void applyAll(Context& context, Memory& memory, const Extent& asked, const Extent& read, const Bytes& after,
+              const std::vector<Change>& changes)
+{
+    const Work all = workOf(changes);
+    Changer changer(memory, read.offset, after, all);
+    const auto apply = [&] {
+        for (const Change& change : changes) {
+            throwIfInterrupted();
+            if (change.erases && !asked.contains(change.block)) {
+                applyKeeping(context, changer, change,
+                             std::span(after).subspan(change.block.offset - read.offset, change.block.length));
+            } else {
+                changer.apply(change);
+            }
+        }
+    };
+    runTelling(context, apply, [&] {
+        return fmt::format("{} of {} bytes erased, {} of {} written; run the command again to finish",
+                           changer.done().erased, all.erased, changer.done().written, all.written);
+    });
+}
+
+void change(Context& context, Memory& memory, const Image& image, bool verifies)
+{
+    const Extent read = widened(memory.geometry(), image.extent);
+    const Bytes before = readExtent(context, memory, read);
+    Bytes after = before;
+    std::ranges::copy(image.bytes, after.begin() + static_cast<std::ptrdiff_t>(image.extent.offset - read.offset));
+    const std::vector<Change> changes = planChanges(memory.geometry(), read.offset, before, after);
+    const Work work = workOf(changes);
+    if (!changes.empty()) {
+        applyAll(context, memory, image.extent, read, after, changes);
+        if (verifies) {
+            compare(context, memory, image.file, read, after, [&] { return memory.adviceOnDifference(); });
+        }
+    }
+    const bool verified = verifies || changes.empty();
+    Json fields = fieldsOf(memory, image.extent);
+    fields.update({{"erased", work.erased}, {"written", work.written}, {"verified", verified}});
+    const std::string erased = memory.geometry().erasable.empty() ? "" : fmt::format(", {} erased", work.erased);
+    context.output().print(fmt::format("{} bytes at 0x{:x}: {} written{}{}", image.extent.length, image.extent.offset,
+                                       work.written, erased, verified ? ", verified" : ""),
+                           fields);
+}
+
+} // namespace
+
+void addRangeOptions(CLI::App& app, RangeOptions& options, const char* lengthDescription)
+{
+    addSize(app, "--offset", options.offset, {}, "First byte of the memory");
+    addSize(app, "-n,--length", options.length, {1}, lengthDescription);
+}
+
+void addReadMemoryOptions(CLI::App& app, ReadMemoryOptions& options)
+{
+    addText(app, "FILE", options.file, "File to write to, - for standard output; without it a hexdump is printed");
+    addRangeOptions(app, options.range, "Number of bytes; up to the end by default");
+}
+
+void addWriteMemoryOptions(CLI::App& app, WriteMemoryOptions& options)
+{
+    addText(app, "FILE", options.file, "What to write; - for standard input").required();
+    addRangeOptions(app, options.range, "Number of bytes of FILE; all by default");
+    addFlag(app, "--no-verify", options.noVerify, "Do not read back what was written");
+}
+
+void addVerifyMemoryOptions(CLI::App& app, VerifyMemoryOptions& options)
+{
+    addText(app, "FILE", options.file, "What the memory should hold; - for standard input").required();
+    addRangeOptions(app, options.range, "Number of bytes of FILE; all by default");
+}
+
+void readMemory(Context& context, Memory& memory, const ReadMemoryOptions& options)
+{
+    const Extent extent = extentOf(options.range, memory.geometry());
+    const Json fields = fieldsOf(memory, extent);
+    if (options.file.empty()) {
+        context.output().printData(readExtent(context, memory, extent), extent.offset, fields);
+        return;
+    }
+    const Destination destination(context, options.file);
+    std::uint64_t done = 0;
+    const auto job = [&] {
+        readPieces(context, memory, "reading", extent, [&](auto piece) {
+            destination.write(piece);
+            done += piece.size();
+        });
+    };
+    runTelling(context, job,
+               [&] { return fmt::format("{} has the first {} of {} bytes", destination.name(), done, extent.length); });
+    context.output().print({}, fields);
+}
+
+void writeMemory(Context& context, Memory& memory, const WriteMemoryOptions& options)
+{
+    change(context, memory, readImage(options.file, options.range, memory.geometry()), !options.noVerify);
+}
+
+void verifyMemory(Context& context, Memory& memory, const VerifyMemoryOptions& options)
+{
+    const Image image = readImage(options.file, options.range, memory.geometry());
+    context.output().print({}, fieldsOf(memory, image.extent));
+    compare(context, memory, image.file, image.extent, image.bytes, [] { return std::string(); });
+}
+
+void eraseMemory(Context& context, Memory& memory, const RangeOptions& range, bool verifies)
+{
+    const Extent extent = extentOf(range, memory.geometry());
+    change(context, memory, {"erased memory", extent, Bytes(extent.length, ERASED)}, verifies);
+}
+
+} // namespace tool
