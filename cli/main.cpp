@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "command_line.hpp"
 #include "common/terminal.hpp"
@@ -47,7 +48,8 @@ int run(const std::vector<std::string>& arguments)
         output.beginCommand(commandLine.chosenName());
         return reported(output, failure);
     }
-    Context context(options);
+    // Never destroyed: closing the adapter would wait for its reader. The system closes it.
+    Context& context = *new Context(options);
     context.output().beginCommand(commandLine.selected().name);
     try {
         commandLine.selected().run(context);
@@ -57,9 +59,7 @@ int run(const std::vector<std::string>& arguments)
     return 0;
 }
 
-} // namespace
-
-int main(int argumentCount, char** arguments)
+int runOrReport(int argumentCount, char** arguments)
 {
     try {
         terminal::secureStandardStreams();
@@ -75,4 +75,12 @@ int main(int argumentCount, char** arguments)
         terminal::tell(fmt::format("tarvix: {}", error.what()));
         return static_cast<int>(ExitStatus::REFUSED);
     }
+}
+
+} // namespace
+
+// Ends at once: all output is written by then, and a reader that still runs finds everything in place.
+int main(int argumentCount, char** arguments)
+{
+    _exit(runOrReport(argumentCount, arguments));
 }

@@ -15,9 +15,9 @@ namespace {
 
 constexpr int READ_TIMEOUT_MS = 100;
 
-// How long a strict session's reader waits right after a report, doubling to the full length while nothing comes: a
-// session that ends after a command ends at once, and an idle one costs nothing.
-constexpr int READ_TIMEOUT_AFTER_REPORT_MS = 4;
+// How long a strict session's reader waits at first and right after a report, doubling to the full length while nothing
+// comes: a session that ends after a command ends at once, and an idle one costs nothing.
+constexpr int FIRST_READ_TIMEOUT_MS = 4;
 
 // How long the reader waits right after a failed write: the next write has to wait for it. See guarded().
 constexpr int READ_TIMEOUT_AFTER_FAILED_WRITE_MS = 1;
@@ -234,7 +234,8 @@ void HidTransport::readReports(sigset_t applicationSignals) noexcept
 {
     setApplicationSignals(applicationSignals);
     reader() = this;
-    int timeout = READ_TIMEOUT_MS;
+    const int firstTimeout = strict_ ? FIRST_READ_TIMEOUT_MS : READ_TIMEOUT_MS;
+    int timeout = firstTimeout;
     int failures = 0; // in a row
     while (running_) {
         if (writeFailed_.exchange(false)) {
@@ -255,7 +256,7 @@ void HidTransport::readReports(sigset_t applicationSignals) noexcept
         timeout = std::min(2 * timeout, READ_TIMEOUT_MS);
         if (result > 0) {
             onReport_(incoming_);
-            timeout = strict_ ? READ_TIMEOUT_AFTER_REPORT_MS : READ_TIMEOUT_MS;
+            timeout = firstTimeout;
         }
     }
 }

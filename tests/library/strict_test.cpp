@@ -394,6 +394,27 @@ TEST_F(Strict, AFailingWriteOfAPlainSessionDoesNotWaitForIdleReads)
     EXPECT_LT(device->readTimeouts(), 101 * 20);
 }
 
+// A session can end only between two reads.
+TEST_F(Strict, ReadsAreShortWhileASessionMayEndSoon)
+{
+    const auto areShort = [this] { // the first 4 ms long, each later one twice as long
+        const int waited = device->readTimeouts();
+        return waited < 4 << device->reads();
+    };
+    for (const bool strict : {true, false}) {
+        TarvixSDK sdk(LONG_ENOUGH);
+        device->forget();
+        ASSERT_TRUE(sdk.open({.strict = strict}));
+        ASSERT_TRUE(device->settle());
+        EXPECT_EQ(areShort(), strict) << "at first";
+        ASSERT_TRUE(device->waitUntil([](const auto& it) { return it.reads() > 5; })) << "long ones by now";
+        device->forget();
+        device->deliverFrame(hex("00 00 81 10"));
+        ASSERT_TRUE(device->settle());
+        EXPECT_EQ(areShort(), strict) << "after a report";
+    }
+}
+
 // Numbers of the signals in this set, of the ones that programs catch and of the ones that faults raise.
 std::vector<int> members(const sigset_t& set)
 {

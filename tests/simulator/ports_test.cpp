@@ -232,7 +232,7 @@ TEST(PrivateDirectory, OutlivesOnlyItsProgram)
 }
 
 // The programs at a node that holds 63 reports for each: one that reads as soon as its queue may be full, and one that
-// does not read at all.
+// reads nothing until much later, and at last leaves without reading. What it sent before it left counts.
 TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
 {
     const std::string directory = makeDirectory();
@@ -256,11 +256,14 @@ TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
             return handle;
         };
         const auto reader = open();
-        const auto sleeper = open();
+        auto sleeper = open();
+        const auto send = [](const FileDescriptor& handle, std::uint8_t id) {
+            const Bytes request{0x00, 0x17, 0x00, id, 0x00, 0x07, 0x04, 0x03};
+            return ::send(handle.get(), request.data(), request.size(), 0) > 0;
+        };
         Bytes all;
         for (std::uint8_t id = 0; id < 100; ++id) {
-            const Bytes request{0x00, 0x17, 0x00, id, 0x00, 0x07, 0x04, 0x03};
-            ASSERT_GT(::send(reader.get(), request.data(), request.size(), 0), 0);
+            ASSERT_TRUE(send(reader, id));
             all.push_back(id);
         }
         Bytes read;
@@ -269,6 +272,11 @@ TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
         Bytes unread;
         take(sleeper, unread);
         EXPECT_EQ(unread, Bytes(all.begin(), all.begin() + 63));
+        ASSERT_TRUE(send(reader, 100));
+        EXPECT_TRUE(runUntil(loop, [&] { return take(reader, read) == 101; }));
+        ASSERT_TRUE(send(sleeper, 101));
+        sleeper.reset();
+        EXPECT_TRUE(runUntil(loop, [&] { return take(reader, read) == 102; }));
     }
     std::filesystem::remove_all(directory);
 }

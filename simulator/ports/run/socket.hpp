@@ -150,12 +150,13 @@ inline bool sendFields(const FileDescriptor& socket, const Fields& fields, int f
     return ::send(socket.get(), message.data(), message.size(), MSG_NOSIGNAL | flags) >= 0;
 }
 
-// recv, which returns 0 once the other end has closed. The kernel looks at the queue first and for the close second, so
-// 0 may hide a message that was sent just before the close: the second call returns it.
+// recv, which returns 0 once the other end has closed. A message sent just before that may still be queued: the kernel
+// looks at the queue first and for the close second, and when the other end left messages unread it reports ECONNRESET
+// before it hands out ours. The second call returns the message.
 inline ssize_t receiveMessage(int socket, void* data, std::size_t size, int flags)
 {
     const ssize_t count = ::recv(socket, data, size, flags);
-    return count == 0 ? ::recv(socket, data, size, MSG_DONTWAIT) : count;
+    return count == 0 || (count < 0 && errno == ECONNRESET) ? ::recv(socket, data, size, MSG_DONTWAIT) : count;
 }
 
 // The next message; nothing, with errno, when the other end is gone (errno 0) or has not sent it in time (EAGAIN).
