@@ -3,8 +3,9 @@
 // seconds: `bench: JOB OURS FLOOR WORST`, the last of them ours.
 //
 //   job_benchmark time ROUNDS JOB COMMAND... -- COMMAND...   two programs, from start to end: JOB/wall and JOB/cpu
-//   job_benchmark jobs ROUNDS TARVIX                         bulk jobs through the tool and through the library
-//   job_benchmark read flash|eeprom                          the floor of such a job: a program that only reads reports
+//   job_benchmark jobs ROUNDS FLASH TARVIX                   bulk jobs through the tool and through the library; of the
+//                                                            flash so many bytes
+//   job_benchmark read-flash FLASH, read-eeprom              floors of such jobs: programs that only read reports
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -32,9 +33,8 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using Words = std::vector<std::string>;
 
-constexpr std::uint32_t FLASH_SIZE = 1024 * 1024;
 constexpr std::uint32_t LONGEST_PIECE = 65531; // with the read command and its address, what a transfer can have
-constexpr std::uint32_t SHORT_PIECE = 1000;    // with its headers in one report of 1024 bytes
+constexpr std::uint32_t SHORT_PIECES = 256;
 constexpr std::uint8_t EEPROM_BUS = 1;
 constexpr std::uint8_t EEPROM = 0x51;
 constexpr std::uint32_t EEPROM_SIZE = 32 * 1024;
@@ -95,6 +95,7 @@ public:
     }
     ~BareLink() { hid_close(device_); }
     BareLink(const BareLink&) = delete;
+    std::size_t reportSize() const { return reportSize_; }
     BareLink& operator=(const BareLink&) = delete;
 
     // Has them answered, with as many under way as said.
@@ -137,19 +138,25 @@ private:
     std::size_t reportSize_ = 0;
 };
 
-void readBare(const std::string& memory)
+void readBare(const Bytes& init, const std::vector<Bytes>& requests)
 {
-    const bool flash = memory == "flash";
-    std::vector<Bytes> requests;
-    for (std::uint32_t at = 0; flash && at < FLASH_SIZE; at += LONGEST_PIECE) {
-        requests.push_back(flashRead(at, std::min(LONGEST_PIECE, FLASH_SIZE - at)));
-    }
-    for (std::uint32_t at = 0; !flash && at < DUMPED; at += EEPROM_SIZE) {
-        requests.push_back(eepromRead(at, EEPROM_SIZE));
-    }
     BareLink link;
-    link.exchange({flash ? SPI_INIT : I2C_INIT}, 1);
+    link.exchange({init}, 1);
     link.exchange(requests, 2); // the next one waits in the adapter while an answer arrives
+}
+
+void readFlash(std::uint32_t size)
+{
+    std::vector<Bytes> requests;
+    for (std::uint32_t at = 0; at < size; at += LONGEST_PIECE) {
+        requests.push_back(flashRead(at, std::min(LONGEST_PIECE, size - at)));
+    }
+    readBare(SPI_INIT, requests);
+}
+
+void readEeprom()
+{
+    readBare(I2C_INIT, std::vector<Bytes>(DUMPED / EEPROM_SIZE, eepromRead(0, EEPROM_SIZE)));
 }
 
 // ---- Measuring -----------------------------------------------------------------------------------------------------
@@ -283,19 +290,21 @@ void compareFlights(int rounds, const std::string& job, std::initializer_list<in
 
 void flashInFlight(int rounds)
 {
+    // Eight answers fit in the 63 reports that the kernel keeps for a reader.
+    const std::uint32_t size = BareLink().reportSize() == 64 ? 400 : 1000;
     std::vector<Bytes> requests;
-    for (std::uint32_t at = 0; at < FLASH_SIZE; at += SHORT_PIECE) {
-        requests.push_back(flashRead(at, SHORT_PIECE));
+    for (std::uint32_t i = 0; i < SHORT_PIECES; ++i) {
+        requests.push_back(flashRead(i * size, size));
     }
     const auto init = [](TarvixAsyncSDK& sdk, TransactionId id, std::uint32_t) {
         return sdk.spiControllerInit(id, SpiBitOrder::MSB_FIRST, SpiMode::MODE_0, SpiDataWidth::BITS_8,
                                      SpiChipSelect::SELECT_0, SpiChipSelectPolarity::ACTIVE_LOW, 10'000'000);
     };
-    const auto read = [](TarvixAsyncSDK& sdk, TransactionId id, std::uint32_t index) {
-        const std::uint32_t at = index * SHORT_PIECE;
+    const auto read = [size](TarvixAsyncSDK& sdk, TransactionId id, std::uint32_t index) {
+        const std::uint32_t at = index * size;
         Bytes data{3, static_cast<std::uint8_t>(at >> 16), static_cast<std::uint8_t>(at >> 8),
                    static_cast<std::uint8_t>(at)};
-        return sdk.spiTransfer(id, data, SHORT_PIECE + 4);
+        return sdk.spiTransfer(id, data, static_cast<std::uint16_t>(size + 4));
     };
     compareFlights(rounds, "flash", {1, 8}, SPI_INIT, requests, init, read);
 }
@@ -317,14 +326,14 @@ void pagesInFlight(int rounds)
     compareFlights(rounds, "pages", {1, 2, 8}, I2C_INIT, requests, init, write);
 }
 
-void doJobs(int rounds, const std::string& tool)
+void doJobs(int rounds, const std::string& flashSize, const std::string& tool)
 {
-    const Words flash{tool, "spi", "read-flash", "-n", std::to_string(FLASH_SIZE), "--raw"};
-    timePrograms(rounds, "tool/flash", flash, {"/proc/self/exe", "read", "flash"});
+    const Words flash{tool, "spi", "read-flash", "-n", flashSize, "--raw"};
+    timePrograms(rounds, "tool/flash", flash, {"/proc/self/exe", "read-flash", flashSize});
     const Words dump{tool,   "i2c",         "dump", "--bus", "1",  "--clock",
                      "400k", "--reg-bytes", "2",    "0x51",  "-n", std::to_string(DUMPED),
                      "--raw"};
-    timePrograms(rounds, "tool/dump", dump, {"/proc/self/exe", "read", "eeprom"});
+    timePrograms(rounds, "tool/dump", dump, {"/proc/self/exe", "read-eeprom"});
     flashInFlight(rounds);
     pagesInFlight(rounds);
 }
@@ -335,10 +344,12 @@ int main(int count, char** arguments)
 {
     const Words words(arguments + 1, arguments + count);
     try {
-        if (words.size() == 2 && words[0] == "read") {
-            readBare(words[1]);
-        } else if (words.size() == 3 && words[0] == "jobs") {
-            doJobs(std::stoi(words[1]), words[2]);
+        if (words.size() == 2 && words[0] == "read-flash") {
+            readFlash(static_cast<std::uint32_t>(std::stoul(words[1])));
+        } else if (words == Words{"read-eeprom"}) {
+            readEeprom();
+        } else if (words.size() == 4 && words[0] == "jobs") {
+            doJobs(std::stoi(words[1]), words[2], words[3]);
         } else {
             const auto floor = std::ranges::find(words, "--");
             require(words.size() > 5 && words[0] == "time" && floor != words.end(), "see the head of its source");
