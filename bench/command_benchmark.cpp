@@ -295,7 +295,7 @@ void adapters(benchmark::State& state)
 }
 BENCHMARK(adapters)->Arg(1)->Arg(8)->Arg(64)->UseRealTime();
 
-// Sessions that end, all of them right after a command.
+// Sessions after a command, their readers waiting for the next report.
 std::vector<Exchange> used(MakeExchange make, int count)
 {
     std::vector<Exchange> exchanges;
@@ -303,6 +303,7 @@ std::vector<Exchange> used(MakeExchange make, int count)
         exchanges.push_back(make());
         exchanges.back()();
     }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
     return exchanges;
 }
 

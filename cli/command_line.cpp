@@ -1,8 +1,10 @@
 #include "command_line.hpp"
 
+#include <algorithm>
 #include <utility>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
 #include <fmt/format.h>
 
 #include "arguments/numbers.hpp"
@@ -39,11 +41,11 @@ const CLI::App& deepest(const CLI::App& app)
 // A command of a batch.
 void runLine(Context& context, const std::vector<std::string>& words)
 {
-    CommandLine commandLine;
+    CommandLine commandLine(words);
     std::string text;
     bool runs = false;
     try {
-        runs = commandLine.parseLine(words, text);
+        runs = commandLine.parseLine(text);
     } catch (const Failure&) {
         context.output().beginCommand(commandLine.chosenName());
         throw;
@@ -54,17 +56,29 @@ void runLine(Context& context, const std::vector<std::string>& words)
     } else if (commandLine.chosenName() == "batch") {
         throw UsageError("a batch cannot run a batch");
     } else {
-        commandLine.selected().run(context);
+        commandLine.run(context);
     }
+}
+
+std::vector<std::string> withoutHelpWord(std::vector<std::string> words)
+{
+    if (!words.empty() && words.front() == "help") {
+        words.erase(words.begin());
+        words.emplace_back("--help");
+    }
+    return words;
 }
 
 } // namespace
 
-Commands Commands::group(const std::string& name, const std::string& description)
+void Commands::group(const std::string& name, const std::string& description, void (*fill)(Commands& family))
 {
     CLI::App* family = app_.add_subcommand(name, description);
     family->require_subcommand(1)->fallthrough();
-    return {*family, selected_};
+    if (std::find(words_.begin(), words_.end(), name) != words_.end()) {
+        Commands commands(*family, selected_, words_);
+        fill(commands);
+    }
 }
 
 CLI::App& Commands::addCommand(const std::string& name, const std::string& description,
@@ -84,12 +98,13 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
     return *command;
 }
 
-CommandLine::CommandLine()
-    : app_(std::make_unique<CLI::App>("Drive I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix"))
+CommandLine::CommandLine(std::vector<std::string> words)
+    : words_(withoutHelpWord(std::move(words))),
+      app_(std::make_unique<CLI::App>("Drive I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix"))
 {
     app_->require_subcommand(1);
     app_->formatter(helpFormatter());
-    Commands commands(*app_, selected_);
+    Commands commands(*app_, selected_, words_);
     addAdapterCommands(commands);
     addDoctorCommand(commands);
     addRailCommands(commands);
@@ -104,29 +119,41 @@ CommandLine::CommandLine()
 
 CommandLine::~CommandLine() = default;
 
-bool CommandLine::parseProgram(const std::vector<std::string>& arguments, GlobalOptions& options, std::string& text)
+bool CommandLine::parseProgram(GlobalOptions& options, std::string& text)
 {
     app_->set_version_flag("-V,--version", "tarvix " TARVIXSDK_VERSION);
     addText(*app_, "-a,--adapter", options.adapter, "Adapter to use: serial number, path:PATH or index:N")
         .valueName("SELECTOR")
         .orFromVariable("TARVIX_ADAPTER");
-    addNumber(*app_, "--timeout", options.timeoutMs, {1, 24 * 60 * 60 * 1000}, "Milliseconds to wait for each answer");
-    addPeriod(*app_, "--wait", options.wait, "Wait this long for an adapter that another program is using: 500ms, 2s");
+    addPeriod(*app_, "--timeout", options.timeout, {1, PERIOD.high}, "Wait this long for each answer: 500ms, 2s");
+    addPeriod(*app_, "--wait", options.wait, PERIOD,
+              "Wait this long for an adapter that another program is using: 500ms, 2s");
     addFlag(*app_, "--shared", options.shared,
             "Use the adapter beside other programs; safe only for one that just listens");
     addFlag(*app_, "--json", options.json, "Print JSON: one object per run, or per line of a stream; errors included");
     addFlag(*app_, "-v,--verbose", options.verbose, "Report setup steps on standard error");
     app_->footer(
-        "'tarvix COMMAND --help' explains a command and gives examples. The options above may also follow it.\n"
+        "'tarvix help COMMAND' explains a command and gives examples. The options above may also follow it.\n"
         "Exit status: 0 done, 1 refused by the adapter or the bus, 2 usage error, 3 no adapter, 4 several\n"
         "adapters and none chosen, 5 permission denied, 6 no answer in time, 7 adapter lost, 8 adapter in use,\n"
         "130 interrupted.");
-    return parse(arguments, text);
+    return parse(text);
 }
 
-bool CommandLine::parseLine(const std::vector<std::string>& words, std::string& text)
+bool CommandLine::parseLine(std::string& text)
 {
-    return parse(words, text);
+    return parse(text);
+}
+
+void CommandLine::run(Context& context) const
+{
+    context.output().beginCommand(selected_.name);
+    const CLI::Option* const raw = deepest(*app_).get_option_no_throw("--raw");
+    if (context.output().json() && raw != nullptr && raw->count() > 0) {
+        throw UsageError("--raw: cannot be combined with --json", "use one of them");
+    }
+    selected_.run(context);
+    context.output().end();
 }
 
 std::string CommandLine::chosenName() const
@@ -135,11 +162,11 @@ std::string CommandLine::chosenName() const
     return &command == app_.get() ? "" : nameOf(command);
 }
 
-bool CommandLine::parse(const std::vector<std::string>& arguments, std::string& text)
+bool CommandLine::parse(std::string& text)
 {
     try {
         // CLI11 takes the words from the back.
-        app_->parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        app_->parse(std::vector<std::string>(words_.rbegin(), words_.rend()));
         return true;
     } catch (const CLI::CallForHelp&) {
         text = app_->help();
@@ -170,6 +197,10 @@ void CommandLine::throwUsageError(const CLI::ParseError& error) const
     std::string message = error.what();
     if (const auto lineEnd = message.find('\n'); lineEnd != std::string::npos) {
         message.resize(lineEnd);
+    }
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) {
+        const bool several = message.find("At Most") != std::string::npos;
+        message = message.substr(0, message.find(':')) + (several ? ": given more than once" : ": needs a value");
     }
     throw UsageError(message, advice);
 }

@@ -1,4 +1,4 @@
-// The whole command line: the tree of commands, built anew for each line that is parsed.
+// One command line, and of the tree of commands what it names.
 #pragma once
 
 #include <memory>
@@ -16,27 +16,29 @@ namespace tool {
 
 class CommandLine {
 public:
-    CommandLine();
+    explicit CommandLine(std::vector<std::string> words); // without "tarvix"
     ~CommandLine();
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
     // For the program: with --adapter, --json and the like. Returns false when there is nothing to run because help
     // or the version was asked for; they are in `text`. Throws UsageError.
-    bool parseProgram(const std::vector<std::string>& arguments, GlobalOptions& options, std::string& text);
+    bool parseProgram(GlobalOptions& options, std::string& text);
 
     // For one line of a batch, which has no global options.
-    bool parseLine(const std::vector<std::string>& words, std::string& text);
+    bool parseLine(std::string& text);
 
     // The command that was recognised so far, also of a line that could not be parsed; empty for none.
     std::string chosenName() const;
 
-    const Selected& selected() const { return selected_; }
+    // Runs the chosen command and ends its output. What it throws is for the caller to report.
+    void run(Context& context) const;
 
 private:
-    bool parse(const std::vector<std::string>& arguments, std::string& text);
+    bool parse(std::string& text);
     [[noreturn]] void throwUsageError(const CLI::ParseError& error) const;
 
+    const std::vector<std::string> words_;
     std::unique_ptr<CLI::App> app_;
     Selected selected_;
 };

@@ -36,10 +36,10 @@ int run(const std::vector<std::string>& arguments)
     // What --json changes must hold for errors in the command line, too.
     GlobalOptions options;
     options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
-    CommandLine commandLine;
+    CommandLine commandLine(arguments);
     try {
         std::string text;
-        if (!commandLine.parseProgram(arguments, options, text)) {
+        if (!commandLine.parseProgram(options, text)) {
             Output(false).write(text);
             return 0;
         }
@@ -50,9 +50,8 @@ int run(const std::vector<std::string>& arguments)
     }
     // Never destroyed: closing the adapter would wait for its reader. The system closes it.
     Context& context = *new Context(options);
-    context.output().beginCommand(commandLine.selected().name);
     try {
-        commandLine.selected().run(context);
+        commandLine.run(context);
     } catch (const Failure& failure) {
         return reported(context.output(), failure);
     }

@@ -55,7 +55,7 @@ TarvixSDK& Context::sdk()
     if (!sdk_) {
         // Always a path, so that exactly the chosen adapter is opened whatever else carries its serial number.
         adapter_ = chooseAdapter(options_.adapter);
-        auto sdk = std::make_unique<TarvixSDK>(options_.timeoutMs);
+        auto sdk = std::make_unique<TarvixSDK>(static_cast<int>(options_.timeout.count()));
         OpenOptions open;
         open.path = adapter_->path;
         open.exclusive = !options_.shared;
@@ -64,6 +64,7 @@ TarvixSDK& Context::sdk()
             throwOpenFailure(result);
         }
         sdk_ = std::move(sdk);
+        output_.nameAdapter(adapter_->selector);
         note(fmt::format("opened adapter {} at {}", adapter_->selector, adapter_->path));
     }
     return *sdk_;
@@ -92,7 +93,7 @@ void Context::check(StatusCode status, std::string_view action, std::string_view
     switch (status) {
     case StatusCode::NO_RESPONSE:
         exitStatus = ExitStatus::NO_ANSWER;
-        remedy = fmt::format("no answer within {} ms: raise --timeout or replug the adapter", options_.timeoutMs);
+        remedy = fmt::format("no answer within {} ms: raise --timeout or replug the adapter", options_.timeout.count());
         break;
     case StatusCode::ADAPTER_LOST:
         exitStatus = ExitStatus::ADAPTER_LOST;

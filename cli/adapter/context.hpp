@@ -17,7 +17,7 @@ namespace tool {
 
 struct GlobalOptions {
     std::string adapter;                           // selector; empty for the only one
-    int timeoutMs = 2000;                          // of each exchange
+    std::chrono::milliseconds timeout{2000};       // of each exchange
     std::optional<std::chrono::milliseconds> wait; // for an adapter that another program is using
     bool shared = false;                           // take no lock
     bool json = false;

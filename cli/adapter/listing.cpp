@@ -71,7 +71,7 @@ Adapter chooseAdapter(std::string_view selector)
 {
     const std::vector<Adapter> adapters = attachedAdapters();
     if (adapters.empty()) {
-        throw Failure(ExitStatus::NO_ADAPTER, "no adapter is attached", "plug one in or run 'tarvix doctor'");
+        throw Failure(ExitStatus::NO_ADAPTER, "no adapter is attached", "plug one in, or run 'tarvix doctor'");
     }
     std::vector<Adapter> matches;
     if (selector.starts_with("index:")) {

@@ -13,7 +13,7 @@ constexpr std::array DEVICE_STATUSES{
     DeviceStatusInfo{DeviceStatus::UNKNOWN_COMMAND, "UNKNOWN_COMMAND",
                      "the firmware does not know this command: update it"},
     DeviceStatusInfo{DeviceStatus::MALFORMED_FRAME, "MALFORMED_FRAME",
-                     "the adapter could not parse the request: run 'tarvix doctor'"},
+                     "the adapter could not parse the request: update its firmware or this program"},
     DeviceStatusInfo{DeviceStatus::BAD_PARAMETER, "BAD_PARAMETER",
                      "the adapter does not support one of the values: see the command's --help"},
     DeviceStatusInfo{DeviceStatus::BAD_BUS, "BAD_BUS", "the adapter has no such port: choose another"},

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "arguments/numbers.hpp"
 #include "console/errors.hpp"
 #include "console/interrupt.hpp"
 
@@ -19,8 +20,9 @@ bool filesRefused = false;
 
 class Input {
 public:
-    Input(std::string_view what, std::string name)
-        : what_(what), name_(std::move(name)), descriptor_(isStandard() ? STDIN_FILENO : open(name_.c_str(), O_RDONLY))
+    // `name` is what errors call it.
+    Input(std::string_view what, int descriptor, std::string_view name)
+        : what_(what), name_(name), descriptor_(descriptor)
     {
         if (descriptor_ < 0) {
             fail();
@@ -56,35 +58,72 @@ public:
     }
 
 private:
-    bool isStandard() const { return std::string_view(name_) == "-"; }
-
     [[noreturn]] void fail() const
     {
-        const std::string reason = std::generic_category().message(errno);
-        throw UsageError(fmt::format("{}: {}: {}", what_, isStandard() ? "standard input" : name_, reason));
+        throw UsageError(fmt::format("{}: {}: {}", what_, name_, std::generic_category().message(errno)));
     }
 
     std::string_view what_;
-    std::string name_;
+    std::string_view name_;
     int descriptor_;
 };
 
-// "5" and "0x5" are one byte; other words have two digits a byte, in the order of the bytes.
-void appendHex(std::string_view what, std::string_view word, Bytes& bytes)
+bool isHex(std::string_view text)
 {
-    const bool prefixed = word.starts_with("0x") || word.starts_with("0X");
-    const std::string_view digits = prefixed ? word.substr(2) : word;
-    if (digits.empty() || digits.find_first_not_of("0123456789abcdefABCDEF") != std::string_view::npos) {
-        throw UsageError(fmt::format("{}: '{}' is not hex", what, word), fmt::format("use {}", DATA_HELP));
-    }
-    if (digits.size() > 1 && digits.size() % 2 != 0) {
-        throw UsageError(fmt::format("{}: '{}' has an odd number of hex digits", what, word));
+    return !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
+void appendHex(std::string_view what, std::string_view word, std::string_view digits, Bytes& bytes)
+{
+    if (!isHex(digits) || digits.size() % 2 != 0) {
+        throw UsageError(fmt::format("{}: '{}': two hex digits make a byte", what, word));
     }
     for (std::size_t i = 0; i < digits.size(); i += 2) {
-        const std::string_view pair = digits.substr(i, 2);
-        std::uint8_t byte = 0;
-        std::from_chars(pair.data(), pair.data() + pair.size(), byte, 16);
-        bytes.push_back(byte);
+        std::from_chars(digits.data() + i, digits.data() + i + 2, bytes.emplace_back(), 16);
+    }
+}
+
+// C's escapes that a message to a device needs.
+void appendText(std::string_view what, std::string_view text, Bytes& bytes)
+{
+    constexpr std::string_view ESCAPES = "0tnre\\";
+    constexpr std::string_view MEANT{"\0\t\n\r\x1B\\", ESCAPES.size()};
+    while (!text.empty()) {
+        std::string_view piece = text.substr(0, 1);
+        if (piece != "\\") {
+            bytes.push_back(static_cast<std::uint8_t>(piece.front()));
+        } else if (piece = text.substr(0, 4);
+                   piece.substr(1, 1) == "x" && isHex(piece.substr(2)) && piece.size() == 4) {
+            appendHex(what, piece, piece.substr(2), bytes);
+        } else if (piece = text.substr(0, 2); piece.size() == 2 && ESCAPES.find(piece[1]) != std::string_view::npos) {
+            bytes.push_back(static_cast<std::uint8_t>(MEANT[ESCAPES.find(piece[1])]));
+        } else {
+            throw UsageError(fmt::format("{}: '{}' is not an escape", what, text.substr(0, 4)),
+                             R"(use \r, \n, \t, \e, \0, \\ or \xHH)");
+        }
+        text.remove_prefix(piece.size());
+    }
+}
+
+// What to write instead of a word that is not a byte.
+std::string adviceFor(std::string_view word)
+{
+    if (word == "-") {
+        return "write @- for standard input";
+    }
+    const bool isBareHex = isHex(word) && word.find_first_not_of("0123456789") != std::string_view::npos;
+    if (isBareHex) {
+        return fmt::format("write {}{}", word.size() > 2 ? "hex:" : "0x", word);
+    }
+    return fmt::format("use {}", DATA_HELP);
+}
+
+void appendNumber(std::string_view what, std::string_view word, Bytes& bytes)
+{
+    try {
+        bytes.push_back(static_cast<std::uint8_t>(parseNumber(what, word, BYTE)));
+    } catch (const UsageError& error) {
+        throw UsageError(error.what(), adviceFor(word));
     }
 }
 
@@ -92,18 +131,23 @@ void appendHex(std::string_view what, std::string_view word, Bytes& bytes)
 
 Bytes readData(std::string_view what, const std::vector<std::string>& words, std::size_t limit, bool mayBeEmpty)
 {
+    constexpr std::string_view HEX = "hex:";
+    constexpr std::string_view TEXT = "text:";
     Bytes bytes;
     for (const std::string& word : words) {
-        if (word == "-") {
-            Input(what, word).appendTo(bytes, limit);
+        if (word == "@-") {
+            Input(what, STDIN_FILENO, "standard input").appendTo(bytes, limit);
         } else if (word.starts_with('@')) {
             if (filesRefused) {
                 throw UsageError(fmt::format("{}: '{}' is a file, and --no-files refuses those", what, word));
             }
-            // A file named "-" is a file: only the bare word means standard input.
-            Input(what, word == "@-" ? "./-" : word.substr(1)).appendTo(bytes, limit);
+            Input(what, ::open(word.c_str() + 1, O_RDONLY | O_CLOEXEC), word.substr(1)).appendTo(bytes, limit);
+        } else if (word.starts_with(HEX)) {
+            appendHex(what, word, std::string_view(word).substr(HEX.size()), bytes);
+        } else if (word.starts_with(TEXT)) {
+            appendText(what, std::string_view(word).substr(TEXT.size()), bytes);
         } else {
-            appendHex(what, word, bytes);
+            appendNumber(what, word, bytes);
         }
         if (bytes.size() > limit) {
             throw UsageError(fmt::format("{}: more than {} bytes", what, limit));

@@ -1,4 +1,4 @@
-// Bytes on the command line: hex words, the content of a file, or standard input.
+// Bytes on the command line: numbers, hex digits, text, the content of a file, or standard input.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@ namespace tool {
 using Bytes = std::vector<std::uint8_t>;
 
 // What DATA arguments accept, for descriptions.
-inline constexpr const char* DATA_HELP = "hex words (12 0x34 deadbeef), @FILE, or - for standard input";
+inline constexpr const char* DATA_HELP = "numbers (18 0x34), hex:DIGITS, text:TEXT, @FILE, or @- for standard input";
 
 // The bytes of all words, in order. At most `limit` bytes, and none only if `mayBeEmpty`. Throws UsageError naming
 // `what` and the word. Call it when the command runs, not while arguments are parsed: it may wait for input.

@@ -88,6 +88,20 @@ std::uint64_t parseNumber(std::string_view what, std::string_view text, Range ra
     return *value;
 }
 
+std::uint64_t parseSize(std::string_view what, std::string_view text, Range range)
+{
+    static const Units units{{"k", 1 << 10}, {"K", 1 << 10}, {"KiB", 1 << 10}, {"M", 1 << 20}, {"MiB", 1 << 20}};
+    auto value = number(text);
+    if (!value) {
+        value = quantity(text, units);
+    }
+    if (!value) {
+        throw UsageError(fmt::format("{}: '{}' is not a size such as 4096, 0x1000, 4k or 1M", what, text));
+    }
+    requireInRange(what, text, *value, range);
+    return *value;
+}
+
 std::uint64_t parseFrequency(std::string_view what, std::string_view text, Range range)
 {
     static const Units units{{"", 1},      {"Hz", 1},    {"k", 1e3}, {"K", 1e3},
@@ -100,17 +114,14 @@ std::uint64_t parseFrequency(std::string_view what, std::string_view text, Range
     return *value;
 }
 
-std::chrono::milliseconds parsePeriod(std::string_view what, std::string_view text)
+std::chrono::milliseconds parsePeriod(std::string_view what, std::string_view text, Range range)
 {
     static const Units units{{"", 1}, {"ms", 1}, {"s", 1e3}};
-    constexpr std::uint64_t DAY = 24 * 60 * 60 * 1000;
     const auto value = quantity(text, units);
     if (!value) {
         throw UsageError(fmt::format("{}: '{}' is not a period such as 500, 500ms or 2s", what, text));
     }
-    if (*value > DAY) {
-        throw UsageError(fmt::format("{}: {} is out of range, at most {}ms", what, text, DAY));
-    }
+    requireInRange(what, text, *value, range);
     return std::chrono::milliseconds(*value);
 }
 

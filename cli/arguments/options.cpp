@@ -122,23 +122,6 @@ AddedOption addNumbers(CLI::App& app, const char* names, std::vector<unsigned>& 
         detail::Words::MANY);
 }
 
-AddedOption addFrequency(CLI::App& app, const char* names, std::uint32_t& target, Range range,
-                         const std::string& description)
-{
-    return detail::addParsed(app, names, "HZ", std::to_string(target), description,
-                             [&target, range](std::string_view what, const std::string& word) {
-                                 target = static_cast<std::uint32_t>(parseFrequency(what, word, range));
-                             });
-}
-
-AddedOption addPeriod(CLI::App& app, const char* names, std::optional<std::chrono::milliseconds>& target,
-                      const std::string& description)
-{
-    return detail::addParsed(
-        app, names, "PERIOD", {}, description,
-        [&target](std::string_view what, const std::string& word) { target = parsePeriod(what, word); });
-}
-
 std::shared_ptr<CLI::FormatterBase> helpFormatter()
 {
     return std::make_shared<HelpFormatter>();

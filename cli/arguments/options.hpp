@@ -65,37 +65,66 @@ AddedOption addParsed(CLI::App& app, const char* names, const std::string& value
 template <class T>
 struct Plain {
     using type = T;
-    static std::string defaultText(T value) { return std::to_string(value); }
 };
 template <class T>
 struct Plain<std::optional<T>> {
     using type = T;
-    static std::string defaultText(const std::optional<T>&) { return {}; }
 };
+
+template <class T>
+std::string defaultText(const T& value)
+{
+    return std::to_string(value);
+}
+template <class T>
+std::string defaultText(const std::optional<T>&)
+{
+    return {};
+}
+inline std::string defaultText(std::chrono::milliseconds period)
+{
+    return std::to_string(period.count());
+}
+
+// `parse` takes what addParsed's `take` does, and a range.
+template <class T, class Parse>
+AddedOption addQuantity(CLI::App& app, const char* names, const char* valueName, T& target, Range range,
+                        const std::string& description, Parse parse)
+{
+    return addParsed(app, names, valueName, defaultText(target), description,
+                     [&target, range, parse](std::string_view what, const std::string& word) {
+                         target = static_cast<typename Plain<T>::type>(parse(what, word, range));
+                     });
+}
 
 } // namespace detail
 
-// `target` is an unsigned integer, whose value is shown as the default, or an optional one, which stays empty when the
-// option is absent.
+// Each of these: `target` is a value, which is shown as the default, or an optional one, which stays empty when the
+// option is absent. Help names the unit that a plain number has.
 template <class T>
 AddedOption addNumber(CLI::App& app, const char* names, T& target, Range range, const std::string& description)
 {
-    using Plain = detail::Plain<T>;
-    return detail::addParsed(app, names, "NUMBER", Plain::defaultText(target), description,
-                             [&target, range](std::string_view what, const std::string& word) {
-                                 target = static_cast<typename Plain::type>(parseNumber(what, word, range));
-                             });
+    return detail::addQuantity(app, names, "NUMBER", target, range, description, parseNumber);
+}
+template <class T>
+AddedOption addSize(CLI::App& app, const char* names, T& target, Range range, const std::string& description)
+{
+    return detail::addQuantity(app, names, "BYTES", target, range, description, parseSize);
+}
+template <class T>
+AddedOption addFrequency(CLI::App& app, const char* names, T& target, Range range, const std::string& description)
+{
+    return detail::addQuantity(app, names, "HZ", target, range, description, parseFrequency);
+}
+template <class T>
+AddedOption addPeriod(CLI::App& app, const char* names, T& target, Range range, const std::string& description)
+{
+    return detail::addQuantity(app, names, "MS", target, range, description, parsePeriod);
 }
 
 // One or more numbers, each a word.
 AddedOption addNumbers(CLI::App& app, const char* names, std::vector<unsigned>& target, Range range,
                        const std::string& description);
-
-AddedOption addFrequency(CLI::App& app, const char* names, std::uint32_t& target, Range range,
-                         const std::string& description);
-
-AddedOption addPeriod(CLI::App& app, const char* names, std::optional<std::chrono::milliseconds>& target,
-                      const std::string& description);
 
 // The name of `target`'s value is shown as the default. `choices` must live as long as the command.
 template <class T>

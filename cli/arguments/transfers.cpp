@@ -38,7 +38,7 @@ void addReadOptions(CLI::App& app, ReadOptions& options)
     addText(app, "REGISTER", options.reg.text,
             "First register; by default the target continues from its current position");
     addNumber(app, "--reg-bytes", options.reg.bytes, {1, 4}, "Size of the register address in bytes");
-    addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Number of bytes to read");
+    addSize(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Number of bytes to read");
     addRaw(app, options.raw);
 }
 

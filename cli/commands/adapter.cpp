@@ -72,8 +72,7 @@ void info(Context& context, const NoOptions&)
     const Backend backend = currentBackend();
     text += fmt::format("library:     tarvixsdk {}\nhidapi:      {} ({})\n", TarvixSDK::getVersion(), backend.version,
                         backend.library);
-    context.output().print(text, {{"selector", adapter.selector},
-                                  {"path", adapter.path},
+    context.output().print(text, {{"path", adapter.path},
                                   {"report_size", adapter.reportSize},
                                   {"strings", texts},
                                   {"library", TarvixSDK::getVersion()},
@@ -127,7 +126,7 @@ void reset(Context& context, const ResetOptions& options)
                           "plug it back in");
         }
     }
-    context.output().print(fmt::format("{}: reset", adapter.selector), {{"adapter", adapter.selector}});
+    context.output().print(fmt::format("{}: reset", adapter.selector), Json::object());
 }
 
 struct BootOptions {
@@ -160,7 +159,7 @@ void boot(Context& context, const BootOptions& options)
     if (!waitFor(LEAVE_LIMIT, [&] { return !isListed(adapter.path); })) {
         throw Failure(ExitStatus::REFUSED, "the adapter is still on the USB bus", "run 'tarvix doctor'");
     }
-    context.output().print(fmt::format("{}: in boot mode", adapter.selector), {{"adapter", adapter.selector}});
+    context.output().print(fmt::format("{}: in boot mode", adapter.selector), Json::object());
 }
 
 } // namespace

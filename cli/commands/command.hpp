@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,10 +27,15 @@ using Examples = std::vector<std::string_view>; // each a whole shell command: "
 
 class Commands {
 public:
-    Commands(CLI::App& app, Selected& selected) : app_(app), selected_(selected) {}
+    // `words` are the command line's.
+    Commands(CLI::App& app, Selected& selected, std::span<const std::string> words)
+        : app_(app), selected_(selected), words_(words)
+    {
+    }
 
-    // A family: a command that has sub-commands.
-    Commands group(const std::string& name, const std::string& description);
+    // A family: a command that has sub-commands. `fill` adds them, unless no word names the family: the line can then
+    // reach none of them, and making all costs more than most commands do.
+    void group(const std::string& name, const std::string& description, void (*fill)(Commands& family));
 
     template <class Options>
     struct Added {
@@ -54,6 +60,7 @@ private:
 
     CLI::App& app_;
     Selected& selected_;
+    std::span<const std::string> words_;
 };
 
 // For commands that have none.

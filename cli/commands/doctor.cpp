@@ -29,8 +29,33 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* RULE_ADVICE = "sudo cp packaging/udev/70-tarvix.rules /etc/udev/rules.d/ && sudo udevadm control "
-                                    "--reload, then replug the adapter";
+constexpr const char* RULE_NAME = "70-tarvix.rules";
+
+// Where the rule is that came with this program, installed or built.
+std::optional<fs::path> shippedRule()
+{
+    std::error_code ignored;
+    for (fs::path folder = fs::read_symlink("/proc/self/exe", ignored); folder.has_relative_path();) {
+        folder = folder.parent_path();
+        for (const char* place : {"lib/udev/rules.d", "packaging/udev"}) {
+            if (fs::exists(folder / place / RULE_NAME, ignored)) {
+                return folder / place / RULE_NAME;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+// What other commands say ends with sending people here.
+std::string withoutDoctor(std::string advice)
+{
+    for (const std::string_view end : {"run 'tarvix doctor'", " or ", ","}) {
+        if (advice.size() >= end.size() && advice.compare(advice.size() - end.size(), end.size(), end) == 0) {
+            advice.resize(advice.size() - end.size());
+        }
+    }
+    return advice;
+}
 
 class Report {
 public:
@@ -42,9 +67,10 @@ public:
     // The first failure decides the exit status.
     void fail(std::string_view check, const Failure& failure)
     {
-        add("FAIL", check, failure.what(), failure.advice());
+        const Failure here(failure.exitStatus(), failure.what(), withoutDoctor(failure.advice()));
+        add("fail", check, here.what(), here.advice());
         if (!failure_) {
-            failure_ = failure;
+            failure_ = here;
         }
     }
 
@@ -54,7 +80,8 @@ public:
 private:
     void add(const char* result, std::string_view check, const std::string& finding, const std::string& advice)
     {
-        text_ += fmt::format("{:<4}  {}: {}\n", result, check, terminal::printable(finding));
+        const bool failed = std::string_view(result) == "fail";
+        text_ += fmt::format("{:<4}  {}: {}\n", failed ? "FAIL" : result, check, terminal::printable(finding));
         Json row{{"check", check}, {"result", result}, {"finding", finding}};
         if (!advice.empty()) {
             text_ += fmt::format("      {}\n", advice);
@@ -106,14 +133,19 @@ void checkNode(const Adapter& adapter, Report& report)
 void checkRule(Report& report)
 {
     for (const char* directory : {"/etc/udev/rules.d", "/usr/lib/udev/rules.d", "/lib/udev/rules.d"}) {
-        const fs::path rule = fs::path(directory) / "70-tarvix.rules";
+        const fs::path rule = fs::path(directory) / RULE_NAME;
         std::error_code ignored;
         if (fs::exists(rule, ignored)) {
             report.ok("udev rule", rule.string());
             return;
         }
     }
-    report.note("udev rule", "70-tarvix.rules is not installed", RULE_ADVICE);
+    const auto shipped = shippedRule();
+    report.note("udev rule", fmt::format("{} is not installed", RULE_NAME),
+                shipped ? fmt::format("sudo cp {} /etc/udev/rules.d/ && sudo udevadm control --reload && "
+                                      "sudo udevadm trigger --subsystem-match=hidraw",
+                                      shipped->string())
+                        : "install the package that it comes with");
 }
 
 std::string firstLineOf(const fs::path& file)

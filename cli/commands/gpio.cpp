@@ -207,7 +207,7 @@ void addWatch(Commands& gpio)
 {
     auto [app, options] = gpio.add<WatchOptions>(
         "watch", "Print a time-stamped line for each edge, until Ctrl-C", watch,
-        {"tarvix gpio watch 3 --idle-timeout 200ms", "tarvix gpio watch -e rising -n 1 --idle-timeout 200ms 3 4"});
+        {"tarvix gpio watch 3 --idle-timeout 200ms", "tarvix gpio watch -e rising --idle-timeout 200ms 3 4"});
     addNumbers(app, "PIN", options.pins, PIN, "Pins to watch, 0 to 7").required();
     addChoice(app, "-e,--edge", options.edge, EDGES, "Edges to report");
     addChoice(app, "-b,--bias", options.bias, BIASES, "First make the pins inputs with this bias");
@@ -218,10 +218,11 @@ void addWatch(Commands& gpio)
 
 void addGpioCommands(Commands& commands)
 {
-    Commands gpio = commands.group("gpio", "GPIO pins: read, drive and watch");
-    addGet(gpio);
-    addSet(gpio);
-    addWatch(gpio);
+    commands.group("gpio", "GPIO pins: read, drive and watch", [](Commands& gpio) {
+        addGet(gpio);
+        addSet(gpio);
+        addWatch(gpio);
+    });
 }
 
 } // namespace tool

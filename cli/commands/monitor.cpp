@@ -28,7 +28,7 @@ void addMonitorCommand(Commands& commands)
 {
     auto [app, options] = commands.add<StreamOptions>(
         "monitor", "Print events as the adapter reports them: pin edges, UART data, I3C interrupts and hot-joins",
-        monitor, {"tarvix monitor --idle-timeout 200ms", "tarvix monitor -n 1 --idle-timeout 200ms --json"});
+        monitor, {"tarvix monitor --idle-timeout 200ms", "tarvix monitor --idle-timeout 200ms --json"});
     addStreamOptions(app, options);
 }
 

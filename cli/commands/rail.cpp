@@ -86,18 +86,20 @@ void set(Context& context, const SetOptions& options)
 
 void addRailCommands(Commands& commands)
 {
-    Commands rail = commands.group("rail", "Pin supplies: the shared rail (I2C, SPI, UART, GPIO) and the I3C rail");
-    rail.add<NoOptions>("show", "Print the measured voltages", show, {"tarvix rail show", "tarvix rail show --json"});
+    commands.group("rail", "Pin supplies: the shared rail (I2C, SPI, UART, GPIO) and the I3C rail", [](Commands& rail) {
+        rail.add<NoOptions>("show", "Print the measured voltages", show,
+                            {"tarvix rail show", "tarvix rail show --json"});
 
-    auto [app, options] = rail.add<SetOptions>(
-        "set", "Set a rail's voltage or source, then print the measured voltages", set,
-        {"tarvix rail set shared 3.3V", "tarvix rail set i3c 1800mV internal", "tarvix rail set shared external"});
-    addChoice(app, "RAIL", options.rail, RAILS, "Rail to set").required();
-    addTexts(app, "VALUE", options.values, "Voltage (3300, 3300mV, 3.3V), source (internal, external) or both")
-        .required()
-        .words(1, 2);
-    addFlag(app, "--flag", options.flag,
-            "Set the option bit of the shared rail; its meaning is defined by the firmware");
+        auto [app, options] = rail.add<SetOptions>(
+            "set", "Set a rail's voltage or source, then print the measured voltages", set,
+            {"tarvix rail set shared 3.3V", "tarvix rail set i3c 1800mV internal", "tarvix rail set shared external"});
+        addChoice(app, "RAIL", options.rail, RAILS, "Rail to set").required();
+        addTexts(app, "VALUE", options.values, "Voltage (3300, 3300mV, 3.3V), source (internal, external) or both")
+            .required()
+            .words(1, 2);
+        addFlag(app, "--flag", options.flag,
+                "Set the option bit of the shared rail; its meaning is defined by the firmware");
+    });
 }
 
 } // namespace tool

@@ -189,11 +189,10 @@ void addTransfer(Commands& spi)
 {
     auto [app, options] =
         spi.add<TransferOptions>("transfer", "Exchange bytes in one transaction and print those received", transfer,
-                                 {"tarvix spi transfer --select 1 12 34 deadbeef", "tarvix spi transfer 0x9f -n 4",
-                                  "printf hello | tarvix spi transfer --select 1 --raw -"});
+                                 {"tarvix spi transfer --select 1 0x9f hex:deadbeef", "tarvix spi transfer 0x9f -n 4",
+                                  "printf hello | tarvix spi transfer --select 1 --raw @-"});
     addData(app, options.data, "Bytes to send");
-    addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER},
-              "Total number of bytes to exchange; zeros pad DATA");
+    addSize(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Total number of bytes to exchange; zeros pad DATA");
     addRaw(app, options.raw);
     addChipOptions(app, options.controller);
     addChoice(app, "--bit-order", options.controller.bitOrder, BIT_ORDERS, "Bit sent first");
@@ -214,7 +213,7 @@ void addReadFlash(Commands& spi)
                                   {"tarvix spi read-flash", "tarvix spi read-flash 0x1000 -n 64",
                                    "tarvix spi read-flash -n 0x100000 --raw > flash.bin"});
     addNumber(app, "OFFSET", options.offset, {0, (1 << 24) - 1}, "First byte");
-    addNumber(app, "-n,--length", options.length, {1, 1 << 24}, "Number of bytes to read");
+    addSize(app, "-n,--length", options.length, {1, 1 << 24}, "Number of bytes to read");
     addRaw(app, options.raw);
     addChipOptions(app, options.controller);
 }
@@ -223,10 +222,11 @@ void addReadFlash(Commands& spi)
 
 void addSpiCommands(Commands& commands)
 {
-    Commands spi = commands.group("spi", "SPI: transfers and flash memories");
-    addTransfer(spi);
-    addId(spi);
-    addReadFlash(spi);
+    commands.group("spi", "SPI: transfers and flash memories", [](Commands& spi) {
+        addTransfer(spi);
+        addId(spi);
+        addReadFlash(spi);
+    });
 }
 
 } // namespace tool

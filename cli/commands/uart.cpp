@@ -88,23 +88,10 @@ bool isReceived(const Event& event)
 struct SendOptions {
     LineOptions line;
     std::vector<std::string> data;
-    std::string text;
     std::optional<std::chrono::milliseconds> listen;
     std::optional<std::uint64_t> reply;
     bool raw = false;
 };
-
-Bytes whatToSend(const SendOptions& options)
-{
-    constexpr std::size_t LIMIT = 16 << 20;
-    if (options.text.empty()) {
-        return readData("DATA", options.data, LIMIT);
-    }
-    if (!options.data.empty()) {
-        throw UsageError("DATA: cannot be combined with --text", "use two commands");
-    }
-    return {options.text.begin(), options.text.end()};
-}
 
 // Pieces of at most about half a second on the line, so that the adapter answers in time.
 void send(Context& context, const LineOptions& line, const Bytes& bytes)
@@ -139,7 +126,8 @@ Bytes receive(NotificationStream& stream, const SendOptions& options)
 
 void sendAndReceive(Context& context, const SendOptions& options)
 {
-    const Bytes bytes = whatToSend(options);
+    constexpr std::size_t LIMIT = 16 << 20;
+    const Bytes bytes = readData("DATA", options.data, LIMIT);
     NotificationStream stream(context);
     setUpLine(context, options.line);
     send(context, options.line, bytes);
@@ -189,13 +177,13 @@ void addSend(Commands& uart)
 {
     auto [app, options] =
         uart.add<SendOptions>("send", "Send bytes and, on request, print the reply", sendAndReceive,
-                              {"tarvix uart send --text hello --reply 5", "tarvix uart send 68 69 0x0d 0x0a",
-                               "printf hello | tarvix uart send --listen 200ms --raw -"});
+                              {"tarvix uart send text:hello --reply 5", R"(tarvix uart send 'text:AT\r')",
+                               "printf hello | tarvix uart send --listen 200ms --raw @-"});
     addData(app, options.data, "Bytes to send");
-    addText(app, "-t,--text", options.text, "Send this text instead of DATA");
-    addNumber(app, "-n,--reply", options.reply, {1, 16 << 20},
-              "Wait for this many bytes; exit with status 6 if fewer arrive");
-    addPeriod(app, "--listen", options.listen, "Print the reply until the line is silent this long; 1s with --reply");
+    addSize(app, "-n,--reply", options.reply, {1, 16 << 20},
+            "Wait for this many bytes; exit with status 6 if fewer arrive");
+    addPeriod(app, "--listen", options.listen, PERIOD,
+              "Print the reply until the line is silent this long; 1s with --reply");
     addRaw(app, options.raw);
     addLineOptions(app, options.line);
 }
@@ -215,9 +203,10 @@ void addMonitor(Commands& uart)
 
 void addUartCommands(Commands& commands)
 {
-    Commands uart = commands.group("uart", "UART: send and receive");
-    addSend(uart);
-    addMonitor(uart);
+    commands.group("uart", "UART: send and receive", [](Commands& uart) {
+        addSend(uart);
+        addMonitor(uart);
+    });
 }
 
 } // namespace tool

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -34,19 +35,46 @@ std::string printableLines(std::string_view text)
 
 void Output::print(std::string_view text, const Json& fields)
 {
-    printed_ = true;
-    printEvent(text, fields);
+    if (json_) {
+        result_ = std::make_shared<Json>(fields);
+    } else {
+        write(printableLines(text));
+    }
+}
+
+void Output::end()
+{
+    if (result_) {
+        writeObject(*std::exchange(result_, nullptr));
+    }
+}
+
+void Output::end(const Json& error)
+{
+    if (json_) {
+        Json fields = result_ ? *std::exchange(result_, nullptr) : Json::object();
+        fields["error"] = error;
+        writeObject(fields);
+    }
 }
 
 void Output::printEvent(std::string_view text, const Json& fields)
 {
-    if (!json_) {
+    if (json_) {
+        writeObject(fields);
+    } else {
         write(printableLines(text));
-        return;
     }
+}
+
+void Output::writeObject(const Json& fields)
+{
     Json object{{"schema", 1}};
     if (!command_.empty()) {
         object["command"] = command_;
+    }
+    if (!adapter_.empty()) {
+        object["adapter"] = adapter_;
     }
     object.update(fields);
     // ASCII, so that no character of an adapter's reaches a terminal raw; and its bytes need not be UTF-8.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -24,17 +25,23 @@ public:
     void beginCommand(std::string name)
     {
         command_ = std::move(name);
-        printed_ = false;
+        result_.reset();
     }
     const std::string& command() const { return command_; }
 
-    // The result of a command, once a run. `text` gets a line end if it has none, and each line is made printable:
-    // what comes from outside never controls a terminal. `fields` is an object; "schema" and
-    // "command" are put before it. A failure after it (an expectation that was not met) is no second object.
-    void print(std::string_view text, const Json& fields);
-    bool printed() const { return printed_; }
+    // The adapter that JSON objects name from now on; empty for none.
+    void nameAdapter(std::string selector) { adapter_ = std::move(selector); }
 
-    // One line of a stream, in the same form.
+    // The result of a command, once a run. `text` gets a line end if it has none, and each line is made printable:
+    // what comes from outside never controls a terminal. `fields` is an object; "schema", "command" and "adapter" are
+    // put before it. It is written at the end, because a command may still fail: an expectation that was not met.
+    void print(std::string_view text, const Json& fields);
+
+    // Ends a command. `error` says why it failed.
+    void end();
+    void end(const Json& error);
+
+    // One line of a stream, in the same form, at once.
     void printEvent(std::string_view text, const Json& fields);
 
     // The same for bytes that were read: a hexdump, or the object with a field "data" in hex; `raw` writes them alone.
@@ -46,9 +53,12 @@ public:
     void write(std::span<const std::uint8_t> bytes);
 
 private:
+    void writeObject(const Json& fields);
+
     bool json_;
     std::string command_;
-    bool printed_ = false;
+    std::string adapter_;
+    std::shared_ptr<Json> result_; // of a command that may still fail
 };
 
 } // namespace tool

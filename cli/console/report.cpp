@@ -23,9 +23,6 @@ void report(Output& output, const Failure& failure, std::string_view place)
         line += fmt::format("; {}", failure.advice());
     }
     terminal::tell(line);
-    if (!output.json() || output.printed()) {
-        return;
-    }
     Json error{{"exit", static_cast<int>(failure.exitStatus())}, {"message", failure.what()}};
     if (!failure.advice().empty()) {
         error["advice"] = failure.advice();
@@ -37,7 +34,7 @@ void report(Output& output, const Failure& failure, std::string_view place)
     if (!place.empty()) {
         error["place"] = place;
     }
-    output.print({}, {{"error", error}});
+    output.end(error);
 }
 
 } // namespace tool

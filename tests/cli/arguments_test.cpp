@@ -65,10 +65,16 @@ TEST(Numbers, Units)
                   "F: '" + std::string(text) + "' is not a frequency such as 400000, 400k or 1M");
     }
     EXPECT_EQ(refusal([&] { frequency("51M"); }), "F: 51M is out of range, 1 to 50000000");
+    const auto size = [](const char* text) { return parseSize("N", text, {1, 1 << 20}); };
+    for (const char* text : {"1048576", "0x100000", "1024k", "1024K", "1024KiB", "1M", "1MiB"}) {
+        EXPECT_EQ(size(text), 1 << 20) << text;
+    }
+    EXPECT_EQ(refusal([&] { size("1kB"); }), "N: '1kB' is not a size such as 4096, 0x1000, 4k or 1M");
+    EXPECT_EQ(refusal([&] { size("1025k"); }), "N: 1025k is out of range, 1 to 1048576");
     for (const char* text : {"86400000", "86400000ms", "86400s"}) {
         EXPECT_EQ(parsePeriod("P", text).count(), 86'400'000) << text;
     }
-    EXPECT_EQ(refusal([] { parsePeriod("P", "86401s"); }), "P: 86401s is out of range, at most 86400000ms");
+    EXPECT_EQ(refusal([] { parsePeriod("P", "86401s"); }), "P: 86401s is out of range, 0 to 86400000");
     EXPECT_EQ(refusal([] { parsePeriod("P", "5m"); }), "P: '5m' is not a period such as 500, 500ms or 2s");
     for (const char* text : {"65535", "65535mV", "65.535V", "65.535v"}) {
         EXPECT_EQ(parseVoltage("V", text), 65535) << text;
@@ -77,24 +83,43 @@ TEST(Numbers, Units)
     EXPECT_EQ(refusal([] { parseVoltage("V", "3.3X"); }), "V: '3.3X' is not a voltage such as 3300, 3300mV or 3.3V");
 }
 
-TEST(Data, HexWords)
+TEST(Data, NumbersHexTextAndFiles)
 {
     const auto parse = [](const Strings& words, bool mayBeEmpty = false) {
         return readData("DATA", words, 4, mayBeEmpty);
     };
-    EXPECT_EQ(parse({"12", "0x34", "dEad"}), (Bytes{0x12, 0x34, 0xDE, 0xAD}));
-    EXPECT_EQ(parse({"5", "0xA", "0x0b0c"}), (Bytes{5, 10, 11, 12}));
+    EXPECT_EQ(parse({"12", "0x34", "hex:dEad"}), (Bytes{12, 0x34, 0xDE, 0xAD}));
+    EXPECT_EQ(parse({"text:a\\r\\\\", "text:"}), (Bytes{'a', '\r', '\\'}));
+    EXPECT_EQ(parse({"text:\\0\\t\\n\\e"}), (Bytes{0, 9, 10, 27}));
+    EXPECT_EQ(parse({"text:\\x41x", "text:@-"}), (Bytes{'A', 'x', '@', '-'}));
     EXPECT_EQ(parse({}, true), Bytes{});
-    const std::string use = "; use hex words (12 0x34 deadbeef), @FILE, or - for standard input";
+    const std::string use = "; use numbers (18 0x34), hex:DIGITS, text:TEXT, @FILE, or @- for standard input";
+    const std::string range = " is out of range, 0 to 255" + use;
+    const std::string number = "' is not a number such as 80, 0x50 or 0b1010000";
+    const std::string escape = "' is not an escape; use \\r, \\n, \\t, \\e, \\0, \\\\ or \\xHH";
     EXPECT_EQ(refusal([&] { parse({}); }), "DATA: no bytes given" + use);
-    for (const char* word : {"", "0x", "xyz", "0x1g", "+1", "1 2"}) {
-        EXPECT_EQ(refusal([&] { parse({word}); }), "DATA: '" + std::string(word) + "' is not hex" + use);
+    const std::pair<std::string, std::string> refused[] = {
+        {"4b", "'4b" + number + "; write 0x4b"},
+        {"deadbeef", "'deadbeef" + number + "; write hex:deadbeef"},
+        {"-", "'-" + number + "; write @- for standard input"},
+        {"", "'" + number + use},
+        {"xyz", "'xyz" + number + use},
+        {"256", "256" + range},
+        {"0xdead", "0xdead" + range},
+        {"hex:", "'hex:': two hex digits make a byte"},
+        {"hex:123", "'hex:123': two hex digits make a byte"},
+        {"hex:1g", "'hex:1g': two hex digits make a byte"},
+        {"text:\\q", "'\\q" + escape},
+        {"text:\\", "'\\" + escape},
+        {"text:\\x4", "'\\x4" + escape},
+        {"text:\\x4gz", "'\\x4g" + escape},
+        {"@/nonexistent/file", "/nonexistent/file: No such file or directory"},
+        {"@/dev/zero", "more than 4 bytes"}, // an endless file ends at the limit
+        {"hex:0102030405", "more than 4 bytes"},
+    };
+    for (const auto& [word, text] : refused) {
+        EXPECT_EQ(refusal([&, &word = word] { parse({word}); }), "DATA: " + text);
     }
-    EXPECT_EQ(refusal([&] { parse({"123"}); }), "DATA: '123' has an odd number of hex digits");
-    EXPECT_EQ(refusal([&] { parse({"01020304", "5"}); }), "DATA: more than 4 bytes");
-    EXPECT_EQ(refusal([&] { parse({"@/nonexistent/file"}); }), "DATA: /nonexistent/file: No such file or directory");
-    // An endless file ends at the limit.
-    EXPECT_EQ(refusal([&] { parse({"@/dev/zero"}); }), "DATA: more than 4 bytes");
 }
 
 TEST(Data, RegistersGoOutMostSignificantByteFirst)
@@ -132,7 +157,7 @@ TEST(Messages, SuffixesFillTheRestOfAWrite)
 {
     const std::vector<std::pair<Strings, Bytes>> table{
         {{"w0@0x50"}, {}},
-        {{"w3@0x50", "12", "3456"}, {0x12, 0x34, 0x56}},
+        {{"w3@0x50", "16", "hex:3456"}, {16, 0x34, 0x56}},
         {{"w4@0x50", "0x10", "0xfe+"}, {0x10, 0xFE, 0xFF, 0x00}},
         {{"w3@0x50", "1-"}, {1, 0, 0xFF}},
         {{"w3@0x50", "7="}, {7, 7, 7}},
@@ -156,7 +181,8 @@ TEST(Messages, WhatTheAdapterCannotDoIsRefused)
         {{"w2@0x50", "1"}, "DATA of w2@0x50: 1 byte given, 2 expected"},
         {{"w1@0x50", "01", "2="}, "DATA of w1@0x50: 2 bytes given, 1 expected"},
         {{"w3@0x50", "="},
-         "DATA of w3@0x50: '=' is not hex; use hex words (12 0x34 deadbeef), @FILE, or - for standard input"},
+         "DATA of w3@0x50: '=' is not a number such as 80, 0x50 or 0b1010000; use numbers (18 0x34), hex:DIGITS, "
+         "text:TEXT, @FILE, or @- for standard input"},
         {{"x1@0x50"}, "DESCRIPTOR: 'x1@0x50' is not a message such as w1@0x50 or r16; start with a message"},
         {{"r1@0x50", "5"}, "DESCRIPTOR: '5' is not a message such as w1@0x50 or r16; a read takes no data"},
         {{"w5@0x50", "0+", "r1"}, "DESCRIPTOR: 'w5@0x50': before a read the adapter writes at most 4 bytes" + apart},

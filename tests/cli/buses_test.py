@@ -22,7 +22,8 @@ class I2cTest(Case):
         self.json("tarvix i2c scan --expect 0x48,80 --json", {"bus": 0, "addresses": [0x48, 0x50]})
         missing = tarvix("i2c", "scan", "--expect", "0x50,0x68", "--json")
         self.assertEqual((re.findall("0x..", missing.stderr), missing.returncode), (["0x68"], 1))
-        self.assertEqual(objects(missing.stdout), [{"bus": 0, "addresses": [0x48, 0x50], "missing": [0x68]}])
+        (fields,) = objects(missing.stdout)
+        self.assertEqual((fields["missing"], fields["error"]["exit"]), ([0x68], 1))
 
     def test_pull_ups_are_set_on_request_only(self):
         for options, times in (([], 0), (["--pull-up", "3"], 1)):
@@ -31,14 +32,14 @@ class I2cTest(Case):
                 self.assertEqual(frames.count("02 08 00 03 (I2C set pull-up resistors)"), times, frames)
 
     def test_registers_and_memories(self):
-        self.prints("tarvix i2c set 0x50 0x06 'cafe' 0xba be 1; tarvix i2c dump 0x50 -n 16;"
-            "tarvix i2c set 0x50 0x06 cafe babe 1 --page 8; tarvix i2c dump 0x50 0x04 -n 8;"
+        self.prints("tarvix i2c set 0x50 0x06 'hex:cafe' 0xba 190 1; tarvix i2c dump 0x50 -n 16;"
+            "tarvix i2c set 0x50 0x06 hex:cafe hex:babe 1 --page 8; tarvix i2c dump 0x50 0x04 -n 8;"
             "tarvix i2c get 0x50 0x07 -n 4 --raw | od -An -tx1",
             # Without --page the memory wraps within its page.
             "00000000  ba be 01 ff ff ff ca fe  ff ff ff ff ff ff ff ff  |................|\n"
             "00000004  ff ff ca fe ba be 01 ff                           |........|\n"
             " fe ba be 01\n")
-        self.json("tarvix i2c set --json --bus 1 --reg-bytes 2 0x51 0x1ff0 aabb;"
+        self.json("tarvix i2c set --json --bus 1 --reg-bytes 2 0x51 0x1ff0 hex:aabb;"
             "tarvix i2c get --json --bus 1 --reg-bytes 2 0x51 0x1ff1 -n 2; tarvix i2c get --json --bus 1 0x51",
             {"bus": 1, "address": 0x51, "written": 2},
             {"bus": 1, "address": 0x51, "offset": 0x1FF1, "data": "bbff"},
@@ -55,22 +56,22 @@ class I2cTest(Case):
             "tarvix i2c transfer r2@0x50",
             "00000000  fe ff 00 01                                       |....|\n"
             "00000000  ff ff                                             |..|\n")
-        self.json("tarvix i2c transfer --json --bus 1 w2@0x51 0000 r1@0x51", {"bus": 1, "address": 0x51, "data": "ff"})
+        self.json("tarvix i2c transfer --json --bus 1 w2@0x51 0 0 r1@0x51", {"bus": 1, "address": 0x51, "data": "ff"})
 
 
 class SpiTest(Case):
     def test_transfer(self):
-        self.prints("tarvix spi transfer --select 1 12 0x34 deadbeef; tarvix spi transfer 9f -n 4;"
+        self.prints("tarvix spi transfer --select 1 18 0x34 hex:deadbeef; tarvix spi transfer 0x9f -n 4;"
             "tarvix spi transfer --select 1 --mode 1 0",
             "00000000  12 34 de ad be ef                                 |.4....|\n"
             "00000000  ff 55 40 14                                       |.U@.|\n"
             "00000000  ff                                                |.|\n")
-        self.json("tarvix spi transfer --json --select 1 0102 --bit-order lsb --width 16",
+        self.json("tarvix spi transfer --json --select 1 1 2 --bit-order lsb --width 16",
                   {"select": 1, "data": "0102"})
 
         for size in "54", "1014", "65535":  # the first two fill a report
             for report_size in "64", "1024":
-                self.prints(f"seq 99999 | head -c {size} | tarvix spi transfer -s 1 --raw - | "
+                self.prints(f"seq 99999 | head -c {size} | tarvix spi transfer -s 1 --raw @- | "
                             f"cmp - <(seq 99999 | head -c {size})", "", ["--report-size", report_size])
 
     def test_flash(self):
@@ -81,10 +82,10 @@ class SpiTest(Case):
         self.assertEqual((nobody.stdout, nobody.returncode), ("", 1))
         # Program across the seams between the pieces of a read.
         self.json("""
-            tarvix spi transfer --raw 06 > /dev/null; tarvix spi transfer --raw 02 0203fe 'aabbccdd' > /dev/null
+            tarvix spi transfer --raw 6 > /dev/null; tarvix spi transfer --raw 2 hex:0203feaabbccdd > /dev/null
             tarvix spi read-flash --json 0x203fd -n 4
             tarvix spi read-flash -n 0x100000 --raw | tail -c +132095 | head -c 3 |
-                tarvix --wait 20s spi transfer --json -s 1 -
+                tarvix --wait 20s spi transfer --json -s 1 @-
             """,
             {"select": 0, "offset": 0x203FD, "data": "ffaabbff"},
             {"select": 1, "data": "aabbff"})
@@ -92,25 +93,26 @@ class SpiTest(Case):
 
 class UartTest(Case):
     def test_send(self):
-        self.prints("tarvix uart send --text hello --reply 5 --listen 3600s; tarvix uart send 68690d0a;"
-                    "printf bytes | tarvix uart send --reply 5 --raw -",
+        self.prints("tarvix uart send text:hello --reply 5 --listen 3600s; tarvix uart send 'text:hi\\r\\n';"
+                    "printf bytes | tarvix uart send --reply 5 --raw @-",
                     "00000000  68 65 6c 6c 6f                                    |hello|\nbytes")
-        self.json("tarvix uart send --json c1 --bits 7 --reply 1; tarvix uart send --json 55",
+        self.json("tarvix uart send --json 0xc1 --bits 7 --reply 1; tarvix uart send --json 0x55",
                   {"sent": 1, "data": "41"}, {"sent": 1})
-        short = tarvix("uart", "send", "55", "--reply", "2", "--listen", "50ms", "--json")
-        self.assertEqual((objects(short.stdout), short.returncode), ([{"sent": 1, "data": "55"}], 6))
+        short = tarvix("uart", "send", "0x55", "--reply", "2", "--listen", "50ms", "--json")
+        (fields,) = objects(short.stdout)
+        self.assertEqual((fields["data"], fields["error"]["exit"], short.returncode), ("55", 6, 6))
         self.assertIn("1 of 2 bytes", short.stderr)
 
     def test_send_in_pieces_that_a_slow_line_takes_in_time(self):
-        sent = tarvix("uart", "send", "--baud", "1200", "--text", "x" * 150, sim=["--verbose"]).stderr
+        sent = tarvix("uart", "send", "--baud", "1200", "text:" + "x" * 150, sim=["--verbose"]).stderr
         self.assertEqual([len(data.split()) for data in re.findall(r"<(?: \w\w){6}((?: 78)+)", sent)], [60, 60, 30])
 
     def test_monitor(self):
-        self.streams("uart monitor -n 2", "tarvix uart send --text hi; tarvix uart send 00ff",
+        self.streams("uart monitor -n 2", "tarvix uart send text:hi; tarvix uart send 0 255",
                      "TIME 68 69  |hi|", "TIME 00 ff  |..|")
-        self.streams("uart monitor -n 1 --json", "tarvix uart send 00ff",
-                     '{"schema":1,"command":"uart monitor","time":"TIME","data":"00ff"}')
-        self.streams("uart monitor -n 1 --raw", "tarvix uart send 680a", "h")
+        self.streams("uart monitor -n 1 --json", "tarvix uart send 0 0xff",
+                     '{"schema":1,"command":"uart monitor","adapter":"TVX0000001","time":"TIME","data":"00ff"}')
+        self.streams("uart monitor -n 1 --raw", "tarvix uart send 'text:h\\n'", "h")
 
 
 TABLE_HEADER = "dynamic  static  pid           bcr   dcr   features\n"
@@ -127,26 +129,27 @@ class I3cTest(Case):
             "-        0x57    -             -     -     legacy I2C\n"
             "no targets\n")
         self.json("tarvix i3c init --json --no-entdaa 0x31=0x20",
-                  {"targets": [{"dynamicAddress": 0x20, "staticAddress": 0x31, "pid": "7ffe56789002", "bcr": 0x02,
-                                "features": ["interrupts"], "dcr": 0xC6, "extraWord1": 256, "extraWord2": 256,
-                                "extraByte1": 0, "extraByte2": 0}]})
+                  {"up": True, "targets": [{"dynamic_address": 0x20, "static_address": 0x31, "pid": "7ffe56789002", "bcr": 0x02,
+                                "features": ["interrupts"], "dcr": 0xC6, "extra_word_1": 256, "extra_word_2": 256,
+                                "extra_byte_1": 0, "extra_byte_2": 0}]})
 
     def test_a_bus_that_is_up_keeps_its_addresses(self):
         self.prints("set -e; tarvix i3c init 0x30=0x0a > /dev/null; tarvix i3c exit-hdr; "
             "tarvix i3c ccc SETNEWDA @0x0a 0x0c; tarvix i3c table; tarvix i3c reset; tarvix i3c table",
             TABLE_HEADER + "0x08     " + TARGET_1 + "0x0c     " + TARGET_0 + "no targets\n")
+        self.prints("tarvix i3c table", "the bus is not up: 'tarvix i3c init' brings it up\n")
 
     def test_transfers(self):
         self.json("""
-            tarvix i3c ddr-write --json 0x08 0x04 12345678
+            tarvix i3c ddr-write --json 0x08 0x04 hex:12345678
             tarvix i3c ddr-read --json 0x08 0x04 -n 4
-            tarvix i3c write --json --reg-bytes 0 --flags 31 0x08 05 99
+            tarvix i3c write --json --reg-bytes 0 --flags 31 0x08 5 0x99
             tarvix i3c read --json 0x08 4 -n 4
-            tarvix i3c legacy-write --json 0x57 0x20 beef
+            tarvix i3c legacy-write --json 0x57 0x20 hex:beef
             tarvix i3c legacy-read --json 0x57 0x21 -n 2
             """,
-            {"address": 8, "hdrCommand": 4, "written": 4},
-            {"address": 8, "hdrCommand": 4, "data": "12345678"},
+            {"address": 8, "hdr_command": 4, "written": 4},
+            {"address": 8, "hdr_command": 4, "data": "12345678"},
             {"address": 8, "written": 2},
             {"address": 8, "offset": 4, "data": "12995678"},
             {"address": 0x57, "written": 2},
@@ -158,7 +161,7 @@ class I3cTest(Case):
                     "0a\nanswer: 10\n"
                     "01 21 00 00\nhdr modes: HDR-DDR\nversion: 1.1\ngroup addresses: 2\ndefining bytes: none\n")
         self.json("tarvix i3c ccc GETMRL @0x08 --json", {"ccc": "GETMRL", "address": 8, "data": "010000", "decoded": {
-            "maxReadLength": 256, "maxIbiPayload": 0}})
+            "max_read_length": 256, "max_ibi_payload": 0}})
 
     def test_what_is_set_is_read_back(self):
         """Each setting code, and the reading code that shows it; both forms where there are two."""
@@ -169,7 +172,7 @@ class I3cTest(Case):
             ("SETMRL @0x08 32 16", "GETMRL @0x08", "002010"), ("SETBUSCON 1 22", "GETDCR @0x08", "63"),
             *((f"ENTAS{state}{target}", "GETSTATUS @0x08", f"00{state << 6:02x}")
               for state in range(4) for target in ("", " @0x08")),
-            ("SETXTIME 0xdf", "GETXTIME @0x09", "0602180a"), ("SETXTIME @0x08 0xef 1234", "GETXTIME @0x08", "0604180a"),
+            ("SETXTIME 0xdf", "GETXTIME @0x09", "0602180a"), ("SETXTIME @0x08 0xef hex:1234", "GETXTIME @0x08", "0604180a"),
             ("SETXTIME 0xef && tarvix i3c ccc SETXTIME 0xff", "GETXTIME @0x08", "0600180a"),
             ("RSTDAA && tarvix i3c ccc SETDASA @0x31 0x20", "GETPID @0x20", "7ffe56789002"),
             ("RSTDAA && tarvix i3c ccc SETAASA", "GETPID @0x30", "7ffe12345001"),
@@ -183,7 +186,7 @@ class I3cTest(Case):
 
     def test_groups_and_events(self):
         self.prints("tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc SETGRPA @0x09 0x40;"
-                    "tarvix i3c write 0x40 0 5a; tarvix i3c read 0x09 0",
+                    "tarvix i3c write 0x40 0 0x5a; tarvix i3c read 0x09 0",
                     "00000000  5a                                                |Z|\n")
         for reset in ("RSTGRPA", "RSTGRPA @0x08"):
             self.fails(shell(f"tarvix i3c ccc SETGRPA @0x08 0x40; tarvix i3c ccc {reset}; tarvix i3c write 0x40 0 1"), 1)

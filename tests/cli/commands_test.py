@@ -24,14 +24,14 @@ class Commands(Case):
                     "tarvix rail set i3c 0.9V external; tarvix rail show --json",
                     "shared  2500 mV\ni3c     1800 mV, 1800 mV\n"
                     "shared  3000 mV\ni3c     1800 mV, 1800 mV\nshared  3000 mV\ni3c     1200 mV, 900 mV\n"
-                    '{"schema":1,"command":"rail show","shared":{"millivolts":3000},"i3c":{"millivolts":[1200,900]}}\n')
+                    '{"schema":1,"command":"rail show","adapter":"TVX0000001","shared":{"millivolts":3000},"i3c":{"millivolts":[1200,900]}}\n')
 
     def test_gpio_levels(self):
         # Pins are wired in pairs: 2 with 3, 4 with 5.
         self.prints("tarvix gpio set 3=1 4=low; tarvix gpio get 3 4; tarvix gpio get --numeric 2 5; "
                     "tarvix gpio set 0x3=low; tarvix gpio get 2; tarvix gpio get 2 0b11 --json",
                     "3=high 4=low\n1 0\n2=low\n"
-                    '{"schema":1,"command":"gpio get","pins":[{"pin":2,"level":"low"},{"pin":3,"level":"low"}]}\n')
+                    '{"schema":1,"command":"gpio get","adapter":"TVX0000001","pins":[{"pin":2,"level":"low"},{"pin":3,"level":"low"}]}\n')
 
     def test_gpio_roles(self):
         self.prints("tarvix gpio get -b pull-up 6; tarvix gpio set -d open-drain 7=0; tarvix gpio get 6;"
@@ -45,15 +45,15 @@ class Commands(Case):
         self.streams("gpio watch -e falling -n 2 2 4", drive, "TIME 4 falling", "TIME 2 falling")
         self.streams("gpio watch -n 3 2 4", drive, "TIME 2 edge", "TIME 4 edge", "TIME 4 edge")
         # What is not the watched pin's is neither printed nor counted.
-        self.streams("gpio watch 2 -n 1 --json", "tarvix uart send 55; " + drive,
-                     '{"schema":1,"command":"gpio watch","time":"TIME","pin":2,"edge":"edge"}')
+        self.streams("gpio watch 2 -n 1 --json", "tarvix uart send 0x55; " + drive,
+                     '{"schema":1,"command":"gpio watch","adapter":"TVX0000001","time":"TIME","pin":2,"edge":"edge"}')
 
     def test_monitor_sees_only_what_a_watch_leaves_armed(self):
         # Were pin 2 still armed when 3 moves, the monitor would see it before pin 4.
         self.streams("monitor -n 1 --json", "tarvix gpio watch 2 --idle-timeout 50ms; tarvix gpio set 3=1;"
                      "tarvix --shared gpio watch 4 --idle-timeout 5s -n 1 --banner 2>&1 >/dev/null |"
                      " { read banner; tarvix gpio set 5=1; }",
-                     '{"schema":1,"command":"monitor","time":"TIME","event":"gpio","pin":4}')
+                     '{"schema":1,"command":"monitor","adapter":"TVX0000001","time":"TIME","event":"gpio","pin":4}')
 
     def test_reset_waits_and_clears(self):
         self.prints("tarvix gpio set 3=1; tarvix reset; tarvix gpio get 3; tarvix reset --json",
@@ -77,7 +77,7 @@ class Commands(Case):
         results = {row["check"]: row["result"] for row in fields["checks"]}
         self.assertEqual((results["adapter"], results["exchange"], fields["ok"]), ("ok", "ok", True))
         for result, status, text in (
-            (shell("tarvix-sim trigger unplug; exec tarvix doctor"), 3, "FAIL  choice: no adapter is attached"),
+            (shell("tarvix-sim trigger unplug; exec tarvix doctor"), 3, "FAIL  choice: no adapter is attached\n      plug one in\n"),
             (tarvix("doctor", sim=["--adapters", "2"]), 4, "FAIL  choice: 2 adapters are attached"),
             (tarvix("doctor", "--timeout", "200", sim=["--fault", "drop"]), 6, "FAIL  exchange: reading a string"),
         ):

@@ -22,9 +22,10 @@ class ExitStatus(Case):
             (1, tarvix("rail", "set", "shared", "60V"), "rail set: setting the shared rail to 60000 mV: "
                                                         "VOLTAGE_OUT_OF_RANGE (0x0201); "),
             (2, tarvix("gpio", "get", "8"), "tarvix gpio get: PIN: 8 is out of range, 0 to 7"),
-            (3, shell("tarvix-sim trigger unplug && exec tarvix info"), "no adapter is attached; plug one in or run"),
+            (3, shell("tarvix-sim trigger unplug && exec tarvix info"), "no adapter is attached; plug one in, or run"),
             (4, tarvix("info", sim=["--adapters", "2"]), "choose one with --adapter: TVX0000001, TVX0000002"),
-            (6, tarvix("--timeout", "200", "info", sim=["--fault", "drop"]), "NO_RESPONSE (0x2000); no answer "
+            (6, tarvix("monitor", "-n", "2", "--idle-timeout", "50ms"), "monitor: 0 of 2 events came; raise --idle-timeout"),
+            (6, tarvix("--timeout", "0.2s", "info", sim=["--fault", "drop"]), "NO_RESPONSE (0x2000); no answer "
                                                                              "within 200 ms: raise --timeout"),
             (7, tarvix("info", sim=unplugged), "ADAPTER_LOST (0xC000); the adapter has left the USB bus"),
             (8, shell("tarvix monitor --banner 2>&1 | { read; tarvix info; }"), " is in use by process "),
@@ -80,7 +81,7 @@ class ExitStatus(Case):
             "exit": 1, "message": "setting the shared rail to 60000 mV: VOLTAGE_OUT_OF_RANGE (0x0201)",
             "advice": "the rail cannot produce this voltage: choose another", "status": "VOLTAGE_OUT_OF_RANGE",
             "number": 0x0201}}])
-        for arguments in (("gpio", "get", "x"), ("--timeout", "0", "list")):
+        for arguments in (("gpio", "get", "x"), ("--timeout", "0", "list"), ("i2c", "get", "0x50", "--raw")):
             usage = tarvix(*arguments, "--json")
             self.assertEqual((usage.returncode, objects(usage.stdout)[0]["error"]["exit"]), (2, 2))
 
@@ -92,14 +93,17 @@ class ExitStatus(Case):
             ("gpio get", "PIN is required"),
             ("gpio get 3 --foo", "unexpected argument '--foo'; see 'tarvix gpio get --help'"),
             ("gpio set 3", "PIN=LEVEL: '3' has no '='; write 3=1 or 3=high"),
-            ("gpio set 3=hig", "LEVEL: 'hig' is not one of low|high|0|1"), ("gpio watch 3 -n 1 -n 2", "--count"),
+            ("gpio set 3=hig", "LEVEL: 'hig' is not one of low|high|0|1"), ("gpio watch 3 -n 1 -n 2", "--count: given more than once;"),
+            ("i2c get 1 --bus", "--bus: needs a value;"),
             ("rail set shared 3V 2V", "VALUE: '2V' sets the voltage a second time"),
             ("rail set shared external internal", "VALUE: 'internal' sets the source a second time"),
             ("batch /nonexistent", "FILE: /nonexistent: No such file or directory"),
             ("batch /", "FILE: /: Is a directory"), ("i2c dump 0x50 0x80 -n 129", "129"), ("i2c set 0x50 0", "DATA"),
-            ("i2c set 0x50 0xff 1 2 --page 8", "raise --reg-bytes"), ("i2c transfer", "DESCRIPTOR"),
+            ("i2c set 0x50 0xff 1 2 --page 8", "raise --reg-bytes"), ("i2c set 0x50 0xff 1 2", "raise --reg-bytes"),
+            ("i2c set 0x50 0 text:123456789", "a memory would wrap 9 bytes within its page; add --page 8"),
             ("spi transfer", "DATA"), ("spi transfer 1 --width 16", "even"),
-            ("spi read-flash 0xffffff -n 2", "--length"), ("uart send", "DATA"), ("uart send 1 --text a", "--text"),
+            ("spi read-flash 0xffffff -n 2", "--length"), ("uart send", "DATA"),
+            ("i2c set 0x48 2 4b", "DATA: '4b' is not a number such as 80, 0x50 or 0b1010000; write 0x4b"),
             ("uart send 1 --baud 9601", "9601"), ("i3c ccc GETNOTHING", "GETNOTHING"),
             ("i3c ccc GETPID", "GETPID has no broadcast form; write GETPID @ADDR"),
             ("i3c ccc GETPID @0x08 1", "GETPID: unexpected argument '1'"),
@@ -110,7 +114,7 @@ class ExitStatus(Case):
                 self.fails(tarvix(*arguments.split()), 2, text)
         self.fails(run([TARVIX, "--json=a\nb", "list"]), 2, "--json = a; see 'tarvix list --help'")
         for arguments, limits in (
-            ("--timeout 0", "1 to 86400000"), ("gpio get 8", "0 to 7"), ("gpio watch 3 --count 0", "1 or more"),
+            ("--timeout 0s", "1 to 86400000"), ("gpio get 8", "0 to 7"), ("gpio watch 3 --count 0", "1 or more"),
             ("i2c get 0x80", "0 to 127"), ("i2c get 0x50 --length 0", "1 to 65535"), ("i2c get 1 --bus 2", "0 to 1"),
             ("i2c get 0x50 --clock 0", "1 to 3400000"), ("i2c get 0x50 --init-option 256", "0 to 255"),
             ("i2c get 0x50 --pull-up 4", "0 to 3"), ("i2c get 0x50 --reg-bytes 5", "1 to 4"),

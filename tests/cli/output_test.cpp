@@ -60,13 +60,13 @@ TEST(Replies, DecodedInTextAndJson)
     for (const auto& [reply, expected] : REPLIES) {
         const auto words = splitWords(reply);
         std::string fields;
-        for (const Field& field : findCode(words[0]).decode(readData("reply", {words[1]}, 16))) {
+        for (const Field& field : findCode(words[0]).decode(readData("reply", {"hex:" + words[1]}, 16))) {
             fields += (fields.empty() ? "" : "; ") + field.label + ": " + field.text;
             fields += field.value == field.text ? "" : " = " + field.value.dump();
         }
         EXPECT_EQ(fields, expected) << reply;
     }
-    EXPECT_EQ(jsonKey("max ibi payload"), "maxIbiPayload");
+    EXPECT_EQ(jsonKey("max ibi payload"), "max_ibi_payload");
 }
 
 TEST(Replies, EveryDecoderIsSafeWithTheShortestReplyThatReachesIt)

@@ -1,6 +1,7 @@
 """Runs the tool, as a rule with virtual adapters in place of the machine's HID devices."""
 
 import contextlib
+import functools
 import json
 import os
 import pathlib
@@ -51,12 +52,52 @@ def shell(script, sim=(), **options):
     return run(simulated(["bash", "-c", script], sim), **options)
 
 
+KINDS = {"number": lambda value: type(value) is int, "text": lambda value: isinstance(value, str),
+         "hex": lambda value: re.fullmatch("([0-9a-f]{2})*", value), "object": lambda value: isinstance(value, dict),
+         "true or false": lambda value: isinstance(value, bool)}
+
+
+@functools.lru_cache(maxsize=None)
+def documented_fields():
+    """What docs/json.md says: for each command its fields by path, each with its kind and whether it may be missing."""
+    commands = {}
+    for section in re.split(r"^## ", (SOURCE / "docs/json.md").read_text(encoding="utf-8"), flags=re.MULTILINE)[1:]:
+        title, _, body = section.partition("\n")
+        fields = re.findall(r"^\| (\*?)`([^`]+)`\*? \| ([^|]+) \|", body, re.MULTILINE)
+        for command in title.split(", "):
+            commands[command] = {path: (kind, bool(star)) for star, path, kind in fields}
+    return commands
+
+
+def check_fields(value, fields, path=""):
+    """That an object has the documented fields and no others."""
+    if isinstance(value, list):
+        for item in value:
+            check_fields(item, fields, path + "[]")
+    elif path in fields:
+        assert KINDS[fields[path][0]](value), f"{path}: {value!r} is no {fields[path][0]}"
+    here = path + "." if path else ""
+    known = {}  # the first row of a name says whether it may be missing
+    for name, (_, may_be_missing) in fields.items():
+        if name.startswith(here):
+            known.setdefault(re.match(r"\w+", name[len(here):])[0], may_be_missing)
+    if not isinstance(value, dict) or not known:
+        return
+    assert set(value) <= set(known), f"{path}: {set(value) - set(known)} undocumented"
+    missing = {name for name, may_be_missing in known.items() if not may_be_missing} - set(value)
+    assert not missing or "error" in value, f"{path}: {missing} missing"
+    for name, item in value.items():
+        check_fields(item, fields, here + name)
+
+
 def objects(text):
-    """The JSON objects of a run, one a line, without what all of them have."""
+    """The JSON objects of a run, one a line, as documented; without what all of them have."""
     result = [json.loads(line) for line in text.splitlines()]
     for value in result:
+        check_fields(value, {**documented_fields()["All objects"], **documented_fields().get(value.get("command"), {})})
         assert value.pop("schema") == 1, value
-        value.pop("command", None)
+        for name in "command", "adapter":
+            value.pop(name, None)
     return result
 
 

@@ -13,7 +13,7 @@
 static std::vector<std::string> wordsOf(const std::string& line)
 {
     std::vector<std::string> words = tool::splitWords(line);
-    std::erase_if(words, [](const std::string& word) { return word == "-" || word.starts_with('@'); });
+    std::erase_if(words, [](const std::string& word) { return word.starts_with('@'); });
     return words;
 }
 

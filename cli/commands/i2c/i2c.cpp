@@ -130,7 +130,7 @@ void scan(Context& context, const ScanOptions& options)
     for (std::size_t i = shortOnes; i + 1 < entries.size(); i += 2) {
         const std::string entry = toHex(std::span(entries).subspan(i, 2));
         text += fmt::format("two-byte entry: {}\n", entry);
-        fields["twoByteEntries"].push_back(entry);
+        fields["two_byte_entries"].push_back(entry);
     }
     std::vector<std::string> missing;
     for (const unsigned address : options.expected) {
@@ -198,7 +198,23 @@ struct SetOptions {
     std::uint8_t address = 0;
     WriteOptions what;
     std::optional<std::uint64_t> page;
+    bool wrap = false;
 };
+
+// A memory takes at most a page in one transfer, and goes on at the page's beginning. Nobody knows the pages of what is
+// out there, but the smallest are known.
+void requireNoWrap(const SetOptions& options, const Written& written)
+{
+    constexpr std::size_t SMALLEST_PAGE = 8;
+    if (options.wrap || options.what.reg.bytes == 0) {
+        return;
+    }
+    requireAddressable("DATA", written.reg, written.data.size(), options.what.reg.bytes);
+    if (!options.page && written.data.size() > SMALLEST_PAGE) {
+        throw UsageError(fmt::format("DATA: a memory would wrap {} bytes within its page", written.data.size()),
+                         "add --page 8, or the memory's own page size; or --wrap if the target is no memory");
+    }
+}
 
 // A memory that is still busy with the page before does not acknowledge.
 void writePage(Context& context, const SetOptions& options, std::uint64_t reg, const Bytes& data)
@@ -219,7 +235,6 @@ void writePages(Context& context, const SetOptions& options, const Written& writ
     if (options.what.reg.bytes == 0) {
         throw UsageError("--page: needs a REGISTER", "omit --page or --reg-bytes 0");
     }
-    requireAddressable("DATA", written.reg, written.data.size(), options.what.reg.bytes);
     setUpPort(context, options.port);
     Progress progress(fmt::format("writing 0x{:02x}", options.address), written.data.size());
     for (std::size_t done = 0; done < written.data.size();) {
@@ -236,6 +251,7 @@ void writePages(Context& context, const SetOptions& options, const Written& writ
 void set(Context& context, const SetOptions& options)
 {
     const Written written(options.what);
+    requireNoWrap(options, written);
     if (!options.page) {
         setUpPort(context, options.port);
         checkWrite(context, write(context, options.port, options.address, written.registerAddress, written.data),
@@ -308,7 +324,7 @@ void addDump(Commands& i2c)
     addTarget(app, options.address);
     addText(app, "REGISTER", options.reg.text, "First register [0]");
     addNumber(app, "--reg-bytes", options.reg.bytes, {1, 4}, "Size of the register address in bytes");
-    addNumber(app, "-n,--length", options.length, {1, 16 << 20}, "Number of bytes to read; up to 256 by default");
+    addSize(app, "-n,--length", options.length, {1, 16 << 20}, "Number of bytes to read; up to 256 by default");
     addRaw(app, options.raw);
     addPortOptions(app, options.port);
 }
@@ -316,12 +332,13 @@ void addDump(Commands& i2c)
 void addSet(Commands& i2c)
 {
     auto [app, options] = i2c.add<SetOptions>("set", "Write bytes to a register or a memory", set,
-                                              {"tarvix i2c set 0x48 2 4b 00", "tarvix i2c set 0x50 0x10 0xde 0xad beef",
-                                               "printf 'twenty bytes of text' | tarvix i2c set --page 8 0x50 0 -"});
+                                              {"tarvix i2c set 0x48 2 0x4b 0", "tarvix i2c set 0x50 0x10 hex:deadbeef",
+                                               "printf 'twenty bytes of text' | tarvix i2c set --page 8 0x50 0 @-"});
     addTarget(app, options.address);
     addWriteOptions(app, options.what);
-    addNumber(app, "--page", options.page, {1, MAX_TRANSFER},
-              "Write in pages of this many bytes, waiting while the memory is busy");
+    addSize(app, "--page", options.page, {1, MAX_TRANSFER},
+            "Write in pages of this many bytes, waiting while the memory is busy");
+    addFlag(app, "--wrap", options.wrap, "Allow more than 8 bytes without --page, and beyond the last register");
     addPortOptions(app, options.port);
 }
 
@@ -332,10 +349,9 @@ void addTransfer(Commands& i2c)
         transfer,
         {"tarvix i2c transfer w1@0x50 0x00 r16", "tarvix i2c transfer r2@0x48",
          "tarvix i2c transfer w9@0x50 0x08 0xff="});
-    addTexts(
-        app, "DESCRIPTOR", options.words,
-        "{r|w}LENGTH[@ADDRESS]; the bytes of a write follow it in hex. After the last byte, = repeats it, + counts "
-        "up, - counts down, p continues at random")
+    addTexts(app, "DESCRIPTOR", options.words,
+             "{r|w}LENGTH[@ADDRESS]; the bytes of a write follow it. After the last one, = repeats it, + counts "
+             "up, - counts down, p continues at random")
         .required();
     addRaw(app, options.raw);
     addPortOptions(app, options.port);
@@ -345,12 +361,13 @@ void addTransfer(Commands& i2c)
 
 void addI2cCommands(Commands& commands)
 {
-    Commands i2c = commands.group("i2c", "I2C: scan, registers, memories, transfers");
-    addScan(i2c);
-    addGet(i2c);
-    addSet(i2c);
-    addDump(i2c);
-    addTransfer(i2c);
+    commands.group("i2c", "I2C: scan, registers, memories, transfers", [](Commands& i2c) {
+        addScan(i2c);
+        addGet(i2c);
+        addSet(i2c);
+        addDump(i2c);
+        addTransfer(i2c);
+    });
 }
 
 } // namespace tool

@@ -55,7 +55,8 @@ void fillData(Message& message, std::vector<std::string> words)
     char suffix = 0;
     if (!words.empty()) {
         std::string& last = words.back();
-        if (last.size() > 1 && last.front() != '@' && std::string_view("=+-p").find(last.back()) != std::string::npos) {
+        const bool isNumber = !last.empty() && last.front() >= '0' && last.front() <= '9';
+        if (isNumber && std::string_view("=+-p").find(last.back()) != std::string::npos) {
             suffix = last.back();
             last.pop_back();
         }

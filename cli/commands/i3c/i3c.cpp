@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "adapter/context.hpp"
+#include "adapter/statuses.hpp"
 #include "arguments/data.hpp"
 #include "arguments/options.hpp"
 #include "arguments/transfers.hpp"
@@ -32,29 +33,29 @@ struct InitOptions {
     bool noAssignment = false;
 };
 
+const char* const READING_TABLE = "reading the I3C device table";
+
 Json toJson(const I3cTargetInfo& target)
 {
-    return {{"dynamicAddress", target.dynamicAddress},
-            {"staticAddress", target.staticAddress},
+    return {{"dynamic_address", target.dynamicAddress},
+            {"static_address", target.staticAddress},
             {"pid", toHex(target.pid)},
             {"bcr", target.bcr},
             {"features", bcrFeatures(target.bcr)},
             {"dcr", target.dcr},
-            {"extraWord1", target.extraWord1},
-            {"extraWord2", target.extraWord2},
-            {"extraByte1", target.extraByte1},
-            {"extraByte2", target.extraByte2}};
+            {"extra_word_1", target.extraWord1},
+            {"extra_word_2", target.extraWord2},
+            {"extra_byte_1", target.extraByte1},
+            {"extra_byte_2", target.extraByte2}};
 }
 
-void printTable(Context& context)
+void printTable(Context& context, const std::vector<I3cTargetInfo>& table)
 {
-    std::vector<I3cTargetInfo> table;
-    context.check(context.sdk().i3cGetDeviceTable(table), "reading the I3C device table");
     Json targets = Json::array();
     for (const I3cTargetInfo& target : table) {
         targets.push_back(toJson(target));
     }
-    context.output().print(table.empty() ? "no targets" : tableText(table), {{"targets", targets}});
+    context.output().print(table.empty() ? "no targets" : tableText(table), {{"up", true}, {"targets", targets}});
 }
 
 void init(Context& context, const InitOptions& options)
@@ -67,13 +68,22 @@ void init(Context& context, const InitOptions& options)
         throw UsageError(fmt::format("TARGET: {} targets given, at most 255 allowed", targets.size()));
     }
     bringUp(context, options.controller, targets, options.noAssignment ? Unassigned::STAY : Unassigned::GET_ADDRESSES);
-    printTable(context);
+    std::vector<I3cTargetInfo> table;
+    context.check(context.sdk().i3cGetDeviceTable(table), READING_TABLE);
+    printTable(context, table);
 }
 
 void table(Context& context, const NoOptions&)
 {
-    ensureI3cBus(context, Unassigned::GET_ADDRESSES);
-    printTable(context);
+    std::vector<I3cTargetInfo> table;
+    const StatusCode status = context.sdk().i3cGetDeviceTable(table);
+    if (isStatus(status, DeviceStatus::NOT_INITIALISED)) {
+        context.output().print("the bus is not up: 'tarvix i3c init' brings it up",
+                               {{"up", false}, {"targets", Json::array()}});
+        return;
+    }
+    context.check(status, READING_TABLE);
+    printTable(context, table);
 }
 
 // ---- Private transfers --------------------------------------------------------------------------------------------
@@ -156,7 +166,7 @@ void ddrRead(Context& context, const DdrReadOptions& options)
                                                       static_cast<std::uint16_t>(options.length), bytes),
                           fmt::format("reading from 0x{:02x} in HDR-DDR", options.address), DDR_ADVICE);
     printI3cRead(context, options.raw, bytes, options.length, 0,
-                 {{"address", options.address}, {"hdrCommand", options.command}});
+                 {{"address", options.address}, {"hdr_command", options.command}});
 }
 
 struct DdrWriteOptions {
@@ -172,7 +182,7 @@ void ddrWrite(Context& context, const DdrWriteOptions& options)
     context.checkTransfer(context.sdk().i3cHdrDdrWrite(options.address, options.command, data),
                           fmt::format("writing to 0x{:02x} in HDR-DDR", options.address), DDR_ADVICE);
     context.output().print({},
-                           {{"address", options.address}, {"hdrCommand", options.command}, {"written", data.size()}});
+                           {{"address", options.address}, {"hdr_command", options.command}, {"written", data.size()}});
 }
 
 // ---- Patterns -----------------------------------------------------------------------------------------------------
@@ -236,11 +246,11 @@ void addDdr(Commands& i3c)
                                                       {"tarvix i3c ddr-read 0x08 0x00 -n 8"});
         addTarget(app, options.address, "Dynamic address of the target");
         addNumber(app, "COMMAND", options.command, BYTE, COMMAND).required();
-        addNumber(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Number of bytes to read");
+        addSize(app, "-n,--length", options.length, {1, MAX_TRANSFER}, "Number of bytes to read");
         addRaw(app, options.raw);
     }
     auto [app, options] = i3c.add<DdrWriteOptions>("ddr-write", "Write in HDR-DDR mode", ddrWrite,
-                                                   {"tarvix i3c ddr-write 0x08 0x00 1234 5678"});
+                                                   {"tarvix i3c ddr-write 0x08 0x00 hex:12345678"});
     addTarget(app, options.address, "Dynamic address of the target or group");
     addNumber(app, "COMMAND", options.command, BYTE, COMMAND).required();
     addData(app, options.data, "Bytes to write").required();
@@ -253,12 +263,12 @@ void addTransfers(Commands& i3c)
     addRead<Mode::SDR>(i3c, "read", "Read bytes, from a register or the current position", DYNAMIC,
                        {"tarvix i3c read 0x08 0 -n 4", "tarvix i3c read 0x09 -n 2 --json"});
     addWrite<Mode::SDR>(i3c, "write", "Write bytes to a register", "Dynamic address of the target or group",
-                        {"tarvix i3c write 0x08 0x00 aa bb", "tarvix i3c write --reg-bytes 0 0x08 00aabb"});
+                        {"tarvix i3c write 0x08 0x00 0xaa 0xbb", "tarvix i3c write --reg-bytes 0 0x08 hex:00aabb"});
     addDdr(i3c);
     addRead<Mode::LEGACY_I2C>(i3c, "legacy-read", "Read bytes from a legacy I2C device on the bus", LEGACY,
                               {"tarvix i3c legacy-read 0x57 0x10 -n 16"});
     addWrite<Mode::LEGACY_I2C>(i3c, "legacy-write", "Write bytes to a legacy I2C device on the bus", LEGACY,
-                               {"tarvix i3c legacy-write 0x57 0x10 dead beef"});
+                               {"tarvix i3c legacy-write 0x57 0x10 0xde 0xad"});
 }
 
 void addPatterns(Commands& i3c)
@@ -276,12 +286,13 @@ void addPatterns(Commands& i3c)
 
 void addI3cCommands(Commands& commands)
 {
-    Commands i3c = commands.group("i3c", "I3C: bring-up, transfers, Common Command Codes, patterns");
-    addInit(i3c);
-    i3c.add<NoOptions>("table", "Print the targets on the bus", table, {"tarvix i3c table"});
-    addTransfers(i3c);
-    addCccCommand(i3c);
-    addPatterns(i3c);
+    commands.group("i3c", "I3C: bring-up, transfers, Common Command Codes, patterns", [](Commands& i3c) {
+        addInit(i3c);
+        i3c.add<NoOptions>("table", "Print the targets on the bus", table, {"tarvix i3c table"});
+        addTransfers(i3c);
+        addCccCommand(i3c);
+        addPatterns(i3c);
+    });
 }
 
 } // namespace tool

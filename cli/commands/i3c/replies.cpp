@@ -196,16 +196,8 @@ std::vector<std::string> bcrFeatures(std::uint8_t bcr)
 
 std::string jsonKey(std::string_view label)
 {
-    std::string key;
-    bool wordBegins = false;
-    for (const char c : label) {
-        if (c == ' ') {
-            wordBegins = true;
-            continue;
-        }
-        key += wordBegins ? static_cast<char>(std::toupper(static_cast<unsigned char>(c))) : c;
-        wordBegins = false;
-    }
+    std::string key(label);
+    std::replace(key.begin(), key.end(), ' ', '_');
     return key;
 }
 
