@@ -5,13 +5,15 @@
 //   job_benchmark time ROUNDS JOB COMMAND... -- COMMAND...   two programs, from start to end: JOB/wall and JOB/cpu
 //   job_benchmark jobs ROUNDS FLASH TARVIX                   bulk jobs through the tool and through the library; of the
 //                                                            flash so many bytes
-//   job_benchmark read-flash FLASH, read-eeprom              floors of such jobs: programs that only read reports
+//   job_benchmark read-flash FLASH, read-eeprom, write-pages floors of such jobs: programs that only move reports
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <semaphore>
 #include <stdexcept>
@@ -157,6 +159,22 @@ void readFlash(std::uint32_t size)
 void readEeprom()
 {
     readBare(I2C_INIT, std::vector<Bytes>(DUMPED / EEPROM_SIZE, eepromRead(0, EEPROM_SIZE)));
+}
+
+std::vector<Bytes> allPages()
+{
+    std::vector<Bytes> requests;
+    for (std::uint32_t at = 0; at < EEPROM_SIZE; at += PAGE) {
+        requests.push_back(pageWrite(at));
+    }
+    return requests;
+}
+
+void writePages()
+{
+    BareLink link;
+    link.exchange({I2C_INIT}, 1);
+    link.exchange(allPages(), 8);
 }
 
 // ---- Measuring -----------------------------------------------------------------------------------------------------
@@ -311,10 +329,6 @@ void flashInFlight(int rounds)
 
 void pagesInFlight(int rounds)
 {
-    std::vector<Bytes> requests;
-    for (std::uint32_t at = 0; at < EEPROM_SIZE; at += PAGE) {
-        requests.push_back(pageWrite(at));
-    }
     const auto init = [](TarvixAsyncSDK& sdk, TransactionId id, std::uint32_t) {
         return sdk.i2cControllerInit(id, EEPROM_BUS, 400'000, 0);
     };
@@ -323,7 +337,24 @@ void pagesInFlight(int rounds)
         return sdk.i2cWrite(id, EEPROM_BUS, EEPROM, {static_cast<std::uint8_t>(at >> 8), static_cast<std::uint8_t>(at)},
                             data, false);
     };
-    compareFlights(rounds, "pages", {1, 2, 8}, I2C_INIT, requests, init, write);
+    compareFlights(rounds, "pages", {1, 2, 8}, I2C_INIT, allPages(), init, write);
+}
+
+// The same through the tool, where it can.
+void pagesWithTool(int rounds, const std::string& tool)
+{
+    if (std::system((tool + " i2c set --help | grep -q -- --in-flight").c_str()) != 0) {
+        return;
+    }
+    const std::string file = std::filesystem::temp_directory_path() / ("job_benchmark." + std::to_string(::getpid()));
+    std::ofstream(file) << std::string(EEPROM_SIZE, 0);
+    for (const char* const most : {"1", "8"}) {
+        timePrograms(rounds, std::string("tool/pages/") + most,
+                     {tool, "i2c", "set", "--bus", "1", "--clock", "400k", "--reg-bytes", "2", "--page", "64",
+                      "--in-flight", most, "0x51", "0", "@" + file},
+                     {"/proc/self/exe", "write-pages"});
+    }
+    std::filesystem::remove(file);
 }
 
 void doJobs(int rounds, const std::string& flashSize, const std::string& tool)
@@ -336,6 +367,7 @@ void doJobs(int rounds, const std::string& flashSize, const std::string& tool)
     timePrograms(rounds, "tool/dump", dump, {"/proc/self/exe", "read-eeprom"});
     flashInFlight(rounds);
     pagesInFlight(rounds);
+    pagesWithTool(rounds, tool);
 }
 
 } // namespace
@@ -348,6 +380,8 @@ int main(int count, char** arguments)
             readFlash(static_cast<std::uint32_t>(std::stoul(words[1])));
         } else if (words == Words{"read-eeprom"}) {
             readEeprom();
+        } else if (words == Words{"write-pages"}) {
+            writePages();
         } else if (words.size() == 4 && words[0] == "jobs") {
             doJobs(std::stoi(words[1]), words[2], words[3]);
         } else {
