@@ -25,7 +25,7 @@ double nanoseconds(Work&& work)
     return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin).count();
 }
 
-// The medians of both, and their ratio. `left` and `right` return what one of their turns cost.
+// The medians of both, their difference and ratio. `left` and `right` return what one of their turns cost.
 template <typename Left, typename Right>
 void compareCosts(benchmark::State& state, Left left, Right right)
 {
@@ -44,6 +44,7 @@ void compareCosts(benchmark::State& state, Left left, Right right)
     state.counters["worst"] = *std::max_element(costs[0].begin(), costs[0].end());
     state.counters["left"] = median(costs[0]);
     state.counters["right"] = median(costs[1]);
+    state.counters["difference"] = state.counters["left"] - state.counters["right"];
     state.counters["ratio"] = state.counters["left"] / state.counters["right"];
 }
 

@@ -3,7 +3,7 @@
 //
 //   bare_write/64              one hid_write, for scale
 //   command/64                 the same through a command: frame, segment, write
-//   exchange/A_to_B            two kinds of exchange by turns, and the ratio of their medians
+//   exchange/A_to_B            two kinds of exchange by turns, and the ratio and difference of their medians
 //   adapters/N                 a strict session for each of N adapters against as many bare readers, per exchange
 //   closing, idle, memory      ending sessions, resting ones, allocations of a command
 //   long_write, long_read      65,535 bytes through 64- and 1024-byte reports, as bytes per second
@@ -27,6 +27,7 @@
 
 #include "by_turns.hpp"
 #include "tarvixsdk/async_sdk.hpp"
+#include "tarvixsdk/flat.h"
 #include "tarvixsdk/sdk.hpp"
 
 namespace {
@@ -252,14 +253,49 @@ Exchange strict()
     return session(true);
 }
 
-void exchange(benchmark::State& state, MakeExchange makeLeft, MakeExchange makeRight)
+// An SPI transfer of 4,096 bytes both ways.
+constexpr std::uint16_t TRANSFER = 4096;
+
+Bytes transferAnswer()
 {
-    setUp(0x82FC, GPIO_WRITTEN);
+    Bytes frame(8 + TRANSFER);
+    frame[6] = TRANSFER & 0xFF;
+    frame[7] = TRANSFER >> 8;
+    return frame;
+}
+
+Exchange classTransfer()
+{
+    auto sdk = std::make_shared<TarvixSDK>(1000);
+    sdk->connect("");
+    return [sdk, out = Bytes(TRANSFER, 1), in = Bytes()]() mutable {
+        if (sdk->spiTransfer(out, in, TRANSFER) != StatusCode::SUCCESS) {
+            std::abort();
+        }
+    };
+}
+
+Exchange flatTransfer()
+{
+    const std::shared_ptr<TarvixSDK_Handle> handle(TarvixSDK_Create(1000), TarvixSDK_Destroy);
+    TarvixSDK_Connect(handle.get(), "");
+    return [handle, out = Bytes(TRANSFER, 1), in = Bytes(TRANSFER)]() mutable {
+        if (TarvixSDK_SpiTransfer(handle.get(), out.data(), TRANSFER, in.data(), TRANSFER) != StatusCode::SUCCESS) {
+            std::abort();
+        }
+    };
+}
+
+void exchange(benchmark::State& state, MakeExchange makeLeft, MakeExchange makeRight, std::uint16_t kind = 0x82FC,
+              const Bytes& answerFrame = GPIO_WRITTEN)
+{
+    setUp(kind, answerFrame);
     compareTimes(state, makeLeft(), makeRight());
 }
 BENCHMARK_CAPTURE(exchange, strict_to_plain, strict, plain)->UseRealTime();
 BENCHMARK_CAPTURE(exchange, plain_to_plain, plain, plain)->UseRealTime();
 BENCHMARK_CAPTURE(exchange, plain_to_bare, plain, bare)->UseRealTime();
+BENCHMARK_CAPTURE(exchange, flat_to_class, flatTransfer, classTransfer, 0x82FD, transferAnswer())->UseRealTime();
 
 // As many sessions at once, each on a thread of its own: the time of an exchange, all of them together.
 double together(std::vector<Exchange>& exchanges)
