@@ -169,9 +169,6 @@ Bytes readFile(std::string_view what, const std::string& name, std::size_t limit
     if (bytes.empty()) {
         throw UsageError(fmt::format("{}: {} is empty", what, name));
     }
-    if (bytes.size() > limit) {
-        throw UsageError(fmt::format("{}: {} holds more than the {} bytes that there is room for", what, name, limit));
-    }
     return bytes;
 }
 

@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "commands/i2c/eeprom.hpp"
 #include "commands/memory/plan.hpp"
 #include "commands/spi/nor_flash.hpp"
 #include "commands/spi/sfdp.hpp"
@@ -150,6 +151,44 @@ TEST(Sfdp, SaysHowAChipIsUsedOrIsRefused)
     EXPECT_EQ(sfdp({}, 1 << 26), "--size: the flash holds 32 MiB, not 64 MiB");
 }
 
+TEST(EepromParts, KnowWhereABlockIs)
+{
+    const struct {
+        EepromPartOptions options;
+        std::uint8_t address;
+        std::uint64_t offset;
+        EepromPlace place;
+        std::string error;
+    } table[] = {
+        {{.part = "24c02"}, 0x57, 0xFF, {0x57, 0xFF}, ""},
+        {{.part = "24c04"}, 0x52, 0x1FF, {0x53, 0xFF}, ""},
+        {{.part = "24c16"}, 0x50, 0x234, {0x52, 0x34}, ""},
+        {{.part = "24c512"}, 0x51, 0xFFFF, {0x51, 0xFFFF}, ""},
+        {{.part = "24cm02"}, 0x54, 0x3ABCD, {0x57, 0xABCD}, ""},
+        {{.size = 32768, .registerBytes = 2}, 0x51, 0x7FFF, {0x51, 0x7FFF}, ""},
+        {{.part = "24c04"},
+         0x51,
+         0,
+         {},
+         "ADDRESS: a memory of 512 bytes has 2 target addresses, and 0x51 is not the first"},
+        {{.size = 512}, 0x50, 0, {}, "--size: 512 bytes exceeds a 1-byte register address"},
+        {{.part = "24c03"}, 0x50, 0, {}, "--part: '24c03' is not one of " + eepromPartNames()},
+        {{.part = "24c02", .page = 8}, 0x50, 0, {}, "--part: cannot be combined with --size, --page or --reg-bytes"},
+        {{.page = 8}, 0x50, 0, {}, "--part: an EEPROM does not say what it is"},
+    };
+    for (const auto& [options, address, offset, place, error] : table) {
+        std::string said;
+        try {
+            const EepromPart part = eepromPart(options);
+            requireFirstAddress(part, address);
+            EXPECT_EQ(placeOf(part, address, offset), place) << options.part;
+        } catch (const UsageError& usage) {
+            said = usage.what();
+        }
+        EXPECT_EQ(said, error);
+    }
+}
+
 struct MemoryTest : ::Adapter {
     MemoryTest()
     {
@@ -175,6 +214,29 @@ struct MemoryTest : ::Adapter {
     std::optional<Context> context;
     std::string commands;
 };
+
+TEST_F(MemoryTest, AnEepromIsWaitedForWhenItHasBeenWritten)
+{
+    int busy = 2;
+    device->onFrame([&](const Bytes& request) {
+        commands += hexOf(part(request, 4, request.size())) + "; ";
+        const bool reads = request.at(2) == 0x05;
+        const bool refuses = reads && busy-- > 0;
+        device->deliverFrame(answerTo(request, hex(refuses ? "01 03 00 00 00"
+                                                   : reads ? "00 00 00 02 00 AA BB"
+                                                           : "00 00")));
+    });
+    const Bytes data = counting(2);
+    const PageWrite pages[] = {{0x0FE, data}, {0x10F, data}};
+    Eeprom eeprom(*context, {}, 0x50, eepromPart({.part = "24c04"}));
+    std::size_t written = 0;
+    eeprom.write(pages, [&](std::size_t bytes) { written += bytes; });
+    EXPECT_EQ(written, 4U);
+    EXPECT_EQ(eeprom.read(0xFE, 4), hex("AA BB"));
+    EXPECT_EQ(commands,
+              "00 02 00 50 01 FE 00 00 00 00 01 02; 00 02 00 51 01 0F 00 00 00 00 01 02; "
+              "00 02 00 50 01 FE 00 00 00 00; 00 02 00 50 01 FE 00 00 00 00; 00 02 00 50 01 FE 00 00 00 00; ");
+}
 
 TEST_F(MemoryTest, FlashIsWaitedFor)
 {

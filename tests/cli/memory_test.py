@@ -1,6 +1,7 @@
 """Programming memories from files: what is changed and what is kept, what is refused, and runs that end half-way."""
 
 import contextlib
+import fcntl
 import os
 import pathlib
 import random
@@ -26,7 +27,7 @@ class Bench:
         self.process = subprocess.Popen(
             simulated(["bash"], ["--verbose"]), env=ENVIRONMENT, cwd=directory, text=True, bufsize=1,
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True)
-        self.process.stdin.write("set -m\n")  # else jobs ignore Ctrl-C
+        fcntl.fcntl(self.process.stderr, fcntl.F_SETPIPE_SZ, 4096)
 
     def __enter__(self):
         return self
@@ -40,12 +41,21 @@ class Bench:
         """Runs `command`, and the shell's `then` when `frame` has passed so often; $RUN is the command's process.
 
         Returns its exit status, standard output, and what it said on standard error."""
-        self.process.stdin.write((f"{command} > out & RUN=$!" if frame else f"{{ {command}; }} > out & RUN=$!") + "\n")
-        errors = self.read_errors(frame, count) if frame else ""
-        self.process.stdin.write(f"{then}\nwait $RUN; echo $?; echo end >&2\n")
+        # A background job ignores Ctrl-C.
+        listening = f"env --default-signal=INT {command}" if frame else f"{{ {command}; }}"
+        self.write(f"{listening} > out & RUN=$!")
+        errors = ""
+        if frame:
+            errors = self.read_errors(frame, count)
+            self.write("kill -STOP $RUN; echo")  # else it might be done before that, as frames wait in the pipe
+            self.process.stdout.readline()
+        self.write(f"{then}\nkill -CONT $RUN; wait $RUN; echo $?; echo end >&2")
         errors += self.read_errors("^end$", 1)
         output = pathlib.Path(f"/proc/{self.process.pid}/cwd/out").read_text(encoding="utf-8")
         return int(self.process.stdout.readline()), output, errors
+
+    def write(self, line):
+        self.process.stdin.write(line + "\n")
 
     def read_errors(self, pattern, count):
         said = ""
@@ -206,3 +216,58 @@ class Flash(MemoryCase):
         self.results("tarvix spi flash write image --size 64k --page 128 --sector 4k --json; "
                      "tarvix spi flash read back -n 8k --json")
         self.assertEqual(self.content("back"), image)
+
+
+class Eeprom(MemoryCase):
+    def test_writes_only_the_pages_that_differ(self):
+        image = self.file("image", self.random.randbytes(32768))
+        changed = bytearray(image)
+        changed[0x63:0x82] = bytes(0x1F)
+        self.file("changed", changed)
+        large, small = "--bus 1 0x51 --part 24c256", "0x50 --size 256"
+        results = self.results(f"""
+            set -e
+            tarvix i2c eeprom write {large} image --json; tarvix i2c eeprom write {large} image --json
+            tarvix i2c eeprom write {large} changed --json --in-flight 8; tarvix i2c eeprom read {large} back --json
+            tarvix i2c eeprom write {large} image --in-flight 8 --no-verify --json; tarvix i2c eeprom verify {large} image --json
+            tarvix i2c eeprom write {small} --offset 250 -n 6 image --json; tarvix i2c eeprom read {small} --offset 248 --json
+            """)
+        written = [result.pop("written", None) for result in results]
+        self.assertEqual((written[1], written[3], written[5:]), (0, None, [None, 6, None]))
+        self.assertTrue(32600 < written[0] <= 32768 and 24 < written[2] == written[4] <= 0x1F, written)
+        where = {"bus": 1, "address": 0x51, "offset": 0, "length": 32768}
+        end = {"bus": 0, "address": 0x50, "offset": 250, "length": 6, "verified": True}
+        self.assertEqual(results, [
+            {**where, "verified": True}, {**where, "verified": True}, {**where, "verified": True}, where,
+            {**where, "verified": False}, where, end,
+            {"bus": 0, "address": 0x50, "offset": 248, "length": 8, "data": "ffff" + image[:6].hex()}])
+        self.assertEqual(self.content("back"), changed)
+
+    def test_a_pulled_plug_and_ctrl_c_are_made_up_for(self):
+        image = self.file("image", self.random.randbytes(32768))
+        write = "tarvix i2c eeprom write --bus 1 0x51 image --part 24c256"
+        with Bench(self.directory) as bench:
+            for count, then, status in ((100, "kill -INT $RUN", 130), (150, "tarvix-sim trigger unplug", 7)):
+                ended, _, errors = bench.run(write, "< .. .. 04 09", count, then)
+                self.assertEqual(ended, status, errors)
+                self.assertIn("written; run the command again to finish", errors)
+            ended, output, errors = bench.run(f"tarvix-sim trigger replug; {write} --json; "
+                                              "tarvix i2c eeprom read --bus 1 0x51 back --part 24c256")
+            self.assertEqual((ended, errors), (0, ""))
+            self.assertLess(objects(output)[0]["written"], 32768 - 250 * 63)
+            self.assertEqual(self.content("back"), image)
+
+    def test_what_is_refused(self):
+        self.file("image", bytes(257))
+        for arguments, status, text in (
+            ("write 0x50 image --part 24c02", 2, "FILE: image holds more than the 256 bytes that there is room for"),
+            ("write 0x50 image", 2, "--part: an EEPROM does not say what it is; give --part 24c02"),
+            ("write 0x51 image --part 24c16", 2, "use 0x50"), ("read 0x50 --size 32k", 2, "raise --reg-bytes"),
+            ("read 0x22 --part 24c02", 1, "reading from 0x22 on bus 0: NACK (0x0301)"),
+            ("verify 0x50 image --part 24c02 -n 9", 1, "image: offset 0x0: read 0xff, expected 0x00; 9 of 9 bytes differ\n"),
+            # What is no page of this memory wraps, and the comparison finds it.
+            ("write 0x50 image --size 256 --page 16 -n 16 --offset 16 --json > /dev/null && seq 99 | "
+             "tarvix i2c eeprom write 0x50 - --size 256 --page 16 -n 16", 1, "check --part, --size and --page"),
+        ):
+            with self.subTest(arguments=arguments):
+                self.fails(self.shell(f"tarvix i2c eeprom {arguments}"), status, text)

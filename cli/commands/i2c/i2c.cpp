@@ -17,6 +17,7 @@
 #include "arguments/options.hpp"
 #include "arguments/transfers.hpp"
 #include "commands/command.hpp"
+#include "commands/i2c/eeprom_commands.hpp"
 #include "commands/i2c/messages.hpp"
 #include "commands/i2c/pages.hpp"
 #include "console/errors.hpp"
@@ -348,6 +349,7 @@ void addI2cCommands(Commands& commands)
         addSet(i2c);
         addDump(i2c);
         addTransfer(i2c);
+        addEepromCommands(i2c);
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -14,73 +15,67 @@ namespace tool {
 
 namespace {
 
-// The data cut at the ends of the memory's pages.
-class Pages {
-public:
-    Pages(const PagedWrite& where, const Bytes& data) : where_(where), data_(data) {}
-
-    std::size_t count() const { return (where_.reg % where_.page + data_.size() + where_.page - 1) / where_.page; }
-
-    // How much of the data lies before this page.
-    std::size_t before(std::size_t index) const
-    {
-        const std::uint64_t first = where_.reg % where_.page;
-        return index == 0 ? 0 : std::min<std::uint64_t>(index * where_.page - first, data_.size());
+std::vector<I2cPage> cut(const PagedWrite& where, std::span<const std::uint8_t> data)
+{
+    std::vector<I2cPage> pages;
+    for (std::uint64_t reg = where.reg; !data.empty();) {
+        const auto length = std::min<std::uint64_t>(data.size(), where.page - reg % where.page);
+        pages.push_back({where.address, reg, data.first(length)});
+        data = data.subspan(length);
+        reg += length;
     }
-
-    Bytes registerAddress(std::size_t index) const
-    {
-        return encodeRegister(where_.reg + before(index), where_.registerBytes);
-    }
-
-    Bytes bytes(std::size_t index) const
-    {
-        const auto at = [&](std::size_t page) { return data_.begin() + static_cast<std::ptrdiff_t>(before(page)); };
-        return {at(index), at(index + 1)};
-    }
-
-private:
-    const PagedWrite& where_;
-    const Bytes& data_;
-};
+    return pages;
+}
 
 } // namespace
 
 // A memory that is still busy with the page before does not acknowledge. Such a one gets its further pages one by one:
 // of several in flight it would take the one that meets it ready, whichever that is.
-void writePages(Context& context, const PagedWrite& where, const Bytes& data, std::string_view advice)
+void writePages(Context& context, const PageOptions& options, std::span<const I2cPage> pages, std::string_view advice,
+                const std::function<void(std::size_t pages)>& written)
 {
     using Clock = std::chrono::steady_clock;
-    const Pages pages(where, data);
-    Progress progress(fmt::format("writing 0x{:02x}", where.address), data.size());
-    std::size_t inFlight = where.inFlight;
+    std::size_t inFlight = options.inFlight;
     std::size_t first = 0; // page that is not written yet
     auto start = Clock::now();
     const auto send = [&](TarvixAsyncSDK& sdk, TransactionId transactionId, std::size_t command) {
-        return sdk.i2cWrite(transactionId, where.bus, where.address, pages.registerAddress(first + command),
-                            pages.bytes(first + command), false);
+        const I2cPage& page = pages[first + command];
+        return sdk.i2cWrite(transactionId, options.bus, page.address, encodeRegister(page.reg, options.registerBytes),
+                            {page.data.begin(), page.data.end()}, false);
     };
     const auto take = [&](std::size_t command, StatusCode status, const Bytes&) {
         throwIfInterrupted();
         if (status == StatusCode::SUCCESS) {
-            progress.update(pages.before(first + command + 1));
+            written(first + command + 1);
         }
         return status;
     };
-    while (first < pages.count()) {
-        const auto [status, written] = context.sdk().runInFlight(pages.count() - first, inFlight, send, take);
-        first += written;
-        if (written > 0) {
+    while (first < pages.size()) {
+        const auto [status, taken] = context.sdk().runInFlight(pages.size() - first, inFlight, send, take);
+        first += taken;
+        if (taken > 0) {
             start = Clock::now();
         }
-        if (!isStatus(status, DeviceStatus::NACK) || Clock::now() - start >= where.busyLimit) {
+        if (!isStatus(status, DeviceStatus::NACK) || Clock::now() - start >= options.busyLimit) {
+            const I2cPage& page = pages[std::min(first, pages.size() - 1)];
             context.checkTransfer(status,
-                                  fmt::format("writing to 0x{:02x} on bus {}, register 0x{:0{}x}", where.address,
-                                              where.bus, where.reg + pages.before(first), 2 * where.registerBytes),
+                                  fmt::format("writing to 0x{:02x} on bus {}, register 0x{:0{}x}", page.address,
+                                              options.bus, page.reg, 2 * options.registerBytes),
                                   advice);
         }
         inFlight = 1;
     }
+}
+
+void writePages(Context& context, const PagedWrite& where, const Bytes& data, std::string_view advice)
+{
+    const std::vector<I2cPage> pages = cut(where, data);
+    Progress progress(fmt::format("writing 0x{:02x}", where.address), data.size());
+    writePages(context, {where.bus, where.registerBytes, where.inFlight, where.busyLimit}, pages, advice,
+               [&](std::size_t count) {
+                   const I2cPage& last = pages[count - 1];
+                   progress.update(last.reg + last.data.size() - where.reg);
+               });
 }
 
 } // namespace tool

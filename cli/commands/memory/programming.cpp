@@ -53,16 +53,16 @@ struct Image {
 Image readImage(const std::string& file, const RangeOptions& range, const Geometry& geometry)
 {
     Image image{file == "-" ? "standard input" : file, extentOf(range, geometry), {}};
-    if (!range.length) {
-        image.bytes = readFile("FILE", file, image.extent.length);
-        image.extent.length = image.bytes.size();
-        return image;
+    const std::uint64_t room = image.extent.length;
+    image.bytes = readFile("FILE", file, room);
+    const std::uint64_t size = image.bytes.size();
+    if (range.length.value_or(0) > size) {
+        throw UsageError(fmt::format("--length: {} has {} bytes, not {}", image.file, size, room));
     }
-    image.bytes = readFile("FILE", file, geometry.size);
-    if (image.bytes.size() < image.extent.length) {
-        throw UsageError(
-            fmt::format("--length: {} has {} bytes, not {}", image.file, image.bytes.size(), image.extent.length));
+    if (!range.length && size > room) {
+        throw UsageError(fmt::format("FILE: {} holds more than the {} bytes that there is room for", image.file, room));
     }
+    image.extent.length = std::min(size, room);
     image.bytes.resize(image.extent.length);
     return image;
 }
@@ -308,11 +308,15 @@ void change(Context& context, Memory& memory, const Image& image, bool verifies)
     }
     const bool verified = verifies || changes.empty();
     Json fields = fieldsOf(memory, image.extent);
-    fields.update({{"erased", work.erased}, {"written", work.written}, {"verified", verified}});
-    const std::string erased = memory.geometry().erasable.empty() ? "" : fmt::format(", {} erased", work.erased);
-    context.output().print(fmt::format("{} bytes at 0x{:x}: {} written{}{}", image.extent.length, image.extent.offset,
-                                       work.written, erased, verified ? ", verified" : ""),
-                           fields);
+    std::string text =
+        fmt::format("{} bytes at 0x{:x}: {} written", image.extent.length, image.extent.offset, work.written);
+    if (!memory.geometry().erasable.empty()) {
+        fields["erased"] = work.erased;
+        text += fmt::format(", {} erased", work.erased);
+    }
+    fields["written"] = work.written;
+    fields["verified"] = verified;
+    context.output().print(text + (verified ? ", verified" : ""), fields);
 }
 
 } // namespace
