@@ -17,13 +17,14 @@ namespace tool {
 struct Event {
     std::chrono::system_clock::time_point time;
     NotificationKind kind = NotificationKind::UNKNOWN;
-    bool complete = false;            // false for a frame too short to decode
-    std::uint8_t pin = 0;             // GPIO_INTERRUPT
-    std::uint8_t address = 0;         // I3C_IBI: who raised it; I3C_HOT_JOIN: its dynamic address
-    std::vector<std::uint8_t> pid{};  // I3C_HOT_JOIN, in wire order
-    std::uint8_t bcr = 0;             // I3C_HOT_JOIN
-    std::uint8_t dcr = 0;             // I3C_HOT_JOIN
-    std::vector<std::uint8_t> data{}; // I3C_IBI: payload; UART_RX: what was received; else the whole frame
+    bool complete = false;                 // false for a frame too short to decode
+    std::uint8_t pin = 0;                  // GPIO_INTERRUPT
+    std::optional<GpioLogicLevel> level{}; // GPIO_INTERRUPT: what the edge led to, if somebody found out
+    std::uint8_t address = 0;              // I3C_IBI: who raised it; I3C_HOT_JOIN: its dynamic address
+    std::vector<std::uint8_t> pid{};       // I3C_HOT_JOIN, in wire order
+    std::uint8_t bcr = 0;                  // I3C_HOT_JOIN
+    std::uint8_t dcr = 0;                  // I3C_HOT_JOIN
+    std::vector<std::uint8_t> data{};      // I3C_IBI: payload; UART_RX: what was received; else the whole frame
 };
 
 Event decode(const Notification& notification);

@@ -11,6 +11,7 @@
 #include "adapter/notifications.hpp"
 #include "arguments/data.hpp"
 #include "arguments/words.hpp"
+#include "commands/gpio/edges.hpp"
 #include "commands/i3c/codes.hpp"
 #include "commands/polling.hpp"
 #include "common/terminal.hpp"
@@ -156,6 +157,50 @@ TEST(Events, InTextAndJson)
     event = {.time = time, .kind = NotificationKind::GPIO_INTERRUPT, .complete = false, .data = {0xFF, 0xFF, 0x09}};
     EXPECT_EQ(describe(event), "gpio frame=ffff09");
     EXPECT_EQ(toJson(event).dump(), R"({"time":"2025-01-31T12:00:00.000042Z","event":"gpio","frame":"ffff09"})");
+}
+
+// What is told of pins 2 and 3: rising, falling, or `-` when they move too fast. In `happens`, a digit is an edge of
+// that pin, "=1" the level that a read finds, and a blank a rest.
+std::string directions(std::string happens)
+{
+    const auto next = [&](std::optional<std::chrono::milliseconds> idleTimeout) -> std::optional<Event> {
+        if (!idleTimeout && happens.starts_with(' ')) {
+            happens.erase(0, 1);
+        }
+        if (happens.empty() || happens.front() < '0' || happens.front() > '9') {
+            return std::nullopt;
+        }
+        Event edge{.time = {}, .kind = NotificationKind::GPIO_INTERRUPT, .complete = true};
+        edge.pin = static_cast<std::uint8_t>(happens.front() - '0');
+        happens.erase(0, 1);
+        return edge;
+    };
+    const auto read = [&](unsigned) {
+        const auto level = GpioLogicLevel(happens.at(1) - '0');
+        happens.erase(0, 2);
+        return level;
+    };
+    Edges edges({2, 3}, GpioTriggerType::BOTH_EDGES, next, read);
+    std::string told;
+    while (const auto event = edges.next({})) {
+        told += fmt::format("{}{} ", event->pin, !event->level ? '-' : "fr"[static_cast<int>(*event->level)]);
+    }
+    return told;
+}
+
+TEST(Events, TheDirectionOfAnEdgeIsFoundThoughThePinMovesOn)
+{
+    const std::pair<std::string, std::string> cases[]{
+        {"2=1 2=0 2=1", "2r 2f 2r "},  // read in time
+        {"2=02=0 2=1", "2r 2f 2r "},   // the second edge was reported while the first was asked about
+        {"2=02=12=1", "2r 2f 2r "},    // so was the third while the second was
+        {"2=0 2=1", "2f 2r "},         // an edge that was not reported spoils none after it
+        {"2=03=0=1 3=0", "2f 3r 3f "}, // both pins
+        {"2=02=02=02=02=02=02=02=02 2=1", "2- 2- 2- 2- 2- 2- 2- 2- 2- 2r "},
+    };
+    for (const auto& [happens, told] : cases) {
+        EXPECT_EQ(directions(happens), told) << happens;
+    }
 }
 
 TEST(Events, BeyondTheQueueAreLostAndCounted)
