@@ -138,9 +138,7 @@ Bytes readData(std::string_view what, const std::vector<std::string>& words, std
         if (word == "@-") {
             Input(what, STDIN_FILENO, "standard input").appendTo(bytes, limit);
         } else if (word.starts_with('@')) {
-            if (filesRefused) {
-                throw UsageError(fmt::format("{}: '{}' is a file, and --no-files refuses those", what, word));
-            }
+            requireFilesAllowed(what, word);
             Input(what, ::open(word.c_str() + 1, O_RDONLY | O_CLOEXEC), word.substr(1)).appendTo(bytes, limit);
         } else if (word.starts_with(HEX)) {
             appendHex(what, word, std::string_view(word).substr(HEX.size()), bytes);
@@ -157,6 +155,20 @@ Bytes readData(std::string_view what, const std::vector<std::string>& words, std
         throw UsageError(fmt::format("{}: no bytes given", what), fmt::format("use {}", DATA_HELP));
     }
     return bytes;
+}
+
+Bytes parseText(std::string_view what, std::string_view text)
+{
+    Bytes bytes;
+    appendText(what, text, bytes);
+    return bytes;
+}
+
+void requireFilesAllowed(std::string_view what, std::string_view file)
+{
+    if (filesRefused) {
+        throw UsageError(fmt::format("{}: '{}' is a file, and --no-files refuses those", what, file));
+    }
 }
 
 void refuseFiles()

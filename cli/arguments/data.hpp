@@ -19,7 +19,13 @@ inline constexpr const char* DATA_HELP = "numbers (18 0x34), hex:DIGITS, text:TE
 Bytes readData(std::string_view what, const std::vector<std::string>& words, std::size_t limit,
                bool mayBeEmpty = false);
 
-// From now on readData refuses @FILE: for commands that somebody else wrote.
+// The bytes of a text with C's escapes \r, \n, \t, \e, \0, \\ and \xHH. Throws UsageError naming `what`.
+Bytes parseText(std::string_view what, std::string_view text);
+
+// Throws UsageError after refuseFiles.
+void requireFilesAllowed(std::string_view what, std::string_view file);
+
+// From now on readData refuses @FILE, and other files are refused, too: for commands that somebody else wrote.
 void refuseFiles();
 
 } // namespace tool

@@ -49,6 +49,8 @@ private:
 // Targets must live as long as the command.
 AddedOption addFlag(CLI::App& app, const char* names, bool& target, const char* description);
 AddedOption addText(CLI::App& app, const char* names, std::string& target, const std::string& description);
+AddedOption addText(CLI::App& app, const char* names, std::optional<std::string>& target,
+                    const std::string& description);
 AddedOption addTexts(CLI::App& app, const char* names, std::vector<std::string>& target,
                      const std::string& description);
 

@@ -11,8 +11,8 @@
 
 namespace tool {
 
-// A line for each series: its name, its last value, the range of the values in sight, and a sparkline that scrolls within
-// that range. Each drawing takes the place of the one before.
+// A line for each series: its name, its last value, the range of the values in sight, and a sparkline that scrolls
+// within that range. Each drawing takes the place of the one before.
 class Chart {
 public:
     explicit Chart(std::vector<std::string> names) : names_(std::move(names)), seen_(names_.size()) {}

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "console/errors.hpp"
+#include "console/raw_terminal.hpp"
 
 namespace tool {
 
@@ -22,6 +23,7 @@ int wakeUp = -1;
 void onSignal(int number)
 {
     if (received != 0) {
+        restoreTerminal();
         _exit(128 + number);
     }
     received = number;
@@ -34,6 +36,7 @@ void onSignal(int number)
 
 void onAlarm(int)
 {
+    restoreTerminal();
     _exit(128 + received);
 }
 

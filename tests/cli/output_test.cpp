@@ -10,14 +10,17 @@
 #include "adapter/event_queue.hpp"
 #include "adapter/notifications.hpp"
 #include "arguments/data.hpp"
+#include "arguments/pattern.hpp"
 #include "arguments/words.hpp"
 #include "commands/gpio/edges.hpp"
 #include "commands/i3c/codes.hpp"
 #include "commands/polling.hpp"
+#include "commands/uart/keys.hpp"
 #include "common/terminal.hpp"
 #include "console/chart.hpp"
 #include "console/errors.hpp"
 #include "console/text.hpp"
+#include "console/visible_text.hpp"
 
 namespace tool {
 
@@ -157,6 +160,64 @@ TEST(Events, InTextAndJson)
     event = {.time = time, .kind = NotificationKind::GPIO_INTERRUPT, .complete = false, .data = {0xFF, 0xFF, 0x09}};
     EXPECT_EQ(describe(event), "gpio frame=ffff09");
     EXPECT_EQ(toJson(event).dump(), R"({"time":"2025-01-31T12:00:00.000042Z","event":"gpio","frame":"ffff09"})");
+}
+
+TEST(Text, OfADeviceIsVisibleThoughItComesInPieces)
+{
+    // Each byte alone, and all at once.
+    using namespace std::string_literals;
+    const std::string text = "\u4e2d\x1b[m\r\n\t\b\a\u009b\u202e\xe2\x82|\xff\xed\xa0\x80\x7f\0\xf0\x9f"s;
+    const std::string shown(
+        "\u4e2d\\x1b[m\r\n\t\b\a\\xc2\\x9b\\xe2\\x80\\xae\\xe2\\x82|\\xff\\xed\\xa0\\x80\\x7f\\x00");
+    VisibleText whole;
+    EXPECT_EQ(whole.add(Bytes(text.begin(), text.end())), shown);
+    EXPECT_EQ(whole.end() + whole.end(), "\\xf0\\x9f");
+    VisibleText pieces;
+    std::string added;
+    for (const char c : text) {
+        added += pieces.add(Bytes{static_cast<std::uint8_t>(c)});
+    }
+    EXPECT_EQ(added, shown);
+}
+
+TEST(Text, LineEndsThatComeInPieces)
+{
+    LineEndReader reader(ReceivedLineEnd::CRLF);
+    const std::pair<Bytes, Bytes> pieces[]{
+        {{'a', '\r'}, {'a'}}, {{'\n', '\r'}, {'\n'}}, {{'\r', '\r'}, {'\r', '\r'}}, {{'b', '\r'}, {'\r', 'b'}}};
+    for (const auto& [piece, read] : pieces) {
+        EXPECT_EQ(reader.add(piece), read);
+    }
+    EXPECT_EQ(reader.end(), Bytes{'\r'});
+    EXPECT_EQ(reader.end(), Bytes{});
+}
+
+TEST(Text, IsFoundWhereverItIs)
+{
+    using namespace std::string_literals;
+    const std::string much(10000, 'a');
+    const std::tuple<std::string, std::string, std::string> cases[]{
+        {"b\\x00", much + "b\0c"s, "b\0"s},
+        {"/^b/", "b", "b"},
+        {"/a?b/", much + "b", "ab"},
+        {"/^a+b/", much + "b", ""},
+        {"ab", "a b", ""},
+        {"/[\\x80-\\xff]+/", "a\x80\xff", "\x80"},
+        {"/", "a/", "/"},
+        {"//", "a//", "//"},
+        {"/a\\r?\\n/", "a\r\n", "a\r\n"},
+    };
+    for (const auto& [pattern, text, match] : cases) {
+        Search search("--until", pattern);
+        for (std::size_t i = 0; i < text.size() && !search.match(); i += 1 + text.size() / 100) {
+            const auto piece = text.substr(i, 1 + text.size() / 100);
+            search.add(Bytes(piece.begin(), piece.end()));
+        }
+        EXPECT_EQ(search.match().value_or(""), match) << pattern;
+    }
+    // Neither time nor stack is the device's to choose.
+    Search search("--until", "/(a+)+b|(.|x)*y/");
+    EXPECT_FALSE(search.add(Bytes(100000, 'a')));
 }
 
 // What is told of pins 2 and 3: rising, falling, or `-` when they move too fast. In `happens`, a digit is an edge of
