@@ -198,6 +198,10 @@ void CommandLine::throwUsageError(const CLI::ParseError& error) const
     if (const auto lineEnd = message.find('\n'); lineEnd != std::string::npos) {
         message.resize(lineEnd);
     }
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) {
+        const bool several = message.find("At Most") != std::string::npos;
+        message = message.substr(0, message.find(':')) + (several ? ": given more than once" : ": needs a value");
+    }
     throw UsageError(message, advice);
 }
 

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "adapter/context.hpp"
+#include "adapter/pieces.hpp"
 #include "arguments/choices.hpp"
 #include "arguments/data.hpp"
 #include "arguments/numbers.hpp"
@@ -17,7 +18,6 @@
 #include "commands/command.hpp"
 #include "console/errors.hpp"
 #include "console/output.hpp"
-#include "console/progress.hpp"
 #include "console/text.hpp"
 
 namespace tool {
@@ -157,27 +157,26 @@ struct ReadFlashOptions {
 void readFlash(Context& context, const ReadFlashOptions& options)
 {
     constexpr std::uint8_t READ = 0x03;
-    constexpr std::size_t HEADER = 4;              // command and three bytes of address
-    constexpr std::uint64_t CHUNK = 1024;          // fits in what an operating system keeps of unread reports
-    constexpr std::uint64_t ADDRESSABLE = 1 << 24; // by three bytes
+    constexpr std::size_t HEADER = 4; // command and three bytes of address
+    constexpr unsigned CLOCKS_PER_BYTE = 8;
+    constexpr std::size_t ANSWER_OVERHEAD = 8 + HEADER; // what the chip sends meanwhile comes back, too
+    constexpr std::uint64_t ADDRESSABLE = 1 << 24;      // by three bytes
     if (options.length > ADDRESSABLE - std::min(options.offset, ADDRESSABLE)) {
         throw UsageError(fmt::format("--length: {} bytes starting at {} exceed the {} that 3-byte addresses reach",
                                      options.length, options.offset, sizeText(ADDRESSABLE)));
     }
     setUpController(context, options.controller);
-    Bytes bytes;
-    Progress progress("reading flash", options.length);
-    while (bytes.size() < options.length) {
-        const std::uint64_t position = options.offset + bytes.size();
-        Bytes request{READ};
-        for (const unsigned shift : {16u, 8u, 0u}) {
-            request.push_back(static_cast<std::uint8_t>(position >> shift));
-        }
-        const std::size_t count = std::min<std::uint64_t>(CHUNK, options.length - bytes.size());
-        const Bytes received = exchange(context, request, HEADER + count);
-        bytes.insert(bytes.end(), received.begin() + HEADER, received.end());
-        progress.update(bytes.size());
-    }
+    const Bytes bytes = readInPieces(
+        context, "reading flash", options.length, {options.controller.clock, CLOCKS_PER_BYTE, ANSWER_OVERHEAD},
+        [&](std::uint64_t done, std::size_t count) {
+            Bytes request{READ};
+            for (const unsigned shift : {16u, 8u, 0u}) {
+                request.push_back(static_cast<std::uint8_t>((options.offset + done) >> shift));
+            }
+            Bytes received = exchange(context, std::move(request), HEADER + count);
+            received.erase(received.begin(), received.begin() + HEADER);
+            return received;
+        });
     context.output().printData(
         bytes, options.offset,
         {{"select", static_cast<unsigned>(options.controller.select)}, {"offset", options.offset}}, options.raw);

@@ -57,6 +57,7 @@
 #ifndef TARVIXSDK_SDK_HPP
 #define TARVIXSDK_SDK_HPP
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -65,6 +66,7 @@
 #include <vector>
 
 #include "tarvixsdk/adapters.hpp"
+#include "tarvixsdk/async_sdk.hpp"
 #include "tarvixsdk/types.h"
 
 /** Blocking session with one adapter. Starts disconnected; the destructor disconnects. */
@@ -84,6 +86,30 @@ public:
         std::string usbString4;
         std::string usbString5;
     };
+
+    /** How `runInFlight` ended. */
+    struct JobResult {
+        StatusCode status = StatusCode::SUCCESS; /**< of the command that failed, or `SUCCESS` */
+        std::size_t command = 0;                 /**< the first that failed; how many there are when none did */
+
+        /** Whether all commands succeeded. */
+        explicit operator bool() const { return status == StatusCode::SUCCESS; }
+    };
+
+    /**
+     * Sends command number `command` of a job with exactly one call of a method of `sdk`, under `transactionId`, and
+     * returns that call's status. Runs on the thread that called `runInFlight`.
+     */
+    using SendCommand =
+        std::function<StatusCode(TarvixAsyncSDK& sdk, TransactionId transactionId, std::size_t command)>;
+
+    /**
+     * Takes the response to a command: its status, and the whole frame, laid out as async_sdk.hpp says; the bytes are
+     * valid during the call only. What it returns counts as the command's status. Runs on the thread that called
+     * `runInFlight`.
+     */
+    using TakeResponse =
+        std::function<StatusCode(std::size_t command, StatusCode status, const std::vector<std::uint8_t>& response)>;
 
     /** A session that waits for each response without limit. */
     TarvixSDK();
@@ -190,6 +216,32 @@ public:
 
     /** The library's version, `TARVIXSDK_VERSION`. */
     static std::string getVersion();
+    ///@}
+
+    /** @name Requests in flight */
+    ///@{
+
+    /**
+     * Runs a job of many commands in a strict session without waiting for each response before the next request: the
+     * pages of a memory, a list of registers. What it saves is the time that requests and responses spend on USB.
+     *
+     * Commands 0 to `count - 1` are sent in order, at most `inFlight` of them unanswered. Responses are matched by
+     * transaction id and may come in any order; they are taken in the order of the commands. The first command that
+     * fails stops the sending, and the ones already sent are waited for. So every command before the one in the result
+     * has succeeded, and up to `inFlight - 1` after it may have been carried out.
+     *
+     * The session's timeout runs for the first unanswered command, anew for each. Commands of other threads wait until
+     * the job is over. Neither function may call a method of this session other than `disconnect`. What they throw
+     * ends the job and leaves the session usable; responses still to come are dropped.
+     *
+     * @param inFlight 1 to 63; with 1 each response is waited for. How many requests an adapter keeps while it works is
+     *        defined by the firmware: the virtual adapter takes all. Their responses together should fit in the 63
+     *        reports that Linux keeps for a busy reader
+     * @param take empty when the status is all there is to know
+     * @return the statuses of any command; `INVALID_ARGUMENT` at command 0 also for a plain session, an `inFlight` out
+     * of range and an empty `send`. After `NO_RESPONSE`, `ADAPTER_LOST` and `NOT_CONNECTED` nothing more is waited for
+     */
+    JobResult runInFlight(std::size_t count, std::size_t inFlight, SendCommand send, TakeResponse take = {});
     ///@}
 
     /** @name Adapter */
@@ -670,6 +722,8 @@ public:
     ///@}
 
 private:
+    friend struct TarvixSDK_Handle;
+
     class Session;
     std::unique_ptr<Session> session_;
 };

@@ -1,11 +1,15 @@
 #include "program/arguments.hpp"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <functional>
+#include <limits>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <limits>
 
 #include "common/terminal.hpp"
 #include "ports/shared/utf8.hpp"
@@ -45,18 +49,20 @@ std::uint64_t toNumber(const std::string& text, std::uint64_t low, std::uint64_t
     return number;
 }
 
-// Unlike CLI11, names the option when its callback throws.
-template <typename Take>
-CLI::Option* addOption(CLI::App& app, const std::string& name, Take take, const std::string& description)
+using Take = std::function<void(const std::string& text)>;
+
+// Unlike CLI11, names the option when its callback throws. Not add_option_function, whose templates take seconds.
+CLI::Option* addOption(CLI::App& app, const std::string& name, const Take& take, const std::string& description)
 {
-    const auto takeAll = [name, take](const std::vector<std::string>& texts) {
+    const CLI::callback_t takeAll = [name, take](const CLI::results_t& texts) {
         try {
             std::ranges::for_each(texts, take);
         } catch (const CLI::ValidationError& error) {
             throw CLI::ValidationError(fmt::format("{}: {}", name, error.what()));
         }
+        return true;
     };
-    return app.add_option_function<std::vector<std::string>>(name, takeAll, description)
+    return app.add_option(name, takeAll, description)
         ->expected(1)
         ->allow_extra_args(false) // takes one value and leaves what follows
         ->multi_option_policy(CLI::MultiOptionPolicy::Throw);

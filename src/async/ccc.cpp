@@ -1,5 +1,5 @@
 // The I3C Common Command Codes: every one is a fixed call of i3cCccTransfer.
-#include "async/request_frame.hpp"
+#include "async/requests.hpp"
 #include "async/state.hpp"
 
 namespace {
@@ -60,23 +60,32 @@ StatusCode read(TarvixAsyncSDK& sdk, TransactionId transactionId, std::uint8_t a
 
 } // namespace
 
-StatusCode TarvixAsyncSDK::i3cCccTransfer(TransactionId transactionId, std::uint8_t targetAddress,
-                                          I3cTransferDirection direction, I3cTransferMode mode, bool transferFlag,
-                                          I3cCccType cccType, std::uint8_t length, CCC ccc, std::uint8_t definingByte,
-                                          const std::vector<std::uint8_t>& data)
+RequestFrame requests::i3cCccTransfer(TransactionId transactionId, std::uint8_t targetAddress,
+                                      I3cTransferDirection direction, I3cTransferMode mode, bool transferFlag,
+                                      I3cCccType cccType, std::uint8_t length, CCC ccc, std::uint8_t definingByte,
+                                      Bytes data)
 {
     // Not masked: a value too large for its bits spills into its neighbour's.
     const unsigned flags =
         ((static_cast<unsigned>(cccType) << 1 | (transferFlag ? 1U : 0U)) << 2 | static_cast<unsigned>(mode)) << 1 |
         static_cast<unsigned>(direction);
-    return state_->send(RequestFrame(transactionId, CommandCode::I3C_CCC_TRANSFER, data.size())
-                            .require(data.empty() || direction != I3cTransferDirection::READ)
-                            .u8(targetAddress)
-                            .u8(static_cast<std::uint8_t>(flags))
-                            .u8(length)
-                            .u8(ccc)
-                            .u8(definingByte)
-                            .bytes(data));
+    return RequestFrame(transactionId, CommandCode::I3C_CCC_TRANSFER, data.size())
+        .require(data.empty() || direction != I3cTransferDirection::READ)
+        .u8(targetAddress)
+        .u8(static_cast<std::uint8_t>(flags))
+        .u8(length)
+        .u8(ccc)
+        .u8(definingByte)
+        .bytes(data);
+}
+
+StatusCode TarvixAsyncSDK::i3cCccTransfer(TransactionId transactionId, std::uint8_t targetAddress,
+                                          I3cTransferDirection direction, I3cTransferMode mode, bool transferFlag,
+                                          I3cCccType cccType, std::uint8_t length, CCC ccc, std::uint8_t definingByte,
+                                          const std::vector<std::uint8_t>& data)
+{
+    return state_->send(requests::i3cCccTransfer(transactionId, targetAddress, direction, mode, transferFlag, cccType,
+                                                 length, ccc, definingByte, data));
 }
 
 // The adapter takes the events of ENEC and DISEC as the defining byte of a broadcast, but as data of a direct write.

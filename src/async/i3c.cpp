@@ -1,4 +1,4 @@
-#include "async/request_frame.hpp"
+#include "async/requests.hpp"
 #include "async/state.hpp"
 
 namespace {
@@ -25,8 +25,7 @@ std::uint8_t modeByte(I3cTransferMode mode, I3cTransferDirection direction, I3cT
 // SDR and legacy I2C. The register address bytes travel in their order, then zeros; the I2C family folds them into a
 // little-endian number instead.
 RequestFrame registerTransfer(TransactionId transactionId, std::uint8_t targetAddress, std::uint8_t mode,
-                              const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
-                              std::size_t dataSize)
+                              requests::Bytes registerAddress, std::uint16_t length, std::size_t dataSize)
 {
     const std::size_t used = std::min(registerAddress.size(), REGISTER_ADDRESS_SIZE);
     RequestFrame frame(transactionId, CommandCode::I3C_PRIVATE_TRANSFER, dataSize);
@@ -35,23 +34,21 @@ RequestFrame registerTransfer(TransactionId transactionId, std::uint8_t targetAd
         .u8(mode)
         .u8(0) // HDR command
         .u8(static_cast<std::uint8_t>(registerAddress.size()))
-        .bytes(std::span(registerAddress).first(used))
+        .bytes(registerAddress.first(used))
         .zeros(REGISTER_ADDRESS_SIZE - used)
         .u16(length);
     return frame;
 }
 
 RequestFrame registerRead(TransactionId transactionId, std::uint8_t targetAddress, I3cTransferMode mode,
-                          const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
-                          I3cTransferFlags flags)
+                          requests::Bytes registerAddress, std::uint16_t length, I3cTransferFlags flags)
 {
     return registerTransfer(transactionId, targetAddress, modeByte(mode, I3cTransferDirection::READ, flags),
                             registerAddress, length, 0);
 }
 
 RequestFrame registerWrite(TransactionId transactionId, std::uint8_t targetAddress, I3cTransferMode mode,
-                           const std::vector<std::uint8_t>& registerAddress, const std::vector<std::uint8_t>& data,
-                           I3cTransferFlags flags)
+                           requests::Bytes registerAddress, requests::Bytes data, I3cTransferFlags flags)
 {
     return registerTransfer(transactionId, targetAddress, modeByte(mode, I3cTransferDirection::WRITE, flags),
                             registerAddress, count16(data), data.size())
@@ -73,6 +70,56 @@ RequestFrame hdrDdrTransfer(TransactionId transactionId, std::uint8_t targetAddr
 
 } // namespace
 
+RequestFrame requests::i3cInitBus(TransactionId transactionId, std::span<const I3cTargetInfo> targets)
+{
+    RequestFrame frame(transactionId, CommandCode::I3C_INIT_BUS, targets.size() * TARGET_INFO_SIZE);
+    frame.u8(static_cast<std::uint8_t>(targets.size()));
+    for (const I3cTargetInfo& target : targets) {
+        frame.u8(target.staticAddress)
+            .u8(target.dynamicAddress)
+            .bytes(target.pid)
+            .u8(target.bcr)
+            .u8(target.dcr)
+            .u16(target.extraWord1)
+            .u16(target.extraWord2)
+            .u8(target.extraByte1)
+            .u8(target.extraByte2);
+    }
+    return frame;
+}
+
+RequestFrame requests::i3cSdrRead(TransactionId transactionId, std::uint8_t targetAddress, Bytes registerAddress,
+                                  std::uint16_t length, I3cTransferFlags flags)
+{
+    return registerRead(transactionId, targetAddress, I3cTransferMode::SDR, registerAddress, length, flags);
+}
+
+RequestFrame requests::i3cSdrWrite(TransactionId transactionId, std::uint8_t targetAddress, Bytes registerAddress,
+                                   Bytes data, I3cTransferFlags flags)
+{
+    return registerWrite(transactionId, targetAddress, I3cTransferMode::SDR, registerAddress, data, flags);
+}
+
+RequestFrame requests::i3cHdrDdrWrite(TransactionId transactionId, std::uint8_t targetAddress, std::uint8_t command,
+                                      Bytes data)
+{
+    return hdrDdrTransfer(transactionId, targetAddress, I3cTransferDirection::WRITE, command, count16(data),
+                          data.size())
+        .bytes(data);
+}
+
+RequestFrame requests::i3cLegacyI2cRead(TransactionId transactionId, std::uint8_t targetAddress, Bytes registerAddress,
+                                        std::uint16_t length, I3cTransferFlags flags)
+{
+    return registerRead(transactionId, targetAddress, I3cTransferMode::LEGACY_I2C, registerAddress, length, flags);
+}
+
+RequestFrame requests::i3cLegacyI2cWrite(TransactionId transactionId, std::uint8_t targetAddress, Bytes registerAddress,
+                                         Bytes data, I3cTransferFlags flags)
+{
+    return registerWrite(transactionId, targetAddress, I3cTransferMode::LEGACY_I2C, registerAddress, data, flags);
+}
+
 StatusCode TarvixAsyncSDK::i3cControllerInit(TransactionId transactionId, std::uint8_t pushPullRate,
                                              std::uint8_t openDrainRate, std::uint8_t i2cRate,
                                              std::uint8_t driveStrength)
@@ -91,20 +138,7 @@ StatusCode TarvixAsyncSDK::i3cSetParameters(TransactionId transactionId, std::ui
 
 StatusCode TarvixAsyncSDK::i3cInitBus(TransactionId transactionId, std::vector<I3cTargetInfo> targets)
 {
-    RequestFrame frame(transactionId, CommandCode::I3C_INIT_BUS, targets.size() * TARGET_INFO_SIZE);
-    frame.u8(static_cast<std::uint8_t>(targets.size()));
-    for (const I3cTargetInfo& target : targets) {
-        frame.u8(target.staticAddress)
-            .u8(target.dynamicAddress)
-            .bytes(target.pid)
-            .u8(target.bcr)
-            .u8(target.dcr)
-            .u16(target.extraWord1)
-            .u16(target.extraWord2)
-            .u8(target.extraByte1)
-            .u8(target.extraByte2);
-    }
-    return state_->send(frame);
+    return state_->send(requests::i3cInitBus(transactionId, targets));
 }
 
 StatusCode TarvixAsyncSDK::i3cResetBus(TransactionId transactionId)
@@ -138,16 +172,14 @@ StatusCode TarvixAsyncSDK::i3cSdrRead(TransactionId transactionId, std::uint8_t 
                                       const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
                                       I3cTransferFlags flags)
 {
-    return state_->send(
-        registerRead(transactionId, targetAddress, I3cTransferMode::SDR, registerAddress, length, flags));
+    return state_->send(requests::i3cSdrRead(transactionId, targetAddress, registerAddress, length, flags));
 }
 
 StatusCode TarvixAsyncSDK::i3cSdrWrite(TransactionId transactionId, std::uint8_t targetAddress,
                                        const std::vector<std::uint8_t>& registerAddress,
                                        const std::vector<std::uint8_t>& data, I3cTransferFlags flags)
 {
-    return state_->send(
-        registerWrite(transactionId, targetAddress, I3cTransferMode::SDR, registerAddress, data, flags));
+    return state_->send(requests::i3cSdrWrite(transactionId, targetAddress, registerAddress, data, flags));
 }
 
 StatusCode TarvixAsyncSDK::i3cHdrDdrRead(TransactionId transactionId, std::uint8_t targetAddress, std::uint8_t command,
@@ -159,23 +191,19 @@ StatusCode TarvixAsyncSDK::i3cHdrDdrRead(TransactionId transactionId, std::uint8
 StatusCode TarvixAsyncSDK::i3cHdrDdrWrite(TransactionId transactionId, std::uint8_t targetAddress, std::uint8_t command,
                                           const std::vector<std::uint8_t>& data)
 {
-    return state_->send(
-        hdrDdrTransfer(transactionId, targetAddress, I3cTransferDirection::WRITE, command, count16(data), data.size())
-            .bytes(data));
+    return state_->send(requests::i3cHdrDdrWrite(transactionId, targetAddress, command, data));
 }
 
 StatusCode TarvixAsyncSDK::i3cLegacyI2cRead(TransactionId transactionId, std::uint8_t targetAddress,
                                             const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
                                             I3cTransferFlags flags)
 {
-    return state_->send(
-        registerRead(transactionId, targetAddress, I3cTransferMode::LEGACY_I2C, registerAddress, length, flags));
+    return state_->send(requests::i3cLegacyI2cRead(transactionId, targetAddress, registerAddress, length, flags));
 }
 
 StatusCode TarvixAsyncSDK::i3cLegacyI2cWrite(TransactionId transactionId, std::uint8_t targetAddress,
                                              const std::vector<std::uint8_t>& registerAddress,
                                              const std::vector<std::uint8_t>& data, I3cTransferFlags flags)
 {
-    return state_->send(
-        registerWrite(transactionId, targetAddress, I3cTransferMode::LEGACY_I2C, registerAddress, data, flags));
+    return state_->send(requests::i3cLegacyI2cWrite(transactionId, targetAddress, registerAddress, data, flags));
 }

@@ -1,4 +1,4 @@
-#include "async/request_frame.hpp"
+#include "async/requests.hpp"
 #include "async/state.hpp"
 
 namespace {
@@ -17,6 +17,14 @@ RequestFrame settings(TransactionId transactionId, CommandCode code, SpiBitOrder
 }
 
 } // namespace
+
+RequestFrame requests::spiTransfer(TransactionId transactionId, Bytes data, std::uint16_t transferLength)
+{
+    return RequestFrame(transactionId, CommandCode::SPI_TRANSFER, data.size())
+        .u16(count16(data))
+        .u16(transferLength)
+        .bytes(data);
+}
 
 StatusCode TarvixAsyncSDK::spiControllerInit(TransactionId transactionId, SpiBitOrder bitOrder, SpiMode mode,
                                              SpiDataWidth dataWidth, SpiChipSelect chipSelect,
@@ -37,8 +45,5 @@ StatusCode TarvixAsyncSDK::spiSetParameters(TransactionId transactionId, SpiBitO
 StatusCode TarvixAsyncSDK::spiTransfer(TransactionId transactionId, std::vector<std::uint8_t>& data,
                                        std::uint16_t transferLength)
 {
-    return state_->send(RequestFrame(transactionId, CommandCode::SPI_TRANSFER, data.size())
-                            .u16(count16(data))
-                            .u16(transferLength)
-                            .bytes(data));
+    return state_->send(requests::spiTransfer(transactionId, data, transferLength));
 }

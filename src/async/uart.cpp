@@ -1,4 +1,4 @@
-#include "async/request_frame.hpp"
+#include "async/requests.hpp"
 #include "async/state.hpp"
 
 namespace {
@@ -10,6 +10,13 @@ RequestFrame settings(TransactionId transactionId, CommandCode code, UartBaudRat
 }
 
 } // namespace
+
+RequestFrame requests::uartSendMessage(TransactionId transactionId, Bytes message)
+{
+    return RequestFrame(transactionId, CommandCode::UART_SEND_MESSAGE, message.size())
+        .u16(count16(message))
+        .bytes(message);
+}
 
 StatusCode TarvixAsyncSDK::uartInit(TransactionId transactionId, UartBaudRate baudRate, UartHwHandshake hwHandshake,
                                     UartParity parity, UartDataSize dataSize, UartStopBit stopBit)
@@ -33,7 +40,5 @@ StatusCode TarvixAsyncSDK::uartDeinit(TransactionId transactionId)
 
 StatusCode TarvixAsyncSDK::uartSendMessage(TransactionId transactionId, const std::vector<std::uint8_t>& message)
 {
-    return state_->send(RequestFrame(transactionId, CommandCode::UART_SEND_MESSAGE, message.size())
-                            .u16(count16(message))
-                            .bytes(message));
+    return state_->send(requests::uartSendMessage(transactionId, message));
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "flat/handle.hpp"
+#include "sync/session.hpp"
 #include "tarvixsdk/flat.h"
 #include "tarvixsdk/sdk.hpp"
 
@@ -35,6 +36,25 @@ StatusCode call(TarvixSDK_Handle* handle, StatusCode (TarvixSDK::*method)(Parame
     return call(handle, true, [&](TarvixSDK& sdk) { return (sdk.*method)(std::forward<Arguments>(arguments)...); });
 }
 
+// For a function with bytes that may be many: they go to and from the caller's memory without a vector between.
+using Session = TarvixSDK_Handle::Session;
+
+template <typename Body>
+StatusCode transfer(TarvixSDK_Handle* handle, bool argumentsAreValid, Body body)
+{
+    return call(handle, argumentsAreValid, [&](TarvixSDK&) { return body(handle->session()); });
+}
+
+// One that reads nothing.
+template <typename... Parameters, typename... Arguments>
+StatusCode transfer(TarvixSDK_Handle* handle, bool argumentsAreValid,
+                    RequestFrame (*request)(TransactionId, Parameters...), Arguments&&... arguments)
+{
+    return transfer(handle, argumentsAreValid, [&](Session& session) {
+        return session.exchange(request, std::forward<Arguments>(arguments)...).status();
+    });
+}
+
 inline bool isArray(const std::uint8_t* data, std::size_t count)
 {
     return data != nullptr || count == 0;
@@ -59,6 +79,20 @@ inline std::optional<Bytes> optionalBytes(const std::uint8_t* data, std::size_t 
 inline std::optional<std::uint8_t> optionalByte(bool present, std::uint8_t value)
 {
     return present ? std::optional(value) : std::nullopt;
+}
+
+// Copies what a transfer read to the caller, on status 0 only. A null buffer discards it; so does a null length.
+template <typename Length = std::uint16_t>
+StatusCode deliver(const Session::Reading& read, std::uint8_t* buffer, Length* length = nullptr)
+{
+    const StatusCode status = read.status();
+    if (status == StatusCode::SUCCESS && length != nullptr) {
+        *length = static_cast<Length>(read.size());
+    }
+    if (status == StatusCode::SUCCESS && buffer != nullptr) {
+        read.copyTo(buffer);
+    }
+    return status;
 }
 
 // Copies what a method read to the caller, on status 0 only. A null buffer discards it.

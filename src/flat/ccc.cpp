@@ -13,15 +13,14 @@ StatusCode TarvixSDK_I3cCccTransfer(TarvixSDK_Handle* handle, std::uint8_t targe
 {
     const bool reads = direction == I3cTransferDirection::READ;
     const bool hasRoom = !reads || (readLength != nullptr && isArray(readData, length));
-    return call(handle, isArray(data, dataLength) && hasRoom, [&](TarvixSDK& sdk) {
-        Bytes read;
-        const StatusCode status = sdk.i3cCccTransfer(targetAddress, direction, mode, transferFlag, cccType, length, ccc,
-                                                     definingByte, copied(data, dataLength), read);
-        if (!reads || status != StatusCode::SUCCESS) {
-            return status;
+    return transfer(handle, isArray(data, dataLength) && hasRoom, [&](Session& session) {
+        const auto read = session.i3cCccTransfer(targetAddress, direction, mode, transferFlag, cccType, length, ccc,
+                                                 definingByte, requests::Bytes(data, dataLength));
+        if (!reads || read.status() != StatusCode::SUCCESS) {
+            return read.status();
         }
         // Also in a plain session: this buffer has a size.
-        return read.size() > length ? StatusCode::UNEXPECTED_RESPONSE : deliver(status, read, readData, readLength);
+        return read.size() > length ? StatusCode::UNEXPECTED_RESPONSE : deliver(read, readData, readLength);
     });
 }
 

@@ -32,6 +32,10 @@ struct TarvixSDK_Handle {
     void receive(const Notification& notification); // on the reader thread
     void loseConnection();                          // on the reader thread
 
+    // What the class's methods run on, for functions whose bytes need no vector.
+    using Session = TarvixSDK::Session;
+    Session& session() const { return *sdk->session_; }
+
     HomeProcess home;
     std::unique_ptr<TarvixSDK> sdk;
     NotificationQueue queue;

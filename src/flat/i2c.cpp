@@ -24,24 +24,22 @@ StatusCode TarvixSDK_I2cWrite(TarvixSDK_Handle* handle, std::uint8_t bus, std::u
                               const std::uint8_t* registerAddress, std::uint8_t registerAddressLength,
                               const std::uint8_t* data, std::uint32_t dataLength, bool flag)
 {
-    return call(handle, isRegisterAddress(registerAddress, registerAddressLength) && isArray(data, dataLength),
-                [&](TarvixSDK& sdk) {
-                    return sdk.i2cWrite(bus, targetAddress, copied(registerAddress, registerAddressLength),
-                                        copied(data, dataLength), flag);
-                });
+    return transfer(handle, isRegisterAddress(registerAddress, registerAddressLength) && isArray(data, dataLength),
+                    requests::i2cWrite, bus, targetAddress, requests::Bytes(registerAddress, registerAddressLength),
+                    requests::Bytes(data, dataLength), flag);
 }
 
 StatusCode TarvixSDK_I2cRead(TarvixSDK_Handle* handle, std::uint8_t bus, std::uint8_t targetAddress,
                              const std::uint8_t* registerAddress, std::uint8_t registerAddressLength,
                              std::uint16_t length, std::uint8_t* readData, bool flag)
 {
-    return call(
-        handle, isRegisterAddress(registerAddress, registerAddressLength) && readData != nullptr, [&](TarvixSDK& sdk) {
-            Bytes read;
-            const StatusCode status =
-                sdk.i2cRead(bus, targetAddress, copied(registerAddress, registerAddressLength), length, read, flag);
-            return deliver(status, read, readData);
-        });
+    return transfer(handle, isRegisterAddress(registerAddress, registerAddressLength) && readData != nullptr,
+                    [&](Session& session) {
+                        return deliver(session.i2cRead(bus, targetAddress,
+                                                       requests::Bytes(registerAddress, registerAddressLength), length,
+                                                       flag),
+                                       readData);
+                    });
 }
 
 StatusCode TarvixSDK_I2cScanBus(TarvixSDK_Handle* handle, std::uint8_t* addresses, std::uint8_t capacity,

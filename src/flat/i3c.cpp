@@ -22,8 +22,7 @@ StatusCode TarvixSDK_I3cSetParameters(TarvixSDK_Handle* handle, I3cPushPullRate 
 
 StatusCode TarvixSDK_I3cInitBus(TarvixSDK_Handle* handle, const I3cTargetInfo* targets, std::uint8_t count)
 {
-    // Before the handle is tested: what a caller passes must be readable in any case.
-    return call(handle, &TarvixSDK::i3cInitBus, copied(targets, count));
+    return transfer(handle, true, requests::i3cInitBus, std::span(targets, count));
 }
 
 StatusCode TarvixSDK_I3cResetBus(TarvixSDK_Handle* handle)
@@ -67,13 +66,12 @@ StatusCode TarvixSDK_I3cSdrRead(TarvixSDK_Handle* handle, std::uint8_t targetAdd
                                 std::uint16_t length, std::uint8_t* data, std::uint16_t* dataLength,
                                 I3cTransferFlags flags)
 {
-    return call(
+    return transfer(
         handle, isRegisterAddress(registerAddress, registerAddressLength) && data != nullptr && dataLength != nullptr,
-        [&](TarvixSDK& sdk) {
-            Bytes read;
-            const StatusCode status =
-                sdk.i3cSdrRead(targetAddress, copied(registerAddress, registerAddressLength), length, read, flags);
-            return deliver(status, read, data, dataLength);
+        [&](Session& session) {
+            return deliver(session.i3cSdrRead(targetAddress, requests::Bytes(registerAddress, registerAddressLength),
+                                              length, flags),
+                           data, dataLength);
         });
 }
 
@@ -81,49 +79,43 @@ StatusCode TarvixSDK_I3cSdrWrite(TarvixSDK_Handle* handle, std::uint8_t targetAd
                                  const std::uint8_t* registerAddress, std::uint8_t registerAddressLength,
                                  const std::uint8_t* data, std::uint16_t dataLength, I3cTransferFlags flags)
 {
-    return call(handle, isRegisterAddress(registerAddress, registerAddressLength) && isArray(data, dataLength),
-                [&](TarvixSDK& sdk) {
-                    return sdk.i3cSdrWrite(targetAddress, copied(registerAddress, registerAddressLength),
-                                           copied(data, dataLength), flags);
-                });
+    return transfer(handle, isRegisterAddress(registerAddress, registerAddressLength) && isArray(data, dataLength),
+                    requests::i3cSdrWrite, targetAddress, requests::Bytes(registerAddress, registerAddressLength),
+                    requests::Bytes(data, dataLength), flags);
 }
 
 StatusCode TarvixSDK_I3cHdrDdrRead(TarvixSDK_Handle* handle, std::uint8_t targetAddress, std::uint8_t command,
                                    std::uint16_t length, std::uint16_t* dataLength, std::uint8_t* data)
 {
-    return call(handle, data != nullptr && dataLength != nullptr, [&](TarvixSDK& sdk) {
-        Bytes read;
-        return deliver(sdk.i3cHdrDdrRead(targetAddress, command, length, read), read, data, dataLength);
+    return transfer(handle, data != nullptr && dataLength != nullptr, [&](Session& session) {
+        return deliver(session.i3cHdrDdrRead(targetAddress, command, length), data, dataLength);
     });
 }
 
 StatusCode TarvixSDK_I3cHdrDdrWrite(TarvixSDK_Handle* handle, std::uint8_t targetAddress, std::uint8_t command,
                                     const std::uint8_t* data, std::uint16_t dataLength)
 {
-    return call(handle, isArray(data, dataLength),
-                [&](TarvixSDK& sdk) { return sdk.i3cHdrDdrWrite(targetAddress, command, copied(data, dataLength)); });
+    return transfer(handle, isArray(data, dataLength), requests::i3cHdrDdrWrite, targetAddress, command,
+                    requests::Bytes(data, dataLength));
 }
 
 StatusCode TarvixSDK_I3cLegacyI2CRead(TarvixSDK_Handle* handle, std::uint8_t targetAddress,
                                       const std::uint8_t* registerAddress, std::uint8_t registerAddressLength,
                                       std::uint16_t length, std::uint8_t* data, I3cTransferFlags flags)
 {
-    return call(handle, isRegisterAddress(registerAddress, registerAddressLength) && data != nullptr,
-                [&](TarvixSDK& sdk) {
-                    Bytes read;
-                    const StatusCode status = sdk.i3cLegacyI2cRead(
-                        targetAddress, copied(registerAddress, registerAddressLength), length, read, flags);
-                    return deliver(status, read, data);
-                });
+    return transfer(
+        handle, isRegisterAddress(registerAddress, registerAddressLength) && data != nullptr, [&](Session& session) {
+            return deliver(session.i3cLegacyI2cRead(
+                               targetAddress, requests::Bytes(registerAddress, registerAddressLength), length, flags),
+                           data);
+        });
 }
 
 StatusCode TarvixSDK_I3cLegacyI2CWrite(TarvixSDK_Handle* handle, std::uint8_t targetAddress,
                                        const std::uint8_t* registerAddress, std::uint8_t registerAddressLength,
                                        const std::uint8_t* data, std::uint16_t dataLength, I3cTransferFlags flags)
 {
-    return call(handle, isRegisterAddress(registerAddress, registerAddressLength) && isArray(data, dataLength),
-                [&](TarvixSDK& sdk) {
-                    return sdk.i3cLegacyI2cWrite(targetAddress, copied(registerAddress, registerAddressLength),
-                                                 copied(data, dataLength), flags);
-                });
+    return transfer(handle, isRegisterAddress(registerAddress, registerAddressLength) && isArray(data, dataLength),
+                    requests::i3cLegacyI2cWrite, targetAddress, requests::Bytes(registerAddress, registerAddressLength),
+                    requests::Bytes(data, dataLength), flags);
 }

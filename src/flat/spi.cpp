@@ -22,10 +22,8 @@ StatusCode TarvixSDK_SpiSetParameters(TarvixSDK_Handle* handle, SpiBitOrder bitO
 StatusCode TarvixSDK_SpiTransfer(TarvixSDK_Handle* handle, const std::uint8_t* txData, std::uint16_t txLength,
                                  std::uint8_t* rxBuffer, std::uint16_t length)
 {
-    // Before the handle is tested: what a caller passes must be readable in any case.
-    Bytes data = txData == nullptr ? Bytes() : copied(txData, txLength);
-    return call(handle, true, [&](TarvixSDK& sdk) {
-        Bytes read;
-        return deliver(sdk.spiTransfer(data, read, length), read, rxBuffer);
+    return transfer(handle, true, [&](Session& session) {
+        const auto data = txData == nullptr ? requests::Bytes() : requests::Bytes(txData, txLength);
+        return deliver(session.spiTransfer(data, length), rxBuffer);
     });
 }

@@ -22,6 +22,5 @@ StatusCode TarvixSDK_UartDeinit(TarvixSDK_Handle* handle)
 
 StatusCode TarvixSDK_UartSendMessage(TarvixSDK_Handle* handle, const std::uint8_t* data, std::uint16_t length)
 {
-    // Before the handle is tested: what a caller passes must be readable in any case.
-    return call(handle, &TarvixSDK::uartSendMessage, copied(data, length));
+    return transfer(handle, true, requests::uartSendMessage, requests::Bytes(data, length));
 }

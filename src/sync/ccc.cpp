@@ -27,17 +27,25 @@ auto dataOfRead(I3cTransferDirection direction, std::size_t least, std::size_t m
 
 } // namespace
 
+TarvixSDK::Session::Reading TarvixSDK::Session::i3cCccTransfer(std::uint8_t targetAddress,
+                                                               I3cTransferDirection direction, I3cTransferMode mode,
+                                                               bool transferFlag, I3cCccType cccType,
+                                                               std::uint8_t length, CCC ccc, std::uint8_t definingByte,
+                                                               requests::Bytes data)
+{
+    return {exchange(requests::i3cCccTransfer, targetAddress, direction, mode, transferFlag, cccType, length, ccc,
+                     definingByte, data),
+            dataOfRead(direction, 0, length)};
+}
+
 StatusCode TarvixSDK::i3cCccTransfer(std::uint8_t targetAddress, I3cTransferDirection direction, I3cTransferMode mode,
                                      bool transferFlag, I3cCccType cccType, std::uint8_t length, CCC ccc,
                                      std::uint8_t definingByte, const std::vector<std::uint8_t>& data,
                                      std::vector<std::uint8_t>& readData)
 {
-    const bool reads = direction == I3cTransferDirection::READ;
     return session_
-        ->exchange(&TarvixAsyncSDK::i3cCccTransfer, targetAddress, direction, mode, transferFlag, cccType, length, ccc,
-                   definingByte, data)
-        .then(dataOfRead(direction, 0, length),
-              [&](const ResponseFrame& response) { response.copyTo(readData, DATA, reads ? response.u8(COUNT) : 0); });
+        ->i3cCccTransfer(targetAddress, direction, mode, transferFlag, cccType, length, ccc, definingByte, data)
+        .into(readData);
 }
 
 StatusCode TarvixSDK::i3cCccENECBroadcast(std::uint8_t events)

@@ -37,17 +37,22 @@ StatusCode TarvixSDK::i2cWrite(std::uint8_t bus, std::uint8_t targetAddress,
                                const std::vector<std::uint8_t>& registerAddress, const std::vector<std::uint8_t>& data,
                                bool flag)
 {
-    return session_->exchange(&TarvixAsyncSDK::i2cWrite, bus, targetAddress, registerAddress, data, flag).status();
+    return session_->exchange(requests::i2cWrite, bus, targetAddress, registerAddress, data, flag).status();
 }
 
 // The request decides how many bytes are delivered; the firmware defines what bytes 6 to 8 of the response say.
+TarvixSDK::Session::Reading TarvixSDK::Session::i2cRead(std::uint8_t bus, std::uint8_t targetAddress,
+                                                        requests::Bytes registerAddress, std::uint16_t length,
+                                                        bool flag)
+{
+    return {exchange(requests::i2cRead, bus, targetAddress, registerAddress, length, flag), exactly(length, READ_DATA)};
+}
+
 StatusCode TarvixSDK::i2cRead(std::uint8_t bus, std::uint8_t targetAddress,
                               const std::vector<std::uint8_t>& registerAddress, std::uint16_t length,
                               std::vector<std::uint8_t>& readData, bool flag)
 {
-    return session_->exchange(&TarvixAsyncSDK::i2cRead, bus, targetAddress, registerAddress, length, flag)
-        .then(exactly(length, READ_DATA),
-              [&](const ResponseFrame& response) { response.copyTo(readData, READ_DATA, length); });
+    return session_->i2cRead(bus, targetAddress, registerAddress, length, flag).into(readData);
 }
 
 StatusCode TarvixSDK::i2cScanBus(std::vector<std::uint8_t>& addresses, std::uint8_t* oneByteCount,

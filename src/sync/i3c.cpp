@@ -37,19 +37,33 @@ Payload records(const ResponseFrame& response)
     return {TABLE_RECORDS, size, 0, size};
 }
 
-// A private read. An I3C target may end it early.
+// A private read: the adapter decides how many bytes came, whatever was asked for. An I3C target may end it early.
 auto upTo(std::uint16_t length)
 {
     return counted16(READ_COUNT, READ_DATA, 0, length);
 }
 
-// The adapter decides how many bytes came, whatever was asked for.
-auto readInto(std::vector<std::uint8_t>& data)
+} // namespace
+
+TarvixSDK::Session::Reading TarvixSDK::Session::i3cSdrRead(std::uint8_t targetAddress, requests::Bytes registerAddress,
+                                                           std::uint16_t length, I3cTransferFlags flags)
 {
-    return [&data](const ResponseFrame& response) { response.copyTo(data, READ_DATA, response.u16(READ_COUNT)); };
+    return {exchange(requests::i3cSdrRead, targetAddress, registerAddress, length, flags), upTo(length)};
 }
 
-} // namespace
+TarvixSDK::Session::Reading TarvixSDK::Session::i3cHdrDdrRead(std::uint8_t targetAddress, std::uint8_t command,
+                                                              std::uint16_t length)
+{
+    return {exchange(&TarvixAsyncSDK::i3cHdrDdrRead, targetAddress, command, length), upTo(length)};
+}
+
+TarvixSDK::Session::Reading TarvixSDK::Session::i3cLegacyI2cRead(std::uint8_t targetAddress,
+                                                                 requests::Bytes registerAddress, std::uint16_t length,
+                                                                 I3cTransferFlags flags)
+{
+    return {exchange(requests::i3cLegacyI2cRead, targetAddress, registerAddress, length, flags),
+            counted16(READ_COUNT, READ_DATA, length, length)}; // an I2C target cannot end it
+}
 
 StatusCode TarvixSDK::i3cControllerInit(I3cPushPullRate pushPullRate, I3cOpenDrainTransferRate openDrainRate,
                                         I2cTransferRate i2cRate, I3cDriveStrength driveStrength)
@@ -71,7 +85,7 @@ StatusCode TarvixSDK::i3cSetParameters(I3cPushPullRate pushPullRate, I3cOpenDrai
 
 StatusCode TarvixSDK::i3cInitBus(std::vector<I3cTargetInfo> targets)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cInitBus, std::move(targets)).status();
+    return session_->exchange(requests::i3cInitBus, targets).status();
 }
 
 StatusCode TarvixSDK::i3cResetBus()
@@ -107,38 +121,35 @@ StatusCode TarvixSDK::i3cTargetResetPattern()
 StatusCode TarvixSDK::i3cSdrRead(std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
                                  std::uint16_t length, std::vector<std::uint8_t>& data, I3cTransferFlags flags)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cSdrRead, targetAddress, registerAddress, length, flags)
-        .then(upTo(length), readInto(data));
+    return session_->i3cSdrRead(targetAddress, registerAddress, length, flags).into(data);
 }
 
 StatusCode TarvixSDK::i3cSdrWrite(std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
                                   const std::vector<std::uint8_t>& data, I3cTransferFlags flags)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cSdrWrite, targetAddress, registerAddress, data, flags).status();
+    return session_->exchange(requests::i3cSdrWrite, targetAddress, registerAddress, data, flags).status();
 }
 
 StatusCode TarvixSDK::i3cHdrDdrRead(std::uint8_t targetAddress, std::uint8_t command, std::uint16_t length,
                                     std::vector<std::uint8_t>& data)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cHdrDdrRead, targetAddress, command, length)
-        .then(upTo(length), readInto(data));
+    return session_->i3cHdrDdrRead(targetAddress, command, length).into(data);
 }
 
 StatusCode TarvixSDK::i3cHdrDdrWrite(std::uint8_t targetAddress, std::uint8_t command,
                                      const std::vector<std::uint8_t>& data)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cHdrDdrWrite, targetAddress, command, data).status();
+    return session_->exchange(requests::i3cHdrDdrWrite, targetAddress, command, data).status();
 }
 
 StatusCode TarvixSDK::i3cLegacyI2cRead(std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
                                        std::uint16_t length, std::vector<std::uint8_t>& data, I3cTransferFlags flags)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cLegacyI2cRead, targetAddress, registerAddress, length, flags)
-        .then(counted16(READ_COUNT, READ_DATA, length, length), readInto(data)); // an I2C target cannot end it
+    return session_->i3cLegacyI2cRead(targetAddress, registerAddress, length, flags).into(data);
 }
 
 StatusCode TarvixSDK::i3cLegacyI2cWrite(std::uint8_t targetAddress, const std::vector<std::uint8_t>& registerAddress,
                                         const std::vector<std::uint8_t>& data, I3cTransferFlags flags)
 {
-    return session_->exchange(&TarvixAsyncSDK::i3cLegacyI2cWrite, targetAddress, registerAddress, data, flags).status();
+    return session_->exchange(requests::i3cLegacyI2cWrite, targetAddress, registerAddress, data, flags).status();
 }

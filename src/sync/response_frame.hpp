@@ -34,12 +34,25 @@ public:
     // Replaces `out` by the `count` bytes from `offset` on.
     void copyTo(std::vector<std::uint8_t>& out, std::size_t offset, std::size_t count) const
     {
-        const auto held = bytes_.subspan(std::min(offset, bytes_.size()));
-        const auto part = held.first(std::min(count, held.size()));
+        const auto part = held(offset, count);
         out.assign(part.begin(), part.end());
         out.resize(count);
     }
 
+    // The same, to memory that has room for them.
+    void copyTo(std::uint8_t* out, std::size_t offset, std::size_t count) const
+    {
+        const auto part = held(offset, count);
+        std::fill_n(std::copy(part.begin(), part.end(), out), count - part.size(), std::uint8_t{0});
+    }
+
 private:
+    // Of those bytes the ones that came.
+    std::span<const std::uint8_t> held(std::size_t offset, std::size_t count) const
+    {
+        const auto rest = bytes_.subspan(std::min(offset, bytes_.size()));
+        return rest.first(std::min(count, rest.size()));
+    }
+
     std::span<const std::uint8_t> bytes_;
 };

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "async/requests.hpp"
 #include "async/state.hpp"
 #include "handler_slot.hpp"
 #include "sync/payload.hpp"
@@ -23,6 +24,8 @@ public:
     // A strict session serves one caller after another: who holds this lock has its turn. A plain session, which is one
     // thread's, locks nothing.
     using Turn = std::unique_lock<std::mutex>;
+
+    class Reading;
 
     // How one exchange ended. Refers to the session's response buffer: use it before the next exchange.
     class Outcome {
@@ -68,10 +71,42 @@ public:
         }
 
     private:
+        friend class Reading;
+
         Turn turn_;
         StatusCode status_;
         bool answered_ = false;
         ResponseFrame response_;
+    };
+
+    // An exchange that reads the bytes that `layout` describes. They go from the session's buffer to where the face
+    // that was called wants them.
+    class Reading {
+    public:
+        template <typename Layout>
+        Reading(Outcome outcome, Layout layout) : outcome_(std::move(outcome)), bytes_(layout(outcome_.response_))
+        {
+        }
+
+        // As the classes do: into a vector, by the rules of Outcome::then.
+        StatusCode into(std::vector<std::uint8_t>& out) const
+        {
+            return outcome_.then(
+                [this](const ResponseFrame&) { return bytes_; },
+                [&](const ResponseFrame& response) { response.copyTo(out, bytes_.offset, bytes_.declared); });
+        }
+
+        // As the flat functions do: on SUCCESS only, `size` bytes into memory that has room for them.
+        StatusCode status() const
+        {
+            return outcome_.then([this](const ResponseFrame&) { return bytes_; }, [](const ResponseFrame&) {});
+        }
+        std::size_t size() const { return bytes_.declared; }
+        void copyTo(std::uint8_t* out) const { outcome_.response_.copyTo(out, bytes_.offset, bytes_.declared); }
+
+    private:
+        Outcome outcome_;
+        Payload bytes_;
     };
 
     explicit Session(int timeout);
@@ -91,20 +126,35 @@ public:
     template <typename... Parameters, typename... Arguments>
     Outcome exchange(StatusCode (TarvixAsyncSDK::*command)(TransactionId, Parameters...), Arguments&&... arguments)
     {
-        Turn turn = takeTurn();
-        const TransactionId transactionId = generateTransactionId();
-        StatusCode status = turn ? waiter_.expect(transactionId) : StatusCode::SUCCESS;
-        if (status == StatusCode::SUCCESS) {
-            status = (async_.*command)(transactionId, std::forward<Arguments>(arguments)...);
-        }
-        if (status == StatusCode::NO_RESPONSE) { // a strict session could not write the request
-            status = waiter_.takeEnd(LONGEST_DOUBT);
-        } else if (status == StatusCode::SUCCESS) {
-            status = waiter_.take(response_);
-        }
-        return status == StatusCode::SUCCESS ? Outcome(std::move(turn), ResponseFrame(response_))
-                                             : Outcome(std::move(turn), status);
+        return exchangeBy([&](TransactionId transactionId) {
+            return (async_.*command)(transactionId, std::forward<Arguments>(arguments)...);
+        });
     }
+
+    // The same for a request that takes its bytes from anywhere; see async/requests.hpp.
+    template <typename... Parameters, typename... Arguments>
+    Outcome exchange(RequestFrame (*request)(TransactionId, Parameters...), Arguments&&... arguments)
+    {
+        return exchangeBy([&](TransactionId transactionId) {
+            return async_.state_->send(request(transactionId, std::forward<Arguments>(arguments)...));
+        });
+    }
+
+    // The commands that read as many bytes as a caller wants.
+    Reading i2cRead(std::uint8_t bus, std::uint8_t targetAddress, requests::Bytes registerAddress, std::uint16_t length,
+                    bool flag);
+    Reading spiTransfer(requests::Bytes data, std::uint16_t transferLength);
+    Reading i3cSdrRead(std::uint8_t targetAddress, requests::Bytes registerAddress, std::uint16_t length,
+                       I3cTransferFlags flags);
+    Reading i3cHdrDdrRead(std::uint8_t targetAddress, std::uint8_t command, std::uint16_t length);
+    Reading i3cLegacyI2cRead(std::uint8_t targetAddress, requests::Bytes registerAddress, std::uint16_t length,
+                             I3cTransferFlags flags);
+    Reading i3cCccTransfer(std::uint8_t targetAddress, I3cTransferDirection direction, I3cTransferMode mode,
+                           bool transferFlag, I3cCccType cccType, std::uint8_t length, CCC ccc,
+                           std::uint8_t definingByte, requests::Bytes data);
+
+    // Sends commands without waiting for the one before, at most `inFlight` of them unanswered.
+    JobResult runInFlight(std::size_t count, std::size_t inFlight, const SendCommand& send, const TakeResponse& take);
 
     bool connect(const std::string& path, const std::string& serialNumber);
     OpenResult open(const OpenOptions& options);
@@ -130,6 +180,24 @@ public:
 private:
     // Between a write that fails and the verdict that the adapter is lost.
     static constexpr std::chrono::milliseconds LONGEST_DOUBT{150};
+
+    template <typename Send>
+    Outcome exchangeBy(Send send)
+    {
+        Turn turn = takeTurn();
+        const TransactionId transactionId = generateTransactionId();
+        StatusCode status = turn ? waiter_.expect(transactionId) : StatusCode::SUCCESS;
+        if (status == StatusCode::SUCCESS) {
+            status = send(transactionId);
+        }
+        if (status == StatusCode::NO_RESPONSE) { // a strict session could not write the request
+            status = waiter_.takeEnd(LONGEST_DOUBT);
+        } else if (status == StatusCode::SUCCESS) {
+            status = waiter_.take(response_);
+        }
+        return status == StatusCode::SUCCESS ? Outcome(std::move(turn), ResponseFrame(response_))
+                                             : Outcome(std::move(turn), status);
+    }
 
     void begin(bool strict);
 

@@ -21,10 +21,13 @@ StatusCode TarvixSDK::spiSetParameters(SpiBitOrder bitOrder, SpiMode mode, SpiDa
 }
 
 // The adapter decides how many bytes came, whatever was asked for.
+TarvixSDK::Session::Reading TarvixSDK::Session::spiTransfer(requests::Bytes data, std::uint16_t transferLength)
+{
+    return {exchange(requests::spiTransfer, data, transferLength), counted16(6, 8, transferLength, transferLength)};
+}
+
 StatusCode TarvixSDK::spiTransfer(std::vector<std::uint8_t>& data, std::vector<std::uint8_t>& readData,
                                   std::uint16_t transferLength)
 {
-    return session_->exchange(&TarvixAsyncSDK::spiTransfer, data, transferLength)
-        .then(counted16(6, 8, transferLength, transferLength),
-              [&](const ResponseFrame& response) { response.copyTo(readData, 8, response.u16(6)); });
+    return session_->spiTransfer(data, transferLength).into(readData);
 }

@@ -20,5 +20,5 @@ StatusCode TarvixSDK::uartDeinit()
 
 StatusCode TarvixSDK::uartSendMessage(const std::vector<std::uint8_t>& message)
 {
-    return session_->exchange(&TarvixAsyncSDK::uartSendMessage, message).status();
+    return session_->exchange(requests::uartSendMessage, message).status();
 }

@@ -49,7 +49,10 @@ class I2cTest(Case):
         with tempfile.TemporaryDirectory() as directory:
             self.prints(f"set -e; cd {directory}; head -c 32768 /dev/urandom > image;"
                         "tarvix i2c set --bus 1 --reg-bytes 2 --page 64 0x51 0 @image;"
-                        "tarvix i2c dump --bus 1 --reg-bytes 2 0x51 -n 32768 --raw | cmp image -", "")
+                        "tarvix i2c dump --bus 1 --reg-bytes 2 0x51 -n 32768 --raw | cmp image -;"
+                        "tail -c 32767 image > rest;"
+                        "tarvix i2c set --bus 1 --reg-bytes 2 --page 64 --in-flight 8 0x51 1 @rest;"
+                        "tarvix i2c dump --bus 1 --reg-bytes 2 0x51 1 -n 32767 --raw -c 3.4M | cmp rest -", "")
 
     def test_transfer(self):
         self.prints("set -e; tarvix i2c transfer w5@0x50 0x10 0xfe+; tarvix i2c transfer w1@0x50 0x10 r4;"
@@ -74,6 +77,11 @@ class SpiTest(Case):
                 self.prints(f"seq 99999 | head -c {size} | tarvix spi transfer -s 1 --raw @- | "
                             f"cmp - <(seq 99999 | head -c {size})", "", ["--report-size", report_size])
 
+    def test_flash_pieces_fill_the_reports(self):
+        for report_size, requests in ("64", 36), ("1024", 6):
+            log = tarvix("spi", "read-flash", "-n", "0x20000", sim=["--verbose", "--report-size", report_size]).stderr
+            self.assertEqual(len(re.findall("< .*SPI transfer", log)), requests)
+
     def test_flash(self):
         self.prints("tarvix spi id", "55 40 14  manufacturer 0x55, type 0x40, capacity 0x14 = 1 MiB\n")
         self.json("tarvix spi id --json", {"select": 0, "data": "554014", "manufacturer": 0x55, "type": 0x40,
@@ -82,13 +90,13 @@ class SpiTest(Case):
         self.assertEqual((nobody.stdout, nobody.returncode), ("", 1))
         # Program across the seams between the pieces of a read.
         self.json("""
-            tarvix spi transfer --raw 6 > /dev/null; tarvix spi transfer --raw 2 hex:0203feaabbccdd > /dev/null
-            tarvix spi read-flash --json 0x203fd -n 4
-            tarvix spi read-flash -n 0x100000 --raw | tail -c +132095 | head -c 3 |
+            tarvix spi transfer --raw 6 > /dev/null; tarvix spi transfer --raw 2 hex:01cf7eaabbccdd > /dev/null
+            tarvix spi read-flash --json 0x1cf7d -n 4
+            tarvix spi read-flash -n 0x100000 --raw | tail -c +118655 | head -c 4 |
                 tarvix --wait 20s spi transfer --json -s 1 @-
             """,
-            {"select": 0, "offset": 0x203FD, "data": "ffaabbff"},
-            {"select": 1, "data": "aabbff"})
+            {"select": 0, "offset": 0x1CF7D, "data": "ffaabbcc"},
+            {"select": 1, "data": "aabbccdd"})
 
 
 class UartTest(Case):
@@ -206,7 +214,7 @@ class RefusalTest(Case):
 
 class ProgressTest(Case):
     def test_on_a_terminal_only(self):
-        # 256 exchanges at 8 ms are two seconds, so that the progress cannot be missed.
-        read, slow = "tarvix spi read-flash -n 0x40000 --raw", ("--latency", "8")
+        # 71 exchanges at 30 ms are two seconds, so that the progress cannot be missed.
+        read, slow = "tarvix spi read-flash -n 0x40000 --raw", ("--latency", "30")
         self.prints(f"{read} | wc -c", "262144\n", slow)
         self.assertIn("of 262144 bytes", shell(f"script -qec '{read} > /dev/null' /dev/null", slow).stdout)

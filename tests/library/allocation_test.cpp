@@ -87,6 +87,11 @@ int cost(Command command)
     return allocations - before;
 }
 
+StatusCode closePort(TarvixAsyncSDK& sdk, TransactionId transactionId, std::size_t)
+{
+    return sdk.uartDeinit(transactionId);
+}
+
 using Allocation = Adapter;
 
 TEST_F(Allocation, ACommandAllocatesItsFrameOnly)
@@ -99,7 +104,17 @@ TEST_F(Allocation, ACommandAllocatesItsFrameOnly)
         ASSERT_TRUE(sdk.open({.strict = strict}));
         Bytes read;
         EXPECT_EQ(cost([&] { EXPECT_EQ(sdk.i2cRead(0, 0x50, {}, 300, read, false), StatusCode::SUCCESS); }), 1);
+        if (strict) { // and a place for each response in flight
+            EXPECT_EQ(cost([&] { EXPECT_TRUE(sdk.runInFlight(100, 1, closePort)); }), 100 + 1 + 1);
+        }
     }
+    TarvixSDK_Handle* const handle = TarvixSDK_Create(LONG_ENOUGH);
+    ASSERT_TRUE(TarvixSDK_Connect(handle, ""));
+    Bytes bytes(1000); // sent and read in place
+    EXPECT_EQ(cost([&] { TarvixSDK_SpiTransfer(handle, bytes.data(), 1000, bytes.data(), 1000); }), 1);
+    EXPECT_EQ(cost([&] { TarvixSDK_I2cWrite(handle, 0, 0x50, bytes.data(), 4, bytes.data(), 1000, false); }), 1);
+    EXPECT_EQ(cost([&] { TarvixSDK_I2cRead(handle, 0, 0x50, bytes.data(), 4, 300, bytes.data(), false); }), 1);
+    TarvixSDK_Destroy(handle);
     device->onFrame({});
     TarvixAsyncSDK sdk;
     ASSERT_TRUE(sdk.connect(""));
@@ -192,6 +207,7 @@ TEST_F(OutOfMemory, ASessionGoesOnOrCanBeOpenedAgain)
             EXPECT_TRUE(survived(open) || !sdk->isConnected()) << "opened all the same";
             survived(command);
             survived([&] { sdk->getDeviceInfo(info); });
+            survived([&] { sdk->runInFlight(3, 2, closePort); });
             survived([&] { listAdapters(); });
             recover(sdk->isConnected(), open, [&] { return sdk->uartDeinit(); });
         });

@@ -1,6 +1,5 @@
 // tarvix i2c: scan, registers, memories and raw transfers.
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -12,23 +11,22 @@
 #include <nlohmann/json.hpp>
 
 #include "adapter/context.hpp"
-#include "adapter/statuses.hpp"
+#include "adapter/pieces.hpp"
 #include "arguments/data.hpp"
 #include "arguments/numbers.hpp"
 #include "arguments/options.hpp"
 #include "arguments/transfers.hpp"
 #include "commands/command.hpp"
 #include "commands/i2c/messages.hpp"
+#include "commands/i2c/pages.hpp"
 #include "console/errors.hpp"
 #include "console/output.hpp"
-#include "console/progress.hpp"
 #include "console/text.hpp"
 
 namespace tool {
 
 namespace {
 
-constexpr std::uint64_t DUMP_CHUNK = 256; // 25 ms at 100 kHz: Ctrl-C and the progress wait no longer
 const char* const ADDRESS_ADVICE =
     "run 'tarvix i2c scan' to see which targets answer, 'tarvix rail show' to check the supply";
 
@@ -179,16 +177,14 @@ void dump(Context& context, const DumpOptions& options)
     const std::uint64_t available = (std::uint64_t{1} << (8 * options.reg.bytes)) - first;
     const std::uint64_t length = options.length.value_or(std::min<std::uint64_t>(256, available));
     requireAddressable("--length", first, length, options.reg.bytes);
+    constexpr unsigned CLOCKS_PER_BYTE = 9; // with the acknowledge
+    constexpr std::size_t ANSWER_OVERHEAD = 9;
     setUpPort(context, options.port);
-    Bytes bytes;
-    Progress progress(fmt::format("dumping 0x{:02x}", options.address), length);
-    while (bytes.size() < length) {
-        const Bytes chunk =
-            read(context, options.port, options.address, encodeRegister(first + bytes.size(), options.reg.bytes),
-                 std::min(DUMP_CHUNK, length - bytes.size()));
-        bytes.insert(bytes.end(), chunk.begin(), chunk.end());
-        progress.update(bytes.size());
-    }
+    const Bytes bytes = readInPieces(
+        context, fmt::format("dumping 0x{:02x}", options.address), length,
+        {options.port.clock, CLOCKS_PER_BYTE, ANSWER_OVERHEAD}, [&](auto done, auto count) {
+            return read(context, options.port, options.address, encodeRegister(first + done, options.reg.bytes), count);
+        });
     context.output().printData(
         bytes, first, {{"bus", options.port.bus}, {"address", options.address}, {"offset", first}}, options.raw);
 }
@@ -198,66 +194,44 @@ struct SetOptions {
     std::uint8_t address = 0;
     WriteOptions what;
     std::optional<std::uint64_t> page;
+    unsigned inFlight = 1;
     bool wrap = false;
 };
 
-// A memory takes at most a page in one transfer, and goes on at the page's beginning. Nobody knows the pages of what is
-// out there, but the smallest are known.
-void requireNoWrap(const SetOptions& options, const Written& written)
+void validate(const SetOptions& options, const Written& written)
 {
     constexpr std::size_t SMALLEST_PAGE = 8;
+    if (!options.page && options.inFlight > 1) {
+        throw UsageError("--in-flight: needs --page", "give the memory's page size");
+    }
+    if (options.page && options.what.reg.bytes == 0) {
+        throw UsageError("--page: needs a REGISTER", "omit --page or --reg-bytes 0");
+    }
     if (options.wrap || options.what.reg.bytes == 0) {
         return;
     }
     requireAddressable("DATA", written.reg, written.data.size(), options.what.reg.bytes);
+    // A memory takes at most a page in one transfer, and goes on at the page's beginning. Nobody knows the pages of
+    // what is out there, but the smallest are known.
     if (!options.page && written.data.size() > SMALLEST_PAGE) {
         throw UsageError(fmt::format("DATA: a memory would wrap {} bytes within its page", written.data.size()),
                          "add --page 8, or the memory's own page size; or --wrap if the target is no memory");
     }
 }
 
-// A memory that is still busy with the page before does not acknowledge.
-void writePage(Context& context, const SetOptions& options, std::uint64_t reg, const Bytes& data)
-{
-    using Clock = std::chrono::steady_clock;
-    constexpr std::chrono::milliseconds BUSY_LIMIT{100};
-    const auto start = Clock::now();
-    const Bytes registerAddress = encodeRegister(reg, options.what.reg.bytes);
-    StatusCode status = write(context, options.port, options.address, registerAddress, data);
-    while (isStatus(status, DeviceStatus::NACK) && Clock::now() - start < BUSY_LIMIT) {
-        status = write(context, options.port, options.address, registerAddress, data);
-    }
-    checkWrite(context, status, options.port, options.address);
-}
-
-void writePages(Context& context, const SetOptions& options, const Written& written)
-{
-    if (options.what.reg.bytes == 0) {
-        throw UsageError("--page: needs a REGISTER", "omit --page or --reg-bytes 0");
-    }
-    setUpPort(context, options.port);
-    Progress progress(fmt::format("writing 0x{:02x}", options.address), written.data.size());
-    for (std::size_t done = 0; done < written.data.size();) {
-        const std::uint64_t reg = written.reg + done;
-        const std::size_t count =
-            std::min<std::size_t>(*options.page - reg % *options.page, written.data.size() - done);
-        const auto begin = written.data.begin() + static_cast<std::ptrdiff_t>(done);
-        writePage(context, options, reg, Bytes(begin, begin + static_cast<std::ptrdiff_t>(count)));
-        done += count;
-        progress.update(done);
-    }
-}
-
 void set(Context& context, const SetOptions& options)
 {
     const Written written(options.what);
-    requireNoWrap(options, written);
-    if (!options.page) {
-        setUpPort(context, options.port);
+    validate(options, written);
+    setUpPort(context, options.port);
+    if (options.page) {
+        writePages(context,
+                   {static_cast<std::uint8_t>(options.port.bus), options.address, options.what.reg.bytes, written.reg,
+                    *options.page, options.inFlight},
+                   written.data, ADDRESS_ADVICE);
+    } else {
         checkWrite(context, write(context, options.port, options.address, written.registerAddress, written.data),
                    options.port, options.address);
-    } else {
-        writePages(context, options, written);
     }
     context.output().print({},
                            {{"bus", options.port.bus}, {"address", options.address}, {"written", written.data.size()}});
@@ -331,14 +305,21 @@ void addDump(Commands& i2c)
 
 void addSet(Commands& i2c)
 {
-    auto [app, options] = i2c.add<SetOptions>("set", "Write bytes to a register or a memory", set,
-                                              {"tarvix i2c set 0x48 2 0x4b 0", "tarvix i2c set 0x50 0x10 hex:deadbeef",
-                                               "printf 'twenty bytes of text' | tarvix i2c set --page 8 0x50 0 @-"});
+    auto [app, options] =
+        i2c.add<SetOptions>("set", "Write bytes to a register or a memory", set,
+                            {"tarvix i2c set 0x48 2 0x4b 0", "tarvix i2c set 0x50 0x10 hex:deadbeef",
+                             "printf 'twenty bytes of text' | tarvix i2c set --page 8 0x50 0 @-",
+                             "seq 999 | tarvix i2c set --bus 1 --reg-bytes 2 --page 64 --in-flight 8 0x51 0 @-"},
+                            "With --in-flight, pages follow each other without waiting for answers. That is faster\n"
+                            "for memories that are never busy, such as FRAM, if the adapter can queue as many\n"
+                            "requests. When a page fails, others in flight may have been written. A memory that\n"
+                            "turns out to be busy gets its further pages one by one.");
     addTarget(app, options.address);
     addWriteOptions(app, options.what);
     addSize(app, "--page", options.page, {1, MAX_TRANSFER},
             "Write in pages of this many bytes, waiting while the memory is busy");
     addFlag(app, "--wrap", options.wrap, "Allow more than 8 bytes without --page, and beyond the last register");
+    addNumber(app, "--in-flight", options.inFlight, {1, 63}, "Number of pages that may wait for their answers");
     addPortOptions(app, options.port);
 }
 
