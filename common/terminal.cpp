@@ -46,6 +46,11 @@ bool inheritedIgnoredSigpipe()
     return sigpipeWasIgnored;
 }
 
+bool isHarmless(char32_t point)
+{
+    return !isControl(point) && !isDirection(point);
+}
+
 std::string printable(std::string_view text)
 {
     std::string safe;
@@ -53,7 +58,7 @@ std::string printable(std::string_view text)
     while (!text.empty()) {
         const auto character = utf8::first(text);
         const std::size_t size = character ? character->size : 1;
-        if (!character || isControl(character->point) || isDirection(character->point)) {
+        if (!character || !isHarmless(character->point)) {
             safe += '.';
         } else {
             safe += text.substr(0, size);

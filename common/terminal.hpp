@@ -14,6 +14,9 @@ void secureStandardStreams();
 // Whether SIGPIPE was ignored before that, for programs that we start.
 bool inheritedIgnoredSigpipe();
 
+// Neither a control character nor one that changes the direction of writing.
+bool isHarmless(char32_t point);
+
 // `text` in one line that cannot control a terminal: a dot for each control character, for each character that changes
 // the direction of writing, and for each byte that is not UTF-8.
 std::string printable(std::string_view text);

@@ -17,13 +17,14 @@ namespace tool {
 struct Event {
     std::chrono::system_clock::time_point time;
     NotificationKind kind = NotificationKind::UNKNOWN;
-    bool complete = false;            // false for a frame too short to decode
-    std::uint8_t pin = 0;             // GPIO_INTERRUPT
-    std::uint8_t address = 0;         // I3C_IBI: who raised it; I3C_HOT_JOIN: its dynamic address
-    std::vector<std::uint8_t> pid{};  // I3C_HOT_JOIN, in wire order
-    std::uint8_t bcr = 0;             // I3C_HOT_JOIN
-    std::uint8_t dcr = 0;             // I3C_HOT_JOIN
-    std::vector<std::uint8_t> data{}; // I3C_IBI: payload; UART_RX: what was received; else the whole frame
+    bool complete = false;                 // false for a frame too short to decode
+    std::uint8_t pin = 0;                  // GPIO_INTERRUPT
+    std::optional<GpioLogicLevel> level{}; // GPIO_INTERRUPT: what the edge led to, if somebody found out
+    std::uint8_t address = 0;              // I3C_IBI: who raised it; I3C_HOT_JOIN: its dynamic address
+    std::vector<std::uint8_t> pid{};       // I3C_HOT_JOIN, in wire order
+    std::uint8_t bcr = 0;                  // I3C_HOT_JOIN
+    std::uint8_t dcr = 0;                  // I3C_HOT_JOIN
+    std::vector<std::uint8_t> data{};      // I3C_IBI: payload; UART_RX: what was received; else the whole frame
 };
 
 Event decode(const Notification& notification);
@@ -48,13 +49,12 @@ public:
     NotificationStream(const NotificationStream&) = delete;
     NotificationStream& operator=(const NotificationStream&) = delete;
 
-    // The next one; empty when none came for `idleTimeout` (no value: waits without limit). Throws Interrupted
-    // on Ctrl-C, Failure when the adapter is lost, OutputClosed when the reader of standard output has closed it.
-    std::optional<Event> next(std::optional<std::chrono::milliseconds> idleTimeout);
+    // The next one; empty when none came for `idleTimeout` (no value: waits without limit), and when there is none but
+    // `descriptor` can be read. Throws Interrupted on Ctrl-C, Failure when the adapter is lost, OutputClosed when the
+    // reader of standard output has closed it.
+    std::optional<Event> next(std::optional<std::chrono::milliseconds> idleTimeout, int descriptor = -1);
 
 private:
-    void wait(std::chrono::milliseconds limit);
-
     Context& context_;
     // Shared with the handler, which may still be running on the reader thread when the stream ends.
     std::shared_ptr<EventQueue> queue_;

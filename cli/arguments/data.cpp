@@ -172,6 +172,13 @@ Bytes readFile(std::string_view what, const std::string& name, std::size_t limit
     return bytes;
 }
 
+Bytes parseText(std::string_view what, std::string_view text)
+{
+    Bytes bytes;
+    appendText(what, text, bytes);
+    return bytes;
+}
+
 void refuseFiles()
 {
     filesRefused = true;

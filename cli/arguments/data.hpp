@@ -23,6 +23,9 @@ Bytes readData(std::string_view what, const std::vector<std::string>& words, std
 // `what`.
 Bytes readFile(std::string_view what, const std::string& name, std::size_t limit);
 
+// The bytes of a text with C's escapes \r, \n, \t, \e, \0, \\ and \xHH. Throws UsageError naming `what`.
+Bytes parseText(std::string_view what, std::string_view text);
+
 // From now on no command takes the name of a file: for commands that somebody else wrote.
 void refuseFiles();
 

@@ -89,6 +89,13 @@ AddedOption addText(CLI::App& app, const char* names, std::string& target, const
                              [&target](std::string_view, const std::string& word) { target = word; });
 }
 
+AddedOption addText(CLI::App& app, const char* names, std::optional<std::string>& target,
+                    const std::string& description)
+{
+    return detail::addParsed(app, names, "TEXT", {}, description,
+                             [&target](std::string_view, const std::string& word) { target = word; });
+}
+
 AddedOption addTexts(CLI::App& app, const char* names, std::vector<std::string>& target, const std::string& description)
 {
     return detail::addParsed(

@@ -15,7 +15,7 @@ void addStreamOptions(CLI::App& app, StreamOptions& options)
     addFlag(app, "--banner", options.banner, "Report on standard error when ready");
 }
 
-void follow(NotificationStream& stream, const StreamOptions& options, std::string_view banner,
+void follow(const NextEvent& next, const StreamOptions& options, std::string_view banner,
             const std::function<bool(const Event&)>& print)
 {
     if (options.banner) {
@@ -23,7 +23,7 @@ void follow(NotificationStream& stream, const StreamOptions& options, std::strin
     }
     std::uint64_t seen = 0;
     while (!options.count || seen < *options.count) {
-        const auto event = stream.next(options.idleTimeout);
+        const auto event = next(options.idleTimeout);
         if (!event && options.count) {
             throw Failure(ExitStatus::NO_ANSWER, fmt::format("{} of {} events came", seen, *options.count),
                           "raise --idle-timeout");
@@ -33,6 +33,12 @@ void follow(NotificationStream& stream, const StreamOptions& options, std::strin
         }
         seen += print(*event) ? 1 : 0;
     }
+}
+
+void follow(NotificationStream& stream, const StreamOptions& options, std::string_view banner,
+            const std::function<bool(const Event&)>& print)
+{
+    follow([&](auto idleTimeout) { return stream.next(idleTimeout); }, options, banner, print);
 }
 
 } // namespace tool

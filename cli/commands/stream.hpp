@@ -20,8 +20,14 @@ struct StreamOptions {
 
 void addStreamOptions(CLI::App& app, StreamOptions& options);
 
+// Where the events come from: NotificationStream::next, as a rule.
+using NextEvent = std::function<std::optional<Event>(std::optional<std::chrono::milliseconds> idleTimeout)>;
+
 // Hands events over until `print` has printed `count` of them or none came for the idle timeout. `print` returns
 // whether the event was one of its own. `banner` says what is armed ("watching pin 3").
+void follow(const NextEvent& next, const StreamOptions& options, std::string_view banner,
+            const std::function<bool(const Event&)>& print);
+
 void follow(NotificationStream& stream, const StreamOptions& options, std::string_view banner,
             const std::function<bool(const Event&)>& print);
 

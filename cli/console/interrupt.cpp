@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "console/errors.hpp"
+#include "console/raw_terminal.hpp"
 
 namespace tool {
 
@@ -23,6 +24,7 @@ int wakeUp = -1;
 void onSignal(int number)
 {
     if (received != 0) {
+        restoreTerminal();
         _exit(128 + number);
     }
     received = number;
@@ -37,6 +39,7 @@ void onSignal(int number)
 
 void onAlarm(int)
 {
+    restoreTerminal();
     _exit(128 + received);
 }
 

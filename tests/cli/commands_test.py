@@ -2,9 +2,10 @@
 
 import json
 import os
+import re
 import tempfile
 
-from tool import TARVIX, Case, attached, objects, run, shell, tarvix
+from tool import TARVIX, TIME, Case, attached, objects, run, shell, tarvix
 
 
 class Commands(Case):
@@ -26,6 +27,19 @@ class Commands(Case):
                     "shared  3000 mV\ni3c     1800 mV, 1800 mV\nshared  3000 mV\ni3c     1200 mV, 900 mV\n"
                     '{"schema":1,"command":"rail show","adapter":"TVX0000001","shared":{"millivolts":3000},"i3c":{"millivolts":[1200,900]}}\n')
 
+    def test_rail_log(self):
+        log = "tarvix rail log --every 10ms"
+        printed = shell(f"set -e; {log} -n 2; {log} -n 2 --csv; {log} -n 1 --json").stdout
+        self.assertEqual(re.sub(TIME, "TIME", printed).splitlines(), [
+            *["TIME shared 3300 mV, i3c 1800 mV, 1800 mV"] * 2,
+            "time,shared_mv,i3c_1_mv,i3c_2_mv", *["TIME,3300,1800,1800"] * 2,
+            '{"schema":1,"command":"rail log","adapter":"TVX0000001","time":"TIME","shared":{"millivolts":3300},'
+            '"i3c":{"millivolts":[1800,1800]}}'])
+        self.assertEqual(len(objects(printed.splitlines()[-1])), 1)
+        self.assertEqual(shell(f"script -qec '{log} -n 3 --plot' /dev/null").stdout.count("\x1b[3A"), 2)
+        self.prints("coproc tarvix rail log --every 3600s; PID=$COPROC_PID; read -u ${COPROC[0]} line;"
+                    "kill $PID; wait $PID; echo $?", "143\n")
+
     def test_gpio_levels(self):
         # Pins are wired in pairs: 2 with 3, 4 with 5.
         self.prints("tarvix gpio set 3=1 4=low; tarvix gpio get 3 4; tarvix gpio get --numeric 2 5; "
@@ -39,14 +53,27 @@ class Commands(Case):
         self.fails(shell("tarvix gpio get -b disabled 7 > /dev/null; tarvix gpio set -d as-is 7=1"), 1,
                    "driving pin 7: PIN_IS_INPUT (0x0202)")
 
+    def test_gpio_toggle_and_pulse(self):
+        # The pin pulses away from the level that it has, and is back when the pulses end, whatever ends them.
+        self.prints("tarvix gpio toggle 3 5; tarvix gpio toggle 3; tarvix gpio get 2 4; tarvix gpio pulse 3 5 --times 2;"
+                    "tarvix gpio get 2 4; tarvix gpio pulse 5 --for 3600s & PID=$!; while tarvix --shared gpio get 4 |"
+                    "grep -q high; do :; done; kill $PID; wait $PID; tarvix gpio get 4; tarvix gpio toggle 4 --json",
+                    '3=high 5=high\n3=low\n2=low 4=high\n2=low 4=high\n4=high\n{"schema":1,"command":"gpio toggle",'
+                    '"adapter":"TVX0000001","pins":[{"pin":4,"level":"low"}]}\n')
+        self.streams("gpio watch -e rising -n 3 0 1 2", "tarvix gpio pulse 3 --for 1 --times 3", *["TIME 2 rising"] * 3)
+        self.fails(tarvix("gpio", "pulse", "-d", "as-is", "3"), 1, "driving pin 3: PIN_IS_INPUT (0x0202)")
+
     def test_gpio_watch(self):
         drive = "for level in 3=1 5=1 5=0 3=0 3=1; do tarvix gpio set $level; done"
         self.streams("gpio watch -e rising -n 3 2 4", drive, "TIME 2 rising", "TIME 4 rising", "TIME 2 rising")
         self.streams("gpio watch -e falling -n 2 2 4", drive, "TIME 4 falling", "TIME 2 falling")
-        self.streams("gpio watch -n 3 2 4", drive, "TIME 2 edge", "TIME 4 edge", "TIME 4 edge")
+        self.streams("gpio watch --initial -n 4 0 1 2 4", "tarvix gpio set 3=1 3=0 5=1 3=1",
+                     *(f"TIME {pin} low" for pin in (0, 1, 2, 4)),
+                     "TIME 2 rising", "TIME 2 falling", "TIME 4 rising", "TIME 2 rising")
         # What is not the watched pin's is neither printed nor counted.
-        self.streams("gpio watch 2 -n 1 --json", "tarvix uart send 0x55; " + drive,
-                     '{"schema":1,"command":"gpio watch","adapter":"TVX0000001","time":"TIME","pin":2,"edge":"edge"}')
+        start = '{"schema":1,"command":"gpio watch","adapter":"TVX0000001","time":"TIME","pin":2,'
+        self.streams("gpio watch 2 -n 1 --initial --json", "tarvix uart send 0x55; " + drive,
+                     start + '"level":"low"}', start + '"edge":"rising"}')
 
     def test_monitor_sees_only_what_a_watch_leaves_armed(self):
         # Were pin 2 still armed when 3 moves, the monitor would see it before pin 4.

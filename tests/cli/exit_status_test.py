@@ -88,7 +88,7 @@ class ExitStatus(Case):
     def test_nonsense_is_one_line_and_names_what_is_wrong(self):
         for arguments, text in (
             ("", "missing command; one of: list, info, "),
-            ("gpio gte", "tarvix gpio: unknown command or option 'gte'; one of: get, set, watch"),
+            ("gpio gte", "tarvix gpio: unknown command or option 'gte'; one of: get, set, toggle, pulse, watch"),
             ("list x y", "unexpected argument 'x'"), ("-a index:x info", "--adapter: 'index:x' is not an index"),
             ("gpio get", "PIN is required"),
             ("gpio get 3 --foo", "unexpected argument '--foo'; see 'tarvix gpio get --help'"),
@@ -97,6 +97,8 @@ class ExitStatus(Case):
             ("i2c get 1 --bus", "--bus: needs a value;"),
             ("rail set shared 3V 2V", "VALUE: '2V' sets the voltage a second time"),
             ("rail set shared external internal", "VALUE: 'internal' sets the source a second time"),
+            ("rail log --plot", "--plot: standard output is not a terminal; use --csv or --json"),
+            ("rail log --csv --plot", "--json, --csv and --plot cannot be combined; use one of them"),
             ("batch /nonexistent", "FILE: /nonexistent: No such file or directory"),
             ("batch /", "FILE: /: Is a directory"), ("i2c dump 0x50 0x80 -n 129", "129"), ("i2c set 0x50 0", "DATA"),
             ("i2c set 0x50 0xff 1 2 --page 8", "raise --reg-bytes"), ("i2c set 0x50 0xff 1 2", "raise --reg-bytes"),
@@ -115,7 +117,8 @@ class ExitStatus(Case):
                 self.fails(tarvix(*arguments.split()), 2, text)
         self.fails(run([TARVIX, "--json=a\nb", "list"]), 2, "--json = a; see 'tarvix list --help'")
         for arguments, limits in (
-            ("--timeout 0s", "1 to 86400000"), ("gpio get 8", "0 to 7"), ("gpio watch 3 --count 0", "1 or more"),
+            ("--timeout 0s", "1 to 86400000"), ("rail log --every 0", "1 to 86400000"),
+            ("gpio pulse 3 --for 0", "1 to 86400000"), ("gpio pulse 3 --times 0", "1 or more"), ("gpio toggle 8", "0 to 7"), ("gpio get 8", "0 to 7"), ("gpio watch 3 --count 0", "1 or more"),
             ("i2c get 0x80", "0 to 127"), ("i2c get 0x50 --length 0", "1 to 65535"), ("i2c get 1 --bus 2", "0 to 1"),
             ("i2c get 0x50 --clock 0", "1 to 3400000"), ("i2c get 0x50 --init-option 256", "0 to 255"),
             ("i2c get 0x50 --pull-up 4", "0 to 3"), ("i2c get 0x50 --reg-bytes 5", "1 to 4"),

@@ -10,11 +10,17 @@
 #include "adapter/event_queue.hpp"
 #include "adapter/notifications.hpp"
 #include "arguments/data.hpp"
+#include "arguments/pattern.hpp"
 #include "arguments/words.hpp"
+#include "commands/gpio/edges.hpp"
 #include "commands/i3c/codes.hpp"
+#include "commands/polling.hpp"
+#include "commands/uart/keys.hpp"
 #include "common/terminal.hpp"
+#include "console/chart.hpp"
 #include "console/errors.hpp"
 #include "console/text.hpp"
+#include "console/visible_text.hpp"
 
 namespace tool {
 
@@ -112,6 +118,29 @@ TEST(Text, ForeignTextReachesNoTerminalRaw)
     }
 }
 
+TEST(Polling, ChartScrollsWithinTheTerminalAndTheRangeOfItsValues)
+{
+    Chart chart({"a", "b"});
+    std::string drawn;
+    for (const std::int64_t value : {0, 3300, 3310, 3305}) {
+        drawn = chart.draw(std::vector<std::int64_t>{value, 7}, 43);
+    }
+    EXPECT_EQ(drawn, "\x1b[2A\ra              3305  (0 to 3310)      ▁███\x1b[K\n"
+                     "\rb                 7  (7 to 7)         ▅▅▅▅\x1b[K\n");
+    drawn = chart.draw(std::vector<std::int64_t>{3310, 7}, 43);
+    EXPECT_EQ(drawn.substr(4, drawn.find("\x1b[K") - 4), "\ra              3310  (3300 to 3310)   ▁█▅█");
+    EXPECT_EQ(chart.draw(std::vector<std::int64_t>{3310, 7}, 4), "\x1b[2A\ra  \x1b[K\n\rb  \x1b[K\n");
+}
+
+TEST(Polling, TicksKeepTheirBeatAndThoseThatWereMissedAreSkipped)
+{
+    const Deadline start(std::chrono::hours(1));
+    using std::chrono::milliseconds;
+    for (const auto& [now, tick] : {std::pair(0, 100), {99, 100}, {100, 200}, {101, 200}, {555, 600}}) {
+        EXPECT_EQ(tickAfter(start, milliseconds(100), start + milliseconds(now)) - start, milliseconds(tick)) << now;
+    }
+}
+
 TEST(Events, InTextAndJson)
 {
     const std::chrono::system_clock::time_point time(std::chrono::microseconds(1'738'324'800'000'042));
@@ -131,6 +160,108 @@ TEST(Events, InTextAndJson)
     event = {.time = time, .kind = NotificationKind::GPIO_INTERRUPT, .complete = false, .data = {0xFF, 0xFF, 0x09}};
     EXPECT_EQ(describe(event), "gpio frame=ffff09");
     EXPECT_EQ(toJson(event).dump(), R"({"time":"2025-01-31T12:00:00.000042Z","event":"gpio","frame":"ffff09"})");
+}
+
+TEST(Text, OfADeviceIsVisibleThoughItComesInPieces)
+{
+    // Each byte alone, and all at once.
+    using namespace std::string_literals;
+    const std::string text = "\u4e2d\x1b[m\r\n\t\b\a\u009b\u202e\xe2\x82|\xff\xed\xa0\x80\x7f\0\xf0\x9f"s;
+    const std::string shown(
+        "\u4e2d\\x1b[m\r\n\t\b\a\\xc2\\x9b\\xe2\\x80\\xae\\xe2\\x82|\\xff\\xed\\xa0\\x80\\x7f\\x00");
+    VisibleText whole;
+    EXPECT_EQ(whole.add(Bytes(text.begin(), text.end())), shown);
+    EXPECT_EQ(whole.end() + whole.end(), "\\xf0\\x9f");
+    VisibleText pieces;
+    std::string added;
+    for (const char c : text) {
+        added += pieces.add(Bytes{static_cast<std::uint8_t>(c)});
+    }
+    EXPECT_EQ(added, shown);
+}
+
+TEST(Text, LineEndsThatComeInPieces)
+{
+    LineEndReader reader(ReceivedLineEnd::CRLF);
+    const std::pair<Bytes, Bytes> pieces[]{
+        {{'a', '\r'}, {'a'}}, {{'\n', '\r'}, {'\n'}}, {{'\r', '\r'}, {'\r', '\r'}}, {{'b', '\r'}, {'\r', 'b'}}};
+    for (const auto& [piece, read] : pieces) {
+        EXPECT_EQ(reader.add(piece), read);
+    }
+    EXPECT_EQ(reader.end(), Bytes{'\r'});
+    EXPECT_EQ(reader.end(), Bytes{});
+}
+
+TEST(Text, IsFoundWhereverItIs)
+{
+    using namespace std::string_literals;
+    const std::string much(10000, 'a');
+    const std::tuple<std::string, std::string, std::string> cases[]{
+        {"b\\x00", much + "b\0c"s, "b\0"s},
+        {"/^b/", "b", "b"},
+        {"/a?b/", much + "b", "ab"},
+        {"/^a+b/", much + "b", ""},
+        {"ab", "a b", ""},
+        {"/[\\x80-\\xff]+/", "a\x80\xff", "\x80"},
+        {"/", "a/", "/"},
+        {"//", "a//", "//"},
+        {"/a\\r?\\n/", "a\r\n", "a\r\n"},
+    };
+    for (const auto& [pattern, text, match] : cases) {
+        Search search("--until", pattern);
+        for (std::size_t i = 0; i < text.size() && !search.match(); i += 1 + text.size() / 100) {
+            const auto piece = text.substr(i, 1 + text.size() / 100);
+            search.add(Bytes(piece.begin(), piece.end()));
+        }
+        EXPECT_EQ(search.match().value_or(""), match) << pattern;
+    }
+    // Neither time nor stack is the device's to choose.
+    Search search("--until", "/(a+)+b|(.|x)*y/");
+    EXPECT_FALSE(search.add(Bytes(100000, 'a')));
+}
+
+// What is told of pins 2 and 3: rising, falling, or `-` when they move too fast. In `happens`, a digit is an edge of
+// that pin, "=1" the level that a read finds, and a blank a rest.
+std::string directions(std::string happens)
+{
+    const auto next = [&](std::optional<std::chrono::milliseconds> idleTimeout) -> std::optional<Event> {
+        if (!idleTimeout && happens.starts_with(' ')) {
+            happens.erase(0, 1);
+        }
+        if (happens.empty() || happens.front() < '0' || happens.front() > '9') {
+            return std::nullopt;
+        }
+        Event edge{.time = {}, .kind = NotificationKind::GPIO_INTERRUPT, .complete = true};
+        edge.pin = static_cast<std::uint8_t>(happens.front() - '0');
+        happens.erase(0, 1);
+        return edge;
+    };
+    const auto read = [&](unsigned) {
+        const auto level = GpioLogicLevel(happens.at(1) - '0');
+        happens.erase(0, 2);
+        return level;
+    };
+    Edges edges({2, 3}, GpioTriggerType::BOTH_EDGES, next, read);
+    std::string told;
+    while (const auto event = edges.next({})) {
+        told += fmt::format("{}{} ", event->pin, !event->level ? '-' : "fr"[static_cast<int>(*event->level)]);
+    }
+    return told;
+}
+
+TEST(Events, TheDirectionOfAnEdgeIsFoundThoughThePinMovesOn)
+{
+    const std::pair<std::string, std::string> cases[]{
+        {"2=1 2=0 2=1", "2r 2f 2r "},  // read in time
+        {"2=02=0 2=1", "2r 2f 2r "},   // the second edge was reported while the first was asked about
+        {"2=02=12=1", "2r 2f 2r "},    // so was the third while the second was
+        {"2=0 2=1", "2f 2r "},         // an edge that was not reported spoils none after it
+        {"2=03=0=1 3=0", "2f 3r 3f "}, // both pins
+        {"2=02=02=02=02=02=02=02=02 2=1", "2- 2- 2- 2- 2- 2- 2- 2- 2- 2r "},
+    };
+    for (const auto& [happens, told] : cases) {
+        EXPECT_EQ(directions(happens), told) << happens;
+    }
 }
 
 TEST(Events, BeyondTheQueueAreLostAndCounted)
