@@ -100,6 +100,7 @@ void Output::write(std::string_view bytes)
         const ssize_t count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
         if (count >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
+            written_ += static_cast<std::uint64_t>(count);
         } else if (errno == EINTR) {
             throwIfInterrupted();
         } else if (errno == EAGAIN) {

@@ -52,12 +52,16 @@ public:
     void write(std::string_view bytes);
     void write(std::span<const std::uint8_t> bytes);
 
+    // How many bytes standard output has taken so far.
+    std::uint64_t written() const { return written_; }
+
 private:
     void writeObject(const Json& fields);
 
     bool json_;
     std::string command_;
     std::string adapter_;
+    std::uint64_t written_ = 0;
     std::shared_ptr<Json> result_; // of a command that may still fail
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <span>
 #include <string>
 
@@ -16,7 +17,9 @@ std::string toHexWords(std::span<const std::uint8_t> bytes);
 // Printable ASCII as it is, everything else as a dot.
 std::string toPrintable(std::span<const std::uint8_t> bytes);
 
-// Offsets, sixteen bytes and their text a line, as `hexdump -C` prints them.
-std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset = 0);
+// Offsets, sixteen bytes and their text a line, as `hexdump -C` prints them. Those at the positions `absent` could not
+// be had: XX.
+std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset = 0,
+                    const std::set<std::uint64_t>& absent = {});
 
 } // namespace tool

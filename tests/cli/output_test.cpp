@@ -92,6 +92,9 @@ TEST(Text, Hexdump)
     EXPECT_EQ(hexdump(bytes, 0xFFF8),
               "0000fff8  1d 1e 1f 20 21 22 23 24  25 26 27 28 29 2a 2b 2c  |... !\"#$%&'()*+,|\n"
               "00010008  7e 7f                                             |~.|\n");
+    EXPECT_EQ(hexdump(bytes, 0, {0, 15, 17}),
+              "00000000  XX 1e 1f 20 21 22 23 24  25 26 27 28 29 2a 2b XX  |X.. !\"#$%&'()*+X|\n"
+              "00000010  7e XX                                             |~X|\n");
     EXPECT_EQ(hexdump({}, 0), "");
     EXPECT_EQ(toHexWords(Bytes{0x0A, 0xFF}), "0a ff");
 }

@@ -1,0 +1,69 @@
+#include "commands/i2c/port.hpp"
+
+#include <string>
+
+#include <fmt/format.h>
+
+namespace tool {
+
+const char* const I2C_ADDRESS_ADVICE =
+    "run 'tarvix i2c scan' to see which targets answer, 'tarvix rail show' to check the supply";
+
+void addPortOptions(CLI::App& app, I2cPortOptions& options)
+{
+    addNumber(app, "-b,--bus", options.bus, {0, 1}, "I2C port");
+    addFrequency(app, "-c,--clock", options.clock, {1, 3'400'000}, "Clock frequency: 100k, 400k, 1M");
+    addNumber(app, "--pull-up", options.pullUp, {0, 3},
+              "Pull-up setting, numbered by the firmware, 0 for none; unchanged by default");
+    addNumber(app, "--init-option", options.initOption, BYTE,
+              "Option byte for initialising the port, defined by the firmware");
+}
+
+void addTargetAddress(CLI::App& app, std::uint8_t& address)
+{
+    addNumber(app, "ADDRESS", address, ADDRESS, "7-bit address of the target").required();
+}
+
+void setUpPort(Context& context, const I2cPortOptions& options)
+{
+    const std::string pullUp = options.pullUp ? fmt::format(", pull-up {}", *options.pullUp) : "";
+    const std::string option = options.initOption != 0 ? fmt::format(", option {}", options.initOption) : "";
+    context.setUp(
+        fmt::format("I2C bus {}", options.bus), fmt::format("{} Hz{}{}", options.clock, pullUp, option),
+        [&](TarvixSDK& sdk) {
+            const StatusCode status = sdk.i2cControllerInit(options.index(), options.clock, options.initOption);
+            return status == StatusCode::SUCCESS && options.pullUp
+                       ? sdk.i2cSetPullUpResistors(options.index(), static_cast<std::uint8_t>(*options.pullUp))
+                       : status;
+        });
+}
+
+void checkRead(Context& context, StatusCode status, const I2cPortOptions& port, std::uint8_t address)
+{
+    context.checkTransfer(status, fmt::format("reading from 0x{:02x} on bus {}", address, port.bus),
+                          I2C_ADDRESS_ADVICE);
+}
+
+void checkWrite(Context& context, StatusCode status, const I2cPortOptions& port, std::uint8_t address)
+{
+    context.checkTransfer(status, fmt::format("writing to 0x{:02x} on bus {}", address, port.bus), I2C_ADDRESS_ADVICE);
+}
+
+Bytes readTarget(Context& context, const I2cPortOptions& port, std::uint8_t address, const Bytes& registerAddress,
+                 std::uint64_t length)
+{
+    Bytes bytes;
+    checkRead(
+        context,
+        context.sdk().i2cRead(port.index(), address, registerAddress, static_cast<std::uint16_t>(length), bytes, false),
+        port, address);
+    return bytes;
+}
+
+void writeTarget(Context& context, const I2cPortOptions& port, std::uint8_t address, const Bytes& registerAddress,
+                 const Bytes& data)
+{
+    checkWrite(context, context.sdk().i2cWrite(port.index(), address, registerAddress, data, false), port, address);
+}
+
+} // namespace tool
