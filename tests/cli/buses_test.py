@@ -215,6 +215,14 @@ class I3cTest(Case):
         self.json("tarvix i3c ccc GETMRL @0x08 --json", {"ccc": "GETMRL", "address": 8, "data": "010000", "decoded": {
             "max_read_length": 256, "max_ibi_payload": 0}})
 
+    def test_codes_by_number(self):
+        self.prints("tarvix i3c ccc 0x8e @0x09 --read 1; tarvix i3c ccc 0x9a @0x08 --defining-byte 0x82 -r 1;"
+                    "tarvix i3c ccc 9 0x01 hex:00; tarvix i3c ccc 0x89 @0x08 0 64; tarvix i3c ccc GETMWL @0x09;"
+                    "tarvix i3c ccc 0x8b @0x08 --read 2; tarvix i3c ccc 0x2a --defining-byte 1",
+                    "02\n0a\n01 00\nmax write length: 256 bytes\n00 40\n")
+        self.json("tarvix i3c ccc 0x90 @0x08 --read 2 --json; tarvix i3c ccc 0x01 --json 1",
+                  {"ccc": "0x90", "address": 8, "data": "0000"}, {"ccc": "0x01"})
+
     def test_what_is_set_is_read_back(self):
         """Each setting code, and the reading code that shows it; both forms where there are two."""
         fill_and_reset = "SETMWL 0x1234; tarvix i3c ccc RSTACT {}; tarvix i3c target-reset; tarvix i3c ccc ENTDAA"

@@ -118,7 +118,10 @@ class ExitStatus(Case):
             ("i3c ccc GETPID", "GETPID has no broadcast form; write GETPID @ADDR"),
             ("i3c ccc GETPID @0x08 1", "GETPID: unexpected argument '1'"),
             ("i3c ccc RSTDAA @0x08", "RSTDAA has no direct form: unexpected '@0x08'"), ("i3c ccc SETMWL", "LENGTH"),
-            ("i3c ccc RSTACT 0x81", "0x81"),
+            ("i3c ccc RSTACT 0x81", "0x81"), ("i3c ccc 0x8d", "one target; write 0x8d @ADDR"),
+            ("i3c ccc 1 @0x08 1", "1: a code below 0x80 is a broadcast and takes no @ADDR"),
+            ("i3c ccc 1 --read 1", "takes no --read"), ("i3c ccc 0x8d @0x08 1 --read 1", "--read: a read takes no DATA"),
+            ("i3c ccc GETPID @0x08 --read 1", "--read: for codes given by number; write GETPID @ADDR"),
         ):
             with self.subTest(arguments=arguments):
                 self.fails(tarvix(*arguments.split()), 2, text)
