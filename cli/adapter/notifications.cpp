@@ -1,20 +1,17 @@
 #include "adapter/notifications.hpp"
 
-#include <algorithm>
 #include <ctime>
-#include <limits>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
-#include <poll.h>
-#include <unistd.h>
 
 #include "adapter/event_queue.hpp"
 #include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "console/interrupt.hpp"
 #include "console/text.hpp"
+#include "console/waiting.hpp"
 
 namespace tool {
 
@@ -135,10 +132,10 @@ NotificationStream::~NotificationStream()
     }
 }
 
-std::optional<Event> NotificationStream::next(std::optional<std::chrono::milliseconds> idleTimeout)
+std::optional<Event> NotificationStream::next(std::optional<std::chrono::milliseconds> idleTimeout, int descriptor)
 {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point start = Clock::now();
+    const auto start = std::chrono::steady_clock::now();
+    const auto deadline = idleTimeout ? std::optional<Deadline>(start + *idleTimeout) : std::nullopt;
     while (true) {
         throwIfInterrupted();
         if (const auto lost = queue_->takeLost()) {
@@ -151,25 +148,10 @@ std::optional<Event> NotificationStream::next(std::optional<std::chrono::millise
         if (!context_.sdk().isConnected()) {
             throw Failure(ExitStatus::ADAPTER_LOST, "the adapter has left the USB bus", "plug it back in");
         }
-        std::chrono::milliseconds limit(-1);
-        if (idleTimeout) {
-            limit = std::chrono::ceil<std::chrono::milliseconds>(start + *idleTimeout - Clock::now());
-            if (limit.count() <= 0) {
-                return std::nullopt;
-            }
+        if ((deadline && std::chrono::steady_clock::now() >= *deadline) || isReadable(descriptor)) {
+            return std::nullopt;
         }
-        wait(limit);
-    }
-}
-
-// Until something happens, or for `limit`; -1 is without limit.
-void NotificationStream::wait(std::chrono::milliseconds limit)
-{
-    pollfd waiting[] = {{queue_->descriptor(), POLLIN, 0}, {interruptDescriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
-    const auto longest = std::min<std::int64_t>(limit.count(), std::numeric_limits<int>::max());
-    const int count = poll(waiting, std::size(waiting), static_cast<int>(longest));
-    if (count > 0 && (waiting[2].revents & POLLERR) != 0) {
-        throw OutputClosed{};
+        waitForInput(deadline, queue_->descriptor(), descriptor);
     }
 }
 

@@ -48,13 +48,12 @@ public:
     NotificationStream(const NotificationStream&) = delete;
     NotificationStream& operator=(const NotificationStream&) = delete;
 
-    // The next one; empty when none came for `idleTimeout` (no value: waits without limit). Throws Interrupted
-    // on Ctrl-C, Failure when the adapter is lost, OutputClosed when the reader of standard output has closed it.
-    std::optional<Event> next(std::optional<std::chrono::milliseconds> idleTimeout);
+    // The next one; empty when none came for `idleTimeout` (no value: waits without limit), and when there is none but
+    // `descriptor` can be read. Throws Interrupted on Ctrl-C, Failure when the adapter is lost, OutputClosed when the
+    // reader of standard output has closed it.
+    std::optional<Event> next(std::optional<std::chrono::milliseconds> idleTimeout, int descriptor = -1);
 
 private:
-    void wait(std::chrono::milliseconds limit);
-
     Context& context_;
     // Shared with the handler, which may still be running on the reader thread when the stream ends.
     std::shared_ptr<EventQueue> queue_;

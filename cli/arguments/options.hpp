@@ -76,14 +76,14 @@ std::string defaultText(const T& value)
 {
     return std::to_string(value);
 }
-template <class T>
-std::string defaultText(const std::optional<T>&)
-{
-    return {};
-}
 inline std::string defaultText(std::chrono::milliseconds period)
 {
     return std::to_string(period.count());
+}
+template <class T>
+std::string defaultText(const std::optional<T>& value)
+{
+    return value ? defaultText(*value) : std::string();
 }
 
 // `parse` takes what addParsed's `take` does, and a range.
@@ -99,8 +99,8 @@ AddedOption addQuantity(CLI::App& app, const char* names, const char* valueName,
 
 } // namespace detail
 
-// Each of these: `target` is a value, which is shown as the default, or an optional one, which stays empty when the
-// option is absent. Help names the unit that a plain number has.
+// Each of these: `target` is a value, which is shown as the default, or an optional one, which stays as it is when
+// the option is absent: empty, as a rule. Help names the unit that a plain number has.
 template <class T>
 AddedOption addNumber(CLI::App& app, const char* names, T& target, Range range, const std::string& description)
 {

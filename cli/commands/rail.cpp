@@ -11,6 +11,7 @@
 #include "arguments/numbers.hpp"
 #include "arguments/options.hpp"
 #include "commands/command.hpp"
+#include "commands/polling.hpp"
 #include "console/errors.hpp"
 
 namespace tool {
@@ -21,15 +22,38 @@ enum class Rail { SHARED, I3C };
 
 const Choices<Rail> RAILS{{"shared", Rail::SHARED}, {"i3c", Rail::I3C}};
 
-void show(Context& context, const NoOptions&)
-{
+// In millivolts.
+struct Measured {
     std::uint16_t shared = 0;
     std::uint16_t i3c1 = 0;
     std::uint16_t i3c2 = 0;
-    context.check(context.sdk().gpioGetVoltage(shared), "reading the shared rail");
-    context.check(context.sdk().i3cGetBusVoltage(i3c1, i3c2), "reading the I3C rail");
-    context.output().print(fmt::format("shared  {} mV\ni3c     {} mV, {} mV\n", shared, i3c1, i3c2),
-                           {{"shared", {{"millivolts", shared}}}, {"i3c", {{"millivolts", {i3c1, i3c2}}}}});
+
+    Json fields() const { return {{"shared", {{"millivolts", shared}}}, {"i3c", {{"millivolts", {i3c1, i3c2}}}}}; }
+};
+
+Measured measure(Context& context)
+{
+    Measured measured;
+    context.check(context.sdk().gpioGetVoltage(measured.shared), "reading the shared rail");
+    context.check(context.sdk().i3cGetBusVoltage(measured.i3c1, measured.i3c2), "reading the I3C rail");
+    return measured;
+}
+
+void show(Context& context, const NoOptions&)
+{
+    const Measured now = measure(context);
+    context.output().print(fmt::format("shared  {} mV\ni3c     {} mV, {} mV\n", now.shared, now.i3c1, now.i3c2),
+                           now.fields());
+}
+
+void log(Context& context, const PollOptions& options)
+{
+    pollReads(context, options, {"shared_mv", "i3c_1_mv", "i3c_2_mv"}, [&] {
+        const Measured now = measure(context);
+        return Sample{fmt::format("shared {} mV, i3c {} mV, {} mV", now.shared, now.i3c1, now.i3c2),
+                      {now.shared, now.i3c1, now.i3c2},
+                      now.fields()};
+    });
 }
 
 struct SetOptions {
@@ -82,6 +106,27 @@ void set(Context& context, const SetOptions& options)
     show(context, {});
 }
 
+void addLog(Commands& rail)
+{
+    auto [app, options] = rail.add<PollOptions>("log", "Print the measured voltages again and again, until Ctrl-C", log,
+                                                {"tarvix rail log --every 100ms -n 5", "tarvix rail log --csv -n 1"});
+    options.every = std::chrono::seconds(1);
+    addPollOptions(app, options);
+}
+
+void addSet(Commands& rail)
+{
+    auto [app, options] = rail.add<SetOptions>(
+        "set", "Set a rail's voltage or source, then print the measured voltages", set,
+        {"tarvix rail set shared 3.3V", "tarvix rail set i3c 1800mV internal", "tarvix rail set shared external"});
+    addChoice(app, "RAIL", options.rail, RAILS, "Rail to set").required();
+    addTexts(app, "VALUE", options.values, "Voltage (3300, 3300mV, 3.3V), source (internal, external) or both")
+        .required()
+        .words(1, 2);
+    addFlag(app, "--flag", options.flag,
+            "Set the option bit of the shared rail; its meaning is defined by the firmware");
+}
+
 } // namespace
 
 void addRailCommands(Commands& commands)
@@ -89,16 +134,8 @@ void addRailCommands(Commands& commands)
     commands.group("rail", "Pin supplies: the shared rail (I2C, SPI, UART, GPIO) and the I3C rail", [](Commands& rail) {
         rail.add<NoOptions>("show", "Print the measured voltages", show,
                             {"tarvix rail show", "tarvix rail show --json"});
-
-        auto [app, options] = rail.add<SetOptions>(
-            "set", "Set a rail's voltage or source, then print the measured voltages", set,
-            {"tarvix rail set shared 3.3V", "tarvix rail set i3c 1800mV internal", "tarvix rail set shared external"});
-        addChoice(app, "RAIL", options.rail, RAILS, "Rail to set").required();
-        addTexts(app, "VALUE", options.values, "Voltage (3300, 3300mV, 3.3V), source (internal, external) or both")
-            .required()
-            .words(1, 2);
-        addFlag(app, "--flag", options.flag,
-                "Set the option bit of the shared rail; its meaning is defined by the firmware");
+        addSet(rail);
+        addLog(rail);
     });
 }
 

@@ -3,7 +3,7 @@
 import re
 import tempfile
 
-from tool import Case, objects, shell, tarvix
+from tool import TIME, Case, objects, shell, tarvix
 
 
 def grid(*found, first=0x08, last=0x77):
@@ -67,6 +67,16 @@ class I2cTest(Case):
                     "00000008  03 02 01 ff                                       |....|\n")
         self.json("tarvix i2c get --json 0x48 3 -w 2 --order big",
                   {"bus": 0, "address": 0x48, "offset": 3, "values": [0x5000], "data": "5000"})
+
+    def test_reading_again_and_again(self):
+        printed = shell("tarvix i2c get 0x48 0 -w 2 --every 1 --count 2; tarvix i2c get 0x48 0 -n 2 --every 1 --count 1;"
+                        "tarvix i2c get 0x50 0 -n 2 --every 1ms --count 1 --csv;"
+                        "tarvix i2c get 0x48 0 -w 2 --every 1 --count 1 --json").stdout.splitlines()
+        self.assertEqual([re.sub(TIME, "TIME", line) for line in printed[:-1]],
+                         ["TIME 0x1780", "TIME 0x1780", "TIME 17 80", "time,0x00,0x01", "TIME,255,255"])
+        (fields,) = objects(printed[-1])
+        self.assertRegex(fields.pop("time"), TIME)
+        self.assertEqual(fields, {"bus": 0, "address": 0x48, "offset": 0, "values": [0x1780], "data": "1780"})
 
     def test_mask_and_verify(self):
         self.prints("tarvix i2c set 0x50 0 0x11 0x22; tarvix i2c set 0x50 0 0xff 0xff --mask 0x60;"

@@ -2,9 +2,10 @@
 
 import json
 import os
+import re
 import tempfile
 
-from tool import TARVIX, Case, attached, objects, run, shell, tarvix
+from tool import TARVIX, TIME, Case, attached, objects, run, shell, tarvix
 
 
 class Commands(Case):
@@ -25,6 +26,19 @@ class Commands(Case):
                     "shared  2500 mV\ni3c     1800 mV, 1800 mV\n"
                     "shared  3000 mV\ni3c     1800 mV, 1800 mV\nshared  3000 mV\ni3c     1200 mV, 900 mV\n"
                     '{"schema":1,"command":"rail show","adapter":"TVX0000001","shared":{"millivolts":3000},"i3c":{"millivolts":[1200,900]}}\n')
+
+    def test_rail_log(self):
+        log = "tarvix rail log --every 10ms"
+        printed = shell(f"set -e; {log} -n 2; {log} -n 2 --csv; {log} -n 1 --json").stdout
+        self.assertEqual(re.sub(TIME, "TIME", printed).splitlines(), [
+            *["TIME shared 3300 mV, i3c 1800 mV, 1800 mV"] * 2,
+            "time,shared_mv,i3c_1_mv,i3c_2_mv", *["TIME,3300,1800,1800"] * 2,
+            '{"schema":1,"command":"rail log","adapter":"TVX0000001","time":"TIME","shared":{"millivolts":3300},'
+            '"i3c":{"millivolts":[1800,1800]}}'])
+        self.assertEqual(len(objects(printed.splitlines()[-1])), 1)
+        self.assertEqual(shell(f"script -qec '{log} -n 3 --plot' /dev/null").stdout.count("\x1b[3A"), 2)
+        self.prints("coproc tarvix rail log --every 3600s; PID=$COPROC_PID; read -u ${COPROC[0]} line;"
+                    "kill $PID; wait $PID; echo $?", "143\n")
 
     def test_gpio_levels(self):
         # Pins are wired in pairs: 2 with 3, 4 with 5.

@@ -97,6 +97,8 @@ class ExitStatus(Case):
             ("i2c get 1 --bus", "--bus: needs a value;"),
             ("rail set shared 3V 2V", "VALUE: '2V' sets the voltage a second time"),
             ("rail set shared external internal", "VALUE: 'internal' sets the source a second time"),
+            ("rail log --plot", "--plot: standard output is not a terminal; use --csv or --json"),
+            ("rail log --csv --plot", "--json, --csv and --plot cannot be combined; use one of them"),
             ("batch /nonexistent", "FILE: /nonexistent: No such file or directory"),
             ("batch /", "FILE: /: Is a directory"), ("i2c dump 0x50 0x80 -n 129", "129"), ("i2c set 0x50 0", "DATA"),
             ("i2c set 0x50 0xff 1 2 --page 8", "raise --reg-bytes"), ("i2c set 0x50 0xff 1 2", "raise --reg-bytes"),
@@ -104,7 +106,7 @@ class ExitStatus(Case):
             ("i2c scan 1", "LAST is missing; write 1 1"), ("i2c scan 9 8", "FIRST: 9 is above LAST, 8"),
             ("i2c scan 8 9 --all", "--all"), ("i2c scan -q -r", "--quick and --read"),
             ("i2c scan 8 9 -e 80", "--expect: 0x50 is not scanned, only 0x08 to 0x09 are"),
-            ("i2c get 0x48 0 -w 2 --raw", "--raw"), ("i2c get 0x48 0 --order big", "--order: needs --word"),
+            ("i2c get 0x48 0 -w 2 --raw", "--raw"), ("i2c get 0x48 0 --every 1 --raw", "--raw"), ("i2c get 0x48 0 --count 2", "need --every"), ("i2c get 0x48 0 --order big", "--order: needs --word"),
             ("i2c get 0x48 0 -w 8 -n 8192", "8192 words are more than 65535 bytes"),
             ("i2c set 0x48 2 hex:4b00 -w 2", "DATA: 'hex:4b00' is not a number"),
             ("i2c set 0x48 2 1 2 3 --mask hex:0102", "--mask: 2 bytes for 3 bytes of DATA"),
@@ -127,7 +129,7 @@ class ExitStatus(Case):
                 self.fails(tarvix(*arguments.split()), 2, text)
         self.fails(run([TARVIX, "--json=a\nb", "list"]), 2, "--json = a; see 'tarvix list --help'")
         for arguments, limits in (
-            ("--timeout 0s", "1 to 86400000"), ("gpio get 8", "0 to 7"), ("gpio watch 3 --count 0", "1 or more"),
+            ("--timeout 0s", "1 to 86400000"), ("rail log --every 0", "1 to 86400000"), ("gpio get 8", "0 to 7"), ("gpio watch 3 --count 0", "1 or more"),
             ("i2c get 0x80", "0 to 127"), ("i2c get 0x50 --length 0", "1 to 65535"), ("i2c get 1 --bus 2", "0 to 1"),
             ("i2c get 0x50 --clock 0", "1 to 3400000"), ("i2c get 0x50 --init-option 256", "0 to 255"),
             ("i2c get 0x50 --pull-up 4", "0 to 3"), ("i2c get 0x50 --reg-bytes 5", "1 to 4"),

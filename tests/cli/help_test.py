@@ -72,7 +72,7 @@ class Help(Case):
                 defaults[option].add(default)
         self.assertEqual({option: " ".join(sorted(values)) for option, values in defaults.items()}, {
             "baud": "115200", "bias": "as-is", "bit-order": "msb", "bits": "8", "bus": "0", "clock": "100000 1000000",
-            "drive": "medium push-pull", "edge": "both", "flags": "0", "handshake": "none", "i2c-clock": "400k",
+            "drive": "medium push-pull", "edge": "both", "every": "1000", "flags": "0", "handshake": "none", "i2c-clock": "400k",
             "in-flight": "1", "init-option": "0", "length": "1 2 256", "mode": "0", "open-drain": "1M", "parity": "none",
             "polarity": "low", "push-pull": "4M", "reg-bytes": "1", "select": "0", "stop": "1", "timeout": "2000",
             "width": "8"})

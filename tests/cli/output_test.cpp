@@ -12,7 +12,9 @@
 #include "arguments/data.hpp"
 #include "arguments/words.hpp"
 #include "commands/i3c/codes.hpp"
+#include "commands/polling.hpp"
 #include "common/terminal.hpp"
+#include "console/chart.hpp"
 #include "console/errors.hpp"
 #include "console/text.hpp"
 
@@ -112,6 +114,29 @@ TEST(Text, ForeignTextReachesNoTerminalRaw)
     };
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(terminal::printable(text), expected);
+    }
+}
+
+TEST(Polling, ChartScrollsWithinTheTerminalAndTheRangeOfItsValues)
+{
+    Chart chart({"a", "b"});
+    std::string drawn;
+    for (const std::int64_t value : {0, 3300, 3310, 3305}) {
+        drawn = chart.draw(std::vector<std::int64_t>{value, 7}, 43);
+    }
+    EXPECT_EQ(drawn, "\x1b[2A\ra              3305  (0 to 3310)      ▁███\x1b[K\n"
+                     "\rb                 7  (7 to 7)         ▅▅▅▅\x1b[K\n");
+    drawn = chart.draw(std::vector<std::int64_t>{3310, 7}, 43);
+    EXPECT_EQ(drawn.substr(4, drawn.find("\x1b[K") - 4), "\ra              3310  (3300 to 3310)   ▁█▅█");
+    EXPECT_EQ(chart.draw(std::vector<std::int64_t>{3310, 7}, 4), "\x1b[2A\ra  \x1b[K\n\rb  \x1b[K\n");
+}
+
+TEST(Polling, TicksKeepTheirBeatAndThoseThatWereMissedAreSkipped)
+{
+    const Deadline start(std::chrono::hours(1));
+    using std::chrono::milliseconds;
+    for (const auto& [now, tick] : {std::pair(0, 100), {99, 100}, {100, 200}, {101, 200}, {555, 600}}) {
+        EXPECT_EQ(tickAfter(start, milliseconds(100), start + milliseconds(now)) - start, milliseconds(tick)) << now;
     }
 }
 

@@ -10,10 +10,9 @@
 #include "arguments/options.hpp"
 #include "arguments/transfers.hpp"
 #include "commands/command.hpp"
+#include "commands/i2c/commands.hpp"
 #include "commands/i2c/messages.hpp"
 #include "commands/i2c/port.hpp"
-#include "commands/i2c/registers.hpp"
-#include "commands/i2c/scan.hpp"
 
 namespace tool {
 
@@ -62,7 +61,9 @@ void addI2cCommands(Commands& commands)
 {
     commands.group("i2c", "I2C: scan, registers, memories, transfers", [](Commands& i2c) {
         addScanCommand(i2c);
-        addRegisterCommands(i2c);
+        addGetCommand(i2c);
+        addSetCommand(i2c);
+        addDumpCommand(i2c);
         addTransfer(i2c);
     });
 }

@@ -38,6 +38,13 @@ void setUpPort(Context& context, const I2cPortOptions& options)
         });
 }
 
+Carriage carriageOf(const I2cPortOptions& port)
+{
+    constexpr unsigned CLOCKS_PER_BYTE = 9; // with the acknowledge
+    constexpr std::size_t ANSWER_OVERHEAD = 9;
+    return {port.clock, CLOCKS_PER_BYTE, ANSWER_OVERHEAD};
+}
+
 void checkRead(Context& context, StatusCode status, const I2cPortOptions& port, std::uint8_t address)
 {
     context.checkTransfer(status, fmt::format("reading from 0x{:02x} on bus {}", address, port.bus),

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "adapter/context.hpp"
+#include "adapter/pieces.hpp"
 #include "arguments/data.hpp"
 #include "arguments/options.hpp"
 
@@ -25,6 +26,9 @@ void addPortOptions(CLI::App& app, I2cPortOptions& options);
 void addTargetAddress(CLI::App& app, std::uint8_t& address);
 
 void setUpPort(Context& context, const I2cPortOptions& options);
+
+// How reads from it are carried, for pieces.
+Carriage carriageOf(const I2cPortOptions& port);
 
 // What to do when a target does not acknowledge.
 extern const char* const I2C_ADDRESS_ADVICE;

@@ -1,5 +1,4 @@
-#include "commands/i2c/scan.hpp"
-
+// tarvix i2c scan
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -14,6 +13,7 @@
 #include "adapter/statuses.hpp"
 #include "arguments/numbers.hpp"
 #include "arguments/options.hpp"
+#include "commands/i2c/commands.hpp"
 #include "commands/i2c/port.hpp"
 #include "console/errors.hpp"
 #include "console/output.hpp"

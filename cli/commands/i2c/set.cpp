@@ -1,5 +1,4 @@
-#include "commands/i2c/registers.hpp"
-
+// tarvix i2c set
 #include <algorithm>
 #include <chrono>
 #include <optional>
@@ -8,117 +7,19 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "adapter/context.hpp"
 #include "adapter/pieces.hpp"
 #include "adapter/statuses.hpp"
 #include "arguments/options.hpp"
 #include "arguments/transfers.hpp"
 #include "arguments/word_size.hpp"
-#include "commands/i2c/each.hpp"
+#include "commands/i2c/commands.hpp"
 #include "commands/i2c/pages.hpp"
 #include "commands/i2c/port.hpp"
 #include "console/errors.hpp"
-#include "console/text.hpp"
 
 namespace tool {
 
 namespace {
-
-Carriage carriageOf(const I2cPortOptions& port)
-{
-    constexpr unsigned CLOCKS_PER_BYTE = 9; // with the acknowledge
-    constexpr std::size_t ANSWER_OVERHEAD = 9;
-    return {port.clock, CLOCKS_PER_BYTE, ANSWER_OVERHEAD};
-}
-
-// ---- get ----------------------------------------------------------------------------------------------------------
-
-struct GetOptions {
-    I2cPortOptions port;
-    std::uint8_t address = 0;
-    ReadOptions what;
-    WordOptions words;
-};
-
-void printWords(Output& output, const Bytes& bytes, const WordOptions& words, Json fields)
-{
-    std::string text;
-    for (const std::uint64_t number : toNumbers(bytes, words)) {
-        text += wordText(number, words) + "\n";
-        fields["values"].push_back(number);
-    }
-    fields["data"] = toHex(bytes);
-    output.print(text, fields);
-}
-
-void get(Context& context, const GetOptions& options)
-{
-    requireWords(options.words);
-    const ReadPosition position(options.what.reg);
-    const std::uint64_t length = options.what.length * options.words.size();
-    if (length > MAX_TRANSFER) {
-        throw UsageError(fmt::format("--length: {} words are more than {} bytes", options.what.length, MAX_TRANSFER));
-    }
-    if (options.words.bytes && options.what.raw) {
-        throw UsageError("--raw: cannot be combined with --word", "use one of them");
-    }
-    setUpPort(context, options.port);
-    const Bytes bytes = readTarget(context, options.port, options.address, position.registerAddress, length);
-    const Json fields{{"bus", options.port.bus}, {"address", options.address}, {"offset", position.offset}};
-    if (options.words.bytes) {
-        printWords(context.output(), bytes, options.words, fields);
-    } else {
-        context.output().printData(bytes, position.offset, fields, options.what.raw);
-    }
-}
-
-// ---- dump ---------------------------------------------------------------------------------------------------------
-
-struct DumpOptions {
-    I2cPortOptions port;
-    std::uint8_t address = 0;
-    RegisterOptions reg{.text = "0"};
-    std::optional<std::uint64_t> length;
-    bool each = false;
-    bool raw = false;
-};
-
-void printEach(Output& output, const EachRegister& read, std::uint64_t first, Json fields)
-{
-    fields["data"] = toHex(read.bytes);
-    for (const std::uint64_t position : read.absent) {
-        fields["absent"].push_back(first + position);
-    }
-    output.print(hexdump(read.bytes, first, read.absent), fields);
-}
-
-void dump(Context& context, const DumpOptions& options)
-{
-    const std::uint64_t first = registerNumber(options.reg);
-    const std::uint64_t available = (std::uint64_t{1} << (8 * options.reg.bytes)) - first;
-    const std::uint64_t length = options.length.value_or(std::min<std::uint64_t>(256, available));
-    requireAddressable("--length", first, length, options.reg.bytes);
-    if (options.each && options.raw) {
-        throw UsageError("--raw: cannot be combined with --each, which may find registers without a value",
-                         "use --json");
-    }
-    setUpPort(context, options.port);
-    const Json fields{{"bus", options.port.bus}, {"address", options.address}, {"offset", first}};
-    if (options.each) {
-        printEach(context.output(), readEach(context, options.port, options.address, first, length, options.reg.bytes),
-                  first, fields);
-        return;
-    }
-    printInPieces(
-        context, fmt::format("dumping 0x{:02x}", options.address), length, carriageOf(options.port),
-        [&](auto done, auto count) {
-            return readTarget(context, options.port, options.address, encodeRegister(first + done, options.reg.bytes),
-                              count);
-        },
-        first, fields, options.raw);
-}
-
-// ---- set ----------------------------------------------------------------------------------------------------------
 
 struct SetOptions {
     I2cPortOptions port;
@@ -251,37 +152,9 @@ void set(Context& context, const SetOptions& options)
     }
 }
 
-// ---- Commands -----------------------------------------------------------------------------------------------------
+} // namespace
 
-void addGet(Commands& i2c)
-{
-    auto [app, options] = i2c.add<GetOptions>(
-        "get", "Read bytes in one transfer, from a register or the current position", get,
-        {"tarvix i2c get 0x48 0 -n 2", "tarvix i2c get 0x48 0 --word 2", "tarvix i2c get 0x50 0x10 -n 16",
-         "tarvix i2c get --bus 1 --reg-bytes 2 0x51 0x0100 -n 4 --raw | od -t x1"});
-    addTargetAddress(app, options.address);
-    addReadOptions(app, options.what);
-    addWordOptions(app, options.words, "Read words of this many bytes and print their values; --length counts them");
-    addPortOptions(app, options.port);
-}
-
-void addDump(Commands& i2c)
-{
-    auto [app, options] =
-        i2c.add<DumpOptions>("dump", "Read a memory or a range of registers", dump,
-                             {"tarvix i2c dump 0x50", "tarvix i2c dump 0x50 0x80 -n 32", "tarvix i2c dump --each 0x50",
-                              "tarvix i2c dump --bus 1 --reg-bytes 2 0x51 -n 32768 --raw > eeprom.bin"});
-    addTargetAddress(app, options.address);
-    addText(app, "REGISTER", options.reg.text, "First register [0]");
-    addNumber(app, "--reg-bytes", options.reg.bytes, {1, 4}, "Size of the register address in bytes");
-    addSize(app, "-n,--length", options.length, {1, 16 << 20}, "Number of bytes to read; up to 256 by default");
-    addFlag(app, "--each", options.each,
-            "Read register by register, as i2cdump does; XX stands for one that does not acknowledge");
-    addRaw(app, options.raw);
-    addPortOptions(app, options.port);
-}
-
-void addSet(Commands& i2c)
+void addSetCommand(Commands& i2c)
 {
     auto [app, options] =
         i2c.add<SetOptions>("set", "Write bytes to a register or a memory", set,
@@ -305,15 +178,6 @@ void addSet(Commands& i2c)
     addFlag(app, "--wrap", options.wrap, "Allow more than 8 bytes without --page, and beyond the last register");
     addNumber(app, "--in-flight", options.inFlight, {1, 63}, "Number of pages that may wait for their answers");
     addPortOptions(app, options.port);
-}
-
-} // namespace
-
-void addRegisterCommands(Commands& i2c)
-{
-    addGet(i2c);
-    addSet(i2c);
-    addDump(i2c);
 }
 
 } // namespace tool
