@@ -89,7 +89,7 @@ class ExitStatus(Case):
         for arguments, text in (
             ("", "missing command; one of: list, info, "),
             ("gpio gte", "tarvix gpio: unknown command or option 'gte'; one of: get, set, watch"),
-            ("list x y", "unexpected argument 'x'"), ("-a index:x info", "--adapter: 'index:x' is not an index"),
+            ("list x y", "unexpected argument 'x'"), ("list -n 1", "need --watch"), ("-a index:x info", "--adapter: 'index:x' is not an index"),
             ("gpio get", "PIN is required"),
             ("gpio get 3 --foo", "unexpected argument '--foo'; see 'tarvix gpio get --help'"),
             ("gpio set 3", "PIN=LEVEL: '3' has no '='; write 3=1 or 3=high"),
