@@ -4,6 +4,8 @@
 //   bare_write/64              one hid_write, for scale
 //   command/64                 the same through a command: frame, segment, write
 //   exchange/A_to_B            two kinds of exchange by turns, and the ratio and difference of their medians
+//   adapters/N                 a strict session for each of N adapters against as many bare readers, per exchange
+//   closing, idle, memory      ending sessions, resting ones, allocations of a command
 //   long_write, long_read      65,535 bytes through 64- and 1024-byte reports, as bytes per second
 //   copy                       memcpy of the same bytes, the floor
 #include <algorithm>
@@ -15,12 +17,15 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 #include <hidapi.h>
+#include <time.h>
 
+#include "by_turns.hpp"
 #include "tarvixsdk/async_sdk.hpp"
 #include "tarvixsdk/flat.h"
 #include "tarvixsdk/sdk.hpp"
@@ -28,6 +33,11 @@
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+
+std::atomic<std::size_t> allocations = 0;
+
+// The answer to a GPIO write.
+const Bytes GPIO_WRITTEN{1, 0, 2, 0x14, 0, 0};
 
 // The product to be found, and the reports that the reader gets after each last segment of a request.
 std::uint16_t product = 0x82FC;
@@ -50,6 +60,25 @@ void setUp(std::uint16_t kind, const Bytes& answerFrame)
 }
 
 } // namespace
+
+[[gnu::noinline]] void* operator new(std::size_t size)
+{
+    ++allocations;
+    if (void* memory = std::malloc(size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+[[gnu::noinline]] void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
 
 struct hid_device_ {
     std::mutex mutex;
@@ -173,8 +202,10 @@ private:
         Bytes report(64);
         while (running_) {
             if (hid_read_timeout(device_, report.data(), report.size(), 100) > 0) {
-                const std::lock_guard lock(mutex_);
-                response_ = true;
+                {
+                    const std::lock_guard lock(mutex_);
+                    response_ = true;
+                }
                 arrived_.notify_one();
             }
         }
@@ -255,39 +286,135 @@ Exchange flatTransfer()
     };
 }
 
-double median(std::vector<double>& values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
-// By turns, so that whatever else the machine does hits both alike.
 void exchange(benchmark::State& state, MakeExchange makeLeft, MakeExchange makeRight, std::uint16_t kind = 0x82FC,
-              const Bytes& answerFrame = {1, 0, 2, 0x14, 0, 0})
+              const Bytes& answerFrame = GPIO_WRITTEN)
 {
     setUp(kind, answerFrame);
-    const Exchange exchanges[]{makeLeft(), makeRight()};
-    std::vector<double> times[2];
-    std::size_t first = 0;
-    for (auto _ : state) {
-        first = 1 - first;
-        for (const std::size_t which : {first, 1 - first}) {
-            const auto begin = std::chrono::steady_clock::now();
-            exchanges[which]();
-            times[which].push_back(
-                std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin).count());
-        }
-    }
-    state.counters["left_ns"] = median(times[0]);
-    state.counters["right_ns"] = median(times[1]);
-    state.counters["difference_ns"] = state.counters["left_ns"] - state.counters["right_ns"];
-    state.counters["ratio"] = state.counters["left_ns"] / state.counters["right_ns"];
+    compareTimes(state, makeLeft(), makeRight());
 }
 BENCHMARK_CAPTURE(exchange, strict_to_plain, strict, plain)->UseRealTime();
 BENCHMARK_CAPTURE(exchange, plain_to_plain, plain, plain)->UseRealTime();
 BENCHMARK_CAPTURE(exchange, plain_to_bare, plain, bare)->UseRealTime();
 BENCHMARK_CAPTURE(exchange, flat_to_class, flatTransfer, classTransfer, 0x82FD, transferAnswer())->UseRealTime();
+
+// As many sessions at once, each on a thread of its own: the time of an exchange, all of them together.
+double together(std::vector<Exchange>& exchanges)
+{
+    constexpr std::size_t EXCHANGES = 512; // in all
+    std::vector<std::thread> threads;
+    const double time = nanoseconds([&] {
+        for (Exchange& each : exchanges) {
+            threads.emplace_back([&each, count = EXCHANGES / exchanges.size()] {
+                for (std::size_t i = 0; i < count; ++i) {
+                    each();
+                }
+            });
+        }
+        for (std::thread& each : threads) {
+            each.join();
+        }
+    });
+    return time / EXCHANGES;
+}
+
+void adapters(benchmark::State& state)
+{
+    setUp(0x82FC, GPIO_WRITTEN);
+    std::vector<Exchange> ours;
+    std::vector<Exchange> bares;
+    for (int i = 0; i < state.range(0); ++i) {
+        ours.push_back(strict());
+        bares.push_back(bare());
+    }
+    compareCosts(
+        state, [&] { return together(ours); }, [&] { return together(bares); });
+}
+BENCHMARK(adapters)->Arg(1)->Arg(8)->Arg(64)->UseRealTime();
+
+// Sessions after a command, their readers waiting for the next report.
+std::vector<Exchange> used(MakeExchange make, int count)
+{
+    std::vector<Exchange> exchanges;
+    for (int i = 0; i < count; ++i) {
+        exchanges.push_back(make());
+        exchanges.back()();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return exchanges;
+}
+
+double closedInARow(MakeExchange make, int count)
+{
+    std::vector<Exchange> sessions = used(make, count);
+    return nanoseconds([&] { sessions.clear(); });
+}
+
+double closedSideBySide(MakeExchange make, int count)
+{
+    std::vector<Exchange> sessions = used(make, count);
+    std::vector<std::thread> threads;
+    return nanoseconds([&] {
+        for (Exchange& each : sessions) {
+            threads.emplace_back([&each] { each = nullptr; });
+        }
+        for (std::thread& each : threads) {
+            each.join();
+        }
+    });
+}
+
+void closing(benchmark::State& state, double (*close)(MakeExchange, int))
+{
+    setUp(0x82FC, GPIO_WRITTEN);
+    const int count = static_cast<int>(state.range(0));
+    compareCosts(
+        state, [=] { return close(strict, count); }, [=] { return close(plain, count); });
+}
+BENCHMARK_CAPTURE(closing, after_command, closedInARow)->Arg(1)->Iterations(25)->UseRealTime();
+BENCHMARK_CAPTURE(closing, in_a_row, closedInARow)->Arg(64)->Iterations(1)->UseRealTime();
+BENCHMARK_CAPTURE(closing, side_by_side, closedSideBySide)->Arg(64)->Iterations(3)->UseRealTime();
+
+// The share of a processor that an open session takes while nothing happens, in percent.
+double idleShare(MakeExchange make)
+{
+    constexpr std::chrono::seconds REST(2);
+    const Exchange session = make();
+    session();
+    std::this_thread::sleep_for(REST / 2); // until it has settled
+    const auto used = [] {
+        timespec time{};
+        ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+        return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+    };
+    const auto before = used();
+    std::this_thread::sleep_for(REST);
+    return 100 * std::chrono::duration<double>(used() - before) / REST;
+}
+
+void idle(benchmark::State& state)
+{
+    setUp(0x82FC, GPIO_WRITTEN);
+    compareCosts(
+        state, [] { return idleShare(strict); }, [] { return idleShare(bare); });
+}
+BENCHMARK(idle)->Iterations(3)->UseRealTime();
+
+// The calls of operator new, in the library, too; a frame is one.
+void memory(benchmark::State& state)
+{
+    setUp(0x82FC, GPIO_WRITTEN);
+    const auto costOf = [](auto work) {
+        const std::size_t before = allocations;
+        work();
+        return static_cast<double>(allocations - before);
+    };
+    const Exchange session = strict();
+    session();
+    compareCosts(
+        state, [&] { return costOf(session); },
+        [&] { return costOf([] { benchmark::DoNotOptimize(Bytes(16).data()); }); });
+}
+BENCHMARK(memory);
 
 void copy(benchmark::State& state)
 {

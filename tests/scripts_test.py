@@ -17,6 +17,13 @@ def run(script, *arguments):
                           check=False)
 
 
+def module(script):
+    loader = machinery.SourceFileLoader(script, os.path.join(FOLDER, script))
+    loaded = util.module_from_spec(util.spec_from_loader(script, loader))
+    loader.exec_module(loaded)
+    return loaded
+
+
 class Scripts(unittest.TestCase):
     def test_table_lists_every_script(self):
         with open(os.path.join(FOLDER, "README.md"), encoding="utf-8") as file:
@@ -42,7 +49,7 @@ class Scripts(unittest.TestCase):
     def test_unknown_arguments_are_refused(self):
         for command in ("fresh woody", "fresh script/test", "arm64 woody", "e2e --release woody", "e2e --release",
                         "debian-sources ../trixie", "test ubsan", "format --fixx", "soak --preset ubsan",
-                        "soak --lather", "fuzz wires", "fuzz --tim", "coverage nowhere"):
+                        "soak --lather", "bench --briefly", "fuzz wires", "fuzz --tim", "coverage nowhere"):
             with self.subTest(command=command):
                 script, *arguments = command.split()
                 result = run(script, *arguments)
@@ -51,10 +58,20 @@ class Scripts(unittest.TestCase):
                 self.assertRegex(result.stderr, "^[a-z0-9-]+: unknown (release|preset|option|target|folder) "
                                                 f"'{re.escape(named)}'; it must be [^\n]+ or [a-z-]+\n$")
 
+    def test_performance_page_shows_what_was_recorded_and_a_fall_is_named(self):
+        bench = module("bench")
+        self.assertIn(bench.page_of(bench.recorded()), bench.PAGE.read_text(encoding="utf-8"))
+        figures = bench.recorded()["figures"]
+        self.assertLessEqual(set(figures), set(bench.ROWS))
+        self.assertEqual(bench.failures(figures), [])
+        ours, floor = figures["cut/64"]
+        figures.update({"cut/64": [2 * ours, floor], "join/fido": [2 * ours, floor]})
+        self.assertEqual(bench.failures(figures),
+                         [f"65,535 bytes cut into reports of 64: {2 * ours / floor:.2f} of loop by hand, "
+                          f"recorded {ours / floor:.2f}"])
+
     def test_mutate_changes_code_and_nothing_else(self):
-        loader = machinery.SourceFileLoader("mutate", os.path.join(FOLDER, "mutate"))
-        mutate = util.module_from_spec(util.spec_from_loader("mutate", loader))
-        loader.exec_module(mutate)
+        mutate = module("mutate")
         source = """\
 #include <array> // a < b
 /* 1 + 1 */

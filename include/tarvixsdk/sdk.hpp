@@ -235,7 +235,8 @@ public:
      * ends the job and leaves the session usable; responses still to come are dropped.
      *
      * @param inFlight 1 to 63; with 1 each response is waited for. How many requests an adapter keeps while it works is
-     *        defined by the firmware: the virtual adapter takes all
+     *        defined by the firmware: the virtual adapter takes all. Their responses together should fit in the 63
+     *        reports that Linux keeps for a busy reader
      * @param take empty when the status is all there is to know
      * @return the statuses of any command; `INVALID_ARGUMENT` at command 0 also for a plain session, an `inFlight` out
      * of range and an empty `send`. After `NO_RESPONSE`, `ADAPTER_LOST` and `NOT_CONNECTED` nothing more is waited for
