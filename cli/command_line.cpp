@@ -105,6 +105,7 @@ CommandLine::CommandLine(std::vector<std::string> words)
     app_->require_subcommand(1);
     app_->formatter(helpFormatter());
     Commands commands(*app_, selected_, words_);
+    addListCommand(commands);
     addAdapterCommands(commands);
     addDoctorCommand(commands);
     addRailCommands(commands);

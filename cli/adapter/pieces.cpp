@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
+#include "common/terminal.hpp"
+#include "console/errors.hpp"
 #include "console/progress.hpp"
 
 namespace tool {
@@ -19,19 +23,55 @@ std::size_t pieceSize(const Carriage& carriage, std::size_t reportSize, std::chr
     return reports > 0 ? reports * capacity - carriage.answerOverhead : std::max(FEWEST_BYTES, inTime);
 }
 
-Bytes readInPieces(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
-                   const std::function<Bytes(std::uint64_t done, std::size_t count)>& read)
+namespace {
+
+void forEachPiece(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
+                  const ReadPiece& read, const std::function<void(const Bytes&)>& take)
 {
     const std::uint64_t piece = pieceSize(carriage, context.adapter().reportSize, context.options().timeout);
+    Progress progress(label, length);
+    for (std::uint64_t done = 0; done < length;) {
+        const Bytes got = read(done, std::min(piece, length - done));
+        take(got);
+        done += got.size();
+        progress.update(done);
+    }
+}
+
+} // namespace
+
+Bytes readInPieces(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
+                   const ReadPiece& read)
+{
     Bytes bytes;
     bytes.reserve(length);
-    Progress progress(label, length);
-    while (bytes.size() < length) {
-        const Bytes got = read(bytes.size(), std::min(piece, length - bytes.size()));
-        bytes.insert(bytes.end(), got.begin(), got.end());
-        progress.update(bytes.size());
-    }
+    forEachPiece(context, label, length, carriage, read,
+                 [&](const Bytes& piece) { bytes.insert(bytes.end(), piece.begin(), piece.end()); });
     return bytes;
+}
+
+void printInPieces(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
+                   const ReadPiece& read, std::uint64_t firstOffset, const Json& fields, bool raw)
+{
+    Output& output = context.output();
+    if (!raw) {
+        output.printData(readInPieces(context, label, length, carriage, read), firstOffset, fields);
+        return;
+    }
+    const std::uint64_t before = output.written();
+    const auto tellHowFar = [&] {
+        terminal::tell(
+            fmt::format("tarvix {}: {} of {} bytes written", output.command(), output.written() - before, length));
+    };
+    try {
+        forEachPiece(context, label, length, carriage, read, [&](const Bytes& piece) { output.write(piece); });
+    } catch (const Failure&) {
+        tellHowFar();
+        throw;
+    } catch (const Interrupted&) {
+        tellHowFar();
+        throw;
+    }
 }
 
 } // namespace tool

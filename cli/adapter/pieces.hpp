@@ -25,7 +25,13 @@ std::size_t pieceSize(const Carriage& carriage, std::size_t reportSize, std::chr
 
 // Reads `length` bytes, the same way for every bus: `read` gets `count` bytes from the position `done` on. `label` is
 // for the progress.
+using ReadPiece = std::function<Bytes(std::uint64_t done, std::size_t count)>;
 Bytes readInPieces(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
-                   const std::function<Bytes(std::uint64_t done, std::size_t count)>& read);
+                   const ReadPiece& read);
+
+// The same, printed as Output::printData does. Raw, each piece is written as soon as it is there: what ends the command
+// early leaves what was read, and standard error says how much that is.
+void printInPieces(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
+                   const ReadPiece& read, std::uint64_t firstOffset, const Json& fields, bool raw);
 
 } // namespace tool

@@ -58,16 +58,16 @@ void addWriteOptions(CLI::App& app, WriteOptions& options)
               "Size of the register address in bytes; 0: no REGISTER, only DATA");
 }
 
-Written::Written(const WriteOptions& options)
+Written::Written(const WriteOptions& options, const WordOptions& words)
 {
-    std::vector<std::string> words = options.data;
+    std::vector<std::string> texts = options.data;
     if (options.reg.bytes == 0) {
-        words.insert(words.begin(), options.reg.text);
+        texts.insert(texts.begin(), options.reg.text);
     } else {
         reg = registerNumber(options.reg);
         registerAddress = encodeRegister(reg, options.reg.bytes);
     }
-    data = readData("DATA", words, MAX_TRANSFER);
+    data = readWords("DATA", texts, MAX_TRANSFER, words);
 }
 
 void requireAddressable(std::string_view what, std::uint64_t first, std::uint64_t count, unsigned registerBytes)

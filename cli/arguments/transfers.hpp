@@ -8,6 +8,7 @@
 
 #include "arguments/data.hpp"
 #include "arguments/options.hpp"
+#include "arguments/word_size.hpp"
 
 namespace tool {
 
@@ -58,7 +59,7 @@ struct Written {
     Bytes registerAddress;
     Bytes data;
 
-    explicit Written(const WriteOptions& options);
+    explicit Written(const WriteOptions& options, const WordOptions& words = {});
 };
 
 // The bytes `first` to `first + count - 1` must have register addresses. Throws UsageError naming `what`.

@@ -1,4 +1,4 @@
-// tarvix list, info, reset and boot: the adapter itself.
+// tarvix info, reset and boot: the adapter itself.
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -21,41 +21,6 @@
 namespace tool {
 
 namespace {
-
-void list(Context& context, const NoOptions&)
-{
-    constexpr const char* ROW = "{:<{}}  {:<{}}  {:<{}}  {:>6}  {}\n";
-    const std::vector<Adapter> adapters = attachedAdapters();
-    std::size_t selectors = 8;
-    std::size_t serials = 6;
-    std::size_t products = 7;
-    for (const Adapter& adapter : adapters) {
-        selectors = std::max(selectors, adapter.selector.size());
-        serials = std::max(serials, adapter.serialNumber.size());
-        products = std::max(products, adapter.product.size());
-    }
-    std::string text;
-    Json rows = Json::array();
-    for (const Adapter& adapter : adapters) {
-        text += fmt::format(ROW, adapter.selector, selectors, terminal::printable(adapter.serialNumber), serials,
-                            terminal::printable(adapter.product), products, adapter.reportSize, adapter.path);
-        rows.push_back({{"selector", adapter.selector},
-                        {"serial", adapter.serialNumber},
-                        {"product", adapter.product},
-                        {"manufacturer", adapter.manufacturer},
-                        {"vendor_id", adapter.vendorId},
-                        {"product_id", adapter.productId},
-                        {"report_size", adapter.reportSize},
-                        {"path", adapter.path}});
-    }
-    if (adapters.empty() && !context.output().json()) {
-        terminal::tell("tarvix list: no adapter is attached; run 'tarvix doctor'");
-        return;
-    }
-    const std::string head =
-        fmt::format(ROW, "SELECTOR", selectors, "SERIAL", serials, "PRODUCT", products, "REPORT", "PATH");
-    context.output().print(head + text, {{"adapters", rows}});
-}
 
 void info(Context& context, const NoOptions&)
 {
@@ -166,8 +131,6 @@ void boot(Context& context, const BootOptions& options)
 
 void addAdapterCommands(Commands& commands)
 {
-    commands.add<NoOptions>("list", "List attached adapters without opening them", list,
-                            {"tarvix list", "tarvix list --json"});
     commands.add<NoOptions>("info", "Print the adapter's strings and the software versions", info, {"tarvix info"});
     auto reset_ =
         commands.add<ResetOptions>("reset", "Restart the adapter and wait until it is back", reset, {"tarvix reset"});

@@ -69,7 +69,8 @@ struct NoOptions {};
 // Runs one command line, given as words without "tarvix", in a context that is open already.
 using RunLine = void (*)(Context& context, const std::vector<std::string>& words);
 
-void addAdapterCommands(Commands& commands); // list, info, reset, boot
+void addListCommand(Commands& commands);
+void addAdapterCommands(Commands& commands); // info, reset, boot
 void addDoctorCommand(Commands& commands);
 void addRailCommands(Commands& commands);
 void addGpioCommands(Commands& commands);

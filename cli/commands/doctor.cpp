@@ -18,6 +18,7 @@
 
 #include "adapter/backend.hpp"
 #include "adapter/context.hpp"
+#include "adapter/holders.hpp"
 #include "adapter/listing.hpp"
 #include "commands/command.hpp"
 #include "common/terminal.hpp"
@@ -148,55 +149,17 @@ void checkRule(Report& report)
                         : "install the package that it comes with");
 }
 
-std::string firstLineOf(const fs::path& file)
-{
-    std::string line;
-    if (std::FILE* const stream = std::fopen(file.c_str(), "re"); stream != nullptr) {
-        for (int c = std::fgetc(stream); c != EOF && c != '\n'; c = std::fgetc(stream)) {
-            line += static_cast<char>(c);
-        }
-        std::fclose(stream);
-    }
-    return line;
-}
-
-bool holds(const fs::path& process, const std::string& path)
-{
-    std::error_code error;
-    for (const auto& descriptor : fs::directory_iterator(process / "fd", error)) {
-        if (fs::read_symlink(descriptor.path(), error) == path && !error) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// Without root's rights, processes of other users cannot be looked into.
-std::vector<std::string> holdersOf(const std::string& path)
-{
-    std::vector<std::string> holders;
-    std::error_code error;
-    for (const auto& process : fs::directory_iterator("/proc", error)) {
-        const std::string id = process.path().filename();
-        if (id.find_first_not_of("0123456789") == std::string::npos && id != std::to_string(getpid()) &&
-            holds(process.path(), path)) {
-            holders.push_back(fmt::format("{} (process {})", firstLineOf(process.path() / "comm"), id));
-        }
-    }
-    return holders;
-}
-
 void checkHolders(const Adapter& adapter, Report& report)
 {
     if (!fs::path(adapter.path).is_absolute()) {
         return;
     }
-    const auto holders = holdersOf(adapter.path);
+    const std::string holders = textOf(holdersOf(adapter.path));
     if (holders.empty()) {
         report.ok("other programs",
                   geteuid() == 0 ? "none is using the adapter" : "none of yours is using the adapter");
     } else {
-        report.note("other programs", fmt::format("in use by {}", fmt::join(holders, ", ")),
+        report.note("other programs", fmt::format("in use by {}", holders),
                     "stop it: programs that share an adapter receive each other's answers");
     }
 }

@@ -33,13 +33,27 @@ std::string printableLines(std::string_view text)
 
 } // namespace
 
+void Output::show(std::string_view text, const Json& fields)
+{
+    if (json_ && printed_ == nullptr) {
+        return;
+    }
+    const std::string lines = printableLines(text);
+    if (printed_ != nullptr) {
+        printed_->text += lines;
+        printed_->fields = std::make_shared<Json>(fields);
+    }
+    if (!json_) {
+        put(lines);
+    }
+}
+
 void Output::print(std::string_view text, const Json& fields)
 {
     if (json_) {
         result_ = std::make_shared<Json>(fields);
-    } else {
-        write(printableLines(text));
     }
+    show(text, fields);
 }
 
 void Output::end()
@@ -62,9 +76,8 @@ void Output::printEvent(std::string_view text, const Json& fields)
 {
     if (json_) {
         writeObject(fields);
-    } else {
-        write(printableLines(text));
     }
+    show(text, fields);
 }
 
 void Output::writeObject(const Json& fields)
@@ -78,28 +91,37 @@ void Output::writeObject(const Json& fields)
     }
     object.update(fields);
     // ASCII, so that no character of an adapter's reaches a terminal raw; and its bytes need not be UTF-8.
-    write(object.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n");
+    put(object.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n");
 }
 
 void Output::printData(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset, const Json& fields, bool raw)
 {
     if (raw) {
         write(bytes);
-    } else if (json_) {
+    } else if (json_ || printed_ != nullptr) {
         Json all = fields;
         all["data"] = toHex(bytes);
-        print({}, all);
+        print(printed_ != nullptr ? hexdump(bytes, firstOffset) : std::string(), all);
     } else {
-        write(hexdump(bytes, firstOffset));
+        put(hexdump(bytes, firstOffset));
     }
 }
 
 void Output::write(std::string_view bytes)
 {
+    if (printed_ != nullptr) {
+        printed_->text += bytes;
+    }
+    put(bytes);
+}
+
+void Output::put(std::string_view bytes)
+{
     while (!bytes.empty()) {
         const ssize_t count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
         if (count >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
+            written_ += static_cast<std::uint64_t>(count);
         } else if (errno == EINTR) {
             throwIfInterrupted();
         } else if (errno == EAGAIN) {

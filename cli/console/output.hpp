@@ -15,6 +15,12 @@ namespace tool {
 // Keeps the order in which fields are given.
 using Json = nlohmann::ordered_json;
 
+// What was printed, in both forms, whichever of them was.
+struct Printed {
+    std::string text;
+    std::shared_ptr<Json> fields; // null for none
+};
+
 class Output {
 public:
     explicit Output(bool json) : json_(json) {}
@@ -52,12 +58,22 @@ public:
     void write(std::string_view bytes);
     void write(std::span<const std::uint8_t> bytes);
 
+    // From now on keeps what is printed; null ends that.
+    void recordInto(Printed* printed) { printed_ = printed; }
+
+    // How many bytes standard output has taken so far.
+    std::uint64_t written() const { return written_; }
+
 private:
+    void show(std::string_view text, const Json& fields);
     void writeObject(const Json& fields);
+    void put(std::string_view bytes);
 
     bool json_;
     std::string command_;
     std::string adapter_;
+    std::uint64_t written_ = 0;
+    Printed* printed_ = nullptr;
     std::shared_ptr<Json> result_; // of a command that may still fail
 };
 

@@ -37,16 +37,23 @@ std::string sizeText(std::uint64_t bytes)
     return bytes >= KIB && bytes % KIB == 0 ? fmt::format("{} KiB", bytes / KIB) : fmt::format("{} bytes", bytes);
 }
 
-std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset)
+std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset,
+                    const std::set<std::uint64_t>& absent)
 {
     constexpr std::size_t ROW = 16;
     std::string text;
     for (std::size_t start = 0; start < bytes.size(); start += ROW) {
         const auto row = bytes.subspan(start, std::min(ROW, bytes.size() - start));
-        const auto left = row.first(std::min(row.size(), ROW / 2));
-        const auto right = row.subspan(left.size());
-        text += fmt::format("{:08x}  {:<23}  {:<23}  |{}|\n", firstOffset + start, toHexWords(left), toHexWords(right),
-                            toPrintable(row));
+        std::string cells = toHexWords(row);
+        std::string printable = toPrintable(row);
+        for (auto at = absent.lower_bound(start); at != absent.end() && *at < start + row.size(); ++at) {
+            cells.replace(3 * (*at - start), 2, "XX");
+            printable[*at - start] = 'X';
+        }
+        if (row.size() > ROW / 2) {
+            cells.insert(3 * ROW / 2, 1, ' ');
+        }
+        text += fmt::format("{:08x}  {:<48}  |{}|\n", firstOffset + start, cells, printable);
     }
     return text;
 }

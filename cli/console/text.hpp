@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <span>
 #include <string>
 
@@ -19,7 +20,9 @@ std::string toPrintable(std::span<const std::uint8_t> bytes);
 // "256 bytes", "64 KiB", "1 MiB".
 std::string sizeText(std::uint64_t bytes);
 
-// Offsets, sixteen bytes and their text a line, as `hexdump -C` prints them.
-std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset = 0);
+// Offsets, sixteen bytes and their text a line, as `hexdump -C` prints them. Those at the positions `absent` could not
+// be had: XX.
+std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset = 0,
+                    const std::set<std::uint64_t>& absent = {});
 
 } // namespace tool

@@ -51,10 +51,28 @@ class Adapters(Case):
 
     def test_list(self):
         self.assertRegex(tarvix("list", sim=["--report-size", "1024"]).stdout,
-                         r"^SELECTOR    SERIAL      PRODUCT                 REPORT  PATH\n"
-                         r"TVX0000001  TVX0000001  Tarvix Virtual Adapter    1024  \S+\n$")
+                         r"^SELECTOR    SERIAL      PRODUCT                 REPORT  PORT  ACCESS  USED BY  PATH\n"
+                         r"TVX0000001  TVX0000001  Tarvix Virtual Adapter    1024  -     yes     -        \S+\n$")
         self.assertEqual(run([TARVIX, "list"], env=attached(("/p", "A"))).stdout,
-                         "SELECTOR  SERIAL  PRODUCT  REPORT  PATH\nA         A                    64  /p\n")
+                         "SELECTOR  SERIAL  PRODUCT  REPORT  PORT  ACCESS  USED BY  PATH\n"
+                         "A         A                    64  -     no      -        /p\n")
         nothing = shell("tarvix-sim trigger unplug; tarvix list; tarvix list --json")
         self.assertEqual(nothing.stderr, "tarvix list: no adapter is attached; run 'tarvix doctor'\n")
         self.assertEqual(objects(nothing.stdout), [{"adapters": []}])
+
+    def test_list_names_who_uses_an_adapter(self):
+        used = shell("tarvix monitor --banner 2>&1 | { read; tarvix list; tarvix list --json; }").stdout.splitlines()
+        self.assertRegex(used[1], r"  yes     tarvix \(process \d+\)  /")
+        ((adapter,),) = [fields["adapters"] for fields in objects(used[2])]
+        self.assertEqual([user["program"] for user in adapter["used_by"]], ["tarvix"])
+        self.assertIn(f"process {adapter['used_by'][0]['process']})", used[1])
+
+    def test_watching_the_list(self):
+        result = shell("coproc tarvix list --watch -n 3; from=${COPROC[0]}; read -ru $from line; echo $line;"
+                       "for event in unplug replug; do tarvix-sim trigger $event; read -ru $from line; echo $line; done;"
+                       "tarvix list --watch --json --idle-timeout 1")
+        *lines, last = result.stdout.splitlines()
+        self.assertEqual([line.split()[1:4] for line in lines],
+                         [[event, "TVX0000001", "at"] for event in ("attached", "detached", "attached")], result.stderr)
+        self.assertEqual((objects(last)[0]["event"], objects(last)[0]["serial"]), ("attached", "TVX0000001"))
+        self.fails(shell("tarvix-sim trigger unplug; tarvix list -w -n 1 --idle-timeout 1"), 6, "0 of 1 events came")

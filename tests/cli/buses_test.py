@@ -3,14 +3,14 @@
 import re
 import tempfile
 
-from tool import Case, objects, shell, tarvix
+from tool import TIME, Case, objects, shell, tarvix
 
 
-def grid(*found):
+def grid(*found, first=0x08, last=0x77):
     """i2cdetect's grid, each cell with a blank behind it."""
     text = "     0  1  2  3  4  5  6  7  8  9  a  b  c  d  e  f\n"
     for row in range(0, 0x80, 0x10):
-        cells = [f"{address:02x} " if address in found else "-- " if 0x08 <= address <= 0x77 else "   "
+        cells = [f"{address:02x} " if address in found else "-- " if first <= address <= last else "   "
                  for address in range(row, row + 0x10)]
         text += f"{row:02x}: {''.join(cells)}\n"
     return text
@@ -24,6 +24,21 @@ class I2cTest(Case):
         self.assertEqual((re.findall("0x..", missing.stderr), missing.returncode), (["0x68"], 1))
         (fields,) = objects(missing.stdout)
         self.assertEqual((fields["missing"], fields["error"]["exit"]), ([0x68], 1))
+
+    def test_probing(self):
+        """What each way sends: writes (01 08) of nothing and reads (02 08) of a byte."""
+        for arguments, addresses, writes, reads in (
+            ("0x4f 0x51", (0x50,), 1, 2), ("0x48 0x48 -q", (0x48,), 1, 0), ("--all", (0x48, 0x50), 104, 24),
+            ("--all --bus 1 -r", (0x51,), 0, 128), ("--quick", (0x48, 0x50), 112, 0), ("-r -e 80", (0x48, 0x50), 0, 112),
+        ):
+            with self.subTest(arguments=arguments):
+                scan = tarvix("i2c", "scan", *arguments.split(), sim=["--verbose"])
+                first, last = (0, 0x7F) if "--all" in arguments else (8, 0x77)
+                if arguments.startswith("0x"):
+                    first, last = (int(word, 16) for word in arguments.split()[:2])
+                self.assertEqual((scan.stdout, scan.returncode), (grid(*addresses, first=first, last=last), 0))
+                self.assertEqual([len(re.findall(f"< .*I2C {kind}\\)", scan.stderr)) for kind in ("write", "read")],
+                                 [writes, reads])
 
     def test_pull_ups_are_set_on_request_only(self):
         for options, times in (([], 0), (["--pull-up", "3"], 1)):
@@ -44,6 +59,45 @@ class I2cTest(Case):
             {"bus": 1, "address": 0x51, "written": 2},
             {"bus": 1, "address": 0x51, "offset": 0x1FF1, "data": "bbff"},
             {"bus": 1, "address": 0x51, "offset": 0, "data": "ff"})
+
+    def test_words(self):
+        self.prints("tarvix i2c set 0x50 0 --word 2 0x1234 258; tarvix i2c get 0x50 0 --word 4;"
+                    "tarvix i2c get 0x50 0 -w 2 -n 2 --order little; tarvix i2c set 0x50 8 -w 3 --order little 0x10203;"
+                    "tarvix i2c get 0x50 8 -n 4", "0x12340102\n0x3412\n0x0201\n"
+                    "00000008  03 02 01 ff                                       |....|\n")
+        self.json("tarvix i2c get --json 0x48 3 -w 2 --order big",
+                  {"bus": 0, "address": 0x48, "offset": 3, "values": [0x5000], "data": "5000"})
+
+    def test_reading_again_and_again(self):
+        printed = shell("tarvix i2c get 0x48 0 -w 2 --every 1 --count 2; tarvix i2c get 0x48 0 -n 2 --every 1 --count 1;"
+                        "tarvix i2c get 0x50 0 -n 2 --every 1ms --count 1 --csv;"
+                        "tarvix i2c get 0x48 0 -w 2 --every 1 --count 1 --json").stdout.splitlines()
+        self.assertEqual([re.sub(TIME, "TIME", line) for line in printed[:-1]],
+                         ["TIME 0x1780", "TIME 0x1780", "TIME 17 80", "time,0x00,0x01", "TIME,255,255"])
+        (fields,) = objects(printed[-1])
+        self.assertRegex(fields.pop("time"), TIME)
+        self.assertEqual(fields, {"bus": 0, "address": 0x48, "offset": 0, "values": [0x1780], "data": "1780"})
+
+    def test_mask_and_verify(self):
+        self.prints("tarvix i2c set 0x50 0 0x11 0x22; tarvix i2c set 0x50 0 0xff 0xff --mask 0x60;"
+                    "tarvix i2c get 0x50 0 --word 2; tarvix i2c set 0x50 0 0 -w 2 -m 0x7002 --verify;"
+                    "tarvix i2c get 0x50 0 --word 2; tarvix i2c set 0x50 0 9 9 --mask hex:ff00 --verify;"
+                    "tarvix i2c get 0x50 0 --word 2;"
+                    "seq 90 | tarvix i2c set --bus 1 --reg-bytes 2 --page 64 --verify 0x51 9 @-",
+                    "0x7162\n0x0160\n0x0960\n")
+        # The sensor's temperature is read-only; a memory wraps.
+        for arguments, text in (("0x48 0 0x4b00 -w 2", "register 0x00: wrote 0x4b00, read back 0x"),
+                                ("0x50 7 1 2", "register 0x08: wrote 0x02, read back 0xff; ")):
+            self.fails(tarvix("i2c", "set", *arguments.split(), "--verify"), 1, "on bus 0, " + text)
+        self.prints("tarvix i2c set 0x48 0 0 --mask 0 --verify", "")
+
+    def test_what_was_read_when_a_raw_dump_is_interrupted(self):
+        result = shell("coproc D { exec tarvix i2c dump --reg-bytes 3 0x50 -n 16M -c 3.4M --raw; } 2> error;"
+                       "exec 5<&${D[0]}; PID=$D_PID; head -c 9 <&5 > part; kill -INT $PID; cat <&5 >> part;"
+                       "wait $PID; echo $?; stat -c %s part; cat error", cwd=self.directory())
+        status, size, error = result.stdout.splitlines()
+        self.assertEqual((status, error), ("130", f"tarvix i2c dump: {size} of 16777216 bytes written"))
+        self.assertGreater(int(size), 9)
 
     def test_a_whole_memory_by_pages_and_pieces(self):
         with tempfile.TemporaryDirectory() as directory:
@@ -166,6 +220,14 @@ class I3cTest(Case):
                     "01 21 00 00\nhdr modes: HDR-DDR\nversion: 1.1\ngroup addresses: 2\ndefining bytes: none\n")
         self.json("tarvix i3c ccc GETMRL @0x08 --json", {"ccc": "GETMRL", "address": 8, "data": "010000", "decoded": {
             "max_read_length": 256, "max_ibi_payload": 0}})
+
+    def test_codes_by_number(self):
+        self.prints("tarvix i3c ccc 0x8e @0x09 --read 1; tarvix i3c ccc 0x9a @0x08 --defining-byte 0x82 -r 1;"
+                    "tarvix i3c ccc 9 0x01 hex:00; tarvix i3c ccc 0x89 @0x08 0 64; tarvix i3c ccc GETMWL @0x09;"
+                    "tarvix i3c ccc 0x8b @0x08 --read 2; tarvix i3c ccc 0x2a --defining-byte 1",
+                    "02\n0a\n01 00\nmax write length: 256 bytes\n00 40\n")
+        self.json("tarvix i3c ccc 0x90 @0x08 --read 2 --json; tarvix i3c ccc 0x01 --json 1",
+                  {"ccc": "0x90", "address": 8, "data": "0000"}, {"ccc": "0x01"})
 
     def test_what_is_set_is_read_back(self):
         """Each setting code, and the reading code that shows it; both forms where there are two."""

@@ -5,7 +5,7 @@ import os
 import re
 import tempfile
 
-from tool import TARVIX, TIME, Case, attached, objects, run, shell, tarvix
+from tool import SOURCE, TARVIX, TIME, Case, attached, objects, run, shell, tarvix
 
 
 class Commands(Case):
@@ -139,6 +139,70 @@ class Commands(Case):
         # The first failure's status is the batch's.
         several = tarvix("batch", "-k", "-", stdin="rail set shared 60V\ngpio get 8\n")
         self.assertEqual((several.returncode, several.stderr.count("\n")), (1, 2))
+
+    def batch(self, lines, *arguments, json_too=()):
+        return tarvix(*json_too, "batch", "-", *arguments, stdin="\n".join(lines) + "\n", cwd=self.directory())
+
+    def test_batch_steps(self):
+        steps = ["gpio set 2=1", "sleep 1ms", "gpio get 3 4", "expect '^3=high 4=low$'", "expect '(x|3)=h.gh'",
+                 "set A=match:'4=(l..)'", "set B=json:/pins/0/pin", "set C_1='a b'", "set D=text:json:x$${A}",
+                 "gpio set ${B}=${A}", "gpio get 3", "expect ${A}", "set E=${D}", "i2c get 0x48 0 -w 2",
+                 "set T=json:/values/0", "i2c set 0x50 0 -w 2 ${T}", "i2c get 0x50 0 -n 2", "expect '  17 80  '",
+                 "spi transfer -s 1 text:r1 --raw", "expect r1"]
+        self.assertEqual((result := self.batch(steps)).stdout, "3=high 4=low\n3=low\n0x1780\n"
+                         "00000000  17 80                                             |..|\nr1", result.stderr)
+        printed = self.batch([step for step in steps if "r1" not in step], json_too=["--json"]).stdout
+        values = {fields["name"]: fields["value"] for fields in objects(printed) if "name" in fields}
+        self.assertEqual(values, {"A": "low", "B": "3", "C_1": "a b", "D": "json:x${A}", "E": "json:x${A}", "T": "6016"})
+        # One object for each line, in order.
+        self.assertEqual([json.loads(line)["command"].split()[-1] for line in printed.splitlines()[:5]],
+                         ["set", "sleep", "get", "expect", "expect"])
+
+    def test_the_documented_batch(self):
+        (text,) = re.findall("```\n(# bring-up.txt\n.*?)```", (SOURCE / "docs/cli.md").read_text(encoding="utf-8"), re.DOTALL)
+        result = tarvix("batch", "-", stdin=text, sim=["--verbose"])
+        self.assertEqual((result.returncode, result.stdout.splitlines()[2:]), (0, ["2=high", "0x1780"]), result.stderr)
+        self.assertIn("(I2C write)", result.stderr)
+
+    def test_batch_steps_that_fail(self):
+        for line, status, text in (
+            ("expect 3=high", 1, "batch expect: standard input:2: REGEX: '3=high' is not in '3=low'\n"),
+            ("expect '('", 2, "REGEX: '(' is not a regular expression"), ("expect", 2, "0 words given, 1 expected; write expect REGEX"),
+            ("expect 3 = low", 2, "3 words given"), ("sleep 5m", 2, "batch sleep: standard input:2: PERIOD: '5m' is not"),
+            ("set x", 2, "NAME=VALUE: 'x' names no variable"), ("set -a=1", 2, "names no variable"),
+            ("set a=match:x", 1, "match: 'x' is not in '3=low'"), ("set a=json:/pins/1/pin", 1, "json:/pins/1/pin: no such value"),
+            ("set a=json:pins", 2, "json:pins: not a JSON pointer"), ("gpio get ${x}", 2, "${x} is not set; write 'set x=...' before"),
+            ("gpio get ${", 2, "${} is not set"), ("include /nonexistent", 2, "FILE: /nonexistent: No such file"),
+        ):
+            with self.subTest(line=line):
+                result = self.batch(["gpio get 3", line, "gpio get 3"])
+                self.assertEqual((result.returncode, result.stdout), (status, "3=low\n"))
+                self.assertIn(text, result.stderr)
+        # No line is so long that the matcher exhausts the stack.
+        self.fails(self.batch(["expect x"]), 1, "'x' is not in ''")
+        deep = self.batch(["spi transfer -s 1 --raw -n 65535 hex:41", "expect '(.|x)*y'"])
+        self.assertEqual((deep.returncode, len(deep.stderr) < 400), (1, True))
+
+    def test_batch_includes(self):
+        directory = self.directory()
+        os.mkdir(f"{directory}/sub")
+        for name, text in (("main.txt", "set PIN=2\ninclude sub/a.txt\ngpio get 3\n"),
+                           ("sub/a.txt", "gpio set ${PIN}=1\ninclude b.txt\n"), ("sub/b.txt", "# b\ngpio get 8\n"),
+                           ("endless.txt", "include endless.txt\n")):
+            with open(f"{directory}/{name}", "w", encoding="utf-8") as file:
+                file.write(text)
+        place = "sub/b.txt:2, included at sub/a.txt:2, included at main.txt:2: PIN: 8 is out of range"
+        for arguments, output in (["main.txt"], ""), (["-k", "main.txt"], "3=high\n"):
+            result = tarvix("batch", *arguments, cwd=directory)
+            self.assertEqual((result.returncode, result.stdout, result.stderr.count("\n")), (2, output, 1), result.stderr)
+            self.assertIn(place, result.stderr)
+        self.fails(tarvix("batch", f"{directory}/endless.txt"), 2, "more than 16 includes within each other")
+        self.fails(tarvix("batch", "main.txt", "--no-files", cwd=directory), 2, "main.txt:2: FILE: 'sub/a.txt' is a file")
+
+    def test_batch_answers_each_line_at_once(self):
+        self.prints("coproc tarvix --json batch -; for line in 'gpio get 3' 'expect low' 'set A=1'; do"
+                    " echo \"$line\" >&${COPROC[1]}; read -ru ${COPROC[0]} object; echo $object | cut -d, -f2; done",
+                    '"command":"gpio get"\n"command":"batch expect"\n"command":"batch set"\n')
 
     def test_batch_from_elsewhere(self):
         with tempfile.NamedTemporaryFile("w") as file:

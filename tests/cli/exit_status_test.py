@@ -89,7 +89,8 @@ class ExitStatus(Case):
         for arguments, text in (
             ("", "missing command; one of: list, info, "),
             ("gpio gte", "tarvix gpio: unknown command or option 'gte'; one of: get, set, toggle, pulse, watch"),
-            ("list x y", "unexpected argument 'x'"), ("-a index:x info", "--adapter: 'index:x' is not an index"),
+            ("list x y", "unexpected argument 'x'"), ("list -n 1", "need --watch"),
+            ("-a index:x info", "--adapter: 'index:x' is not an index"),
             ("gpio get", "PIN is required"),
             ("gpio get 3 --foo", "unexpected argument '--foo'; see 'tarvix gpio get --help'"),
             ("gpio set 3", "PIN=LEVEL: '3' has no '='; write 3=1 or 3=high"),
@@ -103,6 +104,16 @@ class ExitStatus(Case):
             ("batch /", "FILE: /: Is a directory"), ("i2c dump 0x50 0x80 -n 129", "129"), ("i2c set 0x50 0", "DATA"),
             ("i2c set 0x50 0xff 1 2 --page 8", "raise --reg-bytes"), ("i2c set 0x50 0xff 1 2", "raise --reg-bytes"),
             ("i2c set 0x50 0 text:123456789", "a memory would wrap 9 bytes within its page; add --page 8"),
+            ("i2c scan 1", "LAST is missing; write 1 1"), ("i2c scan 9 8", "FIRST: 9 is above LAST, 8"),
+            ("i2c scan 8 9 --all", "--all"), ("i2c scan -q -r", "--quick and --read"),
+            ("i2c scan 8 9 -e 80", "--expect: 0x50 is not scanned, only 0x08 to 0x09 are"),
+            ("i2c get 0x48 0 -w 2 --raw", "--raw"), ("i2c get 0x48 0 --every 1 --raw", "--raw"),
+            ("i2c get 0x48 0 --count 2", "need --every"), ("i2c get 0x48 0 --order big", "--order: needs --word"),
+            ("i2c get 0x48 0 -w 8 -n 8192", "8192 words are more than 65535 bytes"),
+            ("i2c set 0x48 2 hex:4b00 -w 2", "DATA: 'hex:4b00' is not a number"),
+            ("i2c set 0x48 2 1 2 3 --mask hex:0102", "--mask: 2 bytes for 3 bytes of DATA"),
+            ("i2c set 0x48 2 --reg-bytes 0 --verify", "--verify: needs a REGISTER; omit --verify or --reg-bytes 0"),
+            ("i2c set 0x48 2 --reg-bytes 0 --mask 1", "--mask: needs"), ("i2c dump 0x48 --each --raw", "--raw"),
             ("i2c set 0x50 0 1 --in-flight 2", "--page"), ("i2c transfer", "DESCRIPTOR"),
             ("spi transfer", "DATA"), ("spi transfer 1 --width 16", "even"),
             ("spi flash read --offset 0xfffff -n 2", "--length"), ("uart send", "DATA"),
@@ -111,7 +122,10 @@ class ExitStatus(Case):
             ("i3c ccc GETPID", "GETPID has no broadcast form; write GETPID @ADDR"),
             ("i3c ccc GETPID @0x08 1", "GETPID: unexpected argument '1'"),
             ("i3c ccc RSTDAA @0x08", "RSTDAA has no direct form: unexpected '@0x08'"), ("i3c ccc SETMWL", "LENGTH"),
-            ("i3c ccc RSTACT 0x81", "0x81"),
+            ("i3c ccc RSTACT 0x81", "0x81"), ("i3c ccc 0x8d", "one target; write 0x8d @ADDR"),
+            ("i3c ccc 1 @0x08 1", "1: a code below 0x80 is a broadcast and takes no @ADDR"),
+            ("i3c ccc 1 --read 1", "takes no --read"), ("i3c ccc 0x8d @0x08 1 --read 1", "--read: a read takes no DATA"),
+            ("i3c ccc GETPID @0x08 --read 1", "--read: for codes given by number; write GETPID @ADDR"),
         ):
             with self.subTest(arguments=arguments):
                 self.fails(tarvix(*arguments.split()), 2, text)
@@ -124,7 +138,8 @@ class ExitStatus(Case):
             ("i2c get 0x50 --pull-up 4", "0 to 3"), ("i2c get 0x50 --reg-bytes 5", "1 to 4"),
             ("i2c set 0x50 --reg-bytes 5", "0 to 4"), ("i2c set 0x50 0 1 --page 0", "1 to 65535"),
             ("i2c set 0x50 0 1 --page 8 --in-flight 64", "1 to 63"), ("i2c dump 0x50 --reg-bytes 5", "1 to 4"), ("i2c dump 0x50 --length 0", "1 to 16777216"),
-            ("i2c scan --expect 0x50,0x80", "0 to 127"), ("i3c read 0x08 0 --flags 32", "0 to 31"),
+            ("i2c scan --expect 0x50,0x80", "0 to 127"), ("i2c scan 8 128", "0 to 127"), ("i2c get 0x48 0 --word 9", "1 to 8"),
+            ("i2c set 0x48 0 --word 2 65536", "0 to 65535"), ("i2c set 0x48 0 1 --mask 256", "0 to 255"), ("i3c read 0x08 0 --flags 32", "0 to 31"),
             ("i3c read 8 0 --length 0", "1 to 65535"), ("i3c ddr-read 8 0 --length 0", "1 to 65535"),
             ("i3c init 0x30=0x80", "1 to 127"), ("i3c ccc GETPID @0x80", "0 to 127"),
             ("i3c ccc SETMWL 65536", "0 to 65535"), ("rail set shared 65536", "0 to 65535mV"),
@@ -134,7 +149,7 @@ class ExitStatus(Case):
         ):
             with self.subTest(arguments=arguments):
                 value = re.split("[ ,@=]", arguments)[-1]
-                self.fails(run([TARVIX, *arguments.split()]), 2, f": {value} is out of range, {limits}\n")
+                self.fails(run([TARVIX, *arguments.split()]), 2, f": {value} is out of range, {limits}")
 
     def test_standard_streams(self):
         for script, status, errors in (

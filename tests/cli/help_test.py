@@ -53,6 +53,15 @@ class Help(Case):
                     if "--json" in example:
                         self.assertTrue(objects(result.stdout) or "--idle-timeout" in example)
 
+    def test_commands_beside_those_of_other_tools_work(self):
+        text = (SOURCE / "docs/from-i2c-tools.md").read_text(encoding="utf-8")
+        commands = [command.replace("\\|", "|") for command in re.findall(r"^\| .* `([^`]*tarvix [^`]*)` \|$", text, re.MULTILINE)]
+        self.assertEqual(len(commands), len(re.findall(r"^\| [^J-]", text, re.MULTILINE)), "a row without one")
+        for command in commands:
+            with self.subTest(command=command):
+                result = shell(command)
+                self.assertEqual((result.returncode, result.stderr), (0, ""))
+
     def test_the_word_help(self):
         for command in ((), ("i2c",), ("i2c", "scan")):
             self.assertEqual(run([TARVIX, "help", *command]).stdout, help_of(*command))

@@ -1,13 +1,17 @@
 // What the tool prints of bytes that others chose: replies decoded, dumps, foreign text, notifications.
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <tuple>
 #include <utility>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "adapter/context.hpp"
 #include "adapter/event_queue.hpp"
+#include "adapter/holders.hpp"
 #include "adapter/notifications.hpp"
 #include "arguments/data.hpp"
 #include "arguments/pattern.hpp"
@@ -98,8 +102,29 @@ TEST(Text, Hexdump)
     EXPECT_EQ(hexdump(bytes, 0xFFF8),
               "0000fff8  1d 1e 1f 20 21 22 23 24  25 26 27 28 29 2a 2b 2c  |... !\"#$%&'()*+,|\n"
               "00010008  7e 7f                                             |~.|\n");
+    EXPECT_EQ(hexdump(bytes, 0, {0, 15, 17}),
+              "00000000  XX 1e 1f 20 21 22 23 24  25 26 27 28 29 2a 2b XX  |X.. !\"#$%&'()*+X|\n"
+              "00000010  7e XX                                             |~X|\n");
     EXPECT_EQ(hexdump({}, 0), "");
     EXPECT_EQ(toHexWords(Bytes{0x0A, 0xFF}), "0a ff");
+}
+
+TEST(UsbPort, IsTheDevicesOwnNotTheHubs)
+{
+    namespace fs = std::filesystem;
+    const fs::path sysfs = fs::temp_directory_path() / fmt::format("tarvix-test-{}", getpid());
+    const auto portOf = [&](const std::string& node, const std::string& device) {
+        fs::create_directories(sysfs / device);
+        fs::create_directories(sysfs / node);
+        fs::create_symlink(sysfs / device, sysfs / node / "device");
+        return usbPortOf("/dev/" + node, sysfs);
+    };
+    EXPECT_EQ(portOf("hidraw0", "0000:00:14.0/usb1/1-2/1-2.4/1-2.4:1.0/0003:82FC.0001"), "1-2.4");
+    EXPECT_EQ(portOf("hidraw1", "0000:00:14.0/usb3/3-11/3-11:1.0/0003:82FC.0002"), "3-11");
+    EXPECT_EQ(portOf("hidraw2", "virtual/misc/uhid/0003:82FC.0003"), "");
+    EXPECT_EQ(usbPortOf("/tmp/run/hidraw0", sysfs), "") << "another hidraw0 than the machine's";
+    EXPECT_EQ(usbPortOf("/dev/hidraw9", sysfs), "");
+    fs::remove_all(sysfs);
 }
 
 TEST(Text, ForeignTextReachesNoTerminalRaw)

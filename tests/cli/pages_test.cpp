@@ -4,6 +4,7 @@
 #include <map>
 
 #include "adapter/pieces.hpp"
+#include "commands/i2c/each.hpp"
 #include "commands/i2c/pages.hpp"
 #include "console/errors.hpp"
 #include "support/adapter.hpp"
@@ -86,6 +87,23 @@ TEST_F(PagesTest, APageThatStaysRefusedIsNamed)
         device->deliverFrame(answerTo(request, hex(request.at(9) == 8 ? "03 01" : "00 00")));
     });
     EXPECT_NE(write(4).find("register 0x08: BAD_PARAMETER"), std::string::npos) << "refused for good, at once";
+}
+
+TEST_F(PagesTest, RegistersThatDoNotAcknowledgeAreAbsent)
+{
+    const auto readFrom = [&](unsigned lastGood) {
+        device->onFrame([this, lastGood](const Bytes& request) {
+            const unsigned reg = request.at(9);
+            const std::string data = "00 00 00 01 00 " + hexOf({static_cast<std::uint8_t>(reg)});
+            device->deliverFrame(answerTo(request, hex(reg % 2 == 0 && reg <= lastGood ? data : "01 03")));
+        });
+        Context context(GlobalOptions{});
+        return readEach(context, {}, 0x48, 2, 5, 1);
+    };
+    const EachRegister read = readFrom(4);
+    EXPECT_EQ(read.bytes, (Bytes{2, 0, 4, 0, 0}));
+    EXPECT_EQ(read.absent, (std::set<std::uint64_t>{1, 3, 4}));
+    EXPECT_THROW(readFrom(0), CommandFailed) << "nobody is there";
 }
 
 TEST(Pieces, FillReportsWithinTheKernelsQueueAndHumanPatience)

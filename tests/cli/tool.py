@@ -8,6 +8,7 @@ import pathlib
 import re
 import signal
 import subprocess
+import tempfile
 import unittest
 
 TARVIX = os.environ["TARVIX"]
@@ -103,6 +104,12 @@ def objects(text):
 
 class Case(unittest.TestCase):
     maxDiff = None
+
+    def directory(self):
+        """An empty one, as long as the test runs."""
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        return directory.name
 
     def prints(self, script, output, sim=()):
         result = shell(script, sim)
