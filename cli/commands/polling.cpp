@@ -1,7 +1,6 @@
 #include "commands/polling.hpp"
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 #include "adapter/notifications.hpp"

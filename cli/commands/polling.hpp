@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
 #include "adapter/context.hpp"
 #include "arguments/options.hpp"
 #include "console/waiting.hpp"

@@ -28,8 +28,9 @@ std::string row(const std::string& name, const std::deque<std::int64_t>& seen, s
     std::string text = fmt::format("{:<12} {:>6}  {:<16} ", name, seen.back(), fmt::format("({} to {})", *low, *high));
     text.resize(std::min(text.size(), columns - 1));
     const std::size_t room = std::min(columns - 1 - text.size(), seen.size());
-    std::for_each(seen.end() - static_cast<std::ptrdiff_t>(room), seen.end(),
-                  [&](std::int64_t value) { text += bar(value, *low, *high); });
+    for (std::size_t i = seen.size() - room; i < seen.size(); ++i) {
+        text += bar(seen[i], *low, *high);
+    }
     return text;
 }
 

@@ -2,6 +2,7 @@
 
 import os
 import pty
+import re
 import select
 import signal
 import subprocess
@@ -10,7 +11,7 @@ import termios
 import time
 import unittest
 
-from tool import ENVIRONMENT, LIMIT, Case, objects, shell, simulated, tarvix
+from tool import ENVIRONMENT, LIMIT, SOURCE, Case, objects, shell, simulated, tarvix
 
 KEYS = b"C-a C-x leaves, C-a C-a sends C-a, C-a C-h lists the keys"
 LEAVE = b"\x01\x18"
@@ -145,6 +146,11 @@ class Filter(Case):
 
 
 class Expect(Case):
+    def test_the_guide_is_right(self):
+        examples = re.findall(r"^.*tarvix uart .* --(?:until|expect) .*", (SOURCE / "docs/cli.md").read_text(encoding="utf-8"), re.M)
+        self.assertEqual([shell(example).returncode for example in examples], [0, 0])
+
+
     def test_expect(self):
         self.prints("tarvix uart send 'text:OK\\r' --expect 'K\\r'; tarvix uart send text:x1 --expect '/[0-9]/' --raw",
                     "00000000  4f 4b 0d                                          |OK.|\nx1")
