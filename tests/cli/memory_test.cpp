@@ -147,7 +147,8 @@ TEST(Sfdp, SaysHowAChipIsUsedOrIsRefused)
         {{{BASIC + 28, "00 20 00 52 00"}}, "the flash's SFDP table names no erase command"},
         {{{HEADERS + 3, "08"}}, "the flash's SFDP table has 8 words, not 9 or more"},
         {{{HEADERS, "01"}}, "the flash's SFDP table has 0 words, not 9 or more"},
-        {{{BASIC + 4, "FF FF FF FF"}}, "the flash's SFDP table claims 2^2147483647 bits"},
+        {{{BASIC + 4, "24 00 00 80"}}, "the flash's SFDP table claims 2^36 bits"},
+        {{{BASIC + 4, "00 00 00 00"}}, "the flash's SFDP table claims less than a byte"},
     };
     for (const auto& [patches, said] : table) {
         EXPECT_EQ(sfdp(patches), said);
