@@ -8,6 +8,16 @@
 
 namespace tool {
 
+std::string sizeText(std::uint64_t bytes)
+{
+    constexpr std::uint64_t KIB = 1 << 10;
+    constexpr std::uint64_t MIB = 1 << 20;
+    if (bytes >= MIB && bytes % MIB == 0) {
+        return fmt::format("{} MiB", bytes / MIB);
+    }
+    return bytes >= KIB && bytes % KIB == 0 ? fmt::format("{} KiB", bytes / KIB) : fmt::format("{} bytes", bytes);
+}
+
 std::string toHex(std::span<const std::uint8_t> bytes)
 {
     return fmt::format("{:02x}", fmt::join(bytes, ""));
@@ -25,16 +35,6 @@ std::string toPrintable(std::span<const std::uint8_t> bytes)
         text += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
     }
     return text;
-}
-
-std::string sizeText(std::uint64_t bytes)
-{
-    constexpr std::uint64_t KIB = 1 << 10;
-    constexpr std::uint64_t MIB = 1 << 20;
-    if (bytes >= MIB && bytes % MIB == 0) {
-        return fmt::format("{} MiB", bytes / MIB);
-    }
-    return bytes >= KIB && bytes % KIB == 0 ? fmt::format("{} KiB", bytes / KIB) : fmt::format("{} bytes", bytes);
 }
 
 std::string hexdump(std::span<const std::uint8_t> bytes, std::uint64_t firstOffset,

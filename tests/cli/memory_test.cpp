@@ -8,6 +8,7 @@
 
 #include "commands/i2c/eeprom.hpp"
 #include "commands/memory/plan.hpp"
+#include "commands/spi/flash_identity.hpp"
 #include "commands/spi/nor_flash.hpp"
 #include "commands/spi/sfdp.hpp"
 #include "console/errors.hpp"
@@ -78,6 +79,16 @@ TEST(Plan, ChangesTheLeastAndGetsThere)
     EXPECT_EQ(widened(eeprom, {7, 2}), (Extent{7, 2}));
 }
 
+std::string textOf(const FlashParameters& flash)
+{
+    std::string text = fmt::format("{:x} bytes, page {}, {}-byte addresses, read {:02x}, program {:02x}, erase",
+                                   flash.size, flash.page, flash.addressBytes, flash.readCommand, flash.programCommand);
+    for (const FlashErase& erase : flash.erases) {
+        text += fmt::format(" {:x} by {:02x}", erase.size, erase.command);
+    }
+    return text;
+}
+
 // A table for 32 MiB, with commands for 4-byte addresses; `patches` are words from there on.
 std::string sfdp(const std::vector<std::pair<std::size_t, std::string>>& patches,
                  std::optional<std::uint64_t> size = {})
@@ -102,13 +113,7 @@ std::string sfdp(const std::vector<std::pair<std::size_t, std::string>>& patches
         if (!flash) {
             return "none";
         }
-        std::string text =
-            fmt::format("{:x} bytes, page {}, {}-byte addresses, read {:02x}, program {:02x}, erase", flash->size,
-                        flash->page, flash->addressBytes, flash->readCommand, flash->programCommand);
-        for (const FlashErase& erase : flash->erases) {
-            text += fmt::format(" {:x} by {:02x}", erase.size, erase.command);
-        }
-        return text;
+        return textOf(*flash);
     } catch (const Failure& failure) {
         return failure.what();
     }
@@ -142,7 +147,8 @@ TEST(Sfdp, SaysHowAChipIsUsedOrIsRefused)
         {{{BASIC + 28, "00 20 00 52 00"}}, "the flash's SFDP table names no erase command"},
         {{{HEADERS + 3, "08"}}, "the flash's SFDP table has 8 words, not 9 or more"},
         {{{HEADERS, "01"}}, "the flash's SFDP table has 0 words, not 9 or more"},
-        {{{BASIC + 4, "FF FF FF FF"}}, "the flash's SFDP table claims 2^2147483647 bits"},
+        {{{BASIC + 4, "24 00 00 80"}}, "the flash's SFDP table claims 2^36 bits"},
+        {{{BASIC + 4, "00 00 00 00"}}, "the flash's SFDP table claims less than a byte"},
     };
     for (const auto& [patches, said] : table) {
         EXPECT_EQ(sfdp(patches), said);
@@ -201,18 +207,31 @@ struct MemoryTest : ::Adapter {
     void startFlash(int busy)
     {
         device->onFrame([this, busy](const Bytes& request) mutable {
-            Bytes received(request.at(6) | request.at(7) << 8, 0xEE);
+            Bytes received(request.at(6) | request.at(7) << 8, 0xFF);
             commands += hexOf(part(request, 8, request.size())) + "; ";
             if (request.at(8) == 0x05) {
                 received.at(1) = busy-- > 0 ? 0x03 : 0x00;
+            } else if (request.at(8) == 0x9F) {
+                received = hex("FF EF 40") + Bytes{capacity};
             }
             const auto count = static_cast<std::uint8_t>(received.size());
             device->deliverFrame(answerTo(request, hex("00 00") + Bytes{count, 0} + received));
         });
     }
 
+    // What a flash is taken for.
+    std::string identify(const FlashOverrides& overrides)
+    {
+        try {
+            return textOf(identifyFlash(*context, {}, overrides));
+        } catch (const Failure& failure) {
+            return failure.what();
+        }
+    }
+
     std::optional<Context> context;
     std::string commands;
+    std::uint8_t capacity = 0x17;
 };
 
 TEST_F(MemoryTest, AnEepromIsWaitedForWhenItHasBeenWritten)
@@ -236,6 +255,22 @@ TEST_F(MemoryTest, AnEepromIsWaitedForWhenItHasBeenWritten)
     EXPECT_EQ(commands,
               "00 02 00 50 01 FE 00 00 00 00 01 02; 00 02 00 51 01 0F 00 00 00 00 01 02; "
               "00 02 00 50 01 FE 00 00 00 00; 00 02 00 50 01 FE 00 00 00 00; 00 02 00 50 01 FE 00 00 00 00; ");
+}
+
+TEST_F(MemoryTest, AFlashWithoutATableIsTakenForTheUsual)
+{
+    startFlash(2); // with what an earlier run began
+    EXPECT_EQ(identify({}), "800000 bytes, page 256, 3-byte addresses, read 03, program 02, erase 1000 by 20");
+    EXPECT_EQ(commands, "05; 05; 05; 9F; 5A 00 00 00; ");
+    EXPECT_EQ(identify({.size = 1 << 20, .page = 64, .sector = 1 << 16}),
+              "100000 bytes, page 64, 3-byte addresses, read 03, program 02, erase 10000 by d8");
+    EXPECT_EQ(identify({.sector = 1 << 15}),
+              "800000 bytes, page 256, 3-byte addresses, read 03, program 02, erase 8000 by 52");
+    EXPECT_EQ(identify({.sector = 8192}), "--sector: there is no usual command that erases 8 KiB");
+    capacity = 0x19;
+    EXPECT_EQ(identify({}), "the flash holds 32 MiB and has no SFDP table that names commands with 4-byte addresses");
+    capacity = 0x05;
+    EXPECT_EQ(identify({}), "--size: JEDEC ID ef 40 05 does not say how much the flash holds");
 }
 
 TEST_F(MemoryTest, FlashIsWaitedFor)
@@ -265,7 +300,7 @@ TEST_F(MemoryTest, FlashIsWaitedFor)
          "06; 02 01 23 45 01 02; 05; 05; 06; 02 01 24 00 01 02; 05; "},
         {large, [&](NorFlash& flash) { flash.write(pages, [](std::size_t) {}); }, 0,
          "06; 12 00 01 23 45 01 02; 05; 06; 12 00 01 24 00 01 02; 05; "},
-        {large, [](NorFlash& flash) { EXPECT_EQ(flash.read(0x1234567, 3), Bytes(3, 0xEE)); }, 0, "13 01 23 45 67; "},
+        {large, [](NorFlash& flash) { EXPECT_EQ(flash.read(0x1234567, 3), Bytes(3, 0xFF)); }, 0, "13 01 23 45 67; "},
     };
     for (const auto& [parameters, job, busy, expected] : table) {
         commands.clear();

@@ -18,7 +18,7 @@ struct EepromOptions {
 
 void addEepromOptions(CLI::App& app, EepromOptions& options)
 {
-    addText(app, "--part", options.part.part, eepromPartNames());
+    addText(app, "--part", options.part.part, eepromPartNames()).valueName("NAME");
     addSize(app, "--size", options.part.size, {1, 1 << 24}, "Size of the memory, in place of --part");
     addSize(app, "--page", options.part.page, {1, 4096}, "Page size, 8 by default");
     addNumber(app, "--reg-bytes", options.part.registerBytes, {1, 3},

@@ -1,19 +1,18 @@
 #include "commands/memory/programming.hpp"
 
 #include <algorithm>
-#include <cerrno>
+#include <filesystem>
 #include <functional>
 #include <span>
-#include <system_error>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 #include "adapter/pieces.hpp"
+#include "commands/memory/destination.hpp"
 #include "commands/memory/plan.hpp"
 #include "common/terminal.hpp"
 #include "console/errors.hpp"
@@ -99,65 +98,6 @@ Bytes readExtent(Context& context, Memory& memory, const Extent& extent)
                [&](auto piece) { bytes.insert(bytes.end(), piece.begin(), piece.end()); });
     return bytes;
 }
-
-// Where a read writes to: a file, or standard output.
-class Destination {
-public:
-    Destination(Context& context, const std::string& file) : output_(context.output()), name_(file)
-    {
-        if (file == "-") {
-            if (output_.json()) {
-                throw UsageError("FILE: - cannot be combined with --json", "use one of them");
-            }
-            if (isatty(STDOUT_FILENO) == 1) {
-                throw UsageError("FILE: standard output is a terminal", "omit - for a hexdump");
-            }
-            name_ = "standard output";
-            return;
-        }
-        requireFilesAllowed("FILE", file);
-        descriptor_ = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-        if (descriptor_ < 0) {
-            fail();
-        }
-    }
-    ~Destination()
-    {
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-        }
-    }
-    Destination(const Destination&) = delete;
-    Destination& operator=(const Destination&) = delete;
-
-    const std::string& name() const { return name_; }
-
-    void write(std::span<const std::uint8_t> bytes) const
-    {
-        if (descriptor_ < 0) {
-            output_.write(bytes);
-            return;
-        }
-        while (!bytes.empty()) {
-            const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
-            if (count >= 0) {
-                bytes = bytes.subspan(static_cast<std::size_t>(count));
-            } else if (errno != EINTR) {
-                fail();
-            }
-        }
-    }
-
-private:
-    [[noreturn]] void fail() const
-    {
-        throw Failure(ExitStatus::REFUSED, fmt::format("{}: {}", name_, std::generic_category().message(errno)));
-    }
-
-    Output& output_;
-    std::string name_;
-    int descriptor_ = -1;
-};
 
 // Runs `job`. When it ends early, `describe` says how far it came.
 void runTelling(Context& context, const std::function<void()>& job, const std::function<std::string()>& describe)
@@ -254,6 +194,23 @@ private:
     Progress progress_;
 };
 
+// Writes what a block should hold to a file that did not exist, and says so.
+void rescue(Context& context, std::uint64_t offset, std::span<const std::uint8_t> block)
+{
+    std::string name = fmt::format("tarvix-rescue-0x{:x}.bin", offset);
+    for (int number = 2; std::filesystem::exists(name); ++number) {
+        name = fmt::format("tarvix-rescue-0x{:x}-{}.bin", offset, number);
+    }
+    std::string what = fmt::format("write {} to --offset 0x{:x} first", name, offset);
+    try {
+        Destination(context.output(), name).write(block);
+    } catch (const Failure& lost) {
+        what = fmt::format("what it held is lost: {}", lost.what());
+    }
+    terminal::tell(
+        fmt::format("tarvix {}: the block at 0x{:x} is incomplete; {}", context.output().command(), offset, what));
+}
+
 // What a block holds besides what is asked for exists nowhere else once it is erased. So no Ctrl-C stops that change,
 // and if it fails, a file gets what the block should hold.
 void applyKeeping(Context& context, Changer& changer, const Change& change, std::span<const std::uint8_t> block)
@@ -262,10 +219,7 @@ void applyKeeping(Context& context, Changer& changer, const Change& change, std:
     try {
         changer.apply(change);
     } catch (const Failure&) {
-        const std::string name = fmt::format("tarvix-rescue-0x{:x}.bin", change.block.offset);
-        Destination(context, name).write(block);
-        terminal::tell(fmt::format("tarvix {}: the block at 0x{:x} is incomplete; write {} to --offset 0x{:x} first",
-                                   context.output().command(), change.block.offset, name, change.block.offset));
+        rescue(context, change.block.offset, block);
         throw;
     }
 }
@@ -354,7 +308,7 @@ void readMemory(Context& context, Memory& memory, const ReadMemoryOptions& optio
         context.output().printData(readExtent(context, memory, extent), extent.offset, fields);
         return;
     }
-    const Destination destination(context, options.file);
+    const Destination destination(context.output(), options.file);
     std::uint64_t done = 0;
     const auto job = [&] {
         readPieces(context, memory, "reading", extent, [&](auto piece) {

@@ -63,12 +63,17 @@ Table findTable(const Reader& read, const Bytes& headers, std::uint16_t id)
 
 std::uint64_t sizeOf(const Table& basic)
 {
+    constexpr std::uint64_t LARGEST = 35; // what four bytes address, in bits
     const std::uint64_t value = basic.bits(2, 0, 31);
     const bool isPower = basic.bits(2, 31, 1) != 0;
-    if (isPower && (value < 6 || value > 40)) {
+    if (isPower && value > LARGEST) {
         refuse(fmt::format("claims 2^{} bits", value));
     }
-    return isPower ? std::uint64_t{1} << (value - 3) : (value + 1) / 8;
+    const std::uint64_t bytes = (isPower ? std::uint64_t{1} << value : value + 1) / 8;
+    if (bytes == 0) {
+        refuse("claims less than a byte");
+    }
+    return bytes;
 }
 
 // By the commands of the table for four-byte addresses, if that one is given.
