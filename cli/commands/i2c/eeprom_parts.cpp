@@ -59,7 +59,7 @@ EepromPart eepromPart(const EepromPartOptions& options)
     if (!options.size) {
         throw UsageError("--part: an EEPROM does not say what it is", "give --part 24c02 or the like, or --size");
     }
-    const EepromPart part{{*options.size, options.page.value_or(SMALLEST_PAGE)}, options.registerBytes.value_or(1)};
+    EepromPart part{{*options.size, options.page.value_or(SMALLEST_PAGE)}, options.registerBytes.value_or(1)};
     if (part.geometry.size > reachOf(part.registerBytes)) {
         throw UsageError(fmt::format("--size: {} exceeds a {}-byte register address", sizeText(part.geometry.size),
                                      part.registerBytes),
