@@ -74,7 +74,7 @@ std::vector<std::string> withoutHelpWord(std::vector<std::string> words)
 void Commands::group(const std::string& name, const std::string& description, void (*fill)(Commands& family))
 {
     CLI::App* family = app_.add_subcommand(name, description);
-    family->require_subcommand(1)->fallthrough();
+    family->require_subcommand(1)->fallthrough()->footer(""); // not the family's around it
     if (std::find(words_.begin(), words_.end(), name) != words_.end()) {
         Commands commands(*family, selected_, words_);
         fill(commands);

@@ -23,8 +23,6 @@ std::size_t pieceSize(const Carriage& carriage, std::size_t reportSize, std::chr
     return reports > 0 ? reports * capacity - carriage.answerOverhead : std::max(FEWEST_BYTES, inTime);
 }
 
-namespace {
-
 void forEachPiece(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
                   const ReadPiece& read, const std::function<void(const Bytes&)>& take)
 {
@@ -37,8 +35,6 @@ void forEachPiece(Context& context, const std::string& label, std::uint64_t leng
         progress.update(done);
     }
 }
-
-} // namespace
 
 Bytes readInPieces(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
                    const ReadPiece& read)
@@ -59,17 +55,22 @@ void printInPieces(Context& context, const std::string& label, std::uint64_t len
         return;
     }
     const std::uint64_t before = output.written();
-    const auto tellHowFar = [&] {
-        terminal::tell(
-            fmt::format("tarvix {}: {} of {} bytes written", output.command(), output.written() - before, length));
-    };
+    runTelling(
+        context,
+        [&] { forEachPiece(context, label, length, carriage, read, [&](const Bytes& piece) { output.write(piece); }); },
+        [&] { return fmt::format("{} of {} bytes written", output.written() - before, length); });
+}
+
+void runTelling(Context& context, const std::function<void()>& job, const std::function<std::string()>& describe)
+{
+    const auto tell = [&] { terminal::tell(fmt::format("tarvix {}: {}", context.output().command(), describe())); };
     try {
-        forEachPiece(context, label, length, carriage, read, [&](const Bytes& piece) { output.write(piece); });
+        job();
     } catch (const Failure&) {
-        tellHowFar();
+        tell();
         throw;
     } catch (const Interrupted&) {
-        tellHowFar();
+        tell();
         throw;
     }
 }

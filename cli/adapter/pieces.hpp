@@ -23,9 +23,13 @@ struct Carriage {
 // and their time on the bus is short beside human patience and `timeout`.
 std::size_t pieceSize(const Carriage& carriage, std::size_t reportSize, std::chrono::milliseconds timeout);
 
-// Reads `length` bytes, the same way for every bus: `read` gets `count` bytes from the position `done` on. `label` is
-// for the progress.
+// Reads `length` bytes, the same way for every bus: `read` gets `count` bytes from the position `done` on, and `take`
+// gets each piece as it comes. `label` is for the progress.
 using ReadPiece = std::function<Bytes(std::uint64_t done, std::size_t count)>;
+void forEachPiece(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
+                  const ReadPiece& read, const std::function<void(const Bytes&)>& take);
+
+// All of it at once.
 Bytes readInPieces(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
                    const ReadPiece& read);
 
@@ -33,5 +37,8 @@ Bytes readInPieces(Context& context, const std::string& label, std::uint64_t len
 // early leaves what was read, and standard error says how much that is.
 void printInPieces(Context& context, const std::string& label, std::uint64_t length, const Carriage& carriage,
                    const ReadPiece& read, std::uint64_t firstOffset, const Json& fields, bool raw);
+
+// Runs `job`. When a failure or Ctrl-C ends it early, standard error says how far it came.
+void runTelling(Context& context, const std::function<void()>& job, const std::function<std::string()>& describe);
 
 } // namespace tool

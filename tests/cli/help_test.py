@@ -59,7 +59,8 @@ class Help(Case):
         self.assertEqual(len(commands), len(re.findall(r"^\| [^J-]", text, re.MULTILINE)), "a row without one")
         for command in commands:
             with self.subTest(command=command):
-                result = shell(command)
+                with tempfile.TemporaryDirectory() as directory:
+                    result = shell(command, cwd=directory)
                 self.assertEqual((result.returncode, result.stderr), (0, ""))
 
     def test_the_word_help(self):

@@ -195,7 +195,8 @@ void addBatchCommand(Commands& commands, RunLine runLine)
          R"(printf '%s\n' 'gpio set 2=1' 'sleep 5ms' 'gpio get 3' 'expect =high' | tarvix batch -)",
          R"(printf '%s\n' 'i2c get 0x48 3 -w 2' 'set T=match:0x..' 'i2c set 0x50 0 ${T}' | tarvix batch -)"},
         "Words are quoted as in a shell; a line has at most 1 MiB. A batch can send every file\n"
-        "that you can read to the adapter (@FILE): run one from elsewhere with --no-files.\n\n"
+        "that you can read to the adapter (@FILE), and overwrite files: run one from elsewhere\n"
+        "with --no-files.\n\n"
         "Besides commands, a line may be one of:\n"
         "  sleep PERIOD           wait: 50ms, 2s\n"
         "  expect REGEX           fail unless a line of what the command before printed matches\n"
@@ -209,7 +210,8 @@ void addBatchCommand(Commands& commands, RunLine runLine)
     options.runLine = runLine;
     addText(app, "FILE", options.file, "Command file, or - for standard input; # starts a comment").required();
     addFlag(app, "-k,--keep-going", options.keepGoing, "Continue after a failed command");
-    addFlag(app, "--no-files", options.noFiles, "Refuse @FILE and include, for a batch from elsewhere");
+    addFlag(app, "--no-files", options.noFiles,
+            "Refuse @FILE, include and all other files, for a batch from elsewhere");
 }
 
 } // namespace tool

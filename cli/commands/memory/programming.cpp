@@ -78,16 +78,11 @@ Json fieldsOf(const Memory& memory, const Extent& extent)
 
 // Hands each piece on as it comes.
 void readPieces(Context& context, Memory& memory, const char* label, const Extent& extent,
-                const std::function<void(std::span<const std::uint8_t> bytes)>& take)
+                const std::function<void(const Bytes& bytes)>& take)
 {
-    const std::uint64_t most = pieceSize(memory.carriage(), context.adapter().reportSize, context.options().timeout);
-    Progress progress(label, extent.length);
-    for (std::uint64_t done = 0; done < extent.length;) {
-        const Bytes piece = memory.read(extent.offset + done, std::min(most, extent.length - done));
-        take(piece);
-        done += piece.size();
-        progress.update(done);
-    }
+    forEachPiece(
+        context, label, extent.length, memory.carriage(),
+        [&](std::uint64_t done, std::size_t count) { return memory.read(extent.offset + done, count); }, take);
 }
 
 Bytes readExtent(Context& context, Memory& memory, const Extent& extent)
@@ -97,21 +92,6 @@ Bytes readExtent(Context& context, Memory& memory, const Extent& extent)
     readPieces(context, memory, "reading", extent,
                [&](auto piece) { bytes.insert(bytes.end(), piece.begin(), piece.end()); });
     return bytes;
-}
-
-// Runs `job`. When it ends early, `describe` says how far it came.
-void runTelling(Context& context, const std::function<void()>& job, const std::function<std::string()>& describe)
-{
-    const auto tell = [&] { terminal::tell(fmt::format("tarvix {}: {}", context.output().command(), describe())); };
-    try {
-        job();
-    } catch (const Interrupted&) {
-        tell();
-        throw;
-    } catch (const Failure&) {
-        tell();
-        throw;
-    }
 }
 
 // ---- Comparing -----------------------------------------------------------------------------------------------------
