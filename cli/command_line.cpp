@@ -169,7 +169,10 @@ bool CommandLine::parse(std::string& text)
         // CLI11 takes the words from the back.
         app_->parse(std::vector<std::string>(words_.rbegin(), words_.rend()));
         return true;
-    } catch (const CLI::CallForHelp&) {
+    } catch (const CLI::CallForHelp& help) {
+        if (!app_->remaining(true).empty()) {
+            throwUsageError(help);
+        }
         text = app_->help();
     } catch (const CLI::CallForVersion& version) {
         text = std::string(version.what()) + "\n";

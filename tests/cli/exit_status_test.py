@@ -87,7 +87,7 @@ class ExitStatus(Case):
 
     def test_nonsense_is_one_line_and_names_what_is_wrong(self):
         for arguments, text in (
-            ("", "missing command; one of: list, info, "),
+            ("", "missing command; one of: list, info, "), ("help flash", "unknown command or option 'flash'; one of: list,"),
             ("gpio gte", "tarvix gpio: unknown command or option 'gte'; one of: get, set, toggle, pulse, watch"),
             ("list x y", "unexpected argument 'x'"), ("list -n 1", "need --watch"),
             ("-a index:x info", "--adapter: 'index:x' is not an index"),
