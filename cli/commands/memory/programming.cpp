@@ -76,22 +76,23 @@ Json fieldsOf(const Memory& memory, const Extent& extent)
 
 // ---- Reading -------------------------------------------------------------------------------------------------------
 
+ReadPiece pieceReader(Memory& memory, const Extent& extent)
+{
+    return [&memory, first = extent.offset](std::uint64_t done, std::size_t count) {
+        return memory.read(first + done, count);
+    };
+}
+
 // Hands each piece on as it comes.
 void readPieces(Context& context, Memory& memory, const char* label, const Extent& extent,
                 const std::function<void(const Bytes& bytes)>& take)
 {
-    forEachPiece(
-        context, label, extent.length, memory.carriage(),
-        [&](std::uint64_t done, std::size_t count) { return memory.read(extent.offset + done, count); }, take);
+    forEachPiece(context, label, extent.length, memory.carriage(), pieceReader(memory, extent), take);
 }
 
 Bytes readExtent(Context& context, Memory& memory, const Extent& extent)
 {
-    Bytes bytes;
-    bytes.reserve(extent.length);
-    readPieces(context, memory, "reading", extent,
-               [&](auto piece) { bytes.insert(bytes.end(), piece.begin(), piece.end()); });
-    return bytes;
+    return readInPieces(context, "reading", extent.length, memory.carriage(), pieceReader(memory, extent));
 }
 
 // ---- Comparing -----------------------------------------------------------------------------------------------------
@@ -103,7 +104,7 @@ void compare(Context& context, Memory& memory, const std::string& file, const Ex
     std::uint64_t done = 0;
     std::uint64_t count = 0;
     std::string first;
-    readPieces(context, memory, "verifying", extent, [&](auto piece) {
+    readPieces(context, memory, "verifying", extent, [&](const Bytes& piece) {
         for (const std::uint8_t is : piece) {
             const std::uint8_t shall = bytes[done];
             if (is != shall && count++ == 0) {
@@ -291,7 +292,7 @@ void readMemory(Context& context, Memory& memory, const ReadMemoryOptions& optio
     const Destination destination(context.output(), options.file);
     std::uint64_t done = 0;
     const auto job = [&] {
-        readPieces(context, memory, "reading", extent, [&](auto piece) {
+        readPieces(context, memory, "reading", extent, [&](const Bytes& piece) {
             destination.write(piece);
             done += piece.size();
         });
