@@ -4,10 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "adapter/statuses.hpp"
 #include "arguments/transfers.hpp"
 #include "commands/i2c/pages.hpp"
 
@@ -20,9 +18,7 @@ Eeprom::Eeprom(Context& context, const I2cPortOptions& port, std::uint8_t addres
 
 Carriage Eeprom::carriage() const
 {
-    constexpr unsigned CLOCKS_PER_BYTE = 9; // with the acknowledge
-    constexpr std::size_t ANSWER_OVERHEAD = 9;
-    return {port_.clock, CLOCKS_PER_BYTE, ANSWER_OVERHEAD};
+    return carriageOf(port_);
 }
 
 Json Eeprom::fields() const
@@ -35,17 +31,8 @@ Bytes Eeprom::read(std::uint64_t offset, std::size_t count)
 {
     const EepromPlace place = placeOf(part_, address_, offset);
     const std::uint64_t left = (std::uint64_t{1} << (8 * part_.registerBytes)) - place.reg;
-    const auto length = static_cast<std::uint16_t>(std::min<std::uint64_t>(count, left));
-    const Bytes reg = encodeRegister(place.reg, part_.registerBytes);
-    for (;;) {
-        const bool late = std::chrono::steady_clock::now() >= busyUntil_;
-        Bytes bytes;
-        const StatusCode status = context_.sdk().i2cRead(port_.index(), place.address, reg, length, bytes, false);
-        if (late || !isStatus(status, DeviceStatus::NACK)) {
-            checkRead(context_, status, port_, place.address);
-            return bytes;
-        }
-    }
+    return readTarget(context_, port_, place.address, encodeRegister(place.reg, part_.registerBytes),
+                      std::min<std::uint64_t>(count, left), busyUntil_);
 }
 
 void Eeprom::erase(const Extent&) {}

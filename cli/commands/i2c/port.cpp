@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include "adapter/statuses.hpp"
+
 namespace tool {
 
 const char* const I2C_ADDRESS_ADVICE =
@@ -57,14 +59,18 @@ void checkWrite(Context& context, StatusCode status, const I2cPortOptions& port,
 }
 
 Bytes readTarget(Context& context, const I2cPortOptions& port, std::uint8_t address, const Bytes& registerAddress,
-                 std::uint64_t length)
+                 std::uint64_t length, std::chrono::steady_clock::time_point busyUntil)
 {
-    Bytes bytes;
-    checkRead(
-        context,
-        context.sdk().i2cRead(port.index(), address, registerAddress, static_cast<std::uint16_t>(length), bytes, false),
-        port, address);
-    return bytes;
+    for (;;) {
+        const bool late = std::chrono::steady_clock::now() >= busyUntil;
+        Bytes bytes;
+        const StatusCode status = context.sdk().i2cRead(port.index(), address, registerAddress,
+                                                        static_cast<std::uint16_t>(length), bytes, false);
+        if (late || !isStatus(status, DeviceStatus::NACK)) {
+            checkRead(context, status, port, address);
+            return bytes;
+        }
+    }
 }
 
 void writeTarget(Context& context, const I2cPortOptions& port, std::uint8_t address, const Bytes& registerAddress,

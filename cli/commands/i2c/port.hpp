@@ -1,6 +1,7 @@
 // An I2C port, and the transfers on it as commands make them.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 
@@ -36,8 +37,9 @@ extern const char* const I2C_ADDRESS_ADVICE;
 void checkRead(Context& context, StatusCode status, const I2cPortOptions& port, std::uint8_t address);
 void checkWrite(Context& context, StatusCode status, const I2cPortOptions& port, std::uint8_t address);
 
+// A memory that is still busy with what it got does not acknowledge: until `busyUntil` that is no failure.
 Bytes readTarget(Context& context, const I2cPortOptions& port, std::uint8_t address, const Bytes& registerAddress,
-                 std::uint64_t length);
+                 std::uint64_t length, std::chrono::steady_clock::time_point busyUntil = {});
 void writeTarget(Context& context, const I2cPortOptions& port, std::uint8_t address, const Bytes& registerAddress,
                  const Bytes& data);
 

@@ -8,7 +8,6 @@
 #include <nlohmann/json.hpp>
 
 #include "adapter/pieces.hpp"
-#include "adapter/statuses.hpp"
 #include "arguments/options.hpp"
 #include "arguments/transfers.hpp"
 #include "arguments/word_size.hpp"
@@ -78,21 +77,13 @@ Bytes maskFor(const SetOptions& options, const Bytes& data)
     return mask;
 }
 
-// A memory that is still busy with what it got does not acknowledge: for `busyLimit` that is no failure.
 Bytes readRange(Context& context, const SetOptions& options, const Written& written,
                 std::chrono::milliseconds busyLimit = {})
 {
-    const auto deadline = std::chrono::steady_clock::now() + busyLimit;
+    const auto busyUntil = std::chrono::steady_clock::now() + busyLimit;
     const auto readPiece = [&](std::uint64_t done, std::size_t count) {
-        const Bytes registerAddress = encodeRegister(written.reg + done, options.what.reg.bytes);
-        Bytes bytes;
-        StatusCode status = StatusCode::SUCCESS;
-        do {
-            status = context.sdk().i2cRead(options.port.index(), options.address, registerAddress,
-                                           static_cast<std::uint16_t>(count), bytes, false);
-        } while (isStatus(status, DeviceStatus::NACK) && std::chrono::steady_clock::now() < deadline);
-        checkRead(context, status, options.port, options.address);
-        return bytes;
+        return readTarget(context, options.port, options.address,
+                          encodeRegister(written.reg + done, options.what.reg.bytes), count, busyUntil);
     };
     return readInPieces(context, fmt::format("reading 0x{:02x}", options.address), written.data.size(),
                         carriageOf(options.port), readPiece);
