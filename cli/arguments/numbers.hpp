@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <string_view>
 
 namespace tool {
@@ -18,6 +19,12 @@ inline constexpr Range BYTE{0, 0xFF};
 inline constexpr Range WORD{0, 0xFFFF};
 inline constexpr Range ADDRESS{0, 0x7F};               // 7-bit, unshifted
 inline constexpr Range PERIOD{0, 24 * 60 * 60 * 1000}; // in milliseconds
+
+// A number and its text on the command line, for errors that are found later.
+struct Given {
+    std::uint64_t value = 0;
+    std::string text = "0";
+};
 
 // 0x50, 80 or 0b1010000; a leading zero does not mean octal. Throws UsageError naming `what` and `text`.
 std::uint64_t parseNumber(std::string_view what, std::string_view text, Range range);

@@ -118,17 +118,6 @@ AddedOption detail::addParsed(CLI::App& app, const char* names, const std::strin
     return AddedOption(*option);
 }
 
-AddedOption addNumbers(CLI::App& app, const char* names, std::vector<unsigned>& target, Range range,
-                       const std::string& description)
-{
-    return detail::addParsed(
-        app, names, "NUMBER", {}, description,
-        [&target, range](std::string_view what, const std::string& word) {
-            target.push_back(static_cast<unsigned>(parseNumber(what, word, range)));
-        },
-        detail::Words::MANY);
-}
-
 std::shared_ptr<CLI::FormatterBase> helpFormatter()
 {
     return std::make_shared<HelpFormatter>();

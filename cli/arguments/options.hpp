@@ -78,6 +78,10 @@ std::string defaultText(const T& value)
 {
     return std::to_string(value);
 }
+inline std::string defaultText(const Given& given)
+{
+    return given.text;
+}
 inline std::string defaultText(std::chrono::milliseconds period)
 {
     return std::to_string(period.count());
@@ -88,6 +92,16 @@ std::string defaultText(const std::optional<T>& value)
     return value ? defaultText(*value) : std::string();
 }
 
+template <class T, class Value>
+T taken(Value value, const std::string& word)
+{
+    if constexpr (std::is_same_v<T, Given>) {
+        return {value, word};
+    } else {
+        return static_cast<T>(value);
+    }
+}
+
 // `parse` takes what addParsed's `take` does, and a range.
 template <class T, class Parse>
 AddedOption addQuantity(CLI::App& app, const char* names, const char* valueName, T& target, Range range,
@@ -95,14 +109,15 @@ AddedOption addQuantity(CLI::App& app, const char* names, const char* valueName,
 {
     return addParsed(app, names, valueName, defaultText(target), description,
                      [&target, range, parse](std::string_view what, const std::string& word) {
-                         target = static_cast<typename Plain<T>::type>(parse(what, word, range));
+                         target = taken<typename Plain<T>::type>(parse(what, word, range), word);
                      });
 }
 
 } // namespace detail
 
-// Each of these: `target` is a value, which is shown as the default, or an optional one, which stays as it is when
-// the option is absent: empty, as a rule. Help names the unit that a plain number has.
+// Each of these: `target` is a value (a Given, to have its text for errors), which is shown as the default, or an
+// optional one, which stays as it is when the option is absent: empty, as a rule. Help names the unit that a plain
+// number has.
 template <class T>
 AddedOption addNumber(CLI::App& app, const char* names, T& target, Range range, const std::string& description)
 {
@@ -125,8 +140,17 @@ AddedOption addPeriod(CLI::App& app, const char* names, T& target, Range range, 
 }
 
 // One or more numbers, each a word.
-AddedOption addNumbers(CLI::App& app, const char* names, std::vector<unsigned>& target, Range range,
-                       const std::string& description);
+template <class T>
+AddedOption addNumbers(CLI::App& app, const char* names, std::vector<T>& target, Range range,
+                       const std::string& description)
+{
+    return detail::addParsed(
+        app, names, "NUMBER", {}, description,
+        [&target, range](std::string_view what, const std::string& word) {
+            target.push_back(detail::taken<T>(parseNumber(what, word, range), word));
+        },
+        detail::Words::MANY);
+}
 
 // The name of `target`'s value is shown as the default. `choices` must live as long as the command.
 template <class T>

@@ -62,8 +62,8 @@ struct Written {
     explicit Written(const WriteOptions& options, const WordOptions& words = {});
 };
 
-// The bytes `first` to `first + count - 1` must have register addresses. Throws UsageError naming `what`.
-void requireAddressable(std::string_view what, std::uint64_t first, std::uint64_t count, unsigned registerBytes);
+// `count` bytes from `first` on must have register addresses. Throws UsageError naming `what`.
+void requireAddressable(std::string_view what, const RegisterOptions& first, std::uint64_t count);
 
 void addRaw(CLI::App& app, bool& raw);
 

@@ -129,9 +129,11 @@ TEST(Data, RegistersGoOutMostSignificantByteFirst)
     EXPECT_EQ(refusal([&] { readAt("0xffffffff", 4); }), "accepted");
     EXPECT_EQ(refusal([&] { readAt("0x100", 1); }),
               "REGISTER: 0x100 does not fit in a 1-byte register address; raise --reg-bytes");
-    EXPECT_EQ(refusal([] { requireAddressable("DATA", 0xFE, 2, 1); }), "accepted");
-    EXPECT_EQ(refusal([] { requireAddressable("DATA", 0xFE, 3, 1); }),
-              "DATA: 3 bytes starting at 254 exceed a 1-byte register address; raise --reg-bytes");
+    EXPECT_EQ(refusal([] { requireAddressable("DATA", {"0xfe", 1}, 2); }), "accepted");
+    EXPECT_EQ(refusal([] {
+                  requireAddressable("DATA", {"0xfe", 1}, 3);
+              }),
+              "DATA: 3 bytes starting at 0xfe exceed a 1-byte register address; raise --reg-bytes");
 }
 
 TEST(Words, QuotesEscapesAndComments)

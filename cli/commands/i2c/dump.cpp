@@ -43,7 +43,7 @@ void dump(Context& context, const DumpOptions& options)
     const std::uint64_t first = registerNumber(options.reg);
     const std::uint64_t available = (std::uint64_t{1} << (8 * options.reg.bytes)) - first;
     const std::uint64_t length = options.length.value_or(std::min<std::uint64_t>(256, available));
-    requireAddressable("--length", first, length, options.reg.bytes);
+    requireAddressable("--length", options.reg, length);
     if (options.each && options.raw) {
         throw UsageError("--raw: cannot be combined with --each, which may find registers without a value",
                          "use --json");

@@ -25,12 +25,12 @@ namespace {
 
 struct ScanOptions {
     I2cPortOptions port;
-    std::optional<unsigned> first;
-    std::optional<unsigned> last;
+    std::optional<Given> first;
+    std::optional<Given> last;
     bool all = false;
     bool quick = false;
     bool read = false;
-    std::vector<unsigned> expected;
+    std::vector<Given> expected;
 };
 
 // The addresses that are not reserved.
@@ -46,14 +46,14 @@ std::optional<Range> probedRange(const ScanOptions& options)
         throw UsageError("--all: cannot be combined with FIRST LAST", "omit one of them");
     }
     if (options.first && !options.last) {
-        throw UsageError("LAST is missing", fmt::format("write {0} {0} for one address", *options.first));
+        throw UsageError("LAST is missing", fmt::format("write {0} {0} for one address", options.first->text));
     }
-    if (options.first && *options.first > *options.last) {
-        throw UsageError(fmt::format("FIRST: {} is above LAST, {}", *options.first, *options.last),
+    if (options.first && options.first->value > options.last->value) {
+        throw UsageError(fmt::format("FIRST: {} is above LAST, {}", options.first->text, options.last->text),
                          "write the lower address first");
     }
     if (options.first) {
-        return Range{*options.first, *options.last};
+        return Range{options.first->value, options.last->value};
     }
     if (options.all) {
         return ADDRESS;
@@ -63,11 +63,11 @@ std::optional<Range> probedRange(const ScanOptions& options)
 
 void requireExpectedWithin(const ScanOptions& options, Range range)
 {
-    for (const unsigned address : options.expected) {
+    for (const auto& [address, text] : options.expected) {
         if (address < range.low || address > range.high) {
-            throw UsageError(fmt::format("--expect: 0x{:02x} is not scanned, only 0x{:02x} to 0x{:02x} are", address,
-                                         range.low, range.high),
-                             "widen the range or use --all");
+            throw UsageError(
+                fmt::format("--expect: {} is not scanned, only 0x{:02x} to 0x{:02x} are", text, range.low, range.high),
+                "widen the range or use --all");
         }
     }
 }
@@ -155,7 +155,8 @@ void scan(Context& context, const ScanOptions& options)
         fields["two_byte_entries"].push_back(entry);
     }
     std::vector<std::string> missing;
-    for (const unsigned address : options.expected) {
+    for (const Given& expected : options.expected) {
+        const auto address = static_cast<unsigned>(expected.value);
         if (!found.addresses.contains(address)) {
             missing.push_back(fmt::format("0x{:02x}", address));
             fields["missing"].push_back(address);

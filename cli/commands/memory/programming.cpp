@@ -30,15 +30,19 @@ constexpr std::uint8_t ERASED = 0xFF;
 // Throws UsageError for what the memory does not have.
 Extent extentOf(const RangeOptions& range, const Geometry& geometry)
 {
-    if (range.offset >= geometry.size) {
-        throw UsageError(fmt::format("--offset: {} is beyond the memory's {} bytes", range.offset, geometry.size));
+    const auto& [offset, offsetText] = range.offset;
+    if (offset >= geometry.size) {
+        throw UsageError(fmt::format("--offset: {} is beyond the memory's {} bytes", offsetText, geometry.size));
     }
-    const std::uint64_t rest = geometry.size - range.offset;
-    if (range.length.value_or(0) > rest) {
-        throw UsageError(fmt::format("--length: {} bytes starting at {} exceed the memory's {} bytes", *range.length,
-                                     range.offset, geometry.size));
+    const std::uint64_t rest = geometry.size - offset;
+    if (!range.length) {
+        return {offset, rest};
     }
-    return {range.offset, range.length.value_or(rest)};
+    if (range.length->value > rest) {
+        throw UsageError(fmt::format("--length: {} starting at {} exceeds the memory's {} bytes", range.length->text,
+                                     offsetText, geometry.size));
+    }
+    return {offset, range.length->value};
 }
 
 // A file, and where its bytes belong.
@@ -55,8 +59,8 @@ Image readImage(const std::string& file, const RangeOptions& range, const Geomet
     const std::uint64_t room = image.extent.length;
     image.bytes = readFile("FILE", file, room);
     const std::uint64_t size = image.bytes.size();
-    if (range.length.value_or(0) > size) {
-        throw UsageError(fmt::format("--length: {} has {} bytes, not {}", image.file, size, room));
+    if (range.length && size < room) {
+        throw UsageError(fmt::format("--length: {} has {} bytes, not {}", image.file, size, range.length->text));
     }
     if (!range.length && size > room) {
         throw UsageError(fmt::format("FILE: {} holds more than the {} bytes that there is room for", image.file, room));

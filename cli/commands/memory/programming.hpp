@@ -1,7 +1,6 @@
 // The jobs that all memories have: reading into a file, writing from one, comparing, erasing.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -12,8 +11,8 @@
 namespace tool {
 
 struct RangeOptions {
-    std::uint64_t offset = 0;
-    std::optional<std::uint64_t> length;
+    Given offset;
+    std::optional<Given> length;
 };
 
 void addRangeOptions(CLI::App& app, RangeOptions& options, const char* lengthDescription);

@@ -83,7 +83,7 @@ void verify(Context& context, const FlashVerifyOptions& options)
 
 void erase(Context& context, const FlashEraseOptions& options)
 {
-    if (options.all == options.range.length.has_value() || (options.all && options.range.offset != 0)) {
+    if (options.all == options.range.length.has_value() || (options.all && options.range.offset.value != 0)) {
         throw UsageError("what to erase is not clear", "give --length, with --offset if it is not 0, or just --all");
     }
     NorFlash flash = openFlash(context, options.flash);
