@@ -1,7 +1,7 @@
 #include "arguments/pattern.hpp"
 
 #include <algorithm>
-#include <memory>
+#include <iterator>
 #include <regex>
 #include <utility>
 
@@ -12,42 +12,36 @@
 
 namespace tool {
 
-namespace {
-
-using Found = std::optional<std::string>;
-
-// Matched without backtracking, and from all places of the text in one pass: a device could otherwise choose bytes that
-// take forever, or all of the stack.
-std::regex compile(std::string_view what, const std::string& pattern)
+FindRegex compileRegex(std::string_view what, std::string_view given, const std::string& pattern)
 {
     constexpr auto SYNTAX = std::regex::ECMAScript | std::regex_constants::__polynomial;
+    std::regex regex;
     try {
-        const std::regex alone(pattern, SYNTAX); // its brackets are its own
-        return std::regex(fmt::format(R"([\s\S]*?({}))", pattern), SYNTAX);
+        regex.assign(pattern, SYNTAX); // alone, because its brackets are its own
+        // From all places of the text in one pass.
+        regex.assign(fmt::format(R"([\s\S]*?({}))", pattern), SYNTAX);
     } catch (const std::regex_error& error) {
-        throw UsageError(fmt::format("{}: '/{}/' is not a regex that can be used: {}", what, pattern, error.what()));
+        throw UsageError(fmt::format("{}: '{}' is not a regex that can be used: {}", what, given, error.what()),
+                         "write one in ECMAScript's syntax without back-references");
     }
+    return [regex = std::move(regex)](std::string_view text, bool fromStart) {
+        auto flags = std::regex_constants::match_continuous;
+        if (!fromStart) {
+            flags |= std::regex_constants::match_not_bol;
+        }
+        std::cmatch match;
+        std::vector<std::string> found;
+        if (std::regex_search(text.data(), text.data() + text.size(), match, regex, flags)) {
+            found.assign(std::next(match.begin()), match.end());
+        }
+        return found;
+    };
 }
-
-Found findRegex(const std::regex& regex, std::string_view text, bool fromStart)
-{
-    std::cmatch match;
-    auto flags = std::regex_constants::match_continuous;
-    if (!fromStart) {
-        flags |= std::regex_constants::match_not_bol;
-    }
-    return std::regex_search(text.data(), text.data() + text.size(), match, regex, flags) ? Found(match.str(1))
-                                                                                          : std::nullopt;
-}
-
-} // namespace
 
 Search::Search(std::string_view what, const std::string& pattern)
 {
     if (pattern.size() > 2 && pattern.front() == '/' && pattern.back() == '/') {
-        find_ = [regex = compile(what, pattern.substr(1, pattern.size() - 2))](std::string_view text, bool fromStart) {
-            return findRegex(regex, text, fromStart);
-        };
+        find_ = compileRegex(what, pattern, pattern.substr(1, pattern.size() - 2));
         return;
     }
     const Bytes bytes = parseText(what, pattern);
@@ -56,7 +50,7 @@ Search::Search(std::string_view what, const std::string& pattern)
             fmt::format("{}: a text of {} bytes cannot be looked for, 1 to {} can", what, bytes.size(), LONGEST_MATCH));
     }
     find_ = [wanted = std::string(bytes.begin(), bytes.end())](std::string_view text, bool) {
-        return text.find(wanted) == std::string_view::npos ? std::nullopt : Found(wanted);
+        return std::vector<std::string>(text.find(wanted) == std::string_view::npos ? 0 : 1, wanted);
     };
 }
 
@@ -66,7 +60,9 @@ bool Search::add(std::span<const std::uint8_t> bytes)
         const auto piece = bytes.first(std::min(bytes.size(), LONGEST_MATCH));
         bytes = bytes.subspan(piece.size());
         recent_.append(piece.begin(), piece.end());
-        match_ = find_(recent_, fromStart_);
+        if (auto found = find_(recent_, fromStart_); !found.empty()) {
+            match_ = std::move(found.front());
+        }
         if (recent_.size() > LONGEST_MATCH) {
             recent_.erase(0, recent_.size() - LONGEST_MATCH);
             fromStart_ = false;

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tool {
 
@@ -16,6 +17,14 @@ inline constexpr const char* PATTERN_HELP = R"(text with escapes such as \r, or 
 
 // The longest text, and the longest match that a regex may have; longer ones may be missed.
 inline constexpr std::size_t LONGEST_MATCH = 1024; // bytes
+
+// What a regex finds first in `text`, and what each of its groups does; empty for nothing. `fromStart`: nothing was
+// before the text, so that ^ may match.
+using FindRegex = std::function<std::vector<std::string>(std::string_view text, bool fromStart)>;
+
+// Of ECMAScript, without back-references, so that it is matched without backtracking: a device could otherwise choose
+// bytes that take forever, or all of the stack. Throws UsageError naming `what` and the pattern as it was `given`.
+FindRegex compileRegex(std::string_view what, std::string_view given, const std::string& pattern);
 
 // Looks for a text (with the escapes of `text:`), or for an ECMAScript regex between slashes, in bytes as they come.
 // However long the stream and whatever is in it: a byte costs a bounded time, and memory and stack are bounded, too.
@@ -31,10 +40,7 @@ public:
     const std::optional<std::string>& match() const { return match_; }
 
 private:
-    // The first match in `text`. `fromStart`: `text` is all that came, so that ^ may match.
-    using Find = std::function<std::optional<std::string>(std::string_view text, bool fromStart)>;
-
-    Find find_;
+    FindRegex find_; // or the same for a text
     std::string recent_; // the end of what came
     bool fromStart_ = true;
     std::optional<std::string> match_;

@@ -206,7 +206,8 @@ void addBatchCommand(Commands& commands, RunLine runLine)
         "                         the first group\n"
         "  set NAME=json:POINTER  for a value of its JSON object, such as json:/pins/0/level\n"
         "  include FILE           run its lines; a relative FILE is sought beside this one\n"
-        "Expressions are ECMAScript's; a line of output is searched up to 8192 bytes.");
+        "Expressions are ECMAScript's without back-references; a line of output is searched up\n"
+        "to 8192 bytes.");
     options.runLine = runLine;
     addText(app, "FILE", options.file, "Command file, or - for standard input; # starts a comment").required();
     addFlag(app, "-k,--keep-going", options.keepGoing, "Continue after a failed command");

@@ -1,11 +1,11 @@
 #include "commands/batch/variables.hpp"
 
 #include <algorithm>
-#include <regex>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "arguments/pattern.hpp"
 #include "console/errors.hpp"
 
 namespace tool {
@@ -40,16 +40,6 @@ std::string atPointer(const std::string& pointer, const Printed& printed)
     }
 }
 
-std::regex compile(std::string_view what, const std::string& pattern)
-{
-    try {
-        return std::regex(pattern);
-    } catch (const std::regex_error& error) {
-        throw UsageError(fmt::format("{}: '{}' is not a regular expression", what, pattern),
-                         "write one in ECMAScript's syntax, in quotes, such as 'level: [0-9]+'");
-    }
-}
-
 // For messages: not all of a long text.
 std::string shortened(const std::string& text)
 {
@@ -62,15 +52,13 @@ std::string shortened(const std::string& text)
 
 std::string findInLines(std::string_view what, const std::string& pattern, const std::string& text)
 {
-    // The matcher calls itself for each character: a longer line could exhaust the stack.
-    constexpr std::size_t LONGEST_LINE = 8192;
-    const std::regex regex = compile(what, pattern);
+    constexpr std::size_t LONGEST_LINE = 8192; // bounds the time
+    const FindRegex find = compileRegex(what, pattern, pattern);
     std::string_view rest = text;
     do {
-        const std::string_view line = rest.substr(0, std::min(rest.find('\n'), LONGEST_LINE));
-        std::match_results<std::string_view::const_iterator> match;
-        if (std::regex_search(line.begin(), line.end(), match, regex)) {
-            return match[match.size() > 1 ? 1 : 0].str();
+        const auto found = find(rest.substr(0, std::min(rest.find('\n'), LONGEST_LINE)), true);
+        if (!found.empty()) {
+            return found[found.size() > 1 ? 1 : 0];
         }
         rest.remove_prefix(std::min(rest.find('\n'), rest.size() - 1) + 1);
     } while (!rest.empty());
