@@ -400,7 +400,7 @@ TARVIX_API StatusCode TarvixSDK_SpiSetParameters(TarvixSDK_Handle* handle, SpiBi
 /**
  * Mirrors `spiTransfer`.
  *
- * @param txData null sends nothing, whatever `txLength` is; otherwise must be readable even with a null handle
+ * @param txData null sends nothing, whatever `txLength` is; otherwise must be readable, unless the handle is null
  * @param rxBuffer room: see convention 8; null discards what is received
  * @param length the transfer length that is sent; the number of bytes received is not reported
  */
@@ -423,7 +423,7 @@ TARVIX_API StatusCode TarvixSDK_UartSetParameters(TarvixSDK_Handle* handle, Uart
 /** Mirrors `uartDeinit`. */
 TARVIX_API StatusCode TarvixSDK_UartDeinit(TarvixSDK_Handle* handle);
 
-/** Mirrors `uartSendMessage`. @param data not tested: must be readable even with a null handle */
+/** Mirrors `uartSendMessage`. @param data not tested: must be readable, unless the handle is null */
 TARVIX_API StatusCode TarvixSDK_UartSendMessage(TarvixSDK_Handle* handle, const uint8_t* data, uint16_t length);
 /**@}*/
 
@@ -440,7 +440,7 @@ TARVIX_API StatusCode TarvixSDK_I3cSetParameters(TarvixSDK_Handle* handle, I3cPu
                                                  I3cOpenDrainTransferRate openDrainRate, I2cTransferRate i2cRate,
                                                  I3cDriveStrength driveStrength);
 
-/** Mirrors `i3cInitBus`. @param targets `count` records; not tested: must be readable even with a null handle */
+/** Mirrors `i3cInitBus`. @param targets `count` records; not tested: must be readable, unless the handle is null */
 TARVIX_API StatusCode TarvixSDK_I3cInitBus(TarvixSDK_Handle* handle, const I3cTargetInfo* targets, uint8_t count);
 
 /** Mirrors `i3cResetBus`. */

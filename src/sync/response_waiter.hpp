@@ -118,12 +118,12 @@ public:
     }
 
     // After a request that could not be written: why the session is over, or NO_RESPONSE when it goes on.
-    StatusCode takeEnd(std::chrono::milliseconds patience, std::size_t place = 0)
+    StatusCode takeEnd(std::chrono::milliseconds patience)
     {
         std::unique_lock lock(mutex_);
         condition_.wait_for(lock, patience, [this] { return ended_ != StatusCode::SUCCESS; });
-        places_[place].expected = NOBODY;
-        places_[place].arrived = false;
+        only_.expected = NOBODY;
+        only_.arrived = false;
         return ended_ != StatusCode::SUCCESS ? ended_ : StatusCode::NO_RESPONSE;
     }
 
