@@ -1,5 +1,8 @@
 // Memories: what a plan changes, what a flash memory's table says, and the requests that a memory gets, on one that
 // answers as it is told.
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -8,6 +11,7 @@
 
 #include "commands/i2c/eeprom.hpp"
 #include "commands/memory/plan.hpp"
+#include "commands/memory/programming.hpp"
 #include "commands/spi/flash_identity.hpp"
 #include "commands/spi/nor_flash.hpp"
 #include "commands/spi/sfdp.hpp"
@@ -318,6 +322,41 @@ TEST_F(MemoryTest, FlashIsWaitedFor)
         EXPECT_STREQ(failure.what(), "writing at 0x12345: the flash is still busy after 0 ms, its status is 0x03");
         EXPECT_EQ(failure.exitStatus(), ExitStatus::NO_ANSWER);
     }
+}
+
+// Its erases work; of what is written, nothing arrives.
+struct DeafMemory final : Memory {
+    const Geometry& geometry() const override { return chip; }
+    Carriage carriage() const override { return {1'000'000, 8, 8}; }
+    Json fields() const override { return {}; }
+    Bytes read(std::uint64_t offset, std::size_t count) override { return part(content, offset, offset + count); }
+    void erase(const Extent& block) override
+    {
+        std::fill_n(content.begin() + static_cast<std::ptrdiff_t>(block.offset), block.length, std::uint8_t{0xFF});
+    }
+    void write(std::span<const PageWrite>, const std::function<void(std::size_t)>&) override {}
+    std::string adviceOnDifference() override { return "advice"; }
+
+    const Geometry chip{32, 4, {8}};
+    Bytes content = Bytes(32, 0x00);
+};
+
+TEST_F(MemoryTest, WhatABlockHeldIsRescuedWhenItDoesNotComeBack)
+{
+    const auto home = std::filesystem::current_path();
+    std::string directory = testing::TempDir() + "rescueXXXXXX";
+    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    std::filesystem::current_path(directory);
+    DeafMemory memory;
+    EXPECT_THROW(eraseMemory(*context, memory, {{4, "4"}, Given{14, "14"}}, true), Failure);
+    const auto rescued = [](const char* name) {
+        return std::filesystem::exists(name) ? readFile("", name, 99) : Bytes{};
+    };
+    EXPECT_EQ(rescued("tarvix-rescue-0x0.bin"), hex("00 00 00 00 FF FF FF FF"));
+    EXPECT_EQ(rescued("tarvix-rescue-0x8.bin"), Bytes{}) << "all of it was to be erased";
+    EXPECT_EQ(rescued("tarvix-rescue-0x10.bin"), hex("FF FF 00 00 00 00 00 00"));
+    std::filesystem::current_path(home);
+    std::filesystem::remove_all(directory);
 }
 
 } // namespace

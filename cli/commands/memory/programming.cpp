@@ -193,11 +193,21 @@ void rescue(Context& context, std::uint64_t offset, std::span<const std::uint8_t
         what = fmt::format("what it held is lost: {}", lost.what());
     }
     terminal::tell(
-        fmt::format("tarvix {}: the block at 0x{:x} is incomplete; {}", context.output().command(), offset, what));
+        fmt::format("tarvix {}: the block at 0x{:x} may be incomplete; {}", context.output().command(), offset, what));
 }
 
-// What a block holds besides what is asked for exists nowhere else once it is erased. So no Ctrl-C stops that change,
-// and if it fails, a file gets what the block should hold.
+// What a block should hold that is erased, but was not asked for as a whole; empty for any other change. The rest of it
+// exists nowhere else once it is erased.
+std::span<const std::uint8_t> keptBlock(const Change& change, const Extent& asked, const Extent& read,
+                                        const Bytes& after)
+{
+    if (!change.erases || asked.contains(change.block)) {
+        return {};
+    }
+    return std::span(after).subspan(change.block.offset - read.offset, change.block.length);
+}
+
+// No Ctrl-C stops such a change, and if it fails, a file gets what the block should hold.
 void applyKeeping(Context& context, Changer& changer, const Change& change, std::span<const std::uint8_t> block)
 {
     const Uninterrupted toTheEnd;
@@ -217,9 +227,8 @@ void applyAll(Context& context, Memory& memory, const Extent& asked, const Exten
     const auto apply = [&] {
         for (const Change& change : changes) {
             throwIfInterrupted();
-            if (change.erases && !asked.contains(change.block)) {
-                applyKeeping(context, changer, change,
-                             std::span(after).subspan(change.block.offset - read.offset, change.block.length));
+            if (const auto kept = keptBlock(change, asked, read, after); !kept.empty()) {
+                applyKeeping(context, changer, change, kept);
             } else {
                 changer.apply(change);
             }
@@ -229,6 +238,22 @@ void applyAll(Context& context, Memory& memory, const Extent& asked, const Exten
         return fmt::format("{} of {} bytes erased, {} of {} written; run the command again to finish",
                            changer.done().erased, all.erased, changer.done().written, all.written);
     });
+}
+
+// After a difference, the next run would take what it finds in the rest of a block for what belongs there.
+void verifyAll(Context& context, Memory& memory, const Image& image, const Extent& read, const Bytes& after,
+               const std::vector<Change>& changes)
+{
+    try {
+        compare(context, memory, image.file, read, after, [&] { return memory.adviceOnDifference(); });
+    } catch (const Failure&) {
+        for (const Change& change : changes) {
+            if (const auto kept = keptBlock(change, image.extent, read, after); !kept.empty()) {
+                rescue(context, change.block.offset, kept);
+            }
+        }
+        throw;
+    }
 }
 
 void change(Context& context, Memory& memory, const Image& image, bool verifies)
@@ -242,7 +267,7 @@ void change(Context& context, Memory& memory, const Image& image, bool verifies)
     if (!changes.empty()) {
         applyAll(context, memory, image.extent, read, after, changes);
         if (verifies) {
-            compare(context, memory, image.file, read, after, [&] { return memory.adviceOnDifference(); });
+            verifyAll(context, memory, image, read, after, changes);
         }
     }
     const bool verified = verifies || changes.empty();
