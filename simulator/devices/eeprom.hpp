@@ -26,6 +26,14 @@ public:
     std::optional<std::size_t> read(std::span<std::uint8_t> into) override;
     void powerCycle() override;
 
+    Cells cells() const override { return {.count = memory_.size()}; }
+    std::uint32_t peek(std::size_t address) const override { return memory_[address]; }
+    void poke(std::size_t address, std::uint32_t value) override
+    {
+        memory_[address] = static_cast<std::uint8_t>(value);
+    }
+    std::vector<Fact> facts() const override { return {{"pointer", static_cast<std::int64_t>(address_)}}; }
+
 private:
     Geometry geometry_;
     std::vector<std::uint8_t> memory_;

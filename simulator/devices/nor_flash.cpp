@@ -124,6 +124,13 @@ std::uint8_t NorFlash::byteAt(std::size_t address) const
     return sector.empty() ? ERASED : sector[address % SECTOR];
 }
 
+std::vector<std::uint8_t>& NorFlash::sectorOf(std::size_t address)
+{
+    auto& sector = sectors_[address % SIZE / SECTOR];
+    sector.resize(SECTOR, ERASED);
+    return sector;
+}
+
 void NorFlash::program(std::size_t address, std::span<const std::uint8_t> data)
 {
     // Data is collected in a page buffer first: of more than a page, the last bytes for each place count.
@@ -134,8 +141,7 @@ void NorFlash::program(std::size_t address, std::span<const std::uint8_t> data)
         buffer[offset] = byte;
         offset = (offset + 1) % PAGE;
     }
-    auto& sector = sectors_[address % SIZE / SECTOR];
-    sector.resize(SECTOR, ERASED);
+    auto& sector = sectorOf(address);
     const std::size_t page = address % SECTOR / PAGE * PAGE;
     for (std::size_t i = 0; i < PAGE; ++i) {
         sector[page + i] &= buffer[i];
@@ -146,6 +152,16 @@ void NorFlash::program(std::size_t address, std::span<const std::uint8_t> data)
 void NorFlash::powerCycle()
 {
     writeEnabled_ = false;
+}
+
+void NorFlash::poke(std::size_t address, std::uint32_t value)
+{
+    sectorOf(address)[address % SECTOR] = static_cast<std::uint8_t>(value);
+}
+
+std::vector<Fact> NorFlash::facts() const
+{
+    return {{"write_enabled", writeEnabled_}, {"protection", protection_}};
 }
 
 } // namespace sim

@@ -21,6 +21,14 @@ public:
     std::optional<std::size_t> read(std::span<std::uint8_t> into) override;
     void powerCycle() override;
 
+    Cells cells() const override { return {.count = registers_.size(), .bytes = 2}; }
+    std::uint32_t peek(std::size_t address) const override { return registers_[address]; }
+    void poke(std::size_t address, std::uint32_t value) override
+    {
+        registers_[address] = static_cast<std::uint16_t>(value);
+    }
+    std::vector<Fact> facts() const override { return {{"pointer", static_cast<std::int64_t>(pointer_)}}; }
+
 private:
     static constexpr std::size_t TEMPERATURE = 0;
     // Temperature, configuration, low limit, high limit. Temperatures in 1/256 degree Celsius: 23.5, 75 and 80.
