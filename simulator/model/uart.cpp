@@ -63,7 +63,9 @@ void sendMessage(Uart& uart, Request& request, OutputFrame&)
     require(message.size() == count, DeviceStatus::MALFORMED_FRAME);
     require(uart.dataSize.has_value(), DeviceStatus::NOT_INITIALISED);
     if (!message.empty()) {
-        uart.peer.receive(masked(message, *uart.dataSize));
+        const auto sent = masked(message, *uart.dataSize);
+        uart.sent.add(sent);
+        uart.peer.receive(sent);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 
+#include "bench/byte_log.hpp"
 #include "devices/uart_peer.hpp"
 #include "model/command_table.hpp"
 #include "model/notifications.hpp"
@@ -15,6 +16,7 @@ namespace sim {
 struct Uart {
     Notifications& notifications;
     UartPeer& peer;
+    ByteLog& sent;
     std::optional<UartDataSize> dataSize{}; // the setting that shows in what comes back; none: not initialised
 };
 

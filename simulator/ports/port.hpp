@@ -20,7 +20,11 @@ int uhidPort(const HostOptions& options, const std::string& device);
 int gadgetPort(const HostOptions& options, const std::vector<std::string>& nodes,
                const std::vector<std::string>& udcFiles);
 
-// Raises an event on an adapter of the `tarvix-sim run` around this process.
-int trigger(const std::string& event, const std::string& adapter, const std::vector<std::string>& fields);
+// Sends requests of docs/bench-control.md, with a pause between one and the next, and prints what the answers hold. An
+// empty `socket` is that of the `tarvix-sim run` around this process.
+int trigger(const std::string& socket, const std::vector<std::string>& requests, std::chrono::milliseconds pause);
+
+// Prints the state of one adapter, by its serial number or index, or if that is empty of all.
+int showState(const std::string& socket, const std::string& adapter, bool json);
 
 } // namespace sim

@@ -19,7 +19,9 @@ int perform(const sim::Arguments& arguments)
     case sim::Arguments::Action::GADGET:
         return sim::gadgetPort(arguments.host, arguments.gadgetNodes, arguments.udcFiles);
     case sim::Arguments::Action::TRIGGER:
-        return sim::trigger(arguments.event, arguments.adapter, arguments.eventFields);
+        return sim::trigger(arguments.connect, arguments.requests, arguments.pause);
+    case sim::Arguments::Action::STATE:
+        return sim::showState(arguments.connect, arguments.adapter, arguments.json);
     case sim::Arguments::Action::BOARD:
         fmt::print("{}", arguments.printsBoard ? sim::defaultBoardText() : arguments.boardFile + ": good\n");
         return 0;

@@ -104,6 +104,26 @@ TEST_F(Tool, SeesTargetsInterruptAndJoinOnATrigger)
                               "already out\n");
 }
 
+TEST_F(Tool, MeetsTheHandOnTheBench)
+{
+    const auto outcome = shell("export SIM=" TARVIX_SIM " TARVIX=" TARVIX R"(; $SIM run -- sh -c '
+        $SIM trigger put temperature 0 0x1900
+        $TARVIX i2c get 0x48 0 --word 2
+        $TARVIX i2c set 0x50 0x10 1 2
+        $SIM trigger get small-eeprom 0x0f 4
+        $SIM trigger set pin1 high
+        $TARVIX gpio get 0
+        $TARVIX uart send text:hello
+        $SIM trigger uart-sent
+        $SIM trigger get temprature 0
+        $SIM state | grep -E "wire wire0|uart|small"' 2>&1)");
+    EXPECT_EQ(outcome.output, "0x1900\n0xff 0x01 0x02 0xff\n0=high\nhello"
+                              "tarvix-sim: device: 'temprature' is none of temperature, small-eeprom, large-eeprom, "
+                              "flash, loopback, uart, i3c0, i3c1, i3c-eeprom; did you mean 'temperature'?\n"
+                              "  wire wire0: high, held by hand\n  uart: initialised, bits 8\n"
+                              "  device small-eeprom: eeprom at i2c0-0x50, pointer 18\n  device uart: echo at uart\n");
+}
+
 TEST_F(Tool, WorksWhereStandardErrorTakesNothing)
 {
     for (const std::string error : {"2>&-", "2>/dev/full", "2> >(:); wait $!"}) {

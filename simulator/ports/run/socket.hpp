@@ -4,7 +4,7 @@
 //
 //   list                              answer: OK, then an AdapterRecord for each adapter that is present
 //   watch                             answer: OK; from then on ADDED or REMOVED, AdapterRecord when one comes or goes
-//   trigger EVENT ADAPTER FIELD...    answer: OK, or one field that says why not
+//   control JSON                      answer: OK and JSON, or one field that says why not; docs/bench-control.md
 //
 // A connection to the socket beside a node opens the adapter. It gets OK, and from then on each message is one report,
 // both ways, until the host closes it when the adapter is unplugged.

@@ -70,7 +70,14 @@ public:
     // Drops what the cable has not taken.
     void discardReports() { reports_.clear(); }
 
+    // For whoever looks at the adapter and changes what is around it; `settle` sends what that has caused.
+    VirtualAdapter& adapter() { return adapter_; }
+    void settle();
+    void setFault(Fault fault, double probability) { faults_.set(fault, probability); }
+    const FaultPlan& faults() const { return faults_.plan(); }
+
     // As VirtualAdapter; false also while absent.
+    bool receiveOnUart(std::span<const std::uint8_t> bytes);
     bool raiseInBandInterrupt(std::size_t target, std::span<const std::uint8_t> payload);
     bool raiseHotJoin(std::size_t target);
 
@@ -84,7 +91,6 @@ private:
 
     void execute(const Frame& request);
     void send(Frame frame);
-    void settle();
     void sendDueFrames();
     void leave(std::optional<std::chrono::milliseconds> time);
     void log(const char* direction, const Frame& frame) const;
