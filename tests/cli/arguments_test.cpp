@@ -129,11 +129,11 @@ TEST(Data, RegistersGoOutMostSignificantByteFirst)
     EXPECT_EQ(refusal([&] { readAt("0xffffffff", 4); }), "accepted");
     EXPECT_EQ(refusal([&] { readAt("0x100", 1); }),
               "REGISTER: 0x100 does not fit in a 1-byte register address; raise --reg-bytes");
-    EXPECT_EQ(refusal([] { requireAddressable("DATA", {"0xfe", 1}, 2); }), "accepted");
+    EXPECT_EQ(refusal([] { requireAddressable("--length", {"0xfe", 1}, {2, "0b10"}); }), "accepted");
     EXPECT_EQ(refusal([] {
-                  requireAddressable("DATA", {"0xfe", 1}, 3);
+                  requireAddressable("--length", {"0xfe", 1}, {3, "0b11"});
               }),
-              "DATA: 3 bytes starting at 0xfe exceed a 1-byte register address; raise --reg-bytes");
+              "--length: 0b11 starting at 0xfe is more than a 1-byte register address reaches; raise --reg-bytes");
 }
 
 TEST(Words, QuotesEscapesAndComments)
