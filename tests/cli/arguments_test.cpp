@@ -105,7 +105,7 @@ TEST(Data, NumbersHexTextAndFiles)
         {"", "'" + number + use},
         {"xyz", "'xyz" + number + use},
         {"256", "256" + range},
-        {"0xdead", "0xdead" + range},
+        {"0xdead", "0xdead is out of range, 0 to 0xff" + use},
         {"hex:", "'hex:': two hex digits make a byte"},
         {"hex:123", "'hex:123': two hex digits make a byte"},
         {"hex:1g", "'hex:1g': two hex digits make a byte"},
@@ -179,7 +179,7 @@ TEST(Messages, WhatTheAdapterCannotDoIsRefused)
     const std::vector<std::pair<Strings, std::string>> table{
         {{"r2"}, "DESCRIPTOR: 'r2' has no address; write r2@0x50"},
         {{"r65536@0x50"}, "r65536@0x50: 65536 is out of range, 0 to 65535"},
-        {{"r1@0x80"}, "r1@0x80: 0x80 is out of range, 0 to 127"},
+        {{"r1@0x80"}, "r1@0x80: 0x80 is out of range, 0 to 0x7f"},
         {{"w2@0x50", "1"}, "DATA of w2@0x50: 1 byte given, 2 expected"},
         {{"w1@0x50", "01", "2="}, "DATA of w1@0x50: 2 bytes given, 1 expected"},
         {{"w3@0x50", "="},

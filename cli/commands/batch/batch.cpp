@@ -233,12 +233,12 @@ void addBatchCommand(Commands& commands, RunLine runLine)
         "                         the first group\n"
         "  set NAME=json:POINTER  for a value of its JSON object, such as json:/pins/0/level\n"
         "  include FILE           run its lines; a relative FILE is sought beside this one\n"
+        "Expressions are ECMAScript's without back-references; a line of output is searched up\n"
+        "to 8192 bytes.\n\n"
         "A dry run prints each line and under it, in hex, the frames that it would send. It has no\n"
         "answers: a command is followed up to the first that it reads or waits for, 'expect' and\n"
         "what 'set' takes from output are not evaluated, and nor are lines that use it. All lines\n"
-        "are checked, nothing waits, and no file is written.\n\n"
-        "Expressions are ECMAScript's without back-references; a line of output is searched up\n"
-        "to 8192 bytes.");
+        "are checked, nothing waits, and no file is written.");
     options.runLine = runLine;
     addText(app, "FILE", options.file, "Command file, or - for standard input; # starts a comment").required();
     addFlag(app, "-k,--keep-going", options.keepGoing, "Continue after a failed command");
