@@ -12,6 +12,12 @@ namespace sim {
 // Runs `command` with the adapters in place of the machine's HID devices; the status is the command's.
 int runPort(const HostOptions& options, const std::vector<std::string>& command);
 
+// The same with the adapters of a `tarvix-sim serve`, whose socket this is.
+int connectPort(const std::string& socket, const std::vector<std::string>& command);
+
+// Adapters for the commands that connect to them at `socket`, until SIGINT or SIGTERM.
+int servePort(const HostOptions& options, const std::string& socket);
+
 // HID devices of this machine's kernel, through `device` (/dev/uhid), until SIGINT or SIGTERM.
 int uhidPort(const HostOptions& options, const std::string& device);
 

@@ -221,7 +221,36 @@ void addRun(CLI::App& app, Arguments& arguments, Wishes& wishes)
                "could not be run.");
     addHostOptions(run, arguments, wishes);
     addAdapterCount(run, wishes);
-    run.callback([&] { arguments.action = Arguments::Action::RUN; });
+    const auto ofAdapters = run.get_options([&](const CLI::Option* option) { return option != run.get_help_ptr(); });
+    run.add_option("--connect", arguments.connect,
+                   "Use the adapters of the 'tarvix-sim serve' at this socket; no other options then")
+        ->type_name("PATH")
+        ->expected(1)
+        ->allow_extra_args(false);
+    run.callback([&arguments, ofAdapters] {
+        const auto given =
+            std::ranges::find_if(ofAdapters, [](const CLI::Option* option) { return option->count() > 0; });
+        if (!arguments.connect.empty() && given != ofAdapters.end()) {
+            throw CLI::ValidationError(
+                fmt::format("{0}: the adapters of --connect are there already; give {0} to 'tarvix-sim serve'",
+                            (*given)->get_name()));
+        }
+        arguments.action = Arguments::Action::RUN;
+    });
+}
+
+void addServe(CLI::App& app, Arguments& arguments, Wishes& wishes)
+{
+    auto& serve = *app.add_subcommand("serve", "Serve virtual adapters to commands that connect, until interrupted");
+    serve.footer("Prints one line when the adapters are there. Then, as often as you like:\n"
+                 "  tarvix-sim run --connect PATH -- COMMAND [ARGUMENT...]\n"
+                 "  tarvix-sim trigger unplug --connect PATH");
+    addHostOptions(serve, arguments, wishes);
+    addAdapterCount(serve, wishes);
+    serve.add_option("--socket", arguments.socket, "Where to connect; a name that does not exist yet")
+        ->type_name("PATH")
+        ->required();
+    serve.callback([&] { arguments.action = Arguments::Action::SERVE; });
 }
 
 void addUhid(CLI::App& app, Arguments& arguments, Wishes& wishes)
@@ -526,6 +555,7 @@ Arguments parseArguments(int count, char** arguments)
     app.set_version_flag("--version", "tarvix-sim " TARVIXSDK_VERSION);
     Wishes wishes;
     addRun(app, result, wishes);
+    addServe(app, result, wishes);
     addUhid(app, result, wishes);
     addGadget(app, result, wishes);
     Json request;
@@ -543,7 +573,7 @@ Arguments parseArguments(int count, char** arguments)
             result.command.assign(separator + 1, end);
         }
         if (result.action == Arguments::Action::NOTHING) {
-            throw CLI::RequiredError("One of run, uhid, gadget, trigger, state, board");
+            throw CLI::RequiredError("One of run, serve, uhid, gadget, trigger, state, board");
         }
         if (result.action == Arguments::Action::RUN && result.command.empty()) {
             throw CLI::RequiredError("A command after '--' (as in 'tarvix-sim run -- bash')");

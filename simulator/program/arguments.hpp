@@ -9,7 +9,7 @@
 namespace sim {
 
 struct Arguments {
-    enum class Action { RUN, UHID, GADGET, TRIGGER, STATE, BOARD, NOTHING };
+    enum class Action { RUN, SERVE, UHID, GADGET, TRIGGER, STATE, BOARD, NOTHING };
 
     Action action = Action::NOTHING; // nothing to do but to exit with `status`
     int status = 0;
@@ -26,7 +26,8 @@ struct Arguments {
     std::chrono::milliseconds pause{0};   // trigger: between them
     std::string adapter;                  // trigger, state: serial number or index, empty for none chosen
     bool json = false;                    // state
-    std::string connect;                  // trigger, state: socket, empty for that of the run around
+    std::string connect;                  // run, trigger, state: socket of a serve; empty: none chosen
+    std::string socket;                   // serve
 };
 
 // Prints help and version to stdout, and one line about a mistake to stderr.

@@ -13,7 +13,10 @@ int perform(const sim::Arguments& arguments)
 {
     switch (arguments.action) {
     case sim::Arguments::Action::RUN:
-        return sim::runPort(arguments.host, arguments.command);
+        return arguments.connect.empty() ? sim::runPort(arguments.host, arguments.command)
+                                         : sim::connectPort(arguments.connect, arguments.command);
+    case sim::Arguments::Action::SERVE:
+        return sim::servePort(arguments.host, arguments.socket);
     case sim::Arguments::Action::UHID:
         return sim::uhidPort(arguments.host, arguments.uhidDevice);
     case sim::Arguments::Action::GADGET:

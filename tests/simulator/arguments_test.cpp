@@ -103,6 +103,8 @@ TEST(CommandLine, AMistakeGetsOneLineThatSaysWhatIsRight)
         {{"run", "--fault", "drop:nan", "--", "true"}, "--fault: 'nan'", "from 0 to 1"},
         {{"run", "--fault", "drop:", "--", "true"}, "--fault: ''", "drop:0.2"},
         {{"run", "--fault", "--", "true"}, "--fault", "NAME"},
+        {{"run", "--connect", "p", "--seed", "2", "--", "true"}, "--seed", "tarvix-sim serve"},
+        {{"serve", "--seed", "2"}, "--socket", "serve --help"},
         {{"uhid", "--", "true"}, "--", "uhid --help"},
         {{"gadget"}, "NODE", "gadget --help"},
         {{"gadget", "a", "b", "--udc-file", "x"}, "--udc-file", "one for each"},

@@ -74,6 +74,33 @@ TEST(Program, LeavesNothingBehindAndKeepsWhatWasPreloaded)
     EXPECT_EQ(outcome.output, "700\n600\ntarvix-sim\n1\nempty\n");
 }
 
+TEST(Program, ServesWhoeverConnectsAndOnlyOnceAtAPlace)
+{
+    const auto outcome = shell("export SIM=" TARVIX_SIM R"( XDG_RUNTIME_DIR=$(mktemp -d); cd $XDG_RUNTIME_DIR
+        serve() { rm -f ready; $SIM serve --socket ./bench "$@" > ready & until [ -s ready ]; do sleep 0.01; done; cat ready; }
+        serve
+        kill -KILL $!; wait $! 2>/dev/null
+        $SIM run --connect bench -- true
+        serve --adapters 2 --serial B1
+        stat -L -c %a bench $(dirname $(readlink bench))
+        $SIM serve --socket bench
+        $SIM trigger put temperature 0 7 --connect bench
+        $SIM run --connect bench -- sh -c "cd /; $SIM trigger get temperature 0; exit 5"; echo $?
+        $SIM trigger unplug --connect bench --adapter B2
+        $SIM state --connect bench | grep plugged
+        kill $!; wait $!; echo $?
+        ls; echo x > bench; $SIM serve --socket bench; ln -sf ready bench; $SIM serve --socket bench
+        rm -r $XDG_RUNTIME_DIR)");
+    EXPECT_EQ(outcome.output,
+              "tarvix-sim: serves TVX0000001 at ./bench\n"
+              "tarvix-sim: nobody serves at bench: start 'tarvix-sim serve --socket bench' first\n"
+              "tarvix-sim: serves B1, B2 at ./bench\n600\n700\n"
+              "tarvix-sim: another tarvix-sim serves at bench\n0x0007\n5\n"
+              "B1  Tarvix Virtual Adapter, plugged in\nB2  Tarvix Virtual Adapter, not plugged in\n0\nready\n"
+              "tarvix-sim: cannot make bench: File exists\n"
+              "tarvix-sim: bench leads to ready, not to a socket of tarvix-sim: remove it or choose another name\n");
+}
+
 class Tool : public testing::Test {
 protected:
     void SetUp() override

@@ -20,14 +20,14 @@ namespace {
 std::string chosenSocket(const std::string& given)
 {
     if (!given.empty()) {
-        return given;
+        return realSocket(given);
     }
     const char* const path = std::getenv(SOCKET_VARIABLE);
     if (!path) {
         throw std::runtime_error("no adapters to act on: use this inside 'tarvix-sim run', as in 'tarvix-sim run -- "
                                  "bash', or name the socket of 'tarvix-sim serve' with --connect");
     }
-    return path;
+    return realSocket(path);
 }
 
 Json ask(const std::string& socket, const std::string& request)

@@ -16,10 +16,12 @@
 #include <chrono>
 #include <cstddef>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <system_error>
@@ -91,6 +93,14 @@ inline std::optional<sockaddr_un> socketAddress(const std::string& path)
     return address;
 }
 
+// Where the socket is that a link leads to: its path is short, and programs compare it.
+inline std::string realSocket(const std::string& path)
+{
+    std::error_code missing;
+    const auto real = std::filesystem::canonical(path, missing);
+    return missing ? path : real.string();
+}
+
 inline void limitWaits(const FileDescriptor& socket, const timeval& limit)
 {
     ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
@@ -132,12 +142,12 @@ inline FileDescriptor connectTo(const std::string& path)
     return socket;
 }
 
-// Listens without blocking; invalid, with errno, when it cannot.
+// Listens without blocking, to this user only; invalid, with errno, when it cannot.
 inline FileDescriptor listenOn(const std::string& path)
 {
     FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const auto address = socketAddress(path);
-    if (!socket || !address || ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
+    if (!socket || !address || ::fchmod(socket.get(), 0600) || ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
         ::listen(socket.get(), SOMAXCONN)) {
         socket.reset();
     }
