@@ -48,21 +48,20 @@ Kind& Bench::add(const DeviceBoard<Kind>& board, World& world)
 void Bench::addWire(const WireBoard& board, const PinChanged& pinChanged)
 {
     Wire& wire = newWire();
+    WireEnd(wire).hold(board.hold);
     for (const std::size_t pin : board.pins) {
         pins_[pin] = WireEnd(wire, [pin, pinChanged](bool high) { pinChanged(pin, high); });
-    }
-    for (const std::string& name : board.resets) {
-        Device& device = *devices_.at(name);
-        wire.add([&device](bool high) {
-            if (!high) {
-                device.reset();
-            }
-        });
     }
     for (const auto& [device, line] : board.lines) {
         devices_.at(device)->connect(line, WireEnd(wire));
     }
-    WireEnd(wire).hold(board.hold);
+    for (const std::string& name : board.resets) {
+        Device& device = *devices_.at(name);
+        wire.add([&device](bool high) { high ? device.releaseReset() : device.holdReset(); });
+        if (!wire.isHigh()) {
+            device.holdReset();
+        }
+    }
     if (board.button) {
         buttons_[board.name] = WireEnd(wire);
     }

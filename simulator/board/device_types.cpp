@@ -4,10 +4,9 @@
 #include <array>
 #include <utility>
 
-#include "devices/eeprom.hpp"
+#include "board/types/bus_devices.hpp"
 #include "devices/nor_flash.hpp"
 #include "devices/spi_loopback.hpp"
-#include "devices/temperature_sensor.hpp"
 
 namespace sim {
 
@@ -36,20 +35,6 @@ DeviceBoard<Kind> readDevice(const Node& node, const std::string& name, const st
     return board;
 }
 
-void readEeprom(Object& object, DeviceBoard<BusDevice>& board)
-{
-    Eeprom::Geometry geometry{};
-    geometry.size = object.get("size").number(1, 0x100'0000);
-    geometry.pageSize = object.get("page").number(1, geometry.size);
-    geometry.addressBytes = object.get("address_bytes").number(1, 4);
-    board.make = [geometry](World&) { return std::make_unique<Eeprom>(geometry); };
-}
-
-void readTemperatureSensor(Object&, DeviceBoard<BusDevice>& board)
-{
-    board.make = [](World&) { return std::make_unique<TemperatureSensor>(); };
-}
-
 void readNorFlash(Object&, DeviceBoard<SpiDevice>& board)
 {
     board.make = [](World&) { return std::make_unique<NorFlash>(); };
@@ -67,6 +52,7 @@ void readUartEcho(Object&, DeviceBoard<UartPeer>& board)
 
 const std::array BUS_DEVICES{
     Type<BusDevice>{"eeprom", readEeprom},
+    Type<BusDevice>{"register_map", readRegisterMap},
     Type<BusDevice>{"temperature_sensor", readTemperatureSensor},
 };
 
