@@ -16,12 +16,12 @@
 class BoardRig {
 public:
     // `adapter` is the JSON object of one adapter.
-    explicit BoardRig(const std::string& adapter)
-        : BoardRig(sim::parseBoard("board.json", R"({"version": 1, "adapters": [)" + adapter + "]}"))
+    explicit BoardRig(const std::string& adapter, std::uint64_t seed = 1)
+        : BoardRig(sim::parseBoard("board.json", R"({"version": 1, "adapters": [)" + adapter + "]}"), seed)
     {
     }
-    explicit BoardRig(sim::Board board)
-        : adapter_(std::move(board.front()), world, [this](const Bytes& frame) { sent_.push_back(frame); })
+    explicit BoardRig(sim::Board board, std::uint64_t seed = 1)
+        : world(seed), adapter_(std::move(board.front()), world, [this](const Bytes& frame) { sent_.push_back(frame); })
     {
         initialise();
     }

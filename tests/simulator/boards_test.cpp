@@ -1,4 +1,6 @@
-// The types of I2C devices on boards of their own, in the words of BoardRig.
+// Boards of a test's own, in the words of BoardRig: the types of I2C devices, and what the bench does to all devices.
+#include <bit>
+
 #include <gtest/gtest.h>
 
 #include "support/board_rig.hpp"
@@ -116,6 +118,88 @@ TEST(RegisterMap, ShowsTheNextSampleOnceTheLastWasRead)
         {"w 19 00 00", "ok"}, // not read-only here
         {"pin 3", "high"},
     });
+}
+
+// What the bench does to devices of every kind.
+constexpr const char* RESET_BOARD = R"({
+    "i2c": [{"devices": {"0x19": {"type": "register_map", "name": "imu", "registers": {"1": 7},
+        "samples": [{"registers": [2], "values": [5], "every_ms": 10, "ready": {"register": 3, "bits": 1}}],
+        "interrupt": {"register": 3, "bits": 1}}}}],
+    "spi": [{"type": "loopback", "name": "flash"}], "uart": {"type": "echo", "name": "modem"},
+    "gpio": {"wires": [
+        {"pins": [0], "pull": "up", "resets": ["imu", "flash", "modem"]},
+        {"pins": [1], "pull": "up", "resets": ["imu"]},
+        {"pins": [2], "lines": ["imu.interrupt"]}]}})";
+
+TEST(Bench, SilencesDevicesWhileAnyOfTheirResetLinesIsLow)
+{
+    BoardRig rig(RESET_BOARD);
+    rig.converse({
+        {"w 19 01 55", "ok"}, {"pass 10", ""},        {"pin 2", "low"},       {"drive 1 low", "ok"},
+        {"pin 2", "high"},    {"drive 0 low", "ok"},  {"r 19 1 01", "03 01"}, {"w 19 01 66", "03 01"},
+        {"scan", ""},         {"spi 12 34", "FF FF"}, {"uart 41", ""},        {"pass 100", ""},
+        {"pin 2", "high"},    {"drive 0 high", "ok"}, {"spi 12 34", "12 34"}, {"uart 41", "41"},
+        {"scan", ""},         {"drive 1 high", "ok"}, {"scan", "19"},         {"r 19 3 01", "07 00 00"},
+    });
+}
+
+TEST(Bench, PutsTheFaultsOfTheBoardBetweenBusAndDevice)
+{
+    const auto faulty = [](const std::string& faults) {
+        return board(R"({"type": "register_map", "registers": {"1": 7}, "faults": )" + faults + "}");
+    };
+    BoardRig(faulty(R"({"nack": "address"})")).converse({{"r 19 1 01", "03 01"}, {"r 19 1", "03 01"}, {"scan", ""}});
+    BoardRig(faulty(R"({"nack": "address", "active": false})")).converse({{"r 19 1 01", "07"}});
+    BoardRig(faulty(R"({"nack": 3})"))
+        .converse({
+            {"w 19 04 aa", "ok"},
+            {"w 19 04 bb cc dd", "03 01"}, // the last two bytes did not arrive
+            {"r 19 2 04", "BB 00"},
+        });
+    BoardRig(R"({"i2c": [{"stuck": "low", "devices": {"0x19": {"type": "register_map"}}}]})")
+        .converse({{"w 19 00", "03 04"}, {"r 19 1", "03 04"}, {"r 18 1", "03 04"}, {"scan", "03 04"}});
+
+    BoardRig slow(faulty(R"({"stretch_ms": 2.5})"));
+    slow("r 19 1 01");
+    EXPECT_EQ(slow.world.stretched, std::chrono::milliseconds(5)); // a write and a read
+
+    BoardRig spi(R"({"spi": [{"type": "loopback", "faults": {"flip_bits": 1}}],
+                     "uart": {"type": "echo", "faults": {"flip_bits": 1}}})");
+    for (const std::string ask : {"spi 00", "uart 00"}) { // there and back
+        const Bytes flipped = hex(spi(ask));
+        ASSERT_EQ(flipped.size(), 1u) << ask;
+        EXPECT_TRUE(flipped[0] == 0 || std::popcount(flipped[0]) == 2) << ask;
+    }
+}
+
+// How a hundred reads end, one letter each.
+std::string hundredReads(const std::string& device, bool disturbed, std::uint64_t seed = 1)
+{
+    BoardRig rig(R"({"i2c": [{"devices": {
+        "0x19": {"type": "register_map", "faults": {"nack_probability": 0.1, "flip_bits": 0.1}, "name": ")" +
+                     device + R"("},
+        "0x20": {"type": "register_map", "faults": {"nack_probability": 0.5}}}}]})",
+                 seed);
+    std::string endings;
+    for (int count = 0; count < 100; ++count) {
+        const std::string answer = rig("r 19 1");
+        endings += answer == "00" ? '.' : answer == "03 01" ? 'n' : 'f';
+        if (disturbed) {
+            rig("r 20 1");
+        }
+    }
+    return endings;
+}
+
+TEST(Bench, DrawsTheFaultsOfADeviceFromTheSeedAndItsNameAlone)
+{
+    const std::string first = hundredReads("imu", false);
+    EXPECT_NE(first.find('.'), std::string::npos);
+    EXPECT_NE(first.find('n'), std::string::npos);
+    EXPECT_NE(first.find('f'), std::string::npos);
+    EXPECT_EQ(hundredReads("imu", true), first);
+    EXPECT_NE(hundredReads("adc", false), first);
+    EXPECT_NE(hundredReads("imu", false, 2), first);
 }
 
 } // namespace
