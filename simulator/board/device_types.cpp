@@ -97,6 +97,7 @@ void readUartEcho(Object&, DeviceBoard<UartPeer>& board)
 
 const std::array BUS_DEVICES{
     Type<BusDevice>{"eeprom", readEeprom},
+    Type<BusDevice>{"gpio_expander", readGpioExpander},
     Type<BusDevice>{"register_map", readRegisterMap},
     Type<BusDevice>{"temperature_sensor", readTemperatureSensor},
 };

@@ -246,7 +246,9 @@ Object::Object(const Node& node) : node_(node)
 
 std::optional<Node> Object::find(const std::string& key)
 {
-    asked_.push_back(key);
+    if (std::ranges::find(asked_, key) == asked_.end()) {
+        asked_.push_back(key);
+    }
     const auto found = node_.json().find(key);
     if (found == node_.json().end()) {
         return std::nullopt;
