@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,6 +29,7 @@ public:
         std::string type;
         std::string place; // as "i2c0-0x48"
         std::unique_ptr<Device> device;
+        bool heldInReset = false; // by the hand
     };
     struct BenchWire {
         std::string name; // of a wire that the board does not name: "pin0"
@@ -59,18 +61,30 @@ public:
     static void press(BenchWire& wire, bool pressed);
     // DRIVE_LOW, DRIVE_HIGH or NOTHING.
     static void hold(BenchWire& wire, Hold how);
+    static void holdInReset(BenchDevice& device, bool held);
 
     // The adapter's rails went away for a moment.
     void powerCycle();
 
+    // What goes wrong with this device; null when there is none of this name, or it is an I3C target.
+    FaultSource* faults(const std::string& device);
+    // Holds the bus of an I2C port low, or lets it go.
+    void setStuck(std::size_t port, bool stuck) { i2cPorts_.at(port).stuck = stuck; }
+
 private:
     template <class Kind>
     Kind& add(const DeviceBoard<Kind>& board, std::string place, World& world);
+    template <class Link, class Kind, class... Address>
+    Link& link(const DeviceBoard<Kind>& board, Kind& device, World& world, Address... address);
+    void addAddresses(const std::map<std::uint8_t, DeviceBoard<BusDevice>>& boards, const std::string& bus,
+                      World& world, std::map<std::uint8_t, BusDevice*>& devices);
     void addWire(const WireBoard& board, const PinChanged& pinChanged);
     Device& device(std::string_view name) const;
 
     std::vector<BenchWire> wires_; // before the devices, which hold them
     std::vector<BenchDevice> devices_;
+    std::map<std::string, FaultSource> faults_;  // by device
+    std::vector<std::unique_ptr<Device>> links_; // of devices to their buses
     I2c::Ports i2cPorts_;
     Spi::Devices spiDevices_{};
     UartPeer* uartPeer_ = nullptr;

@@ -169,9 +169,9 @@ double Node::fraction(double low, double high) const
     return value_->get<double>();
 }
 
-std::chrono::nanoseconds Node::milliseconds(double most) const
+std::chrono::nanoseconds Node::milliseconds(double most, double least) const
 {
-    return std::chrono::nanoseconds(static_cast<std::int64_t>(fraction(0, most) * 1e6));
+    return std::chrono::nanoseconds(static_cast<std::int64_t>(fraction(least, most) * 1e6));
 }
 
 std::size_t Node::choice(const std::vector<std::string>& names) const
@@ -256,7 +256,9 @@ Object::Object(const Node& node) : node_(node)
 
 std::optional<Node> Object::find(const std::string& key)
 {
-    asked_.push_back(key);
+    if (std::ranges::find(asked_, key) == asked_.end()) {
+        asked_.push_back(key);
+    }
     const auto found = node_.json().find(key);
     if (found == node_.json().end()) {
         return std::nullopt;

@@ -28,12 +28,25 @@ public:
     // The supply went and came back: what is volatile returns to its first value.
     virtual void powerCycle() = 0;
 
-    // The reset line was pulled. While it is held, nobody talks to the device.
+    // The reset line was pulled.
     virtual void reset() { powerCycle(); }
+
+    // Wires that reset the device: one more of them is low, or one fewer. While one is, nobody talks to the device.
+    void holdReset()
+    {
+        if (resets_++ == 0) {
+            reset();
+        }
+    }
+    void releaseReset() { --resets_; }
+    bool isInReset() const { return resets_ > 0; }
 
     // One of the device's own lines, by its name in the board file, is connected to `end`; called once, before
     // anything else happens.
     virtual void connect(std::string_view /*line*/, WireEnd /*end*/) {}
+
+    // All lines are connected.
+    virtual void begin() {}
 
     // For whoever looks at the bench and changes it, past the bus and without what a bus access sets off: the registers
     // or the memory, from address 0. Addresses are below `count`, values fit `bytes`, 1 to 4.
@@ -45,6 +58,9 @@ public:
     virtual std::uint32_t peek(std::size_t /*address*/) const { return 0; }
     virtual void poke(std::size_t /*address*/, std::uint32_t /*value*/) {}
     virtual std::vector<Fact> facts() const { return {}; }
+
+private:
+    int resets_ = 0;
 };
 
 } // namespace sim

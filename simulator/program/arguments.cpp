@@ -126,6 +126,17 @@ void readBoardOf(Arguments& arguments, const Wishes& wishes)
     }
 }
 
+double probabilityIn(const std::string& text, const std::string& fault)
+{
+    double probability = 0;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, probability);
+    if (result.ec != std::errc{} || result.ptr != end || !(probability >= 0 && probability <= 1)) {
+        throw CLI::ValidationError(fmt::format("'{}' is not a probability from 0 to 1, as in {}:0.2", text, fault));
+    }
+    return probability;
+}
+
 // NAME[:PROBABILITY]
 std::pair<std::size_t, double> faultIn(const std::string& text)
 {
@@ -136,16 +147,8 @@ std::pair<std::size_t, double> faultIn(const std::string& text)
         throw CLI::ValidationError(
             fmt::format("'{}' is not a fault: choose from {}", name, fmt::join(FAULT_NAMES, ", ")));
     }
-    double probability = 1;
-    if (colon < text.size()) {
-        const char* const end = text.data() + text.size();
-        const auto result = std::from_chars(text.data() + colon + 1, end, probability);
-        if (result.ec != std::errc{} || result.ptr != end || !(probability >= 0 && probability <= 1)) {
-            throw CLI::ValidationError(
-                fmt::format("'{}' is not a probability from 0 to 1, as in {}:0.2", text.substr(colon + 1), name));
-        }
-    }
-    return {static_cast<std::size_t>(fault - FAULT_NAMES.begin()), probability};
+    return {static_cast<std::size_t>(fault - FAULT_NAMES.begin()),
+            colon < text.size() ? probabilityIn(text.substr(colon + 1), name) : 1};
 }
 
 void takeFault(HostOptions& options, const std::string& text)
@@ -366,6 +369,28 @@ void addTarget(CLI::App& app, Json& request)
         ->excludes(target);
 }
 
+// From NAME[:NUMBER], or "off".
+void readFault(Json& request)
+{
+    const auto text = request["fault"].get<std::string>();
+    const auto colon = std::min(text.find(':'), text.size());
+    if (text == "off") {
+        request["do"] = "faults_off";
+        request.erase("fault");
+        request.erase("device");
+    } else if (!request.contains("device")) {
+        const auto [fault, probability] = faultIn(text);
+        request["fault"] = FAULT_NAMES[fault];
+        request["probability"] = probability;
+    } else if (request["fault"] = text.substr(0, colon); colon < text.size()) {
+        const bool isTime = request["fault"] == "stretch";
+        const auto number = text.substr(colon + 1);
+        request[isTime ? "milliseconds" : "probability"] =
+            isTime ? static_cast<double>(toNumber(withoutUnit(number), 0, LONGEST_TIME))
+                   : probabilityIn(number, text.substr(0, colon));
+    }
+}
+
 // What a command asks of the bench: one request, or several where a message has no room for all.
 void addRequests(Arguments& arguments, Json request)
 {
@@ -373,9 +398,8 @@ void addRequests(Arguments& arguments, Json request)
     if (!arguments.adapter.empty()) {
         request["adapter"] = arguments.adapter;
     }
-    if (request.value("fault", "") == "off") {
-        request["do"] = "faults_off";
-        request.erase("fault");
+    if (request["do"] == "fault") {
+        readFault(request);
     }
     if (request.contains("for")) {
         arguments.pause = milliseconds(request["for"].get<std::uint64_t>());
@@ -449,7 +473,14 @@ void addBenchTriggers(const TriggerAdder& add)
     addWord(add("power-cycle", "Take a device's supply away for a moment"), request, "DEVICE", "device",
             "Name of a device")
         ->required();
-    addWord(add("reset", "Reset a device"), request, "DEVICE", "device", "Name of a device")->required();
+    auto& reset = add("reset", "Reset a device");
+    addWord(reset, request, "DEVICE", "device", "Name of a device")->required();
+    auto* const hold = reset.add_flag_callback(
+        "--hold", [&request] { request["held"] = true; }, "Hold it in reset, until");
+    reset
+        .add_flag_callback(
+            "--release", [&request] { request["held"] = false; }, "it is let go")
+        ->excludes(hold);
 }
 
 // What comes in at the adapter, and the adapter itself.
@@ -467,19 +498,18 @@ void addAdapterTriggers(const TriggerAdder& add)
     addTarget(ibi, request);
     addNumbers(ibi, request, "BYTES", "bytes", 0xFF, "Payload, decimal or with 0x");
     addTarget(add("hot-join", "Let an I3C target join the bus"), request);
-    addOption(
-        add("fault", "Switch a fault of the adapter on, or all off"), "FAULT",
-        [&request](const auto& text) {
-            request["fault"] = text;
-            if (text != "off") {
-                const auto [fault, probability] = faultIn(text);
-                request["fault"] = FAULT_NAMES[fault];
-                request["probability"] = probability;
-            }
-        },
-        fmt::format("NAME[:PROBABILITY] with NAME one of {}; or off", fmt::join(FAULT_NAMES, ", ")))
-        ->required()
-        ->type_name("");
+    auto& fault = add("fault", "Switch a fault of the adapter or of a device on, or all off");
+    addWord(
+        fault, request, "FAULT", "fault",
+        fmt::format("NAME[:PROBABILITY] with NAME one of {}; with --device nack[:PROBABILITY], flip[:PROBABILITY] or "
+                    "stretch:MS; or off",
+                    fmt::join(FAULT_NAMES, ", ")))
+        ->required();
+    addWord(fault, request, "--device", "device", "Name of the device [the adapter itself]")->type_name("NAME");
+    auto& stuck = add("stuck", "Hold an I2C bus low");
+    addNumber(stuck, request, "PORT", "port", "Its number")->required();
+    stuck.add_flag_callback(
+        "--release", [&request] { request["held"] = false; }, "Let it go");
     add("unplug", "Pull the adapter out");
     add("replug", "Plug the adapter back in, after an unplug or from boot mode");
 }

@@ -66,8 +66,12 @@ TEST(CommandLine, EachTriggerIsARequest)
         {"press power --for 100ms", {R"({"wire":"power","do":"press"})", R"({"wire":"power","do":"release"})"}},
         {"uart a\\r\\x41\\\\", {R"({"bytes":[97,13,65,92],"do":"uart"})"}},
         {"uart hex:0aFF", {R"({"bytes":[10,255],"do":"uart"})"}},
-        {"fault drop:0.5", {R"({"fault":"drop","probability":0.5,"do":"fault"})"}},
+        {"fault drop:0.5", {R"({"fault":"drop","do":"fault","probability":0.5})"}},
         {"fault off", {R"({"do":"faults_off"})"}},
+        {"fault nack:0.5 --device d", {R"({"fault":"nack","device":"d","do":"fault","probability":0.5})"}},
+        {"fault stretch:5ms --device d", {R"({"fault":"stretch","device":"d","do":"fault","milliseconds":5.0})"}},
+        {"reset d --hold", {R"({"device":"d","held":true,"do":"reset"})"}},
+        {"stuck 1 --release", {R"({"port":1,"held":false,"do":"stuck"})"}},
         {"get flash 0x10 4097",
          {R"({"device":"flash","address":16,"count":4096,"do":"get"})",
           R"({"device":"flash","address":4112,"count":1,"do":"get"})"}},
@@ -113,7 +117,7 @@ TEST(CommandLine, AMistakeGetsOneLineThatSaysWhatIsRight)
         {{"trigger", "ibi", "--target", "0", "--device", "imu"}, "--device", "--target"},
         {{"trigger", "uart", "hex:4"}, "'hex:4'", "hex:4f"},
         {{"trigger", "uart", "a\\q"}, "'a\\q'", "backslash"},
-        {{"trigger", "fault", "fire"}, "FAULT: 'fire'", "drop, truncate"},
+        {{"trigger", "fault", "fire"}, "'fire'", "drop, truncate"},
         {{"trigger", "press"}, "NAME", "required"},
     };
     for (const auto& [words, named, right] : cases) {

@@ -91,6 +91,16 @@ TEST_F(Control, DoesWhatItIsAskedAndTellsTheAdapter)
          R"({"values":[6016,0,1,65535],"cell_bytes":2})"},
         {R"({"do": "power_cycle", "device": "room"})", "{}"},
         {R"({"do": "get", "device": "room", "address": 3})", R"({"values":[20480],"cell_bytes":2})"},
+        {"01 09 00 80 1A 06 00 00"},
+        {R"({"do": "reset", "device": "room", "held": true})", "{}"},
+        {"05 09 00 02 00 48 01 00 00 00 00 00", "01 03"}, // silent
+        {R"({"do": "reset", "device": "room", "held": false})", "{}"},
+        {R"({"do": "fault", "device": "room", "fault": "nack"})", "{}"},
+        {"05 09 00 02 00 48 01 00 00 00 00 00", "01 03"},
+        {R"({"do": "stuck", "port": 0})", "{}"},
+        {R"({"do": "faults_off"})", "{}"},
+        {R"({"do": "put", "device": "room", "address": 0, "values": ["0x1900"]})", "{}"},
+        {"05 09 00 02 00 48 01 00 00 00 00 00", "00 00"},
         {R"({"do": "put", "device": "flash", "address": 1048575, "values": [7]})", "{}"},
         {R"({"do": "get", "device": "flash", "address": 1048574, "count": 2})", R"({"values":[255,7],"cell_bytes":1})"},
         {R"({"do": "uart", "bytes": [65]})", "nobody would hear it: the program has not initialised the UART"},
@@ -121,6 +131,7 @@ TEST_F(Control, DoesWhatItIsAskedAndTellsTheAdapter)
         received.clear();
         if (step.request.front() != '{') {
             send(step.request);
+            EXPECT_EQ(received.at(0).substr(18, step.answer.size()), step.answer) << step.request;
             continue;
         }
         EXPECT_EQ(ask(step.request), step.answer) << step.request;
@@ -137,16 +148,22 @@ TEST_F(Control, ShowsWhatIsThere)
     send("02 0D 01 03 01 00 00 40 42 0F 00"); // refused: not initialised
     send("01 0D 01 03 01 00 00 40 42 0F 00");
     ask(R"({"do": "fault", "fault": "drop", "probability": 0.5})");
+    ask(R"({"do": "fault", "device": "room", "fault": "nack", "probability": 0.5})");
+    ask(R"({"do": "fault", "device": "room", "fault": "stretch", "milliseconds": 2.5})");
+    ask(R"({"do": "stuck", "port": 0})");
+    ask(R"({"do": "reset", "device": "room", "held": true})");
     ask(R"({"do": "press", "wire": "power"})");
     const std::string state = ask(R"({"do": "state"})");
     for (const std::string part : {
              R"("rails":{"shared":{"millivolts":3300,"regulator_millivolts":3300,"external":false},"i3c":{)",
              R"({"level":"low","function":"input","output":"low","interrupt":"both","wire":"power"},{"level":"low",)",
              R"({"name":"power","level":"low","pins":[0,1],"hand":"released","pressed":true},{"name":"pin2",)",
-             R"("i2c":[{"initialised":false},{"initialised":false}],"spi":{"initialised":true,"mode":3,"bits":16,)"
+             R"("i2c":[{"initialised":false,"stuck":true},{"initialised":false,"stuck":false}],"spi":{"initialised":)"
+             R"(true,"mode":3,"bits":16,)"
              R"("order":"lsb","select":0,"select_active":"low"},"uart":{"initialised":false},"i3c":{"initialised")",
              R"("faults":{"drop":0.5},)",
-             R"({"name":"room","type":"temperature_sensor","place":"i2c0-0x48","cells":4,"cell_bytes":2,)",
+             R"({"name":"room","type":"temperature_sensor","place":"i2c0-0x48","cells":4,"cell_bytes":2,)"
+             R"("in_reset":true,"state":{"pointer":0},"faults":{"nack":0.5,"stretch_ms":2.5}})",
          }) {
         EXPECT_NE(state.find(part), std::string::npos) << part << " is not in " << state;
     }
@@ -163,6 +180,12 @@ TEST_F(Control, SaysWhatIsWrongAndChangesNothing)
         {R"({"do": "state", "adapter": 2})", "no adapter '2': give a serial number, or an index from 0 to 1"},
         {R"({"do": "state", "adapter": "-1"})", "no adapter '-1': .*"},
         {R"({"do": "state", "adapter": {"a": 1}})", "no adapter '.*': .*"},
+        {R"({"do": "fault", "device": "imu", "fault": "nack"})", "device 'imu' is an I3C target, .*"},
+        {R"({"do": "fault", "device": "room", "fault": "drop"})", "fault: 'drop' is none of nack, flip, stretch"},
+        {R"({"do": "fault", "device": "room", "fault": "stretch", "milliseconds": 1e9})",
+         "milliseconds: .* 0 to 60000"},
+        {R"({"do": "stuck", "port": 2})", "port: 2 is not a whole number from 0 to 1.*"},
+        {R"({"do": "reset", "device": "room", "held": 1})", "held: 1 is neither true nor false"},
         {R"({"do": "press", "wire": "powr"})", "wire: 'powr' is none of .*; did you mean 'power'\\?"},
         {R"({"do": "press", "wire": "pin5"})", "wire 'pin5' has no button: .*"},
         {R"({"do": "press", "wire": "power", "fro": 1})", "unknown key 'fro'.*"},

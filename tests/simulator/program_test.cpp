@@ -144,11 +144,12 @@ TEST_F(Tool, MeetsTheHandOnTheBench)
         $SIM trigger uart-sent
         $SIM trigger get temprature 0
         $SIM state | grep -E "wire wire0|uart|small"' 2>&1)");
-    EXPECT_EQ(outcome.output, "0x1900\n0xff 0x01 0x02 0xff\n0=high\nhello"
-                              "tarvix-sim: device: 'temprature' is none of temperature, small-eeprom, large-eeprom, "
-                              "flash, loopback, uart, i3c0, i3c1, i3c-eeprom; did you mean 'temperature'?\n"
-                              "  wire wire0: high, held by hand\n  uart: initialised, bits 8\n"
-                              "  device small-eeprom: eeprom at i2c0-0x50, pointer 18\n  device uart: echo at uart\n");
+    EXPECT_EQ(outcome.output,
+              "0x1900\n0xff 0x01 0x02 0xff\n0=high\nhello"
+              "tarvix-sim: device: 'temprature' is none of temperature, small-eeprom, large-eeprom, "
+              "flash, loopback, uart, i3c0, i3c1, i3c-eeprom; did you mean 'temperature'?\n"
+              "  wire wire0: high, held by hand\n  uart: initialised, bits 8\n"
+              "  device small-eeprom: eeprom at i2c0-0x50, pointer 18, not busy\n  device uart: echo at uart\n");
 }
 
 TEST_F(Tool, WorksWhereStandardErrorTakesNothing)

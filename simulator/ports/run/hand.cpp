@@ -124,7 +124,7 @@ void printPlain(const Json& adapter)
     for (const Json& device : adapter["devices"]) {
         const std::string facts = plain(device["state"]);
         fmt::print("  device {}: {} at {}{}{}\n", text(device["name"]), text(device["type"]), text(device["place"]),
-                   facts.empty() ? "" : ", " + facts, device.value("held_in_reset", false) ? ", held in reset" : "");
+                   facts.empty() ? "" : ", " + facts, device.value("in_reset", false) ? ", held in reset" : "");
     }
 }
 

@@ -85,15 +85,35 @@ Json uartState(const Uart& uart)
     return state;
 }
 
-Json deviceState(const BenchDevice& part)
+Json faultsState(const DeviceFaults& faults)
+{
+    Json state = Json::object();
+    if (faults.active && faults.nack > 0) {
+        state["nack"] = faults.nack;
+    }
+    if (faults.active && faults.flip > 0) {
+        state["flip"] = faults.flip;
+    }
+    if (faults.active && faults.stretch.count() > 0) {
+        state["stretch_ms"] = std::chrono::duration<double, std::milli>(faults.stretch).count();
+    }
+    return state;
+}
+
+Json deviceState(const BenchDevice& part, FaultSource* faults)
 {
     Json facts = Json::object();
     for (const Fact& fact : part.device->facts()) {
         std::visit([&](const auto& value) { facts[fact.name] = value; }, fact.value);
     }
     const Device::Cells cells = part.device->cells();
-    return {{"name", part.name},    {"type", part.type},         {"place", part.place},
-            {"cells", cells.count}, {"cell_bytes", cells.bytes}, {"state", std::move(facts)}};
+    Json state{{"name", part.name},        {"type", part.type},         {"place", part.place},
+               {"cells", cells.count},     {"cell_bytes", cells.bytes}, {"in_reset", part.device->isInReset()},
+               {"state", std::move(facts)}};
+    if (faults) {
+        state["faults"] = faultsState(faults->settings());
+    }
+    return state;
 }
 
 Json adapterState(const AdapterHost& adapter, const AdapterBoard& board)
@@ -130,8 +150,9 @@ Json stateOf(AdapterHost& host)
         }
     }
     state["i2c"] = Json::array();
-    for (const I2c::Port& port : firmware.i2c.ports) {
-        state["i2c"].push_back({{"initialised", port.initialised}});
+    for (std::size_t port = 0; port < firmware.i2c.ports.size(); ++port) {
+        state["i2c"].push_back(
+            {{"initialised", firmware.i2c.initialised[port]}, {"stuck", firmware.i2c.ports[port].stuck}});
     }
     state["spi"] = spiState(firmware.spi);
     state["uart"] = uartState(firmware.uart);
@@ -139,7 +160,7 @@ Json stateOf(AdapterHost& host)
     state["faults"] = faultsState(host.faults());
     state["devices"] = Json::array();
     for (const BenchDevice& part : adapter.bench().devices()) {
-        state["devices"].push_back(deviceState(part));
+        state["devices"].push_back(deviceState(part, adapter.bench().faults(part.name)));
     }
     return state;
 }
@@ -382,18 +403,66 @@ Json powerCycle(Order& order)
 Json reset(Order& order)
 {
     BenchDevice& part = order.device();
+    const auto held = order.find("held");
+    const bool holds = !held || held->flag();
     order.end();
-    part.device->reset();
+    Bench::holdInReset(part, holds);
+    if (!held) {
+        Bench::holdInReset(part, false);
+    }
     return Json::object();
 }
 
-Json setFault(Order& order)
+// Of the adapter.
+void setFault(Order& order)
 {
     const std::size_t fault = order.get("fault").choice({FAULT_NAMES.begin(), FAULT_NAMES.end()});
     const auto probability = order.find("probability");
     const double chosen = probability ? probability->fraction(0, 1) : 1;
     order.end();
     order.host().setFault(Fault{fault}, chosen);
+}
+
+void setDeviceFault(Order& order)
+{
+    enum { NACK, FLIP, STRETCH };
+    constexpr double LONGEST_STRETCH = 60'000;
+    const BenchDevice& part = order.device();
+    const std::size_t fault = order.get("fault").choice({"nack", "flip", "stretch"});
+    double probability = 1;
+    std::chrono::nanoseconds stretch{0};
+    if (fault == STRETCH) {
+        stretch = order.get("milliseconds").milliseconds(LONGEST_STRETCH);
+    } else if (const auto given = order.find("probability")) {
+        probability = given->fraction(0, 1);
+    }
+    order.end();
+    FaultSource* const source = order.bench().faults(part.name);
+    if (!source) {
+        throw std::runtime_error(fmt::format("device '{}' is an I3C target, which has no faults", part.name));
+    }
+    DeviceFaults& faults = source->settings();
+    if (fault == STRETCH) {
+        faults.stretch = stretch;
+    } else {
+        (fault == NACK ? faults.nack : faults.flip) = probability;
+    }
+    faults.active = faults.nack > 0 || faults.flip > 0 || faults.stretch.count() > 0;
+}
+
+Json startFault(Order& order)
+{
+    order.find("device") ? setDeviceFault(order) : setFault(order);
+    return Json::object();
+}
+
+Json holdBus(Order& order)
+{
+    const std::size_t port = order.get("port").number(0, order.bench().i2cPorts().size() - 1);
+    const auto held = order.find("held");
+    const bool holds = !held || held->flag();
+    order.end();
+    order.bench().setStuck(port, holds);
     return Json::object();
 }
 
@@ -402,6 +471,14 @@ Json endFaults(Order& order)
     order.end();
     for (std::size_t fault = 0; fault < FAULT_NAMES.size(); ++fault) {
         order.host().setFault(Fault{fault}, 0);
+    }
+    for (const BenchDevice& part : order.bench().devices()) {
+        if (FaultSource* const faults = order.bench().faults(part.name)) {
+            faults->settings() = {};
+        }
+    }
+    for (std::size_t port = 0; port < order.bench().i2cPorts().size(); ++port) {
+        order.bench().setStuck(port, false);
     }
     return Json::object();
 }
@@ -439,7 +516,8 @@ constexpr std::array OPERATIONS{
     Operation{"hot_join", raiseHotJoin},
     Operation{"power_cycle", powerCycle},
     Operation{"reset", reset},
-    Operation{"fault", setFault},
+    Operation{"fault", startFault},
+    Operation{"stuck", holdBus},
     Operation{"faults_off", endFaults},
     Operation{"unplug", unplug},
     Operation{"replug", replug},
