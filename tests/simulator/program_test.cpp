@@ -195,18 +195,21 @@ TEST(Program, DrivesAProgramWithHidapiInside)
     if (!*HIDAPI_INSIDE) {
         GTEST_SKIP() << "built without libhidapi-hidraw.a (Debian package libhidapi-dev)";
     }
-    const auto outcome = sim("run --adapters 3 -- sh -c 'cd /; " HIDAPI_INSIDE " " TARVIX_SIM "'");
+    const auto outcome =
+        shell(R"(board=$(mktemp); echo '{"version": 1, "adapters": [{"strings": {"product": "Bench \u00fc"}}]}' > $board
+        )" TARVIX_SIM " run --adapters 3 --board $board -- sh -c 'rm $0; cd /; " HIDAPI_INSIDE " " TARVIX_SIM
+              "' $board");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(
         outcome.output,
         "TVX0000001 usage ff00, TVX0000002 usage ff00, TVX0000003 usage ff00, \n"
-        "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n"
+        "TVX0000002 Bench board: 65, 64 TVX0000002\n"
         "3 1fc9:82fc, 26 bytes from 06 to c0, 5 TVX00, cloexec 1, limit 0, 32, 11, 22, 1, 1\n" // EPIPE, EAGAIN, EINVAL
         "remove hidraw1 TVX0000002\n"
         "TVX0000001 usage ff00, TVX0000003 usage ff00, \n"
         "read -1, write -1, write 19, node -1\n"
         "add hidraw1 TVX0000002\n"
-        "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n");
+        "TVX0000002 Bench board: 65, 64 TVX0000002\n");
 }
 
 } // namespace

@@ -18,8 +18,12 @@ namespace {
 Fields record(const RunNode& node)
 {
     const auto& adapter = node.adapter();
-    return {node.path(), std::to_string(productId(adapter.reportSize())), std::to_string(adapter.reportSize()),
-            adapter.serialNumber()};
+    return {node.path(),
+            std::to_string(productId(adapter.reportSize())),
+            std::to_string(adapter.reportSize()),
+            adapter.serialNumber(),
+            adapter.board().manufacturer,
+            adapter.board().product};
 }
 
 } // namespace

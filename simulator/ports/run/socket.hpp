@@ -77,7 +77,7 @@ std::optional<Number> numberIn(std::string_view text)
 
 // Fields of one adapter, in this order; numbers are decimal.
 struct AdapterRecord {
-    enum Field { PATH, PRODUCT_ID, REPORT_SIZE, SERIAL_NUMBER, FIELD_COUNT };
+    enum Field { PATH, PRODUCT_ID, REPORT_SIZE, SERIAL_NUMBER, MANUFACTURER, PRODUCT, FIELD_COUNT };
 };
 
 // Nothing, with errno, when the path is too long for a socket.
@@ -147,7 +147,8 @@ inline FileDescriptor listenOn(const std::string& path)
 {
     FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const auto address = socketAddress(path);
-    if (!socket || !address || ::fchmod(socket.get(), 0600) || ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
+    if (!socket || !address || ::fchmod(socket.get(), 0600) ||
+        ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
         ::listen(socket.get(), SOMAXCONN)) {
         socket.reset();
     }

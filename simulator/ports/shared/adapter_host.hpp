@@ -56,6 +56,7 @@ public:
 
     const std::string& serialNumber() const { return serialNumber_; }
     std::size_t reportSize() const { return reportSize_; }
+    const AdapterBoard& board() const { return adapter_.board(); }
     bool isPresent() const { return present_; }
 
     // An adapter that is pulled out stays away until it is plugged in.

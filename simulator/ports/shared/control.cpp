@@ -116,10 +116,10 @@ Json deviceState(const BenchDevice& part, FaultSource* faults)
     return state;
 }
 
-Json adapterState(const AdapterHost& adapter, const AdapterBoard& board)
+Json adapterState(const AdapterHost& adapter)
 {
     return {{"serial", adapter.serialNumber()},
-            {"product", board.product},
+            {"product", adapter.board().product},
             {"report_size", adapter.reportSize()},
             {"present", adapter.isPresent()}};
 }
@@ -139,7 +139,7 @@ Json stateOf(AdapterHost& host)
 {
     VirtualAdapter& adapter = host.adapter();
     const Firmware& firmware = adapter.firmware();
-    Json state = adapterState(host, adapter.board());
+    Json state = adapterState(host);
     state["rails"] = {{"shared", railState(firmware.voltage.shared)}, {"i3c", railState(firmware.voltage.i3c)}};
     state["pins"] = std::vector<Json>(Gpio::COUNT);
     state["wires"] = Json::array();
@@ -257,7 +257,7 @@ Json listAdapters(Order& order)
     order.end();
     Json list = Json::array();
     for (AdapterHost* const host : order.adapters()) {
-        list.push_back(adapterState(*host, host->adapter().board()));
+        list.push_back(adapterState(*host));
     }
     return {{"adapters", std::move(list)}};
 }
