@@ -196,7 +196,7 @@ TEST(Program, DrivesAProgramWithHidapiInside)
         GTEST_SKIP() << "built without libhidapi-hidraw.a (Debian package libhidapi-dev)";
     }
     const auto outcome =
-        shell(R"(board=$(mktemp); echo '{"version": 1, "adapters": [{"strings": {"product": "Bench \u00fc"}}]}' > $board
+        shell(R"(board=$(mktemp); echo '{"version": 1, "adapters": [{"strings": {"product": "Bench board"}}]}' > $board
         )" TARVIX_SIM " run --adapters 3 --board $board -- sh -c 'rm $0; cd /; " HIDAPI_INSIDE " " TARVIX_SIM
               "' $board");
     EXPECT_EQ(outcome.status, 0);
