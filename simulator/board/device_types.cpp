@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "board/types/process.hpp"
 #include "devices/eeprom.hpp"
 #include "devices/nor_flash.hpp"
 #include "devices/spi_loopback.hpp"
@@ -68,15 +69,18 @@ void readUartEcho(Object&, DeviceBoard<UartPeer>& board)
 const std::array BUS_DEVICES{
     Type<BusDevice>{"eeprom", readEeprom},
     Type<BusDevice>{"temperature_sensor", readTemperatureSensor},
+    Type<BusDevice>{"process", readProcess},
 };
 
 const std::array SPI_DEVICES{
     Type<SpiDevice>{"nor_flash", readNorFlash},
     Type<SpiDevice>{"loopback", readSpiLoopback},
+    Type<SpiDevice>{"process", readProcess},
 };
 
 const std::array UART_PEERS{
     Type<UartPeer>{"echo", readUartEcho},
+    Type<UartPeer>{"process", readProcess},
 };
 
 } // namespace

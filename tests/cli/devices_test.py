@@ -1,0 +1,80 @@
+"""Board files with devices in other languages: the examples, and programs that outstay their welcome."""
+
+import contextlib
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import time
+
+from tool import ENVIRONMENT, LIMIT, SIM, SOURCE, Case, shell
+
+BOARDS = SOURCE / "examples/boards"
+
+
+def is_gone(pid):
+    """Also what is left of it for a parent to fetch."""
+    try:
+        return pathlib.Path(f"/proc/{pid}/stat").read_text(encoding="utf-8").rpartition(")")[2].split()[0] == "Z"
+    except FileNotFoundError:
+        return True
+
+
+def wait_for(get):
+    """What `get` returns once it returns something."""
+    for _ in range(100 * LIMIT):
+        with contextlib.suppress(FileNotFoundError):
+            if got := get():
+                return got
+        time.sleep(0.01)
+    raise TimeoutError
+
+
+class DevicesTest(Case):
+    def board(self, *command):
+        """The options for a board with this program at 0x39, and its directory."""
+        file = pathlib.Path(self.directory(), "board.json")
+        device = {"type": "process", "command": command, "timeout_ms": 100}
+        board = {"version": 1, "adapters": [{"i2c": [{"devices": {"0x39": device}}]}]}
+        file.write_text(json.dumps(board), encoding="utf-8")
+        return ["--board", str(file)], file.parent
+
+    def test_examples(self):
+        self.prints("""
+            show() { od -An -tu1; tarvix gpio get 3; }
+            tarvix i2c get 0x39 0 -n 2 --raw | show
+            tarvix i2c set 0x39 1 20; tarvix spi transfer 5 6 --raw | show
+            tarvix spi transfer 5 6 --raw | show
+            tarvix-sim trigger unplug; tarvix-sim trigger replug; tarvix spi transfer 5 6 --raw | show""",
+            "  20 255\n3=high\n   0   0\n3=low\n   1   1\n3=low\n   0   0\n3=high\n",
+            sim=["--board", str(BOARDS / "own_devices.json")])
+
+    def test_a_failed_program_is_told_once_and_restarts_with_the_power_in_a_clean_environment(self):
+        options, directory = self.board("sh", "-c", """
+            exec 2>> log; env | grep -E 'LD_PRELOAD|TARVIX_SIM_SOCKET' >&2; grep SigBlk /proc/self/status >&2
+            read line; echo '{"version": 1}'; read line""")
+        done = shell("""for time in 1 2; do
+            tarvix i2c get 0x39; tarvix i2c get 0x39; tarvix i2c get 0x50; echo $?
+            tarvix-sim trigger unplug; tarvix-sim trigger replug; done""", sim=options)
+        self.assertEqual(done.stdout, "1\n1\n")
+        told = "tarvix-sim: TVX0000001: device 'i2c0-0x39' (sh -c "
+        self.assertEqual([line.startswith(told) for line in done.stderr.splitlines()], [True, False, False, False] * 2)
+        self.assertEqual(done.stderr.count(": NACK (0x0301)"), 6, done.stderr)
+        self.assertEqual(pathlib.Path(directory, "log").read_text(encoding="utf-8"), "SigBlk:\t0000000000000000\n" * 3)
+
+    def test_no_program_outlives_the_adapter(self):
+        stubborn = "trap '' TERM HUP PIPE; sleep 1000 & echo $! $$ > pids.new; mv pids.new pids; while :; do sleep 1000; done"
+        for how in signal.SIGTERM, signal.SIGKILL:
+            with self.subTest(how=how):
+                options, directory = self.board("sh", "-c", stubborn)
+                with subprocess.Popen([SIM, "run", *options, "--", "sh", "-c", "cat; exit 7"], env=ENVIRONMENT,
+                                      stdin=subprocess.PIPE) as process:
+                    pids = wait_for(lambda: pathlib.Path(directory, "pids").read_text(encoding="utf-8").split())
+                    process.send_signal(how)
+                    process.wait(LIMIT)
+                if how == signal.SIGTERM:
+                    self.assertEqual([is_gone(pid) for pid in pids], [True, True])
+                else:
+                    self.assertTrue(wait_for(lambda: is_gone(pids[1])))
+                    os.killpg(int(pids[1]), signal.SIGKILL)  # what it started itself
