@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "board/types/process.hpp"
+#include "board/types/uart_script.hpp"
 #include "devices/eeprom.hpp"
 #include "devices/nor_flash.hpp"
 #include "devices/spi_loopback.hpp"
@@ -80,6 +81,7 @@ const std::array SPI_DEVICES{
 
 const std::array UART_PEERS{
     Type<UartPeer>{"echo", readUartEcho},
+    Type<UartPeer>{"script", readUartScript},
     Type<UartPeer>{"process", readProcess},
 };
 

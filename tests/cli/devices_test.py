@@ -4,11 +4,12 @@ import contextlib
 import json
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import time
 
-from tool import ENVIRONMENT, LIMIT, SIM, SOURCE, Case, shell
+from tool import ENVIRONMENT, LIMIT, SIM, SOURCE, Case, shell, tarvix
 
 BOARDS = SOURCE / "examples/boards"
 
@@ -49,6 +50,18 @@ class DevicesTest(Case):
             tarvix-sim trigger unplug; tarvix-sim trigger replug; tarvix spi transfer 5 6 --raw | show""",
             "  20 255\n3=high\n   0   0\n3=low\n   1   1\n3=low\n   0   0\n3=high\n",
             sim=["--board", str(BOARDS / "own_devices.json")])
+
+    def test_modem(self):
+        board = json.loads((BOARDS / "modem.json").read_text(encoding="utf-8"))
+        modem = board["adapters"][0]["uart"]
+        page = (SOURCE / "docs/board.md").read_text(encoding="utf-8")
+        shown = json.loads(re.search("### script.*?```json\n(.*?)```", page, re.DOTALL)[1])
+        self.assertEqual({"name": "modem", **shown}, modem)
+        for line, answer in ("AT", "OK"), ("AT+CSQ", "+CSQ: 17,99"), ('AT+CMGS="1"', "> "), ("AT", "RING"), ("A", "ERROR"):
+            done = tarvix("uart", "send", f"text:{line}\\r", "--expect", answer, "--within", "30s", "--raw",
+                          sim=["--board", str(BOARDS / "modem.json")])
+            self.assertEqual(done.returncode, 0, done)
+            self.assertTrue(done.stdout.startswith(line), done)
 
     def test_a_failed_program_is_told_once_and_restarts_with_the_power_in_a_clean_environment(self):
         options, directory = self.board("sh", "-c", """
