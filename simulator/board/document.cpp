@@ -159,9 +159,9 @@ double Node::fraction(double low, double high) const
     return value_->get<double>();
 }
 
-std::chrono::nanoseconds Node::milliseconds(double most) const
+std::chrono::nanoseconds Node::milliseconds(double most, double least) const
 {
-    return std::chrono::nanoseconds(static_cast<std::int64_t>(fraction(0, most) * 1e6));
+    return std::chrono::nanoseconds(static_cast<std::int64_t>(fraction(least, most) * 1e6));
 }
 
 std::size_t Node::choice(const std::vector<std::string>& names) const

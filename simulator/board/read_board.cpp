@@ -125,6 +125,9 @@ void readI2c(const Node& node, AdapterBoard& board, Names& names)
         if (const auto devices = object.find("devices")) {
             readAddresses(*devices, fmt::format("i2c{}", port), names, board.i2c[port]);
         }
+        if (const auto stuck = object.find("stuck")) {
+            board.i2cStuck[port] = stuck->choice({"low"}) == 0;
+        }
         object.end();
     }
 }

@@ -55,7 +55,7 @@ class DevicesTest(Case):
         board = json.loads((BOARDS / "modem.json").read_text(encoding="utf-8"))
         modem = board["adapters"][0]["uart"]
         page = (SOURCE / "docs/board.md").read_text(encoding="utf-8")
-        shown = json.loads(re.search("### script.*?```json\n(.*?)```", page, re.DOTALL)[1])
+        shown = json.loads(re.search("### UART scripts.*?```json\n(.*?)```", page, re.DOTALL)[1])
         self.assertEqual({"name": "modem", **shown}, modem)
         for line, answer in ("AT", "OK"), ("AT+CSQ", "+CSQ: 17,99"), ('AT+CMGS="1"', "> "), ("AT", "RING"), ("A", "ERROR"):
             done = tarvix("uart", "send", f"text:{line}\\r", "--expect", answer, "--within", "30s", "--raw",
