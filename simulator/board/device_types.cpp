@@ -8,9 +8,9 @@
 #include <fmt/format.h>
 
 #include "board/types/bus_devices.hpp"
+#include "board/types/nor_flash.hpp"
 #include "board/types/process.hpp"
 #include "board/types/uart_script.hpp"
-#include "devices/nor_flash.hpp"
 #include "devices/spi_loopback.hpp"
 
 namespace sim {
@@ -80,11 +80,6 @@ DeviceBoard<Kind> readDevice(const Node& node, const std::string& name, const st
     type.read(object, board);
     object.end();
     return board;
-}
-
-void readNorFlash(Object&, DeviceBoard<SpiDevice>& board)
-{
-    board.make = [](World&) { return std::make_unique<NorFlash>(); };
 }
 
 void readSpiLoopback(Object&, DeviceBoard<SpiDevice>& board)

@@ -32,14 +32,22 @@ def wait_for(get):
     raise TimeoutError
 
 
+def documented(section):
+    """The first device that this section of the page shows."""
+    page = (SOURCE / "docs/board.md").read_text(encoding="utf-8")
+    return json.loads(re.search(f"### {section}.*?```json\n(.*?)```", page, re.DOTALL)[1])
+
+
 class DevicesTest(Case):
-    def board(self, *command):
-        """The options for a board with this program at 0x39, and its directory."""
+    def board(self, **adapter):
+        """The options for a board, and its directory."""
         file = pathlib.Path(self.directory(), "board.json")
-        device = {"type": "process", "command": command, "timeout_ms": 100}
-        board = {"version": 1, "adapters": [{"i2c": [{"devices": {"0x39": device}}]}]}
-        file.write_text(json.dumps(board), encoding="utf-8")
+        file.write_text(json.dumps({"version": 1, "adapters": [adapter]}), encoding="utf-8")
         return ["--board", str(file)], file.parent
+
+    def program(self, *command):
+        """The same with this program at 0x39."""
+        return self.board(i2c=[{"devices": {"0x39": {"type": "process", "command": command, "timeout_ms": 100}}}])
 
     def test_examples(self):
         self.prints("""
@@ -51,12 +59,19 @@ class DevicesTest(Case):
             "  20 255\n3=high\n   0   0\n3=low\n   1   1\n3=low\n   0   0\n3=high\n",
             sim=["--board", str(BOARDS / "own_devices.json")])
 
+    def test_flash(self):
+        options, directory = self.board(spi=[documented("NOR flash memories")])
+        (directory / "image.bin").write_text("calibration\n", encoding="utf-8")
+        (directory / "new.bin").write_text("another line\n" * 20000, encoding="utf-8")
+        self.prints(f"""
+            cd {directory}; tarvix spi flash read - -n 12
+            tarvix spi flash write new.bin --offset 5000 > said && tarvix spi flash verify new.bin --offset 5000 > said
+            tarvix spi flash read - --offset 5000 -n 13; tarvix spi flash read - -n 12""",
+            "calibration\nanother line\ncalibration\n", sim=options)
+
     def test_modem(self):
         board = json.loads((BOARDS / "modem.json").read_text(encoding="utf-8"))
-        modem = board["adapters"][0]["uart"]
-        page = (SOURCE / "docs/board.md").read_text(encoding="utf-8")
-        shown = json.loads(re.search("### UART scripts.*?```json\n(.*?)```", page, re.DOTALL)[1])
-        self.assertEqual({"name": "modem", **shown}, modem)
+        self.assertEqual({"name": "modem", **documented("UART scripts")}, board["adapters"][0]["uart"])
         for line, answer in ("AT", "OK"), ("AT+CSQ", "+CSQ: 17,99"), ('AT+CMGS="1"', "> "), ("AT", "RING"), ("A", "ERROR"):
             done = tarvix("uart", "send", f"text:{line}\\r", "--expect", answer, "--within", "30s", "--raw",
                           sim=["--board", str(BOARDS / "modem.json")])
@@ -64,7 +79,7 @@ class DevicesTest(Case):
             self.assertTrue(done.stdout.startswith(line), done)
 
     def test_a_failed_program_is_told_once_and_restarts_with_the_power_in_a_clean_environment(self):
-        options, directory = self.board("sh", "-c", """
+        options, directory = self.program("sh", "-c", """
             exec 2>> log; env | grep -E 'LD_PRELOAD|TARVIX_SIM_SOCKET' >&2; grep SigBlk /proc/self/status >&2
             read line; echo '{"version": 1}'; read line""")
         done = shell("""for time in 1 2; do
@@ -80,7 +95,7 @@ class DevicesTest(Case):
         stubborn = "trap '' TERM HUP PIPE; sleep 1000 & echo $! $$ > pids.new; mv pids.new pids; while :; do sleep 1000; done"
         for how in signal.SIGTERM, signal.SIGKILL:
             with self.subTest(how=how):
-                options, directory = self.board("sh", "-c", stubborn)
+                options, directory = self.program("sh", "-c", stubborn)
                 with subprocess.Popen([SIM, "run", *options, "--", "sh", "-c", "cat; exit 7"], env=ENVIRONMENT,
                                       stdin=subprocess.PIPE) as process:
                     pids = wait_for(lambda: pathlib.Path(directory, "pids").read_text(encoding="utf-8").split())
