@@ -210,19 +210,20 @@ void I3cBus::resetAddresses()
     }
 }
 
-// The address that the host listed for the PID, if it is still free, else the first free one.
-std::uint8_t I3cBus::addressFor(const I3cTarget& target) const
+// The address that the host listed for the PID, if it is still free, else the first free one, if there is one.
+std::optional<std::uint8_t> I3cBus::addressFor(const I3cTarget& target) const
 {
     for (const I3cTargetInfo& record : listed_) {
         if (record.dynamicAddress != 0 && hasPid(target, record) && !isUsed(record.dynamicAddress)) {
             return record.dynamicAddress;
         }
     }
-    std::uint8_t address = FIRST_DYNAMIC;
-    while (isReserved(address) || isUsed(address) || isListed(address)) {
-        ++address;
+    for (std::uint8_t address = FIRST_DYNAMIC; address <= LAST_DYNAMIC; ++address) {
+        if (!isReserved(address) && !isUsed(address) && !isListed(address)) {
+            return address;
+        }
     }
-    return address;
+    return std::nullopt;
 }
 
 void I3cBus::assignAll()
@@ -232,7 +233,9 @@ void I3cBus::assignAll()
                          [](const I3cTarget* target) { return target->peripheral().dynamicAddress == 0; });
     std::ranges::sort(contenders, winsAgainst);
     for (I3cTarget* target : contenders) {
-        target->peripheral().dynamicAddress = addressFor(*target);
+        const auto address = addressFor(*target);
+        require(address.has_value(), DeviceStatus::ADDRESS_IN_USE);
+        target->peripheral().dynamicAddress = *address;
     }
 }
 
@@ -340,10 +343,12 @@ bool I3cBus::raiseInBandInterrupt(I3cTarget& target, std::span<const std::uint8_
 bool I3cBus::raiseHotJoin(I3cTarget& target)
 {
     I3cPeripheral& peripheral = target.peripheral();
-    if (!up_ || peripheral.dynamicAddress != 0 || (peripheral.enabledEvents & event::HOT_JOIN) == 0) {
+    const auto address = addressFor(target);
+    const bool enabled = (peripheral.enabledEvents & event::HOT_JOIN) != 0;
+    if (!up_ || peripheral.dynamicAddress != 0 || !enabled || !address) {
         return false;
     }
-    peripheral.dynamicAddress = addressFor(target);
+    peripheral.dynamicAddress = *address;
     const I3cIdentity& identity = target.identity();
     OutputFrame frame = Notifications::frame(NotificationCode::I3C_HOT_JOIN, HOT_JOIN_END);
     for (std::size_t i = 0; i < identity.pid.size(); ++i) {

@@ -262,6 +262,18 @@ TEST_F(ModelTest, I3cTableHoldsWhatWasConfigured)
     });
 }
 
+TEST_F(ModelTest, TargetsStayAwayWhenTheListTakesEveryAddress)
+{
+    std::string list = "04 19 7F";
+    for (std::uint8_t address = 1; address < 0x80; ++address) {
+        list += " " + hexOf(padded({address}, 16));
+    }
+    converse({
+        {"01 19 00 00 00 00"}, {list}, {"09 19 7E 00 00 07 00", "02 03 00 00 00 00"}, // ENTDAA
+    });
+    EXPECT_FALSE(adapter.raiseHotJoin(0));
+}
+
 TEST_F(ModelTest, TargetResetPatternDoesWhatRstactAsked)
 {
     initialiseAll();
