@@ -44,12 +44,14 @@ struct Bench {
             .pid = {0x7F, 0xFE, 0x12, 0x34, 0x50, 0x01},
             .bcr = bcr::ADVANCED | bcr::IBI_PAYLOAD | bcr::IBI_CAPABLE | bcr::SPEED_LIMITED,
             .dcr = 0x63,
+            .capabilities = {caps1::HDR_DDR, caps2::VERSION_1_1 | caps2::TWO_GROUPS, 0x00, 0x00},
         }},
         I3cTarget{{
             .staticAddress = 0x31,
             .pid = {0x7F, 0xFE, 0x56, 0x78, 0x90, 0x02},
-            .bcr = bcr::IBI_CAPABLE,
+            .bcr = bcr::ADVANCED | bcr::IBI_CAPABLE,
             .dcr = 0xC6,
+            .capabilities = {0x00, caps2::VERSION_1_1 | caps2::TWO_GROUPS, 0x00, 0x00},
         }},
     };
 

@@ -41,6 +41,9 @@ public:
     BusDevice& legacyDevice(std::uint8_t address) const;
     const Targets& targets() const { return targets_; }
 
+    // A START goes over the bus: what RSTACT armed before it is forgotten.
+    void start();
+
     // Address assignment, by the Common Command Codes of the same names.
     void resetAddresses();                                                          // RSTDAA
     void assignAll();                                                               // ENTDAA, while any is left
