@@ -1,12 +1,15 @@
 #include "devices/i3c_target.hpp"
 
 #include <algorithm>
-#include <stdexcept>
 #include <utility>
 
 namespace sim {
 
 namespace {
+
+// Registers that raise events.
+constexpr std::uint8_t INTERRUPT_TRIGGER = 0x80;
+constexpr std::uint8_t REJOIN_TRIGGER = 0x81;
 
 constexpr std::size_t MAX_REGISTERS = 256; // by a register address of one byte
 constexpr std::size_t MAX_CAPABILITIES = 4;
@@ -21,9 +24,11 @@ bool announcesAdvanced(const std::vector<std::uint8_t>& capabilities)
     return false;
 }
 
-// What contradicts what; null for an identity that can be.
-const char* contradiction(const I3cIdentity& identity, std::size_t maxRegisters)
+} // namespace
+
+const char* contradiction(const I3cIdentity& identity)
 {
+    const std::size_t maxRegisters = identity.eventTriggers ? INTERRUPT_TRIGGER : MAX_REGISTERS;
     const auto lacks = [&](std::uint8_t bit) { return (identity.bcr & bit) == 0; };
     if (identity.registers.empty() || identity.registers.size() > maxRegisters) {
         return "there must be 1 to 256 registers, or to 128 with the event triggers behind them";
@@ -46,13 +51,8 @@ const char* contradiction(const I3cIdentity& identity, std::size_t maxRegisters)
     return nullptr;
 }
 
-} // namespace
-
 I3cTarget::I3cTarget(I3cIdentity identity) : identity_(std::move(identity))
 {
-    if (const char* const why = contradiction(identity_, identity_.eventTriggers ? INTERRUPT_TRIGGER : MAX_REGISTERS)) {
-        throw std::invalid_argument(why);
-    }
     powerCycle();
 }
 
@@ -78,11 +78,11 @@ void I3cTarget::loseAddresses()
     peripheral_.groupAddresses.clear();
 }
 
-void I3cTarget::write(std::span<const std::uint8_t> stream)
+bool I3cTarget::write(std::span<const std::uint8_t> stream)
 {
     stream = stream.first(std::min<std::size_t>(stream.size(), peripheral_.maxWriteLength));
     if (stream.empty()) {
-        return;
+        return true;
     }
     const std::uint8_t address = stream.front();
     const auto data = stream.subspan(1);
@@ -91,16 +91,17 @@ void I3cTarget::write(std::span<const std::uint8_t> stream)
             event_ = address == INTERRUPT_TRIGGER ? Event::INTERRUPT : Event::REJOIN;
             interruptLength_ = std::min<std::size_t>(data.front(), registers_.size());
         }
-        return;
+        return true;
     }
     pointer_ = address % registers_.size();
     for (const std::uint8_t byte : data) {
         registers_[pointer_] = byte;
         pointer_ = (pointer_ + 1) % registers_.size();
     }
+    return true;
 }
 
-std::size_t I3cTarget::read(std::span<std::uint8_t> into)
+std::optional<std::size_t> I3cTarget::read(std::span<std::uint8_t> into)
 {
     const std::size_t count = std::min<std::size_t>(into.size(), peripheral_.maxReadLength);
     for (std::uint8_t& byte : into.first(count)) {

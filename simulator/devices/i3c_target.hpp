@@ -77,6 +77,9 @@ struct I3cIdentity {
     std::optional<std::uint8_t> virtualTargetIndication{}; // needs the bit in the BCR
 };
 
+// What contradicts the I3C standard, or is more than a target can have; null when there is nothing.
+const char* contradiction(const I3cIdentity& identity);
+
 // The I3C side of a target: what Common Command Codes set and get. A reset of the I3C peripheral restores it.
 struct I3cPeripheral {
     std::uint16_t maxWriteLength;
@@ -94,7 +97,7 @@ class I3cTarget final : public BusDevice {
 public:
     enum class Event { INTERRUPT, REJOIN };
 
-    // Throws std::invalid_argument, whose message says what contradicts what.
+    // Of an identity without a contradiction.
     explicit I3cTarget(I3cIdentity identity);
 
     const I3cIdentity& identity() const { return identity_; }
@@ -111,8 +114,8 @@ public:
 
     // The first byte of a write is the register, the data follows; what exceeds the maximum write length is lost. Two
     // registers beyond the others raise events when data is written to them, and leave the others alone.
-    void write(std::span<const std::uint8_t> stream) override;
-    std::size_t read(std::span<std::uint8_t> into) override;
+    bool write(std::span<const std::uint8_t> stream) override;
+    std::optional<std::size_t> read(std::span<std::uint8_t> into) override;
     void powerCycle() override;
 
     // Whether the target has what this defining byte of RSTACT is about.
@@ -134,9 +137,6 @@ public:
     std::span<const std::uint8_t> interruptPayload() const;
 
 private:
-    static constexpr std::uint8_t INTERRUPT_TRIGGER = 0x80;
-    static constexpr std::uint8_t REJOIN_TRIGGER = 0x81;
-
     void resetPeripheral();
 
     I3cIdentity identity_;
