@@ -1,17 +1,15 @@
-// I3C targets that are configured otherwise than those of the bench, by the bytes of their answers.
+// I3C targets that are configured otherwise than those of the default board, by the bytes of their answers.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
-#include "devices/i3c_target.hpp"
-#include "model/ccc.hpp"
-#include "model/command_table.hpp"
-#include "model/i3c.hpp"
-#include "model/refusal.hpp"
+#include "support/bench.hpp"
 #include "support/bytes.hpp"
+#include "virtual_adapter.hpp"
 
 namespace {
 
@@ -41,56 +39,30 @@ const Identity FULL{
 };
 
 // As little as a target can have.
-const Identity PLAIN{
-    .staticAddress = 0,
-    .pid = {0x04, 0xD2, 0x00, 0x01, 0x20, 0x04},
-    .bcr = 0x00,
-    .dcr = 0x00,
-    .registers = {0xC1, 0xC2},
-    .capabilities = {},
-    .timingModes = 0,
-};
+const Identity PLAIN{.staticAddress = 0,
+                     .pid = {0x04, 0xD2, 0x00, 0x01, 0x20, 0x04},
+                     .bcr = 0x00,
+                     .dcr = 0x00,
+                     .registers = {0xC1, 0xC2},
+                     .capabilities = {},
+                     .timingModes = 0};
 
-// The adapter's I3C commands on a bus with these two, at the addresses 8 and 9.
-class I3cTargetTest : public testing::Test {
-protected:
-    I3cTargetTest()
-    {
-        sim::addI3cCommands(table, i3c);
-        sim::addCccCommands(table, bus);
-        for (const char* request : {"01 19 00 00 00 00", "04 19 00", "09 19 7E 00 00 07 00"}) {
-            ask(request);
-        }
-    }
-
-    // The data of the answer; of a refused request, its status.
-    std::string ask(const std::string& text)
-    {
-        const Bytes frame = hex("01 00 " + text);
-        sim::Request request(frame);
-        const auto* row = table.find(request.code());
-        sim::OutputFrame response(1, request.code(), row->dataOffset);
-        try {
-            row->execute(request, response);
-        } catch (const sim::Refusal& refusal) {
-            return "status " + std::to_string(static_cast<unsigned>(refusal.status));
-        }
-        return hexOf(part(response.bytes(), row->dataOffset, response.bytes().size()));
-    }
-
-    sim::I3cTarget full{FULL};
-    sim::I3cTarget plain{PLAIN};
-    sim::Notifications notifications;
-    sim::I3cBus bus{{&full, &plain}, {}, notifications};
-    sim::I3c i3c{bus};
-    sim::CommandTable table;
-};
-
-const std::string NACK = "status 769";
-
-// Each request goes to the full target at 0x08, then to the plain one at 0x09.
-TEST_F(I3cTargetTest, AnswersWhatItWasGivenAndRefusesWhatItLacks)
+sim::AdapterBoard boardWith(const std::vector<Identity>& identities)
 {
+    sim::AdapterBoard board = defaultBoardAs("SN-42");
+    board.i3cTargets.clear();
+    for (const Identity& identity : identities) {
+        const auto make = [identity](sim::World&) { return std::make_unique<sim::I3cTarget>(identity); };
+        const std::string name = hexOf({identity.pid.back()});
+        board.i3cTargets.push_back({.name = name, .type = {}, .lines = {}, .make = make});
+    }
+    return board;
+}
+
+// Each request goes to the full target at 0x08, then to the plain one at 0x09. What comes back is the data, or NACK.
+TEST(I3cTarget, AnswersWhatItWasGivenAndRefusesWhatItLacks)
+{
+    const std::string NACK = "NACK";
     const std::tuple<std::string, std::string, std::string> cases[]{
         {"09 19 08 01 02 8B 00", "00 03", "01 00"},
         {"09 19 08 01 03 8C 00", "00 02 01", "01 00"},
@@ -124,42 +96,41 @@ TEST_F(I3cTargetTest, AnswersWhatItWasGivenAndRefusesWhatItLacks)
         {"08 19 08 03 00 00 01 00", NACK, NACK},
         {"08 19 08 00 00 01 80 00 00 00 01 00 01", "", ""},
         {"08 19 08 01 00 01 80 00 00 00 01 00", "01", "D2"},
+        // A reset of everything brings back what was configured; no static address is not address 0.
+        {"09 19 7E 00 02 09 00 01 00", "", ""},
+        {"09 19 7E 10 01 2A 02", "", ""},
+        {"0A 19 00", "", ""},
+        {"08 19 00 05 00 00 00 00 00 00 01 00", NACK, NACK},
+        {"09 19 7E 00 00 07 00", "", ""},
+        {"09 19 08 01 02 8B 00", "00 03", "01 00"},
+        {"08 19 08 01 00 01 FF 00 00 00 02 00", "E0 E0", "C2 C1"},
     };
-    for (const auto& [request, ofFull, ofPlain] : cases) {
+    StillWorld world;
+    std::vector<Bytes> sent;
+    sim::VirtualAdapter adapter(boardWith({FULL, PLAIN}), world, [&](const Bytes& frame) { sent.push_back(frame); });
+    const auto ask = [&](const std::string& request) {
+        sent.clear();
+        adapter.request(hex("01 00 " + request));
+        const Bytes answer = padded(sent.at(0), std::max<std::size_t>(sent.at(0).size(), 10));
+        return hexOf(part(answer, 4, 6)) == "01 03" ? "NACK" : hexOf(part(answer, 10, answer.size()));
+    };
+    for (const char* request : {"01 19 00 00 00 00", "04 19 00", "09 19 7E 00 00 07 00"}) {
+        ask(request);
+    }
+    for (auto [request, ofFull, ofPlain] : cases) {
         EXPECT_EQ(ask(request), ofFull) << request;
-        const bool isBroadcast = request.substr(6, 2) == "7E";
-        EXPECT_EQ(ask(isBroadcast ? request : request.substr(0, 6) + "09" + request.substr(8)), ofPlain) << request;
+        request.replace(6, 2, request.substr(6, 2) == "08" ? "09" : request.substr(6, 2));
+        EXPECT_EQ(ask(request), ofPlain) << request;
+        EXPECT_EQ(sent.size(), 1) << request << " raised an event";
     }
-    EXPECT_TRUE(notifications.take().empty());
+    sent.clear();
+    EXPECT_TRUE(adapter.raiseInBandInterrupt(0, {}));
+    EXPECT_TRUE(adapter.raiseInBandInterrupt(0, hex("A1 A2")));
+    EXPECT_FALSE(adapter.raiseInBandInterrupt(1, {}));
+    EXPECT_EQ(sent, (std::vector{hex("00 00 81 19 00 00 08 01 9C"), hex("00 00 81 19 00 00 08 01 A1")}));
 }
 
-TEST_F(I3cTargetTest, ResetsToItsOwnValues)
-{
-    const std::pair<std::string, std::string> steps[]{
-        {"09 19 7E 00 02 09 00 01 00", ""}, // SETMWL
-        {"08 19 09 00 00 01 00 00 00 00 01 00 D1", ""},
-        {"09 19 7E 10 01 2A 02", ""},
-        {"0A 19 00", ""},
-        {"08 19 00 05 00 00 00 00 00 00 01 00", NACK}, // no static address is not address 0
-        {"09 19 7E 00 00 07 00", ""},
-        {"09 19 08 01 02 8B 00", "00 03"},
-        {"08 19 09 01 00 01 00 00 00 00 01 00", "C1"},
-    };
-    for (const auto& [request, answer] : steps) {
-        EXPECT_EQ(ask(request), answer) << request;
-    }
-}
-
-TEST_F(I3cTargetTest, InterruptsCarryTheMandatoryByteAndStayWithinTheLimit)
-{
-    EXPECT_TRUE(bus.raiseInBandInterrupt(full, {}));
-    EXPECT_TRUE(bus.raiseInBandInterrupt(full, hex("A1 A2")));
-    EXPECT_FALSE(bus.raiseInBandInterrupt(plain, {}));
-    EXPECT_EQ(notifications.take(),
-              (std::vector{hex("00 00 81 19 00 00 08 01 9C"), hex("00 00 81 19 00 00 08 01 A1")}));
-}
-
-TEST(I3cIdentity, MayNotContradictItself)
+TEST(I3cTarget, IsRefusedWhenItContradictsItself)
 {
     const std::tuple<std::string, void (*)(Identity&)> cases[]{
         {"1 to 256 registers", [](Identity& i) { i.registers.clear(); }},
@@ -171,9 +142,9 @@ TEST(I3cIdentity, MayNotContradictItself)
         {"needs GETCAPS", [](Identity& i) { i.capabilities.clear(); }},
         {"needs bit 4", [](Identity& i) { i.bcr = 0x27; }},
     };
+    EXPECT_EQ(sim::contradiction(PLAIN), nullptr);
     for (const auto& [why, damage] : cases) {
         Identity identity = FULL;
-        ASSERT_EQ(sim::contradiction(identity), nullptr);
         damage(identity);
         const char* const found = sim::contradiction(identity);
         EXPECT_NE(std::string(found ? found : "nothing").find(why), std::string::npos) << why;
