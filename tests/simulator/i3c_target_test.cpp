@@ -64,7 +64,6 @@ TEST(I3cTarget, AnswersWhatItWasGivenAndRefusesWhatItLacks)
 {
     const std::string NACK = "NACK";
     const std::tuple<std::string, std::string, std::string> cases[]{
-        {"09 19 08 01 02 8B 00", "00 03", "01 00"},
         {"09 19 08 01 03 8C 00", "00 02 01", "01 00"},
         {"09 19 08 01 05 94 00", "02 0B 10 20 30", NACK},
         {"09 19 08 01 04 95 00", "00 31 18", NACK},
