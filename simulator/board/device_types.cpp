@@ -128,34 +128,4 @@ DeviceBoard<UartPeer> readUartPeer(const Node& node, const std::string& name)
     return readDevice(node, name, UART_PEERS);
 }
 
-DeviceBoard<I3cTarget> readI3cTarget(const Node& node, const std::string& name)
-{
-    Object object(node);
-    I3cIdentity identity{};
-    if (const auto address = object.find("static_address")) {
-        identity.staticAddress = static_cast<std::uint8_t>(address->number(0x08, 0x7D));
-    }
-    const Node pid = object.get("pid");
-    const auto bytes = pid.bytes(identity.pid.size());
-    if (bytes.size() != identity.pid.size()) {
-        pid.fail("a PID has 6 bytes, as in \"hex:7f fe 12 34 50 01\"");
-    }
-    std::ranges::copy(bytes, identity.pid.begin());
-    identity.bcr = static_cast<std::uint8_t>(object.get("bcr").number(0, 0xFF));
-    identity.dcr = static_cast<std::uint8_t>(object.get("dcr").number(0, 0xFF));
-    if (const auto capabilities = object.find("getcaps")) {
-        identity.capabilities = capabilities->bytes(4);
-    }
-    DeviceBoard<I3cTarget> board{.name = name, .type = "i3c_target", .lines = {}, .make = {}};
-    if (const auto given = object.find("name")) {
-        board.name = given->text();
-    }
-    object.end();
-    if (const char* const why = contradiction(identity)) {
-        node.fail(why);
-    }
-    board.make = [identity](World&) { return std::make_unique<I3cTarget>(identity); };
-    return board;
-}
-
 } // namespace sim

@@ -9,7 +9,7 @@ import signal
 import subprocess
 import time
 
-from tool import ENVIRONMENT, LIMIT, SIM, SOURCE, Case, shell, tarvix
+from tool import ENVIRONMENT, LIMIT, SIM, SOURCE, Case, shell, stream, tarvix
 
 BOARDS = SOURCE / "examples/boards"
 
@@ -77,6 +77,12 @@ class DevicesTest(Case):
                           sim=["--board", str(BOARDS / "modem.json")])
             self.assertEqual(done.returncode, 0, done)
             self.assertTrue(done.stdout.startswith(line), done)
+
+    def test_i3c_target(self):
+        watched, status, _ = stream("monitor -n 2", "tarvix --shared i3c init; tarvix-sim trigger ibi 0x0a; tarvix-sim trigger ibi",
+                                    sim=["--board", str(BOARDS / "i3c_target.json")])
+        self.assertIn("0x08     0x68    7ffe4210000b  0x06  0x44  interrupts, interrupt payload", watched)
+        self.assertEqual(["payload=0a" in watched[-2], "payload=02" in watched[-1], status], [True, True, 0], watched)
 
     def test_a_failed_program_is_told_once_and_restarts_with_the_power_in_a_clean_environment(self):
         options, directory = self.program("sh", "-c", """
