@@ -34,6 +34,9 @@ Bench::Bench(const AdapterBoard& board, World& world, PinChanged pinChanged)
             addWire({.name = {}, .pins = {pin}}, pinChanged);
         }
     }
+    for (const auto& [name, device] : devices_) {
+        device->begin();
+    }
 }
 
 template <class Kind>

@@ -94,9 +94,10 @@ void readUartEcho(Object&, DeviceBoard<UartPeer>& board)
 
 const std::array BUS_DEVICES{
     Type<BusDevice>{"eeprom", readEeprom},
+    Type<BusDevice>{"gpio_expander", readGpioExpander},
+    Type<BusDevice>{"process", readProcess},
     Type<BusDevice>{"register_map", readRegisterMap},
     Type<BusDevice>{"temperature_sensor", readTemperatureSensor},
-    Type<BusDevice>{"process", readProcess},
 };
 
 const std::array SPI_DEVICES{

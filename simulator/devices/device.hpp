@@ -34,6 +34,9 @@ public:
     // anything else happens.
     virtual void connect(std::string_view /*line*/, WireEnd /*end*/) {}
 
+    // All lines are connected.
+    virtual void begin() {}
+
 private:
     int resets_ = 0;
 };

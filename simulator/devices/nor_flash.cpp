@@ -46,6 +46,7 @@ NorFlash::NorFlash(Parameters parameters, World& world)
     : parameters_(std::move(parameters)),
       world_(world),
       sfdp_(sfdpOf(parameters_)),
+      file_(parameters_.keptIn),
       blocks_(parameters_.size / SMALLEST_SECTOR)
 {
     for (std::size_t address = 0; address < parameters_.contents.size(); address += SMALLEST_SECTOR) {
@@ -136,6 +137,7 @@ void NorFlash::change(std::uint8_t command, std::span<const std::uint8_t> operan
 void NorFlash::begin(Duration time)
 {
     writeEnabled_ = false;
+    file_.change();
     if (time > Duration{}) {
         busyUntil_ = world_.now() + time;
     }
@@ -178,6 +180,23 @@ void NorFlash::powerCycle()
 {
     writeEnabled_ = false;
     busyUntil_.reset();
+    save();
+}
+
+NorFlash::~NorFlash()
+{
+    save();
+}
+
+void NorFlash::save()
+{
+    if (file_.isChanged()) {
+        std::vector<std::uint8_t> whole(parameters_.size);
+        for (std::size_t address = 0; address < whole.size(); ++address) {
+            whole[address] = byteAt(address);
+        }
+        file_.save(whole, world_);
+    }
 }
 
 } // namespace sim

@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
+#include "devices/kept_file.hpp"
 #include "devices/spi_device.hpp"
 #include "devices/world.hpp"
 
@@ -32,6 +34,7 @@ public:
         Duration programTime{};                              // of a page, and of the status
         Duration chipEraseTime{};
         std::vector<std::uint8_t> contents{}; // at first; the rest is erased
+        std::string keptIn{};                 // a file
     };
 
     static constexpr std::size_t SMALLEST_SECTOR = 4096;
@@ -41,6 +44,7 @@ public:
     static bool isTaken(std::uint8_t command);
 
     NorFlash(Parameters parameters, World& world);
+    ~NorFlash() override;
 
     std::vector<std::uint8_t> exchange(std::span<const std::uint8_t> sent) override;
     void powerCycle() override;
@@ -54,10 +58,12 @@ private:
     std::uint8_t byteAt(std::size_t address) const;
     void program(std::size_t address, std::span<const std::uint8_t> data);
     void erase(std::size_t address, const Erase& sector);
+    void save();
 
     const Parameters parameters_;
     World& world_;
     const std::vector<std::uint8_t> sfdp_;
+    KeptFile file_;
     std::vector<std::vector<std::uint8_t>> blocks_; // of SMALLEST_SECTOR; empty while erased
     bool writeEnabled_ = false;
     std::uint8_t protection_ = 0; // bits of the status; any of them protects the whole chip

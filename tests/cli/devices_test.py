@@ -60,7 +60,7 @@ class DevicesTest(Case):
             sim=["--board", str(BOARDS / "own_devices.json")])
 
     def test_flash(self):
-        options, directory = self.board(spi=[documented("NOR flash memories")])
+        options, directory = self.board(spi=[{**documented("NOR flash memories"), "keep": True}])
         (directory / "image.bin").write_text("calibration\n", encoding="utf-8")
         (directory / "new.bin").write_text("another line\n" * 20000, encoding="utf-8")
         self.prints(f"""
@@ -68,6 +68,9 @@ class DevicesTest(Case):
             tarvix spi flash write new.bin --offset 5000 > said && tarvix spi flash verify new.bin --offset 5000 > said
             tarvix spi flash read - --offset 5000 -n 13; tarvix spi flash read - -n 12""",
             "calibration\nanother line\ncalibration\n", sim=options)
+        image = (directory / "image.bin").read_bytes()
+        changed = b"calibration\n".ljust(5000, b"\xff") + (directory / "new.bin").read_bytes()
+        self.assertEqual(image, changed.ljust(1 << 22, b"\xff"))
 
     def test_modem(self):
         board = json.loads((BOARDS / "modem.json").read_text(encoding="utf-8"))

@@ -1,5 +1,9 @@
 // Boards of a test's own, in the words of BoardRig: the types of I2C devices, and what the bench does to all devices.
 #include <bit>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -118,6 +122,155 @@ TEST(RegisterMap, ShowsTheNextSampleOnceTheLastWasRead)
         {"w 19 00 00", "ok"}, // not read-only here
         {"pin 3", "high"},
     });
+}
+
+TEST(Eeprom, IsBusyWhileItWritesAndBeginsWithItsContents)
+{
+    BoardRig rig(board(R"({"type": "eeprom", "size": 64, "page": 8, "address_bytes": 2, "write_ms": 5,
+        "contents": "text:CAL"})"));
+    rig.converse({
+        {"r 19 4 00 00", "43 41 4C FF"},
+        {"w 19 00 01 58", "ok"},
+        {"w 19", "03 01"},
+        {"r 19 1", "03 01"},
+        {"scan", ""},
+        {"pass 4.9", ""},
+        {"r 19 1 00 01", "03 01"},
+        {"pass 0.1", ""},
+        {"r 19 2 00 01", "58 4C"},
+        {"w 19 00 00", "ok"}, // no data
+        {"w 19 00 00 59", "ok"},
+        {"power", ""},
+        {"r 19 2 00 00", "59 58"},
+    });
+}
+
+TEST(Eeprom, AnswersAtOneAddressForEachBlockThatItsAddressBytesReach)
+{
+    BoardRig rig(R"({"i2c": [{"devices": {
+        "0x50": {"type": "eeprom", "size": 1024, "page": 16, "address_bytes": 1},
+        "0x54": {"type": "eeprom", "size": 256, "page": 16, "address_bytes": 1, "faults": {"nack": "address"}}}}]})");
+    rig.converse({
+        {"scan", "50 51 52 53"},
+        {"w 50 ff 11", "ok"},
+        {"w 51 00 22", "ok"},
+        {"w 53 ff 44", "ok"},
+        {"r 50 2 ff", "11 22"},
+        {"r 53 1 ff", "44"},
+        {"r 50 1 00", "FF"},
+    });
+}
+
+class KeptEeprom : public testing::Test {
+protected:
+    KeptEeprom() { std::filesystem::create_directory(directory); }
+    ~KeptEeprom() override { std::filesystem::remove_all(directory); }
+
+    BoardRig rig() const
+    {
+        const std::string adapter = board(R"({"type": "eeprom", "size": 8, "page": 8, "address_bytes": 1,
+            "contents": "file:chip.bin", "keep": true})");
+        return BoardRig(sim::parseBoard(directory / "board.json", R"({"version": 1, "adapters": [)" + adapter + "]}"));
+    }
+    std::string file() const
+    {
+        std::ifstream stream(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    }
+
+    const std::filesystem::path directory =
+        std::filesystem::temp_directory_path() / ("tarvix-test." + std::to_string(::getpid()));
+    const std::filesystem::path path = directory / "chip.bin";
+};
+
+TEST_F(KeptEeprom, WritesItsFileBackWhenItChanged)
+{
+    rig().converse({{"r 19 1 00", "FF"}});
+    EXPECT_FALSE(std::filesystem::exists(path)); // nothing was written
+    {
+        BoardRig first = rig();
+        first.converse({{"w 19 00 41 42", "ok"}});
+        EXPECT_FALSE(std::filesystem::exists(path));
+        first("power");
+        EXPECT_EQ(file(), "AB\xFF\xFF\xFF\xFF\xFF\xFF");
+        first.converse({{"w 19 07 43", "ok"}});
+    }
+    EXPECT_EQ(file(), "AB\xFF\xFF\xFF\xFF\xFF"
+                      "C");
+    std::filesystem::permissions(path, std::filesystem::perms(0640));
+    std::filesystem::rename(path, directory / "real.bin");
+    std::filesystem::create_symlink("real.bin", path);
+    rig().converse({{"r 19 2 00", "41 42"}, {"w 19 00 44", "ok"}});
+    EXPECT_EQ(file().substr(0, 2), "DB");
+    EXPECT_TRUE(std::filesystem::is_symlink(path));
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0640));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 2);
+}
+
+TEST_F(KeptEeprom, SaysThatItsFileCannotBeWritten)
+{
+    BoardRig broken = rig();
+    broken("w 19 00 41");
+    std::filesystem::remove_all(directory);
+    broken("power");
+    ASSERT_EQ(broken.world.told.size(), 1u);
+    EXPECT_EQ(broken.world.told[0],
+              "cannot write " + path.string() + ": No such file or directory; the file is as it was");
+    std::filesystem::create_directory(directory);
+    broken("power"); // tries again
+    EXPECT_EQ(file()[0], 'A');
+}
+
+TEST(TemperatureSensor, TakesItsTemperaturesByTurns)
+{
+    BoardRig(board(R"({"type": "temperature_sensor", "celsius": -0.5})")).converse({{"r 19 2 00", "FF 80"}});
+    BoardRig rig(board(R"({"type": "temperature_sensor", "celsius": [25, 26.5], "every_ms": 100})"));
+    rig.converse({
+        {"r 19 2 00", "19 00"},
+        {"pass 99", ""},
+        {"r 19 2", "19 00"},
+        {"pass 1", ""},
+        {"r 19 2", "1A 80"},
+        {"pass 100", ""},
+        {"r 19 2", "19 00"},
+        {"pass 100", ""},
+        {"power", ""},
+        {"r 19 2", "19 00"},
+    });
+}
+
+TEST(GpioExpander, DrivesWiresAndTellsOfInputsThatChanged)
+{
+    BoardRig rig(board(R"({"type": "gpio_expander", "name": "io", "lines": 16, "pull_ups": true})",
+                       R"(, "gpio": {"wires": [
+        {"pins": [0], "lines": ["io.0"]}, {"pins": [1], "lines": ["io.15"]}, {"lines": ["io.1", "io.8"]},
+        {"pins": [3], "pull": "up", "lines": ["io.interrupt"]}]})"));
+    rig.converse({
+        {"free 3", "ok"},
+        {"pin 3", "high"},
+        {"pin 0", "high"},
+        {"r 19 8 00", "FF FF FF FF FF FF FF FF"},
+        {"r 19 3 06", "FF FF FF"},
+        {"w 19 06 fc 7f", "ok"}, // 0, 1 and 15 become outputs; 8 follows 1
+        {"w 19 02 fc", "ok !"},
+        {"pin 3", "low"},
+        {"pin 0", "low"},
+        {"pin 1", "high"},
+        {"r 19 1 00", "FC"}, // the input of the other port has changed
+        {"pin 3", "low"},
+        {"r 19 1 01", "FE !"},
+        {"pin 3", "high"},
+        {"drive 1 low", "ok"}, // an output that somebody else holds low
+        {"w 19 05 01", "ok"},
+        {"r 19 1 01", "7F"},
+        {"w 19 02 fe", "ok !"},
+        {"w 19 02 fc", "ok !"}, // as it was read
+        {"r 19 4 06", "FC 7F FC 7F"},
+        {"power", ""},
+        {"r 19 2 00", "FF FF"},
+    });
+    BoardRig small(board(R"({"type": "gpio_expander", "lines": 8})"));
+    small.converse({{"r 19 2 00", "00 00"}, {"w 19 03 0f", "ok"}, {"r 19 1 00", "F0"}, {"r 19 1 07", "0F"}});
 }
 
 // What the bench does to devices of every kind.

@@ -7,6 +7,7 @@
 namespace sim {
 
 void readEeprom(Object& object, DeviceBoard<BusDevice>& board);
+void readGpioExpander(Object& object, DeviceBoard<BusDevice>& board);
 void readRegisterMap(Object& object, DeviceBoard<BusDevice>& board);
 void readTemperatureSensor(Object& object, DeviceBoard<BusDevice>& board);
 

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <bit>
+#include <utility>
 
 #include <fmt/format.h>
 
+#include "board/types/contents.hpp"
 #include "devices/nor_flash.hpp"
 
 namespace sim {
@@ -80,10 +82,10 @@ void readNorFlash(Object& object, DeviceBoard<SpiDevice>& board)
     }
     readTime(object, "program_ms", flash.programTime);
     readTime(object, "chip_erase_ms", flash.chipEraseTime);
-    if (const auto contents = object.find("contents")) {
-        flash.contents = contents->bytes(flash.size);
-    }
-    board.make = [flash](World& world) { return std::make_unique<NorFlash>(flash, world); };
+    Contents contents = readContents(object, flash.size);
+    flash.contents = std::move(contents.bytes);
+    flash.keptIn = std::move(contents.keptIn);
+    board.make = [flash = std::move(flash)](World& world) { return std::make_unique<NorFlash>(flash, world); };
 }
 
 } // namespace sim
