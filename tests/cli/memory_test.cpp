@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "commands/i2c/eeprom.hpp"
 #include "commands/memory/plan.hpp"
