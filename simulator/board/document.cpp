@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <numeric>
+#include <set>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -95,15 +96,24 @@ std::string nearest(std::string_view text, const std::vector<std::string>& known
 
 Json parseDocument(const std::filesystem::path& file, std::string_view text)
 {
-    constexpr int DEEPEST = 64; // what walks through a document calls itself at each level
-    const auto refuseDepth = [&](int depth, Json::parse_event_t, const Json&) {
+    constexpr int DEEPEST = 64;              // what walks through a document calls itself at each level
+    std::vector<std::set<std::string>> keys; // of the objects around
+    const auto check = [&](int depth, Json::parse_event_t event, const Json& value) {
         if (depth > DEEPEST) {
             throw BoardError(fmt::format("{}: nested deeper than {} levels", file.string(), DEEPEST));
+        }
+        if (event == Json::parse_event_t::object_start) {
+            keys.emplace_back();
+        } else if (event == Json::parse_event_t::object_end) {
+            keys.pop_back();
+        } else if (event == Json::parse_event_t::key && !keys.back().insert(value.get<std::string>()).second) {
+            throw BoardError(
+                fmt::format("{}: an object has the key '{}' twice", file.string(), value.get<std::string>()));
         }
         return true;
     };
     try {
-        return Json::parse(text, refuseDepth);
+        return Json::parse(text, check);
     } catch (const Json::parse_error& error) {
         const auto before = text.substr(0, std::min(text.size(), error.byte == 0 ? 0 : error.byte - 1));
         const auto line = 1 + std::ranges::count(before, '\n');
@@ -180,7 +190,7 @@ std::size_t Node::choice(const std::vector<std::string>& names) const
     const auto found = std::ranges::find(names, given);
     if (found == names.end()) {
         const std::string meant = nearest(given, names);
-        fail(fmt::format("'{}' is none of {}{}", given, fmt::join(names, ", "),
+        fail(fmt::format("'{}' is {} {}{}", given, names.size() == 1 ? "not" : "none of", fmt::join(names, ", "),
                          meant.empty() ? "" : fmt::format("; did you mean '{}'?", meant)));
     }
     return static_cast<std::size_t>(found - names.begin());
@@ -192,7 +202,8 @@ std::vector<Node> Node::items(std::size_t least, std::size_t most) const
         fail(fmt::format("{} is not an array, [...]", shown(*value_)));
     }
     if (value_->size() < least || value_->size() > most) {
-        fail(fmt::format("{} elements, not {} to {}", value_->size(), least, most));
+        const std::string right = least == most ? fmt::to_string(most) : fmt::format("{} to {}", least, most);
+        fail(fmt::format("{} elements, not {}", value_->size(), right));
     }
     std::vector<Node> items;
     for (std::size_t index = 0; index < value_->size(); ++index) {

@@ -36,7 +36,7 @@ public:
     void addName(const Node& node, const std::string& name)
     {
         if (!all_.insert(name).second) {
-            node.fail(fmt::format("there are two things named '{}'", name));
+            node.fail(fmt::format("another device or wire is named '{}'", name));
         }
     }
 

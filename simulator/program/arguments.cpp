@@ -378,6 +378,8 @@ void readFault(Json& request)
         request["do"] = "faults_off";
         request.erase("fault");
         request.erase("device");
+    } else if (text == "on" && request.contains("device")) {
+        request.erase("fault");
     } else if (!request.contains("device")) {
         const auto [fault, probability] = faultIn(text);
         request["fault"] = FAULT_NAMES[fault];
@@ -502,7 +504,7 @@ void addAdapterTriggers(const TriggerAdder& add)
     addWord(
         fault, request, "FAULT", "fault",
         fmt::format("NAME[:PROBABILITY] with NAME one of {}; with --device nack[:PROBABILITY], flip[:PROBABILITY] or "
-                    "stretch:MS; or off",
+                    "stretch:MS, or on for what the board file says; or off for all",
                     fmt::join(FAULT_NAMES, ", ")))
         ->required();
     addWord(fault, request, "--device", "device", "Name of the device [the adapter itself]")->type_name("NAME");

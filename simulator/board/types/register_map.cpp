@@ -32,16 +32,22 @@ std::size_t addressOf(const Node& node, const Layout& layout)
     return node.number(0, layout.registers.size() - 1);
 }
 
-std::optional<RegisterMap::Bits> readBits(std::optional<Node> node, const Layout& layout)
+RegisterMap::Bits readBits(Object& object, const Layout& layout)
+{
+    RegisterMap::Bits bits{addressOf(object.get("register"), layout), static_cast<std::uint16_t>(largest(layout))};
+    if (const auto mask = object.find("bits")) {
+        bits.mask = valueOf(*mask, layout);
+    }
+    return bits;
+}
+
+std::optional<RegisterMap::Bits> readBits(const std::optional<Node>& node, const Layout& layout)
 {
     if (!node) {
         return std::nullopt;
     }
     Object object(*node);
-    RegisterMap::Bits bits{addressOf(object.get("register"), layout), static_cast<std::uint16_t>(largest(layout))};
-    if (const auto mask = object.find("bits")) {
-        bits.mask = valueOf(*mask, layout);
-    }
+    const RegisterMap::Bits bits = readBits(object, layout);
     object.end();
     return bits;
 }
@@ -122,7 +128,7 @@ void readRegister(const std::string& key, const Node& node, Layout& layout, std:
         }
         if (range.last >= layout.registers.size() || range.last - range.first + 1 < values.size()) {
             node.fail(
-                fmt::format("{} values are more than the registers from 0x{:02x} on", values.size(), range.first));
+                fmt::format("{} values do not fit in the registers from 0x{:02x} on", values.size(), range.first));
         }
     }
     for (std::size_t address = range.first; address <= range.last; ++address) {
@@ -226,7 +232,7 @@ RegisterMap::Samples readSamples(const Node& node, const Layout& layout)
 RegisterMap::Interrupt readInterrupt(const Node& node, const Layout& layout)
 {
     Object object(node);
-    RegisterMap::Bits bits{addressOf(object.get("register"), layout), valueOf(object.get("bits"), layout)};
+    const RegisterMap::Bits bits = readBits(object, layout);
     const auto active = object.find("active");
     const bool high = active && active->choice({"low", "high"}) == 1;
     const auto openDrain = object.find("open_drain");

@@ -423,31 +423,29 @@ void setFault(Order& order)
     order.host().setFault(Fault{fault}, chosen);
 }
 
+// With no more than a device, what the board file says of it.
 void setDeviceFault(Order& order)
 {
     enum { NACK, FLIP, STRETCH };
     constexpr double LONGEST_STRETCH = 60'000;
-    const BenchDevice& part = order.device();
-    const std::size_t fault = order.get("fault").choice({"nack", "flip", "stretch"});
-    double probability = 1;
-    std::chrono::nanoseconds stretch{0};
-    if (fault == STRETCH) {
-        stretch = order.get("milliseconds").milliseconds(LONGEST_STRETCH);
-    } else if (const auto given = order.find("probability")) {
-        probability = given->fraction(0, 1);
+    FaultSource* const source = order.bench().faults(order.device().name);
+    if (!source) {
+        throw std::runtime_error("an I3C target has no faults");
+    }
+    DeviceFaults faults = source->settings();
+    if (const auto name = order.find("fault")) {
+        faults = faults.active ? faults : DeviceFaults();
+        const std::size_t fault = name->choice({"nack", "flip", "stretch"});
+        const auto given = order.find("probability");
+        if (fault == STRETCH) {
+            faults.stretch = order.get("milliseconds").milliseconds(LONGEST_STRETCH);
+        } else {
+            (fault == NACK ? faults.nack : faults.flip) = given ? given->fraction(0, 1) : 1;
+        }
     }
     order.end();
-    FaultSource* const source = order.bench().faults(part.name);
-    if (!source) {
-        throw std::runtime_error(fmt::format("device '{}' is an I3C target, which has no faults", part.name));
-    }
-    DeviceFaults& faults = source->settings();
-    if (fault == STRETCH) {
-        faults.stretch = stretch;
-    } else {
-        (fault == NACK ? faults.nack : faults.flip) = probability;
-    }
     faults.active = faults.nack > 0 || faults.flip > 0 || faults.stretch.count() > 0;
+    source->settings() = faults;
 }
 
 Json startFault(Order& order)
@@ -474,7 +472,7 @@ Json endFaults(Order& order)
     }
     for (const BenchDevice& part : order.bench().devices()) {
         if (FaultSource* const faults = order.bench().faults(part.name)) {
-            faults->settings() = {};
+            faults->settings().active = false;
         }
     }
     for (std::size_t port = 0; port < order.bench().i2cPorts().size(); ++port) {
