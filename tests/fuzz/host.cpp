@@ -13,7 +13,7 @@ static std::unique_ptr<sim::RunHost> newHost()
     return std::make_unique<sim::RunHost>(loop, sim::HostOptions{}, directory.path());
 }
 
-// Over a connection of its own. Returns whether the answer is mere consent.
+// Over a connection of its own. Returns whether the answer is consent.
 static bool ask(sim::RunHost& host, const Bytes& purpose)
 {
     int ends[2];
@@ -25,7 +25,7 @@ static bool ask(sim::RunHost& host, const Bytes& purpose)
     loop.run();
     char text[4];
     const auto size = ::recv(program.get(), text, sizeof text, 0);
-    return size > 0 && sim::splitFields({text, static_cast<std::size_t>(size)}) == sim::Fields{sim::OK};
+    return size > 0 && sim::splitFields({text, static_cast<std::size_t>(size)}).front() == sim::OK;
 }
 
 // The program's end of a node; the sockets between would take most of the time.
@@ -37,7 +37,7 @@ public:
     void carry(std::span<const std::uint8_t> report) override { fuzz::require(report.size() == 64, "a whole report"); }
 };
 
-// Messages, each to an adapter or to the host, which lives until an event has changed its adapter.
+// Messages, each to an adapter or to the host, which lives until a request may have changed its bench.
 void fuzz::run(Input input)
 {
     static auto host = newHost();
@@ -50,7 +50,7 @@ void fuzz::run(Input input)
         const Bytes message = input.counted();
         if (isReport) {
             adapter.outputReport(message);
-        } else if (ask(*host, message) && message[0] == 't') {
+        } else if (ask(*host, message) && message[0] == 'c') {
             changed = true;
         }
     }

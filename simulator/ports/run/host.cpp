@@ -54,14 +54,17 @@ void RunHost::accept(FileDescriptor connection)
 void RunHost::receivePurpose(int descriptor)
 {
     std::array<char, LARGEST_MESSAGE> message;
-    const auto size = receiveMessage(descriptor, message.data(), message.size(), MSG_DONTWAIT);
+    const auto size = receiveMessage(descriptor, message.data(), message.size(), MSG_DONTWAIT | MSG_TRUNC);
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
         return;
     }
     loop_.forget(descriptor);
     FileDescriptor connection = std::move(newcomers_[descriptor]);
     newcomers_.erase(descriptor);
-    if (size > 0) {
+    if (size > static_cast<ssize_t>(message.size())) {
+        sendFields(connection, {fmt::format("{} bytes are more than the {} of a message", size, LARGEST_MESSAGE)},
+                   MSG_DONTWAIT);
+    } else if (size > 0) {
         serve(std::move(connection), splitFields({message.data(), static_cast<std::size_t>(size)}));
     }
 }
