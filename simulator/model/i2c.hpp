@@ -10,14 +10,18 @@
 
 namespace sim {
 
+class Probe;
+
 struct I2c {
     struct Port {
         std::map<std::uint8_t, BusDevice*> devices; // by their addresses
         bool initialised = false;
+        std::uint32_t frequency = 0; // Hz
     };
     using Ports = std::array<Port, 2>;
 
     Ports ports;
+    Probe* probe = nullptr;
 };
 
 void addI2cCommands(CommandTable& table, I2c& i2c);
