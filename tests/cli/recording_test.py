@@ -7,7 +7,7 @@ import shutil
 import threading
 import unittest
 
-from tool import ENVIRONMENT, LIMIT, SIM, SOURCE, Case, run, shell, simulated
+from tool import ENVIRONMENT, LIMIT, SOURCE, Case, run, shell, simulated
 
 I2C = "i2c:scl=SCL{0}:sda=SDA{0}"
 NO_PAUSES = ("--vcd-pause", "0")  # equal commands give equal files
@@ -21,12 +21,16 @@ class Recording(Case):
         self.assertEqual((result.stderr, result.returncode), ("", status), script)
         return path
 
+    def without_names(self, text):
+        """Nor single bits and transfers of nothing."""
+        said = [line.partition(": ")[2] for line in text.splitlines()]
+        return [each for each in said if each not in ("", "Read", "Write")]
+
     def decoded(self, path, decoders, annotations):
-        """What sigrok's decoders say, without their names, single bits and transfers of nothing."""
+        """What sigrok's decoders say, without their names."""
         result = run(["sigrok-cli", "-i", path, "-I", "vcd", "-P", decoders, "-A", annotations])
         self.assertEqual((result.stderr, result.returncode), ("", 0), decoders)
-        said = [line.partition(": ")[2] for line in result.stdout.splitlines()]
-        return [text for text in said if text not in ("", "Read", "Write")]
+        return self.without_names(result.stdout)
 
 
 @unittest.skipUnless(shutil.which("sigrok-cli"), "sigrok-cli is missing: install it with script/bootstrap")
@@ -34,20 +38,20 @@ class Decoders(Recording):
     def test_the_demo(self):
         self.assertTrue(os.environ.get("TARVIX_EXAMPLES"), "the demo needs the examples")
         environment = {**ENVIRONMENT, "PATH": os.environ["TARVIX_EXAMPLES"] + os.pathsep + ENVIRONMENT["PATH"]}
-        path = pathlib.Path(self.directory()) / "demo.vcd"
-        result = run([SIM, "run", "--vcd", path, "--vcd-pause", "1", "--", SOURCE / "script/demo", "--steps"],
-                     env=environment)
-        self.assertEqual((result.stderr, result.returncode), ("", 0))
-        memory = I2C.format(0) + ",eeprom24xx"
-        self.assertEqual(self.decoded(path, memory, "eeprom24xx=page-write"),
-                         ["Page write (addr=10, 8 bytes): 48 65 6C 6C 6F 2C 20 54",
-                          "Page write (addr=18, 5 bytes): 61 72 76 69 78"])
-        self.assertEqual(self.decoded(path, memory, "eeprom24xx=seq-random-read")[-1:],
+        commands = re.findall(r"^(?:tarvix-sim.*--vcd|sigrok-cli) .*$",
+                              (SOURCE / "docs/tarvix-sim.md").read_text(encoding="utf-8"), re.MULTILINE)
+        directory = self.directory()
+        os.symlink(SOURCE / "script", os.path.join(directory, "script"))
+        results = [run(["bash", "-c", command], cwd=directory, env=environment) for command in commands]
+        self.assertEqual([(result.stderr, result.returncode) for result in results], [("", 0)] * 4)
+        _, eeprom, flash, uart = (self.without_names(result.stdout) for result in results)
+        self.assertEqual(eeprom, ["Page write (addr=10, 8 bytes): 48 65 6C 6C 6F 2C 20 54",
+                                  "Page write (addr=18, 5 bytes): 61 72 76 69 78"])
+        self.assertIn("Manufacturer ID: 0x55", flash)
+        self.assertEqual(uart, list("hellohello"))  # there and back
+        self.assertEqual(self.decoded(os.path.join(directory, "bench.vcd"), I2C.format(0) + ",eeprom24xx",
+                                      "eeprom24xx=seq-random-read")[-1:],
                          ["Sequential random read (addr=10, 13 bytes): 48 65 6C 6C 6F 2C 20 54 61 72 76 69 78"])
-        self.assertIn("Manufacturer ID: 0x55",
-                      self.decoded(path, "spi:clk=SCK:mosi=MOSI:miso=MISO:cs=CS0,spiflash", "spiflash"))
-        for line in "tx", "rx":
-            self.assertEqual(self.decoded(path, "uart:tx=TX:rx=RX:format=ascii", f"uart={line}-data"), list("hello"))
 
     def test_i2c(self):
         found = self.record("tarvix i2c scan")
