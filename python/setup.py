@@ -4,7 +4,11 @@ import pathlib
 
 from setuptools import setup
 from setuptools.dist import Distribution
-from wheel.bdist_wheel import bdist_wheel
+
+try:
+    from setuptools.command.bdist_wheel import bdist_wheel
+except ImportError:  # before setuptools 70.1
+    from wheel.bdist_wheel import bdist_wheel
 
 CARRIES = (pathlib.Path(__file__).parent / "tarvix/_native").is_dir()
 

@@ -1,8 +1,11 @@
 """The same for asyncio: commands are coroutines, notifications come by ``async for``.
 
->>> async with tarvix.aio.Adapter() as adapter:
-...     await adapter.i2c[0].configure()
-...     await adapter.i2c[0].read(0x48, register=0, length=2)
+>>> async def main():
+...     async with tarvix.aio.Adapter() as adapter:
+...         await adapter.i2c[0].configure()
+...         return await adapter.i2c[0].read(0x48, register=0, length=2)
+>>> asyncio.run(main())
+b'\\x17\\x80'
 
 Each adapter has a thread that runs its commands one after another, so nothing blocks the event loop. Cancelling a
 coroutine drops its command if it has not begun; one that has begun is carried out and its result dropped. Either way

@@ -65,7 +65,7 @@ class Pin:
     @property
     def value(self) -> int:
         """The level of the pin, 0 or 1; set it to drive the pin. Each use is a command."""
-        return self.read()
+        return int(self.read())
 
     @value.setter
     def value(self, level: int) -> None:

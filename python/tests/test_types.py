@@ -26,7 +26,7 @@ def mypy(cache: pathlib.Path, *paths: object) -> "subprocess.CompletedProcess[st
 def test_types(tmp_path: pathlib.Path) -> None:
     sources = sorted(HERE.glob("*.py"))
     sources.remove(HERE / "wrong_uses.py")
-    result = mypy(tmp_path, "tarvix", *sources)
+    result = mypy(tmp_path, "tarvix", *sources, *HERE.parent.glob("examples/*.py"))
     assert result.returncode == 0, result.stdout
     wrong = HERE / "wrong_uses.py"
     found = {int(number) for number in re.findall(r"wrong_uses\.py:(\d+): error", mypy(tmp_path, wrong).stdout)}
