@@ -1,16 +1,9 @@
 #include "virtual_adapter.hpp"
 
-#include <array>
-#include <initializer_list>
 #include <optional>
-#include <string>
 #include <utility>
 
-#include "devices/eeprom.hpp"
-#include "devices/i3c_target.hpp"
-#include "devices/nor_flash.hpp"
-#include "devices/spi_loopback.hpp"
-#include "devices/temperature_sensor.hpp"
+#include "bench/bench.hpp"
 #include "model/ccc.hpp"
 #include "model/command_table.hpp"
 #include "model/gpio.hpp"
@@ -30,59 +23,16 @@ namespace sim {
 
 namespace {
 
-// The chips on the adapter's buses, where they are, and what outlives a restart of the adapter.
-struct Bench {
-    TemperatureSensor temperatureSensor;
-    Eeprom smallEeprom{{.size = 256, .pageSize = 8, .addressBytes = 1}};
-    Eeprom largeEeprom{{.size = 0x8000, .pageSize = 64, .addressBytes = 2}};
-    NorFlash flash;
-    SpiLoopback loopback;
-    Eeprom legacyEeprom{{.size = 256, .pageSize = 8, .addressBytes = 1}};
-    std::array<I3cTarget, 2> i3cTargets{
-        I3cTarget{{
-            .staticAddress = 0x30,
-            .pid = {0x7F, 0xFE, 0x12, 0x34, 0x50, 0x01},
-            .bcr = bcr::ADVANCED | bcr::IBI_PAYLOAD | bcr::IBI_CAPABLE | bcr::SPEED_LIMITED,
-            .dcr = 0x63,
-        }},
-        I3cTarget{{
-            .staticAddress = 0x31,
-            .pid = {0x7F, 0xFE, 0x56, 0x78, 0x90, 0x02},
-            .bcr = bcr::IBI_CAPABLE,
-            .dcr = 0xC6,
-        }},
-    };
-
-    I2c::Ports i2cPorts()
-    {
-        return {{{.devices = {{0x48, &temperatureSensor}, {0x50, &smallEeprom}}}, {.devices = {{0x51, &largeEeprom}}}}};
-    }
-    Spi::Devices spiDevices() { return {&flash, &loopback, nullptr, nullptr}; }
-    I3cBus::Targets i3cTargetList() { return {&i3cTargets[0], &i3cTargets[1]}; }
-    I3cBus::LegacyDevices legacyDevices() { return {{0x57, &legacyEeprom}}; }
-
-    // The adapter's rails went away for a moment.
-    void powerCycle()
-    {
-        const std::initializer_list<BusDevice*> busDevices{&temperatureSensor, &smallEeprom,   &largeEeprom,
-                                                           &legacyEeprom,      &i3cTargets[0], &i3cTargets[1]};
-        for (BusDevice* const device : busDevices) {
-            device->powerCycle();
-        }
-        flash.powerCycle();
-        loopback.powerCycle();
-    }
-};
-
 // The adapter between two restarts. Its parts refer to each other, so it stays where it was made.
 struct Firmware {
-    Firmware(const std::string& serialNumber, Bench& bench)
-        : system{.serialNumber = serialNumber},
-          gpio{.notifications = notifications},
+    Firmware(const AdapterBoard& board, Bench& bench)
+        : system{.strings = {board.manufacturer, board.product, board.serialNumber, board.firmware, board.hardware}},
+          voltage(board.voltage),
+          gpio(notifications, bench.pins()),
           i2c{.ports = bench.i2cPorts()},
           spi{.devices = bench.spiDevices()},
-          uart{.notifications = notifications},
-          i3cBus(bench.i3cTargetList(), bench.legacyDevices(), notifications),
+          uart{.notifications = notifications, .peer = bench.uartPeer()},
+          i3cBus(bench.i3cTargets(), bench.legacyDevices(), notifications),
           i3c{.bus = i3cBus}
     {
     }
@@ -115,13 +65,29 @@ struct Firmware {
 } // namespace
 
 struct VirtualAdapter::Model {
-    std::string serialNumber;
-    Send send;
-    Bench bench;
+    const AdapterBoard board;
+    const Send send;
     std::optional<Firmware> firmware;
     CommandTable table; // refers to the firmware, and each is made in the place of the last
+    Bench bench;        // speaks to the firmware while there is one
 
-    void start() { firmware.emplace(serialNumber, bench); }
+    Model(AdapterBoard itsBoard, World& world, Send itsSend)
+        : board(std::move(itsBoard)), send(std::move(itsSend)), bench(board, world, [this](std::size_t pin, bool high) {
+              if (firmware) {
+                  changed(firmware->gpio, pin, high);
+              }
+          })
+    {
+        bench.uartPeer().onSend([this](std::span<const std::uint8_t> bytes) {
+            if (firmware) {
+                receive(firmware->uart, bytes);
+            }
+        });
+        start();
+        firmware->addCommands(table);
+    }
+
+    void start() { firmware.emplace(board, bench); }
     bool isOnBus() const { return firmware->system.presence == Presence::ON_BUS; }
 
     OutputFrame execute(std::span<const std::uint8_t> frame)
@@ -148,21 +114,18 @@ struct VirtualAdapter::Model {
     template <class Raise>
     bool raise(std::size_t target, Raise raiseEvent)
     {
-        if (!isOnBus() || target >= bench.i3cTargets.size()) {
+        if (!isOnBus() || target >= bench.i3cTargets().size()) {
             return false;
         }
-        const bool raised = raiseEvent(firmware->i3cBus, bench.i3cTargets[target]);
+        const bool raised = raiseEvent(firmware->i3cBus, *bench.i3cTargets()[target]);
         sendNotifications();
         return raised;
     }
 };
 
-VirtualAdapter::VirtualAdapter(std::string serialNumber, Send send) : model_(std::make_unique<Model>())
+VirtualAdapter::VirtualAdapter(AdapterBoard board, World& world, Send send)
+    : model_(std::make_unique<Model>(std::move(board), world, std::move(send)))
 {
-    model_->serialNumber = std::move(serialNumber);
-    model_->send = std::move(send);
-    model_->start();
-    model_->firmware->addCommands(model_->table);
 }
 
 VirtualAdapter::~VirtualAdapter() = default;
@@ -183,6 +146,13 @@ void VirtualAdapter::request(std::span<const std::uint8_t> frame)
 Presence VirtualAdapter::presence() const
 {
     return model_->firmware->system.presence;
+}
+
+void VirtualAdapter::settle()
+{
+    if (model_->isOnBus()) {
+        model_->sendNotifications();
+    }
 }
 
 void VirtualAdapter::powerUp()

@@ -6,8 +6,9 @@
 #include <functional>
 #include <memory>
 #include <span>
-#include <string>
 
+#include "board/board.hpp"
+#include "devices/world.hpp"
 #include "model/frame.hpp"
 #include "model/presence.hpp"
 
@@ -19,12 +20,16 @@ public:
     // Takes each frame that the adapter sends, in the order in which it sends them.
     using Send = std::function<void(const Frame& frame)>;
 
-    VirtualAdapter(std::string serialNumber, Send send);
+    // The world outlives the adapter.
+    VirtualAdapter(AdapterBoard board, World& world, Send send);
     ~VirtualAdapter();
 
     // Executes one whole request frame and sends its response, if the command has one, and the notifications that it
     // causes. Ignored unless the adapter is on the bus.
     void request(std::span<const std::uint8_t> frame);
+
+    // Sends the notifications that devices have caused on their own.
+    void settle();
 
     // Reset and boot mode take the adapter off the bus. The port lets it vanish and, after a restart, lets it
     // reappear by calling `powerUp`, which begins with the state of a new adapter.

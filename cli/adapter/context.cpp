@@ -45,6 +45,14 @@ OpenResult openPatiently(TarvixSDK& sdk, const OpenOptions& options, std::chrono
     }
 }
 
+// What a command may ask of the one that is missing.
+Adapter noAdapter()
+{
+    Adapter adapter;
+    adapter.reportSize = 64;
+    return adapter;
+}
+
 } // namespace
 
 Context::Context(GlobalOptions options) : options_(std::move(options)), output_(options_.json) {}
@@ -54,18 +62,21 @@ TarvixSDK& Context::sdk()
     throwIfInterrupted();
     if (!sdk_) {
         // Always a path, so that exactly the chosen adapter is opened whatever else carries its serial number.
-        adapter_ = chooseAdapter(options_.adapter);
+        adapter_ = hasAdapter() ? chooseAdapter(options_.adapter) : noAdapter();
         auto sdk = std::make_unique<TarvixSDK>(static_cast<int>(options_.timeout.count()));
         OpenOptions open;
         open.path = adapter_->path;
         open.exclusive = !options_.shared;
+        open.answer = answer_;
         const OpenResult result = openPatiently(*sdk, open, options_.wait.value_or(std::chrono::milliseconds(0)));
         if (!result) {
             throwOpenFailure(result);
         }
         sdk_ = std::move(sdk);
         output_.nameAdapter(adapter_->selector);
-        note(fmt::format("opened adapter {} at {}", adapter_->selector, adapter_->path));
+        if (hasAdapter()) {
+            note(fmt::format("opened adapter {} at {}", adapter_->selector, adapter_->path));
+        }
     }
     return *sdk_;
 }

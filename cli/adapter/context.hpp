@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "adapter/listing.hpp"
 #include "console/output.hpp"
@@ -40,6 +41,10 @@ public:
     // The adapter if it is open, else null: for cleaning up, which opens nothing.
     TarvixSDK* openSdk() { return sdk_.get(); }
 
+    // From now on there is no adapter: `answer` stands in for it, as OpenOptions::answer does.
+    void standIn(decltype(OpenOptions::answer) answer) { answer_ = std::move(answer); }
+    bool hasAdapter() const { return !answer_; }
+
     // Closes the adapter; the next use opens it again.
     void close();
 
@@ -64,6 +69,7 @@ private:
     Output output_;
     std::optional<Adapter> adapter_;
     std::unique_ptr<TarvixSDK> sdk_;
+    decltype(OpenOptions::answer) answer_;
     std::map<std::string, std::string> settings_; // by controller
 };
 

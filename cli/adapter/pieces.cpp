@@ -63,7 +63,11 @@ void printInPieces(Context& context, const std::string& label, std::uint64_t len
 
 void runTelling(Context& context, const std::function<void()>& job, const std::function<std::string()>& describe)
 {
-    const auto tell = [&] { terminal::tell(fmt::format("tarvix {}: {}", context.output().command(), describe())); };
+    const auto tell = [&] {
+        if (!context.output().muted()) {
+            terminal::tell(fmt::format("tarvix {}: {}", context.output().command(), describe()));
+        }
+    };
     try {
         job();
     } catch (const Failure&) {

@@ -41,13 +41,18 @@ std::optional<std::uint64_t> number(std::string_view text)
     return digits(text, 10);
 }
 
+// Limits are written as the number was: who writes 0x90 thinks of 0x7f.
 void requireInRange(std::string_view what, std::string_view text, std::uint64_t value, Range range)
 {
+    const auto limit = [&](std::uint64_t number) {
+        return number > 9 && startsWith(text, '0', 'x') ? fmt::format("0x{:x}", number) : fmt::format("{}", number);
+    };
     if (value < range.low && range.high == Range{}.high) {
-        throw UsageError(fmt::format("{}: {} is out of range, {} or more", what, text, range.low));
+        throw UsageError(fmt::format("{}: {} is out of range, {} or more", what, text, limit(range.low)));
     }
     if (value < range.low || value > range.high) {
-        throw UsageError(fmt::format("{}: {} is out of range, {} to {}", what, text, range.low, range.high));
+        throw UsageError(
+            fmt::format("{}: {} is out of range, {} to {}", what, text, limit(range.low), limit(range.high)));
     }
 }
 

@@ -70,12 +70,12 @@ Written::Written(const WriteOptions& options, const WordOptions& words)
     data = readWords("DATA", texts, MAX_TRANSFER, words);
 }
 
-void requireAddressable(std::string_view what, const RegisterOptions& first, std::uint64_t count)
+void requireAddressable(std::string_view what, const RegisterOptions& first, const Given& count)
 {
     const std::uint64_t end = std::uint64_t{1} << (8 * first.bytes);
-    if (count > end - registerNumber(first)) {
-        throw UsageError(fmt::format("{}: {} bytes starting at {} exceed a {}-byte register address", what, count,
-                                     first.text, first.bytes),
+    if (count.value > end - registerNumber(first)) {
+        throw UsageError(fmt::format("{}: {} starting at {} is more than a {}-byte register address reaches", what,
+                                     count.text, first.text, first.bytes),
                          "raise --reg-bytes");
     }
 }

@@ -63,7 +63,7 @@ struct Written {
 };
 
 // `count` bytes from `first` on must have register addresses. Throws UsageError naming `what`.
-void requireAddressable(std::string_view what, const RegisterOptions& first, std::uint64_t count);
+void requireAddressable(std::string_view what, const RegisterOptions& first, const Given& count);
 
 void addRaw(CLI::App& app, bool& raw);
 

@@ -83,7 +83,7 @@ void reset(Context& context, const ResetOptions& options)
     const Adapter adapter = context.adapter();
     context.check(context.sdk().resetDevice(), "resetting the adapter");
     context.close();
-    if (!options.noWait) {
+    if (!options.noWait && context.hasAdapter()) {
         waitFor(LEAVE_LIMIT, [&] { return !isBack(adapter); });
         if (!waitFor(RETURN_LIMIT, [&] { return isBack(adapter); })) {
             throw Failure(ExitStatus::ADAPTER_LOST,
@@ -116,7 +116,7 @@ bool confirmed(const Adapter& adapter)
 void boot(Context& context, const BootOptions& options)
 {
     const Adapter adapter = context.adapter();
-    if (!options.yes && !confirmed(adapter)) {
+    if (!options.yes && context.hasAdapter() && !confirmed(adapter)) {
         throw Failure(ExitStatus::REFUSED, "cancelled: nothing was done");
     }
     context.check(context.sdk().enterBootMode(), "entering boot mode");

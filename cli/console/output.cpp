@@ -50,7 +50,7 @@ void Output::show(std::string_view text, const Json& fields)
 
 void Output::print(std::string_view text, const Json& fields)
 {
-    if (json_) {
+    if (json_ && !muted_) {
         result_ = std::make_shared<Json>(fields);
     }
     show(text, fields);
@@ -117,7 +117,7 @@ void Output::write(std::string_view bytes)
 
 void Output::put(std::string_view bytes)
 {
-    while (!bytes.empty()) {
+    while (!bytes.empty() && !muted_) {
         const ssize_t count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
         if (count >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));

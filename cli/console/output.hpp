@@ -58,6 +58,10 @@ public:
     void write(std::string_view bytes);
     void write(std::span<const std::uint8_t> bytes);
 
+    // From now on writes nothing, or does again: what a command says of answers that nobody gave is no output.
+    void mute(bool muted) { muted_ = muted; }
+    bool muted() const { return muted_; }
+
     // From now on keeps what is printed; null ends that.
     void recordInto(Printed* printed) { printed_ = printed; }
 
@@ -70,6 +74,7 @@ private:
     void put(std::string_view bytes);
 
     bool json_;
+    bool muted_ = false;
     std::string command_;
     std::string adapter_;
     std::uint64_t written_ = 0;

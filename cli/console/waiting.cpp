@@ -21,11 +21,21 @@ timespec timeUntil(Deadline deadline)
     return {static_cast<std::time_t>(whole.count()), static_cast<long>((left - whole).count())};
 }
 
+bool waitsRefused = false;
+
 } // namespace
+
+void refuseToWait()
+{
+    waitsRefused = true;
+}
 
 void waitForInput(std::optional<Deadline> deadline, int descriptor, int another)
 {
     throwIfInterrupted();
+    if (waitsRefused) {
+        throw Failure(ExitStatus::NO_ANSWER, "nothing comes in a dry run");
+    }
     pollfd waiting[] = {
         {descriptor, POLLIN, 0}, {another, POLLIN, 0}, {interruptDescriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
     const timespec limit = deadline ? timeUntil(*deadline) : timespec{};
@@ -39,7 +49,7 @@ void waitForInput(std::optional<Deadline> deadline, int descriptor, int another)
 bool isReadable(int descriptor)
 {
     pollfd asked{descriptor, POLLIN, 0};
-    return poll(&asked, 1, 0) > 0;
+    return !waitsRefused && poll(&asked, 1, 0) > 0;
 }
 
 void sleepUntil(Deadline deadline)

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,13 @@ struct OpenOptions {
 
     /** Open a strict session: see `TarvixSDK::open`. */
     bool strict = true;
+
+    /**
+     * Open no adapter: each request frame goes to this function, and the frame that it returns arrives as the response;
+     * none arrives when it returns an empty one. For tests and for seeing what would be sent. It runs on the thread
+     * that sends, one request at a time, and must not use the session.
+     */
+    std::function<std::vector<std::uint8_t>(const std::vector<std::uint8_t>& request)> answer{};
 };
 
 /** How opening an adapter ended. */

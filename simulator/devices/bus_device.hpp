@@ -3,26 +3,22 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
+
+#include "devices/device.hpp"
 
 namespace sim {
 
-class BusDevice {
+class BusDevice : public Device {
 public:
-    BusDevice() = default;
-    virtual ~BusDevice() = default;
-    BusDevice(const BusDevice&) = delete;
-    BusDevice& operator=(const BusDevice&) = delete;
-
     // All bytes of one write: on the wire a register address and the data after it are one stream. No byte at all is
-    // a mere address probe.
-    virtual void write(std::span<const std::uint8_t> stream) = 0;
+    // a mere address probe. False: the address or one of the bytes was not acknowledged.
+    virtual bool write(std::span<const std::uint8_t> stream) = 0;
 
-    // Fills `into` from where the device stands and returns how many bytes it delivered before it ended the read.
-    virtual std::size_t read(std::span<std::uint8_t> into) = 0;
-
-    // The supply went and came back: what is volatile returns to its first value.
-    virtual void powerCycle() = 0;
+    // Fills `into` from where the device stands and returns how many bytes it delivered before it ended the read;
+    // nothing when it did not acknowledge its address.
+    virtual std::optional<std::size_t> read(std::span<std::uint8_t> into) = 0;
 };
 
 } // namespace sim

@@ -8,10 +8,10 @@ constexpr std::uint8_t ERASED = 0xFF;
 
 Eeprom::Eeprom(Geometry geometry) : geometry_(geometry), memory_(geometry.size, ERASED) {}
 
-void Eeprom::write(std::span<const std::uint8_t> stream)
+bool Eeprom::write(std::span<const std::uint8_t> stream)
 {
     if (stream.size() < geometry_.addressBytes) {
-        return;
+        return true;
     }
     std::size_t address = 0;
     for (const std::uint8_t byte : stream.first(geometry_.addressBytes)) {
@@ -23,9 +23,10 @@ void Eeprom::write(std::span<const std::uint8_t> stream)
         memory_[address_] = byte;
         address_ = page + (address_ + 1) % geometry_.pageSize;
     }
+    return true;
 }
 
-std::size_t Eeprom::read(std::span<std::uint8_t> into)
+std::optional<std::size_t> Eeprom::read(std::span<std::uint8_t> into)
 {
     for (std::uint8_t& byte : into) {
         byte = memory_[address_];

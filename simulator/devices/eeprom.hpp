@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -21,8 +22,8 @@ public:
     explicit Eeprom(Geometry geometry);
 
     // A write too short for the whole address changes nothing, not even where the next read begins.
-    void write(std::span<const std::uint8_t> stream) override;
-    std::size_t read(std::span<std::uint8_t> into) override;
+    bool write(std::span<const std::uint8_t> stream) override;
+    std::optional<std::size_t> read(std::span<std::uint8_t> into) override;
     void powerCycle() override;
 
 private:

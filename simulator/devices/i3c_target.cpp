@@ -17,11 +17,11 @@ void I3cTarget::loseAddresses()
     peripheral_.groupAddresses.clear();
 }
 
-void I3cTarget::write(std::span<const std::uint8_t> stream)
+bool I3cTarget::write(std::span<const std::uint8_t> stream)
 {
     stream = stream.first(std::min<std::size_t>(stream.size(), peripheral_.maxWriteLength));
     if (stream.empty()) {
-        return;
+        return true;
     }
     const std::uint8_t address = stream.front();
     const auto data = stream.subspan(1);
@@ -30,16 +30,17 @@ void I3cTarget::write(std::span<const std::uint8_t> stream)
             event_ = address == INTERRUPT_TRIGGER ? Event::INTERRUPT : Event::REJOIN;
             interruptLength_ = std::min<std::size_t>(data.front(), registers_.size());
         }
-        return;
+        return true;
     }
     pointer_ = address % registers_.size();
     for (const std::uint8_t byte : data) {
         registers_[pointer_] = byte;
         pointer_ = (pointer_ + 1) % registers_.size();
     }
+    return true;
 }
 
-std::size_t I3cTarget::read(std::span<std::uint8_t> into)
+std::optional<std::size_t> I3cTarget::read(std::span<std::uint8_t> into)
 {
     const std::size_t count = std::min<std::size_t>(into.size(), peripheral_.maxReadLength);
     for (std::uint8_t& byte : into.first(count)) {

@@ -69,8 +69,8 @@ public:
 
     // The first byte of a write is the register, the data follows; what exceeds the maximum write length is lost. Two
     // registers beyond the 64 raise events when data is written to them, and leave the others alone.
-    void write(std::span<const std::uint8_t> stream) override;
-    std::size_t read(std::span<std::uint8_t> into) override;
+    bool write(std::span<const std::uint8_t> stream) override;
+    std::optional<std::size_t> read(std::span<std::uint8_t> into) override;
     void powerCycle() override;
 
     // The target reset pattern: does what RSTACT asked for, once, else resets the I3C peripheral.

@@ -2,21 +2,22 @@
 
 namespace sim {
 
-void TemperatureSensor::write(std::span<const std::uint8_t> stream)
+bool TemperatureSensor::write(std::span<const std::uint8_t> stream)
 {
     if (stream.empty()) {
-        return;
+        return true;
     }
     pointer_ = stream.front() % registers_.size();
     if (pointer_ == TEMPERATURE) {
-        return;
+        return true;
     }
     for (auto data = stream.subspan(1); data.size() >= 2; data = data.subspan(2)) {
         registers_[pointer_] = static_cast<std::uint16_t>(data[0] << 8 | data[1]);
     }
+    return true;
 }
 
-std::size_t TemperatureSensor::read(std::span<std::uint8_t> into)
+std::optional<std::size_t> TemperatureSensor::read(std::span<std::uint8_t> into)
 {
     const std::uint16_t value = registers_[pointer_];
     for (std::size_t i = 0; i < into.size(); ++i) {

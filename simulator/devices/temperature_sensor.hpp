@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "devices/bus_device.hpp"
@@ -14,10 +15,10 @@ class TemperatureSensor final : public BusDevice {
 public:
     // The first byte of a write is the pointer, each whole pair after it goes to the register pointed to. The
     // temperature register ignores writes.
-    void write(std::span<const std::uint8_t> stream) override;
+    bool write(std::span<const std::uint8_t> stream) override;
 
     // The register pointed to, over and over.
-    std::size_t read(std::span<std::uint8_t> into) override;
+    std::optional<std::size_t> read(std::span<std::uint8_t> into) override;
     void powerCycle() override;
 
 private:

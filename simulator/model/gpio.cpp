@@ -19,60 +19,20 @@ std::size_t asPin(std::uint8_t number)
     return static_cast<std::size_t>(upTo<GpioPinNumber::PIN_7>(number, DeviceStatus::BAD_PIN));
 }
 
-std::size_t partnerOf(std::size_t pin)
+Hold holdOf(const Gpio::Pin& pin)
 {
-    return pin ^ 1;
-}
-
-bool drives(const Gpio::Pin& pin, GpioLogicLevel level)
-{
-    const bool pushPull = pin.functionality == GpioFunctionality::OUTPUT;
-    const bool sinks = pin.functionality == GpioFunctionality::OPEN_DRAIN && level == GpioLogicLevel::LOW;
-    return (pushPull || sinks) && pin.output == level;
-}
-
-bool pulls(const Gpio::Pin& pin, GpioLogicLevel level)
-{
-    return pin.functionality ==
-           (level == GpioLogicLevel::HIGH ? GpioFunctionality::INPUT_PULL_UP : GpioFunctionality::INPUT_PULL_DOWN);
-}
-
-bool firesOn(const Gpio::Pin& pin, GpioLogicLevel newLevel)
-{
-    const auto edge = newLevel == GpioLogicLevel::HIGH ? GpioTriggerType::RISING_EDGE : GpioTriggerType::FALLING_EDGE;
-    return pin.trigger == edge || pin.trigger == GpioTriggerType::BOTH_EDGES;
-}
-
-// The level of the wire between a pin and its partner: who drives wins over who pulls, low wins over high, and a wire
-// that nobody holds is low.
-GpioLogicLevel levelOf(const Gpio& gpio, std::size_t pin)
-{
-    const Gpio::Pin& one = gpio.pins[pin];
-    const Gpio::Pin& other = gpio.pins[partnerOf(pin)];
-    const auto driven = [&](GpioLogicLevel level) { return drives(one, level) || drives(other, level); };
-    const auto pulled = [&](GpioLogicLevel level) { return pulls(one, level) || pulls(other, level); };
-
-    const bool low = driven(GpioLogicLevel::LOW) || (!driven(GpioLogicLevel::HIGH) && pulled(GpioLogicLevel::LOW));
-    const bool high = driven(GpioLogicLevel::HIGH) || pulled(GpioLogicLevel::HIGH);
-    return high && !low ? GpioLogicLevel::HIGH : GpioLogicLevel::LOW;
-}
-
-// Makes a change to a pin and reports what it does to the armed pins on its wire.
-template <class Change>
-void changePair(Gpio& gpio, std::size_t pin, Change change)
-{
-    const GpioLogicLevel before = levelOf(gpio, pin);
-    change(gpio.pins[pin]);
-    const GpioLogicLevel after = levelOf(gpio, pin);
-    if (after == before) {
-        return;
-    }
-    for (const std::size_t end : {pin, partnerOf(pin)}) {
-        if (firesOn(gpio.pins[end], after)) {
-            OutputFrame frame = Notifications::frame(NotificationCode::GPIO_INTERRUPT, FIRED_PIN_END);
-            frame.setU8(FIRED_PIN, static_cast<std::uint8_t>(end));
-            gpio.notifications.add(frame);
-        }
+    const bool high = pin.output == GpioLogicLevel::HIGH;
+    switch (pin.functionality) {
+    case GpioFunctionality::INPUT_PULL_UP:
+        return Hold::PULL_HIGH;
+    case GpioFunctionality::INPUT_PULL_DOWN:
+        return Hold::PULL_LOW;
+    case GpioFunctionality::OUTPUT:
+        return high ? Hold::DRIVE_HIGH : Hold::DRIVE_LOW;
+    case GpioFunctionality::OPEN_DRAIN:
+        return high ? Hold::NOTHING : Hold::DRIVE_LOW;
+    default:
+        return Hold::NOTHING;
     }
 }
 
@@ -83,10 +43,9 @@ void configurePin(Gpio& gpio, Request& request, OutputFrame&)
     const std::size_t pin = asPin(fields[0]);
     const auto functionality = upTo<GpioFunctionality::OPEN_DRAIN>(fields[1]);
     const auto level = upTo<GpioLogicLevel::HIGH>(fields[2]);
-    changePair(gpio, pin, [&](Gpio::Pin& changed) {
-        changed.functionality = functionality;
-        changed.output = level;
-    });
+    gpio.pins[pin].functionality = functionality;
+    gpio.pins[pin].output = level;
+    gpio.ends[pin].hold(holdOf(gpio.pins[pin]));
 }
 
 void digitalWrite(Gpio& gpio, Request& request, OutputFrame&)
@@ -98,14 +57,15 @@ void digitalWrite(Gpio& gpio, Request& request, OutputFrame&)
     const GpioFunctionality functionality = gpio.pins[pin].functionality;
     require(functionality == GpioFunctionality::OUTPUT || functionality == GpioFunctionality::OPEN_DRAIN,
             DeviceStatus::PIN_IS_INPUT);
-    changePair(gpio, pin, [&](Gpio::Pin& changed) { changed.output = level; });
+    gpio.pins[pin].output = level;
+    gpio.ends[pin].hold(holdOf(gpio.pins[pin]));
 }
 
 void digitalRead(Gpio& gpio, Request& request, OutputFrame& response)
 {
     const std::uint8_t number = request.u8();
     request.end();
-    response.setU8(LEVEL, static_cast<std::uint8_t>(levelOf(gpio, asPin(number))));
+    response.setU8(LEVEL, gpio.ends[asPin(number)].isHigh() ? 1 : 0);
 }
 
 void configureInterrupt(Gpio& gpio, Request& request, OutputFrame&)
@@ -124,6 +84,24 @@ void disableInterrupt(Gpio& gpio, Request& request, OutputFrame&)
 }
 
 } // namespace
+
+Gpio::Gpio(Notifications& itsNotifications, const Ends& itsEnds) : notifications(itsNotifications), ends(itsEnds)
+{
+    for (const WireEnd& end : ends) {
+        end.hold(Hold::NOTHING);
+    }
+}
+
+void changed(Gpio& gpio, std::size_t pin, bool high)
+{
+    const auto edge = high ? GpioTriggerType::RISING_EDGE : GpioTriggerType::FALLING_EDGE;
+    const auto& trigger = gpio.pins[pin].trigger;
+    if (trigger == edge || trigger == GpioTriggerType::BOTH_EDGES) {
+        OutputFrame frame = Notifications::frame(NotificationCode::GPIO_INTERRUPT, FIRED_PIN_END);
+        frame.setU8(FIRED_PIN, static_cast<std::uint8_t>(pin));
+        gpio.notifications.add(frame);
+    }
+}
 
 void addGpioCommands(CommandTable& table, Gpio& gpio)
 {

@@ -1,9 +1,11 @@
-// The GPIO pins, wired in pairs: 0 with 1, 2 with 3, and so on.
+// The GPIO pins. What they are wired to is the bench's.
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 
+#include "devices/wire.hpp"
 #include "model/command_table.hpp"
 #include "model/notifications.hpp"
 #include "tarvixsdk/types.h"
@@ -17,9 +19,19 @@ struct Gpio {
         std::optional<GpioTriggerType> trigger; // none: not armed
     };
 
+    static constexpr std::size_t COUNT = 8;
+    using Ends = std::array<WireEnd, COUNT>;
+
+    // All pins become inputs.
+    Gpio(Notifications& itsNotifications, const Ends& itsEnds);
+
     Notifications& notifications;
-    std::array<Pin, 8> pins{};
+    const Ends& ends;
+    std::array<Pin, COUNT> pins{};
 };
+
+// The level of a pin's wire has changed.
+void changed(Gpio& gpio, std::size_t pin, bool high);
 
 void addGpioCommands(CommandTable& table, Gpio& gpio);
 

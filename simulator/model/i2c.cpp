@@ -18,6 +18,8 @@ constexpr std::size_t MAX_REGISTER_BYTES = 4;
 constexpr std::uint8_t FIRST_SCANNED = 0x08;
 constexpr std::uint8_t LAST_SCANNED = 0x77;
 
+constexpr std::uint8_t FLOATING = 0xFF; // what is read while nobody drives the bus
+
 constexpr std::size_t READ_BUS = 6;
 constexpr std::size_t READ_COUNT = 7;
 constexpr std::size_t READ_DATA = 9;
@@ -124,7 +126,7 @@ void write(I2c& i2c, Request& request, OutputFrame&)
     BusDevice& device = deviceAt(port, transfer.address);
     std::vector<std::uint8_t> stream = transfer.registerStream();
     stream.insert(stream.end(), data.begin(), data.end());
-    device.write(stream);
+    require(device.write(stream), DeviceStatus::NACK);
 }
 
 void read(I2c& i2c, Request& request, OutputFrame& response)
@@ -135,9 +137,10 @@ void read(I2c& i2c, Request& request, OutputFrame& response)
     transfer.check();
 
     BusDevice& device = deviceAt(port, transfer.address);
-    device.write(transfer.registerStream());
-    std::vector<std::uint8_t> data(transfer.count);
-    device.read(data);
+    const auto stream = transfer.registerStream();
+    require(stream.empty() || device.write(stream), DeviceStatus::NACK);
+    std::vector<std::uint8_t> data(transfer.count, FLOATING);
+    require(device.read(data).has_value(), DeviceStatus::NACK);
     response.setU8(READ_BUS, transfer.bus);
     response.setU16(READ_COUNT, transfer.count);
     response.append(data);
@@ -151,8 +154,8 @@ void scanBus(I2c& i2c, Request& request, OutputFrame& response)
     asFlag(fields[1]); // without effect here
 
     std::vector<std::uint8_t> found;
-    for (std::uint8_t address = FIRST_SCANNED; address <= LAST_SCANNED; ++address) {
-        if (port.devices.contains(address)) {
+    for (const auto& [address, device] : port.devices) {
+        if (address >= FIRST_SCANNED && address <= LAST_SCANNED && device->write({})) {
             found.push_back(address);
         }
     }

@@ -179,10 +179,16 @@ void privateTransfer(I3c& i3c, Request& request, OutputFrame& response)
     std::vector<std::uint8_t> read(transfer.reads ? transfer.length : 0);
     std::vector<std::uint8_t> written = transfer.registerStream;
     written.insert(written.end(), transfer.data.begin(), transfer.data.end());
+    bool acknowledged = false;
     for (BusDevice* const device : receivers(i3c, transfer)) {
-        device->write(written);
-        read.resize(device->read(read));
+        acknowledged |= written.empty() || device->write(written);
+        if (transfer.reads && acknowledged) {
+            const auto count = device->read(read);
+            acknowledged = count.has_value();
+            read.resize(count.value_or(0));
+        }
     }
+    require(acknowledged, DeviceStatus::NACK);
     response.setU8(PRIVATE_ADDRESS, transfer.address);
     response.setU8(PRIVATE_MODE, transfer.modeByte);
     response.setU16(PRIVATE_COUNT, static_cast<std::uint16_t>(read.size()));

@@ -1,6 +1,5 @@
 #include "model/system.hpp"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -32,12 +31,8 @@ void getUsbString(System& system, Request& request, OutputFrame& response)
 {
     const std::size_t index = request.u8();
     request.end();
-
-    const std::array<std::string_view, 5> texts{
-        "Tarvix", "Tarvix Virtual Adapter", system.serialNumber, "firmware 1.0.0", "hardware virtual",
-    };
-    const bool known = index >= 1 && index <= texts.size();
-    const std::string_view text = known ? texts[index - 1].substr(0, MAX_TEXT) : "";
+    const bool known = index >= 1 && index <= system.strings.size();
+    const std::string_view text = known ? std::string_view(system.strings[index - 1]).substr(0, MAX_TEXT) : "";
     // A host that does not look at the status still finds a well-formed, empty text.
     response.setU8(LENGTH_PLUS_ONE, static_cast<std::uint8_t>(text.size() + 1));
     response.append(std::vector<std::uint8_t>(text.begin(), text.end()));

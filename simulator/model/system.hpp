@@ -1,6 +1,7 @@
 // Commands about the adapter itself: restart, boot mode, USB strings.
 #pragma once
 
+#include <array>
 #include <string>
 
 #include "model/command_table.hpp"
@@ -9,7 +10,7 @@
 namespace sim {
 
 struct System {
-    std::string serialNumber;
+    std::array<std::string, 5> strings; // USB strings 1 to 5
     Presence presence = Presence::ON_BUS;
 };
 

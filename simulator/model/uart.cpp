@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::size_t RECEIVED_COUNT = 6;
 constexpr std::size_t RECEIVED_DATA = 8;
+constexpr std::size_t LONGEST_MESSAGE = 0xFFFF; // its length must fit the field
 
 UartDataSize readSettings(Request& request)
 {
@@ -26,9 +27,14 @@ UartDataSize readSettings(Request& request)
     return dataSize;
 }
 
-unsigned bitsOf(UartDataSize dataSize)
+// Bits beyond the data size do not exist on the wire.
+std::vector<std::uint8_t> masked(std::span<const std::uint8_t> bytes, UartDataSize dataSize)
 {
-    return 5 + static_cast<unsigned>(dataSize);
+    const unsigned mask = (1u << (5 + static_cast<unsigned>(dataSize))) - 1;
+    std::vector<std::uint8_t> result(bytes.size());
+    std::ranges::transform(bytes, result.begin(),
+                           [mask](std::uint8_t byte) { return static_cast<std::uint8_t>(byte & mask); });
+    return result;
 }
 
 void deinit(Uart& uart, Request& request, OutputFrame&)
@@ -56,21 +62,27 @@ void sendMessage(Uart& uart, Request& request, OutputFrame&)
     const auto message = request.rest();
     require(message.size() == count, DeviceStatus::MALFORMED_FRAME);
     require(uart.dataSize.has_value(), DeviceStatus::NOT_INITIALISED);
-    if (message.empty()) {
-        return;
+    if (!message.empty()) {
+        uart.peer.receive(masked(message, *uart.dataSize));
     }
-    const unsigned mask = (1u << bitsOf(*uart.dataSize)) - 1;
-    std::vector<std::uint8_t> received(message.size());
-    std::ranges::transform(message, received.begin(),
-                           [mask](std::uint8_t byte) { return static_cast<std::uint8_t>(byte & mask); });
-
-    OutputFrame frame = Notifications::frame(NotificationCode::UART_RX, RECEIVED_DATA);
-    frame.setU16(RECEIVED_COUNT, count);
-    frame.append(received);
-    uart.notifications.add(frame);
 }
 
 } // namespace
+
+void receive(Uart& uart, std::span<const std::uint8_t> bytes)
+{
+    if (!uart.dataSize) {
+        return;
+    }
+    while (!bytes.empty()) {
+        const auto message = bytes.first(std::min(bytes.size(), LONGEST_MESSAGE));
+        OutputFrame frame = Notifications::frame(NotificationCode::UART_RX, RECEIVED_DATA);
+        frame.setU16(RECEIVED_COUNT, static_cast<std::uint16_t>(message.size()));
+        frame.append(masked(message, *uart.dataSize));
+        uart.notifications.add(frame);
+        bytes = bytes.subspan(message.size());
+    }
+}
 
 void addUartCommands(CommandTable& table, Uart& uart)
 {

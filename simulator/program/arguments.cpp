@@ -4,6 +4,8 @@
 #include <charconv>
 #include <functional>
 #include <limits>
+#include <optional>
+#include <utility>
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -11,8 +13,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "board/read_board.hpp"
+#include "board/serial_number.hpp"
 #include "common/terminal.hpp"
-#include "ports/shared/utf8.hpp"
 #include "tarvixsdk/types.h"
 
 namespace sim {
@@ -24,7 +27,6 @@ using std::chrono::milliseconds;
 constexpr int STATUS_USAGE = 2;
 constexpr std::uint64_t LONGEST_TIME = 60'000;
 constexpr std::size_t MOST_ADAPTERS = 128;
-constexpr std::size_t LONGEST_SERIAL_NUMBER = 56; // bytes: with a counter appended it still fits the kernel's field
 
 constexpr const char* EXAMPLES = R"(Examples:
   tarvix-sim run -- python3 my_test.py          a program that finds one adapter
@@ -68,22 +70,59 @@ CLI::Option* addOption(CLI::App& app, const std::string& name, const Take& take,
         ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
 }
 
-void takeSerialNumber(HostOptions& options, const std::string& text)
+// What the command line says of the adapters, beside the board file.
+struct Wishes {
+    std::optional<std::string> serialNumber;
+    std::optional<std::size_t> reportSize;
+    std::optional<std::size_t> adapters;
+};
+
+void takeSerialNumber(Wishes& wishes, const std::string& text)
 {
-    const bool printable = std::ranges::none_of(text, [](unsigned char c) { return c < 0x20 || c == 0x7F; });
-    if (text.empty() || text.size() > LONGEST_SERIAL_NUMBER || !printable || !fromUtf8(text)) {
-        throw CLI::ValidationError(
-            fmt::format("'{}' is not a printable UTF-8 text of 1 to {} bytes", text, LONGEST_SERIAL_NUMBER));
+    if (const auto wrong = wrongSerialNumber(text)) {
+        throw CLI::ValidationError(*wrong);
     }
-    options.serialNumber = text;
+    wishes.serialNumber = text;
 }
 
-void takeReportSize(HostOptions& options, const std::string& text)
+void takeReportSize(Wishes& wishes, const std::string& text)
 {
     if (text != "64" && text != "1024") {
         throw CLI::ValidationError(fmt::format("'{}' is neither 64 nor 1024", text));
     }
-    options.reportSize = text == "64" ? 64 : 1024;
+    wishes.reportSize = text == "64" ? 64 : 1024;
+}
+
+// The adapters of a board file; if it has one, as many of it as are wished for.
+Board equip(Board board, const Wishes& wishes)
+{
+    if (board.size() == 1) {
+        const AdapterBoard only = board.front();
+        board.assign(wishes.adapters.value_or(1), only);
+        const std::string first = wishes.serialNumber.value_or(only.serialNumber);
+        for (std::size_t index = 0; index < board.size(); ++index) {
+            board[index].serialNumber = serialNumberOf(first, index);
+        }
+    } else if (wishes.serialNumber) {
+        throw CLI::ValidationError("--serial: the board file names several adapters; write their serial numbers there");
+    } else if (wishes.adapters.value_or(board.size()) != board.size()) {
+        throw CLI::ValidationError(
+            fmt::format("--adapters: {} wanted, but the board file has {}", *wishes.adapters, board.size()));
+    }
+    for (AdapterBoard& adapter : board) {
+        adapter.reportSize = wishes.reportSize.value_or(adapter.reportSize);
+    }
+    return board;
+}
+
+void readBoardOf(Arguments& arguments, const Wishes& wishes)
+{
+    try {
+        arguments.host.adapters =
+            equip(arguments.boardFile.empty() ? defaultBoard() : readBoard(arguments.boardFile), wishes);
+    } catch (const BoardError& error) {
+        throw CLI::ValidationError(error.what());
+    }
 }
 
 void takeFault(HostOptions& options, const std::string& text)
@@ -112,15 +151,21 @@ auto takeTime(milliseconds& time)
     return [&time](const std::string& text) { time = milliseconds(toNumber(text, 0, LONGEST_TIME)); };
 }
 
-void addHostOptions(CLI::App& app, HostOptions& options)
+void addHostOptions(CLI::App& app, Arguments& arguments, Wishes& wishes)
 {
+    HostOptions& options = arguments.host;
+    app.add_option("--board", arguments.boardFile,
+                   "Board file: what is on the adapter's buses; see 'tarvix-sim board --help' [the default board]")
+        ->type_name("FILE")
+        ->expected(1)
+        ->allow_extra_args(false);
     addOption(
-        app, "--report-size", [&](const auto& text) { takeReportSize(options, text); },
-        "Bytes of one report: 64 (product 82fc) or 1024 (product 82fd) [64]")
+        app, "--report-size", [&](const auto& text) { takeReportSize(wishes, text); },
+        "Bytes of one report: 64 (product 82fc) or 1024 (product 82fd) [the board's: 64]")
         ->type_name("BYTES");
     addOption(
-        app, "--serial", [&](const auto& text) { takeSerialNumber(options, text); },
-        "Serial number; further adapters count up from it [TVX0000001]")
+        app, "--serial", [&](const auto& text) { takeSerialNumber(wishes, text); },
+        "Serial number; further adapters count up from it [the board's: TVX0000001]")
         ->type_name("TEXT");
     addOption(app, "--latency", takeTime(options.latency), "Delay of every response and notification [0]")
         ->type_name("MS");
@@ -145,39 +190,39 @@ void addHostOptions(CLI::App& app, HostOptions& options)
     app.add_flag("--verbose", options.verbose, "Print every frame on standard error");
 }
 
-void addAdapterCount(CLI::App& app, HostOptions& options)
+void addAdapterCount(CLI::App& app, Wishes& wishes)
 {
     addOption(
-        app, "--adapters", [&](const auto& text) { options.adapters = toNumber(text, 1, MOST_ADAPTERS); },
+        app, "--adapters", [&](const auto& text) { wishes.adapters = toNumber(text, 1, MOST_ADAPTERS); },
         "Number of adapters [1]")
         ->type_name("N");
 }
 
-void addRun(CLI::App& app, Arguments& arguments)
+void addRun(CLI::App& app, Arguments& arguments, Wishes& wishes)
 {
     auto& run =
         *app.add_subcommand("run", "Run a command with virtual adapters in place of this machine's HID devices");
     run.footer("The command follows '--': tarvix-sim run [OPTIONS] -- COMMAND [ARGUMENT...]\n"
                "The exit status is the command's; 128 plus the signal number if a signal ended it, 126 or 127 if it "
                "could not be run.");
-    addHostOptions(run, arguments.host);
-    addAdapterCount(run, arguments.host);
+    addHostOptions(run, arguments, wishes);
+    addAdapterCount(run, wishes);
     run.callback([&] { arguments.action = Arguments::Action::RUN; });
 }
 
-void addUhid(CLI::App& app, Arguments& arguments)
+void addUhid(CLI::App& app, Arguments& arguments, Wishes& wishes)
 {
     auto& uhid = *app.add_subcommand("uhid", "Create HID devices in this machine's kernel, until interrupted");
-    addHostOptions(uhid, arguments.host);
-    addAdapterCount(uhid, arguments.host);
+    addHostOptions(uhid, arguments, wishes);
+    addAdapterCount(uhid, wishes);
     uhid.add_option("--device", arguments.uhidDevice, "Device node of the uhid driver [/dev/uhid]")->type_name("PATH");
     uhid.callback([&] { arguments.action = Arguments::Action::UHID; });
 }
 
-void addGadget(CLI::App& app, Arguments& arguments)
+void addGadget(CLI::App& app, Arguments& arguments, Wishes& wishes)
 {
     auto& gadget = *app.add_subcommand("gadget", "Serve USB HID gadget nodes, one adapter each, until interrupted");
-    addHostOptions(gadget, arguments.host);
+    addHostOptions(gadget, arguments, wishes);
     gadget.add_option("NODE", arguments.gadgetNodes, "Node of a configured HID gadget, such as /dev/hidg0")->required();
     gadget
         .add_option("--udc-file", arguments.udcFiles,
@@ -190,6 +235,9 @@ void addGadget(CLI::App& app, Arguments& arguments)
         if (!arguments.udcFiles.empty() && arguments.udcFiles.size() != arguments.gadgetNodes.size()) {
             throw CLI::ValidationError(fmt::format("--udc-file: {} given for {} nodes; give one for each node",
                                                    arguments.udcFiles.size(), arguments.gadgetNodes.size()));
+        }
+        if (wishes.adapters = arguments.gadgetNodes.size(); arguments.gadgetNodes.size() > MOST_ADAPTERS) {
+            throw CLI::ValidationError(fmt::format("NODE: at most {} nodes", MOST_ADAPTERS));
         }
         arguments.action = Arguments::Action::GADGET;
     });
@@ -235,6 +283,26 @@ void addTrigger(CLI::App& app, Arguments& arguments)
     add("replug", "Plug the adapter back in, after an unplug or from boot mode");
 }
 
+void addBoard(CLI::App& app, Arguments& arguments)
+{
+    auto& board = *app.add_subcommand("board", "Print the default board file, or check one of your own");
+    board.footer("A board file says in JSON what is on an adapter's buses. Begin with the default one:\n"
+                 "  tarvix-sim board --print > board.json\n"
+                 "  tarvix-sim board --check board.json\n"
+                 "  tarvix-sim run --board board.json -- tarvix i2c scan");
+    auto* const print = board.add_flag("--print", arguments.printsBoard, "Print the default board file");
+    auto* const check =
+        board.add_option("--check", arguments.boardFile, "Say what is wrong with a board file, if anything")
+            ->type_name("FILE");
+    print->excludes(check);
+    board.callback([&arguments] {
+        if (!arguments.printsBoard && arguments.boardFile.empty()) {
+            throw CLI::RequiredError("board: --print or --check FILE");
+        }
+        arguments.action = Arguments::Action::BOARD;
+    });
+}
+
 int explain(const CLI::App& app, const CLI::ParseError& error)
 {
     if (error.get_exit_code() == 0) {
@@ -256,10 +324,12 @@ Arguments parseArguments(int count, char** arguments)
     CLI::App app("The virtual Tarvix USB protocol adapter, without hardware.", "tarvix-sim");
     app.footer(EXAMPLES);
     app.set_version_flag("--version", "tarvix-sim " TARVIXSDK_VERSION);
-    addRun(app, result);
-    addUhid(app, result);
-    addGadget(app, result);
+    Wishes wishes;
+    addRun(app, result, wishes);
+    addUhid(app, result, wishes);
+    addGadget(app, result, wishes);
     addTrigger(app, result);
+    addBoard(app, result);
 
     // Everything after "--" belongs to the command.
     char** const end = arguments + count;
@@ -271,7 +341,7 @@ Arguments parseArguments(int count, char** arguments)
             result.command.assign(separator + 1, end);
         }
         if (result.action == Arguments::Action::NOTHING) {
-            throw CLI::RequiredError("One of run, uhid, gadget, trigger");
+            throw CLI::RequiredError("One of run, uhid, gadget, trigger, board");
         }
         if (result.action == Arguments::Action::RUN && result.command.empty()) {
             throw CLI::RequiredError("A command after '--' (as in 'tarvix-sim run -- bash')");
@@ -279,6 +349,7 @@ Arguments parseArguments(int count, char** arguments)
         if (result.action != Arguments::Action::RUN && separator != end) {
             throw CLI::ExtrasError({"--"});
         }
+        readBoardOf(result, wishes);
     } catch (const CLI::ParseError& error) {
         result.action = Arguments::Action::NOTHING;
         result.status = explain(app, error);

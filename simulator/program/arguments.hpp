@@ -9,12 +9,14 @@
 namespace sim {
 
 struct Arguments {
-    enum class Action { RUN, UHID, GADGET, TRIGGER, NOTHING };
+    enum class Action { RUN, UHID, GADGET, TRIGGER, BOARD, NOTHING };
 
     Action action = Action::NOTHING; // nothing to do but to exit with `status`
     int status = 0;
 
     HostOptions host;
+    std::string boardFile;    // empty for the default board
+    bool printsBoard = false; // board: prints the default one, else checks the file
 
     std::vector<std::string> command;     // run
     std::string uhidDevice = "/dev/uhid"; // uhid

@@ -2,6 +2,7 @@
 #include <exception>
 #include <fmt/format.h>
 
+#include "board/read_board.hpp"
 #include "common/terminal.hpp"
 #include "ports/port.hpp"
 #include "program/arguments.hpp"
@@ -19,6 +20,9 @@ int perform(const sim::Arguments& arguments)
         return sim::gadgetPort(arguments.host, arguments.gadgetNodes, arguments.udcFiles);
     case sim::Arguments::Action::TRIGGER:
         return sim::trigger(arguments.event, arguments.adapter, arguments.eventFields);
+    case sim::Arguments::Action::BOARD:
+        fmt::print("{}", arguments.printsBoard ? sim::defaultBoardText() : arguments.boardFile + ": good\n");
+        return 0;
     case sim::Arguments::Action::NOTHING:
         break;
     }

@@ -1,10 +1,19 @@
 #include "transport/frame_link.hpp"
 
+namespace {
+
+OpenResult openedFunction()
+{
+    return {OpenStatus::OPENED, {}, 0, "opened a function that answers"};
+}
+
+} // namespace
+
 bool FrameLink::connect(const std::string& path, const std::string& serial)
 {
     const Lifecycle opening = lifecycle();
-    if (!opening || transport_.isConnected()) {
-        return transport_.isConnected();
+    if (!opening || answered_ || transport_.isConnected()) {
+        return answered_ || transport_.isConnected();
     }
     transport_.close();
     const std::lock_guard sending(sendMutex_);
@@ -15,8 +24,9 @@ bool FrameLink::connect(const std::string& path, const std::string& serial)
 OpenResult FrameLink::open(const OpenOptions& options)
 {
     const Lifecycle opening = lifecycle();
-    if (transport_.isAlive()) {
-        return {OpenStatus::OPENED, transport_.path(), 0, "opened " + transport_.path()};
+    if (isAlive()) {
+        return answered_ ? openedFunction()
+                         : OpenResult{OpenStatus::OPENED, transport_.path(), 0, "opened " + transport_.path()};
     }
     if (!opening) {
         return {OpenStatus::FAILED,
@@ -29,18 +39,24 @@ OpenResult FrameLink::open(const OpenOptions& options)
     const std::lock_guard sending(sendMutex_);
     assembler_ = ReportAssembler();
     assembler_.takeContinuations(!options.strict);
+    answer_ = options.answer;
+    if (answer_) {
+        answered_ = true;
+        return openedFunction();
+    }
     return transport_.open(options);
 }
 
 void FrameLink::disconnect()
 {
     const Lifecycle closing = lifecycle();
+    answered_ = false;
     transport_.close();
 }
 
 StatusCode FrameLink::connection() const
 {
-    if (transport_.isConnected()) {
+    if (answered_ || transport_.isConnected()) {
         return StatusCode::SUCCESS;
     }
     return transport_.isLost() ? StatusCode::ADAPTER_LOST : StatusCode::NOT_CONNECTED;
@@ -49,6 +65,10 @@ StatusCode FrameLink::connection() const
 bool FrameLink::send(std::span<const std::uint8_t> frame)
 {
     const std::lock_guard sending(sendMutex_);
+    if (answered_) {
+        handler_.call(answer_({frame.begin(), frame.end()}));
+        return true;
+    }
     const ReportSegmenter segmenter(transport_.reportSize());
     const std::size_t count = segmenter.segmentCount(frame.size());
     for (std::size_t i = 0; i < count; ++i) {

@@ -1,7 +1,9 @@
 // Whole frames to and from one adapter.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <span>
 #include <string>
@@ -36,7 +38,7 @@ public:
 
     // SUCCESS while connected, or else ADAPTER_LOST or NOT_CONNECTED.
     StatusCode connection() const;
-    bool isAlive() const { return transport_.isAlive(); }
+    bool isAlive() const { return answered_ || transport_.isAlive(); }
 
     // Whether another process opened the session; see HidTransport. The owner then leaves the link, and whatever its
     // threads may have locked, as it is.
@@ -61,7 +63,9 @@ private:
     LossSlot lossHandler_;
     ReportAssembler assembler_;
     std::recursive_mutex lifecycleMutex_;
-    std::mutex sendMutex_; // the transport's outgoing report
+    std::mutex sendMutex_; // the transport's outgoing report, and the function
+    decltype(OpenOptions::answer) answer_;
+    std::atomic<bool> answered_ = false; // by the function, in an adapter's place
     HidTransport transport_{[this](std::span<const std::uint8_t> report) { receive(report); },
                             [this] { lossHandler_.call(); }};
 };

@@ -105,7 +105,7 @@ TEST(Data, NumbersHexTextAndFiles)
         {"", "'" + number + use},
         {"xyz", "'xyz" + number + use},
         {"256", "256" + range},
-        {"0xdead", "0xdead" + range},
+        {"0xdead", "0xdead is out of range, 0 to 0xff" + use},
         {"hex:", "'hex:': two hex digits make a byte"},
         {"hex:123", "'hex:123': two hex digits make a byte"},
         {"hex:1g", "'hex:1g': two hex digits make a byte"},
@@ -129,11 +129,11 @@ TEST(Data, RegistersGoOutMostSignificantByteFirst)
     EXPECT_EQ(refusal([&] { readAt("0xffffffff", 4); }), "accepted");
     EXPECT_EQ(refusal([&] { readAt("0x100", 1); }),
               "REGISTER: 0x100 does not fit in a 1-byte register address; raise --reg-bytes");
-    EXPECT_EQ(refusal([] { requireAddressable("DATA", {"0xfe", 1}, 2); }), "accepted");
+    EXPECT_EQ(refusal([] { requireAddressable("--length", {"0xfe", 1}, {2, "0b10"}); }), "accepted");
     EXPECT_EQ(refusal([] {
-                  requireAddressable("DATA", {"0xfe", 1}, 3);
+                  requireAddressable("--length", {"0xfe", 1}, {3, "0b11"});
               }),
-              "DATA: 3 bytes starting at 0xfe exceed a 1-byte register address; raise --reg-bytes");
+              "--length: 0b11 starting at 0xfe is more than a 1-byte register address reaches; raise --reg-bytes");
 }
 
 TEST(Words, QuotesEscapesAndComments)
@@ -179,7 +179,7 @@ TEST(Messages, WhatTheAdapterCannotDoIsRefused)
     const std::vector<std::pair<Strings, std::string>> table{
         {{"r2"}, "DESCRIPTOR: 'r2' has no address; write r2@0x50"},
         {{"r65536@0x50"}, "r65536@0x50: 65536 is out of range, 0 to 65535"},
-        {{"r1@0x80"}, "r1@0x80: 0x80 is out of range, 0 to 127"},
+        {{"r1@0x80"}, "r1@0x80: 0x80 is out of range, 0 to 0x7f"},
         {{"w2@0x50", "1"}, "DATA of w2@0x50: 1 byte given, 2 expected"},
         {{"w1@0x50", "01", "2="}, "DATA of w1@0x50: 2 bytes given, 1 expected"},
         {{"w3@0x50", "="},

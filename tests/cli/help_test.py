@@ -143,7 +143,7 @@ class Help(Case):
     def test_the_simulators_manual_page_knows_what_help_lists(self):
         source = (SOURCE / "packaging/tarvix-sim.1").read_text(encoding="utf-8").replace("\\-", "-")
         options = set()
-        for command in ("run", "uhid", "gadget", "trigger ibi", "trigger hot-join", "trigger unplug", "trigger replug"):
+        for command in ("run", "uhid", "gadget", "trigger ibi", "trigger hot-join", "trigger unplug", "trigger replug", "board"):
             self.assertIn(f"\n.SS {command}\n", source)
             options |= options_in(run([SIM, *command.split(), "--help"]).stdout)
         self.assertEqual(set(re.findall(r"\\fB(--[a-z0-9-]+)", source)), options - {"--help"})

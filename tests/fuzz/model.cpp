@@ -1,6 +1,7 @@
 // Any requests and events for the virtual adapter: it answers whatever it is asked, while it is on the bus.
 #include "commands.hpp"
 #include "fuzz.hpp"
+#include "support/bench.hpp"
 #include "virtual_adapter.hpp"
 
 enum Operation { REQUEST, FOREIGN_REQUEST, INTERRUPT, HOT_JOIN };
@@ -17,7 +18,9 @@ static const std::vector<Bytes> SETUP{hex("01 00 01 09 00 80 1A 06 00 00"),
 void fuzz::run(Input input)
 {
     Bytes head; // of the first frame that it sends
-    sim::VirtualAdapter adapter("TVX0000001", [&head](const sim::Frame& frame) {
+    static const sim::AdapterBoard board = sim::defaultBoard().front();
+    StillWorld world;
+    sim::VirtualAdapter adapter(board, world, [&head](const sim::Frame& frame) {
         require(frame.size() >= 6, "a frame holds id, code and status");
         head = head.empty() ? part(frame, 0, 6) : head;
     });

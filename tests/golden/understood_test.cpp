@@ -4,6 +4,7 @@
 
 #include "golden/golden.hpp"
 #include "model/device_status.hpp"
+#include "support/bench.hpp"
 #include "virtual_adapter.hpp"
 
 namespace golden {
@@ -15,7 +16,9 @@ TEST(GoldenTable, IsUnderstoodByTheVirtualAdapter)
     for (const Row& row : everyRow()) {
         SCOPED_TRACE(row.name + ": " + row.request);
         std::vector<Bytes> answers;
-        sim::VirtualAdapter adapter("TVX0000001", [&](const sim::Frame& frame) { answers.push_back(frame); });
+        StillWorld world;
+        sim::VirtualAdapter adapter(sim::defaultBoard().front(), world,
+                                    [&](const sim::Frame& frame) { answers.push_back(frame); });
         const Bytes request = hex("02 01 " + row.request);
         adapter.request(request);
         if (row.request == "01 04" || row.request == "02 04") {

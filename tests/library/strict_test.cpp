@@ -359,6 +359,33 @@ TEST_F(Strict, AHandlerNeitherStopsNorSpoilsOpeningOnAnotherThread)
     EXPECT_EQ(sdk.uartDeinit(), StatusCode::SUCCESS);
 }
 
+TEST_F(Strict, AFunctionAnswersInAnAdaptersPlace)
+{
+    std::vector<Bytes> requests;
+    OpenOptions options;
+    options.answer = [&](const Bytes& request) {
+        requests.push_back(request);
+        return request.at(2) == 3 ? answerTo(request, {0, 0, 1}) : Bytes{};
+    };
+    TarvixSDK sdk(AT_ONCE);
+    ASSERT_TRUE(sdk.open(options));
+    EXPECT_TRUE(sdk.open() && sdk.connect("")) << "it stays";
+    GpioLogicLevel level{};
+    EXPECT_EQ(sdk.gpioDigitalRead(GpioPinNumber::PIN_5, level), StatusCode::SUCCESS);
+    EXPECT_EQ(level, GpioLogicLevel::HIGH);
+    EXPECT_EQ(sdk.uartSendMessage(Bytes(5000, 7)), StatusCode::NO_RESPONSE);
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_EQ(requests.at(0), (Bytes{1, 0, 3, 0x14, 5}));
+    EXPECT_EQ(requests.at(1).size(), 5006U) << "whole, not cut into reports";
+    EXPECT_EQ(device->opens(), 0);
+    sdk.disconnect();
+    EXPECT_EQ(sdk.uartDeinit(), StatusCode::NOT_CONNECTED);
+    answer({1});
+    ASSERT_TRUE(sdk.open());
+    EXPECT_EQ(sdk.uartDeinit(), StatusCode::SUCCESS);
+    EXPECT_EQ(requests.size(), 2U);
+}
+
 TEST_F(Strict, ServesSeveralThreadsOneAfterAnother)
 {
     device->onFrame([this](const Bytes& request) { // an I2C read is answered with its register

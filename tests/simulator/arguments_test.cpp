@@ -42,8 +42,9 @@ TEST(CommandLine, EveryOptionArrives)
     EXPECT_EQ(run.action, Arguments::Action::RUN);
     EXPECT_EQ(run.command, (Words{"sh", "--seed", "--"}));
     const HostOptions& host = run.host;
-    EXPECT_EQ(std::tuple(host.reportSize, host.serialNumber, host.adapters, host.verbose),
-              std::tuple(1024U, "B-7", 128U, true));
+    EXPECT_EQ(
+        std::tuple(host.adapters.size(), host.adapters[127].reportSize, host.adapters[127].serialNumber, host.verbose),
+        std::tuple(128U, 1024U, "B-134", true));
     EXPECT_EQ(std::tuple(host.latency, host.faults.delay, host.away),
               std::tuple(milliseconds(60'000), milliseconds(16), milliseconds(5)));
     EXPECT_EQ(std::tuple(host.faults[Fault::DROP], host.faults[Fault::UNPLUG], host.faults[Fault::DELAY]),
@@ -54,6 +55,7 @@ TEST(CommandLine, EveryOptionArrives)
     EXPECT_EQ(parse("uhid --device /d").uhidDevice, "/d");
     const auto gadget = parse("gadget a b --udc-file c --udc-file d");
     EXPECT_EQ(std::pair(gadget.gadgetNodes, gadget.udcFiles), std::pair(Words{"a", "b"}, Words{"c", "d"}));
+    EXPECT_EQ(parse("gadget a b").host.adapters[1].serialNumber, "TVX0000002");
     const auto trigger = parse("trigger ibi --adapter B-7 --target 1 0x0a 255");
     EXPECT_EQ(std::tuple(trigger.event, trigger.adapter, trigger.eventFields),
               std::tuple("ibi", "B-7", Words{"1", "10", "255"}));

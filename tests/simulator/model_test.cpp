@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/bench.hpp"
 #include "support/bytes.hpp"
 #include "virtual_adapter.hpp"
 
@@ -76,7 +77,9 @@ protected:
 
     std::uint8_t id = 0;
     Frames sent;
-    sim::VirtualAdapter adapter{"SN-42", [this](const Bytes& frame) { sent.push_back(hexOf(frame)); }};
+    StillWorld world;
+    sim::VirtualAdapter adapter{defaultBoardAs("SN-42"), world,
+                                [this](const Bytes& frame) { sent.push_back(hexOf(frame)); }};
 };
 
 TEST_F(ModelTest, ResetAndBootModeTakeTheAdapterOffTheBusAndARestartKeepsOnlyMemories)

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "board/serial_number.hpp"
 #include "ports/gadget/node.hpp"
 #include "ports/run/listener.hpp"
 #include "ports/run/node.hpp"
@@ -239,7 +240,7 @@ TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
     for (const std::size_t reportSize : {64UL, 1024UL}) {
         EventLoop loop;
         HostOptions options;
-        options.reportSize = reportSize;
+        options.adapters.front().reportSize = reportSize;
         RunNode node(loop, options, 0, directory, [](const RunNode&, const char*) {});
         node.adapter().plugIn();
         const auto take = [&](const FileDescriptor& handle, Bytes& ids) {

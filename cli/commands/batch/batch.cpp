@@ -14,7 +14,9 @@
 #include "arguments/data.hpp"
 #include "arguments/numbers.hpp"
 #include "arguments/options.hpp"
+#include "arguments/pattern.hpp"
 #include "arguments/words.hpp"
+#include "commands/batch/dry_run.hpp"
 #include "commands/batch/lines.hpp"
 #include "commands/batch/variables.hpp"
 #include "commands/command.hpp"
@@ -33,6 +35,7 @@ struct BatchOptions {
     RunLine runLine = nullptr;
     std::string file;
     bool keepGoing = false;
+    bool dryRun = false;
     bool noFiles = false;
 };
 
@@ -41,6 +44,9 @@ public:
     Batch(Context& context, const BatchOptions& options) : context_(context), options_(options)
     {
         context.output().recordInto(&printed_);
+        if (options.dryRun) {
+            dryRun_.emplace(context);
+        }
     }
     ~Batch() { context_.output().recordInto(nullptr); }
     Batch(const Batch&) = delete;
@@ -64,7 +70,7 @@ public:
             } catch (const Failure& failure) {
                 report(context_.output(), failure, placed());
                 firstFailure_ = firstFailure_.value_or(failure.exitStatus());
-                stopped_ = !options_.keepGoing;
+                stopped_ = !options_.keepGoing && !dryRun_;
             }
         }
     }
@@ -82,19 +88,31 @@ private:
     template <class Placed>
     void runLine(const std::string& line, const fs::path& directory, const Placed& placed)
     {
-        std::vector<std::string> words = splitWords(line);
+        const std::vector<std::string> words = splitWords(line);
         if (words.empty()) {
             return;
         }
         context_.note(line);
+        if (words.front() == "include") {
+            include(onlyWord(expanded(words), "FILE"), directory, placed());
+        } else if (dryRun_) {
+            dryRun_->run(placed(), line, [&] { runWords(expanded(words)); });
+        } else {
+            runWords(expanded(words));
+        }
+    }
+
+    std::vector<std::string> expanded(std::vector<std::string> words) const
+    {
         const bool sets = words.front() == "set"; // which takes what a variable has as text
         for (std::string& word : words) {
             word = sets ? word : variables_.expand(word);
         }
-        if (words.front() == "include") {
-            include(onlyWord(words, "FILE"), directory, placed());
-            return;
-        }
+        return words;
+    }
+
+    void runWords(const std::vector<std::string>& words)
+    {
         static constexpr std::array STEPS{Step{"sleep", "PERIOD", &Batch::sleep},
                                           Step{"expect", "REGEX", &Batch::expect},
                                           Step{"set", "NAME=VALUE", &Batch::set}};
@@ -121,19 +139,26 @@ private:
 
     void sleep(const std::string& period)
     {
-        sleepUntil(std::chrono::steady_clock::now() + parsePeriod("PERIOD", period));
+        const auto length = parsePeriod("PERIOD", period);
+        if (!dryRun_) {
+            sleepUntil(std::chrono::steady_clock::now() + length);
+        }
         printStep(Json::object());
     }
 
     void expect(const std::string& pattern)
     {
+        if (dryRun_) {
+            compileRegex("REGEX", pattern, pattern);
+            throw Failure(ExitStatus::NO_ANSWER, "there is no answer");
+        }
         findInLines("REGEX", pattern, printed_.text);
         printStep(Json::object());
     }
 
     void set(const std::string& assignment)
     {
-        const std::string name = variables_.set(assignment, printed_);
+        const std::string name = variables_.set(assignment, dryRun_ ? nullptr : &printed_);
         printStep({{"name", name}, {"value", variables_[name]}});
     }
 
@@ -166,6 +191,7 @@ private:
     const BatchOptions& options_;
     Printed printed_; // by the command before
     Variables variables_;
+    std::optional<DryRun> dryRun_;
     std::optional<ExitStatus> firstFailure_;
     bool stopped_ = false;
     unsigned depth_ = 0;
@@ -193,6 +219,7 @@ void addBatchCommand(Commands& commands, RunLine runLine)
         batch,
         {"tarvix batch - < /dev/null", "tarvix batch --no-files - < /dev/null",
          R"(printf '%s\n' 'gpio set 2=1' 'sleep 5ms' 'gpio get 3' 'expect =high' | tarvix batch -)",
+         R"(printf '%s\n' 'i2c set 0x50 0 0x5a' 'gpio set 2=1' | tarvix batch --dry-run -)",
          R"(printf '%s\n' 'i2c get 0x48 3 -w 2' 'set T=match:0x..' 'i2c set 0x50 0 ${T}' | tarvix batch -)"},
         "Words are quoted as in a shell; a line has at most 1 MiB. A batch can send every file\n"
         "that you can read to the adapter (@FILE), and overwrite files: run one from elsewhere\n"
@@ -207,10 +234,15 @@ void addBatchCommand(Commands& commands, RunLine runLine)
         "  set NAME=json:POINTER  for a value of its JSON object, such as json:/pins/0/level\n"
         "  include FILE           run its lines; a relative FILE is sought beside this one\n"
         "Expressions are ECMAScript's without back-references; a line of output is searched up\n"
-        "to 8192 bytes.");
+        "to 8192 bytes.\n\n"
+        "A dry run prints each line and under it, in hex, the frames that it would send. It has no\n"
+        "answers: a command is followed up to the first that it reads or waits for, 'expect' and\n"
+        "what 'set' takes from output are not evaluated, and nor are lines that use it. All lines\n"
+        "are checked, nothing waits, and no file is written.");
     options.runLine = runLine;
     addText(app, "FILE", options.file, "Command file, or - for standard input; # starts a comment").required();
     addFlag(app, "-k,--keep-going", options.keepGoing, "Continue after a failed command");
+    addFlag(app, "--dry-run", options.dryRun, "Print the frames that would be sent; needs no adapter");
     addFlag(app, "--no-files", options.noFiles,
             "Refuse @FILE, include and all other files, for a batch from elsewhere");
 }

@@ -25,15 +25,23 @@ bool isName(std::string_view text)
     return !text.empty() && std::all_of(text.begin(), text.end(), isWordCharacter);
 }
 
+Json::json_pointer pointerOf(const std::string& text)
+{
+    try {
+        return Json::json_pointer(text);
+    } catch (const Json::parse_error&) {
+        throw UsageError(fmt::format("json:{}: not a JSON pointer", text), "write one such as json:/pins/0/level");
+    }
+}
+
 std::string atPointer(const std::string& pointer, const Printed& printed)
 {
     const Json empty = Json::object();
     const Json& fields = printed.fields ? *printed.fields : empty;
+    const Json::json_pointer place = pointerOf(pointer);
     try {
-        const Json& value = fields.at(Json::json_pointer(pointer));
+        const Json& value = fields.at(place);
         return value.is_string() ? value.get<std::string>() : value.dump();
-    } catch (const Json::parse_error&) {
-        throw UsageError(fmt::format("json:{}: not a JSON pointer", pointer), "write one such as json:/pins/0/level");
     } catch (const Json::exception&) {
         throw Failure(ExitStatus::REFUSED, fmt::format("json:{}: no such value in {}", pointer, fields.dump()),
                       "see the fields with --json");
@@ -65,7 +73,7 @@ std::string findInLines(std::string_view what, const std::string& pattern, const
     throw Failure(ExitStatus::REFUSED, fmt::format("{}: '{}' is not in '{}'", what, pattern, shortened(text)));
 }
 
-std::string Variables::set(std::string_view assignment, const Printed& printed)
+std::string Variables::set(std::string_view assignment, const Printed* printed)
 {
     const std::size_t sign = std::min(assignment.find('='), assignment.size());
     std::string name(assignment.substr(0, sign));
@@ -74,15 +82,30 @@ std::string Variables::set(std::string_view assignment, const Printed& printed)
                          "write LEVEL=1, LEVEL=match:REGEX or LEVEL=json:/POINTER; names have letters, digits and _");
     }
     const std::string_view value = assignment.substr(sign + 1);
-    const auto behind = [&](std::string_view prefix) { return expand(value.substr(prefix.size())); };
-    if (value.starts_with(MATCH)) {
-        values_[name] = findInLines("match", behind(MATCH), printed.text);
-    } else if (value.starts_with(JSON)) {
-        values_[name] = atPointer(behind(JSON), printed);
-    } else {
-        values_[name] = behind(value.starts_with(TEXT) ? TEXT : "");
+    try {
+        values_[name] = evaluate(value, printed);
+    } catch (const Failure&) {
+        if (printed == nullptr) {
+            values_[name] = std::nullopt;
+        }
+        throw;
     }
     return name;
+}
+
+std::string Variables::evaluate(std::string_view value, const Printed* printed) const
+{
+    const auto behind = [&](std::string_view prefix) { return expand(value.substr(prefix.size())); };
+    if (!value.starts_with(MATCH) && !value.starts_with(JSON)) {
+        return behind(value.starts_with(TEXT) ? TEXT : "");
+    }
+    const bool matches = value.starts_with(MATCH);
+    const std::string wanted = behind(matches ? MATCH : JSON);
+    if (printed != nullptr) {
+        return matches ? findInLines("match", wanted, printed->text) : atPointer(wanted, *printed);
+    }
+    matches ? void(compileRegex("match", wanted, wanted)) : void(pointerOf(wanted));
+    throw Failure(ExitStatus::NO_ANSWER, "there is no answer");
 }
 
 std::string Variables::expand(std::string_view word) const
@@ -102,7 +125,10 @@ std::string Variables::expand(std::string_view word) const
                 fmt::format("${{{}}} is not set", name),
                 fmt::format("write 'set {}=...' before it, or $${{ for ${{", isName(name) ? name : "NAME"));
         }
-        text += value->second;
+        if (!value->second) {
+            throw Failure(ExitStatus::NO_ANSWER, fmt::format("${{{}}} depends on an answer", name));
+        }
+        text += *value->second;
         word.remove_prefix(name.size() + 1);
     }
     return text.append(word);

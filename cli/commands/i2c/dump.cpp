@@ -24,7 +24,7 @@ struct DumpOptions {
     I2cPortOptions port;
     std::uint8_t address = 0;
     RegisterOptions reg{.text = "0"};
-    std::optional<std::uint64_t> length;
+    std::optional<Given> length;
     bool each = false;
     bool raw = false;
 };
@@ -42,8 +42,10 @@ void dump(Context& context, const DumpOptions& options)
 {
     const std::uint64_t first = registerNumber(options.reg);
     const std::uint64_t available = (std::uint64_t{1} << (8 * options.reg.bytes)) - first;
-    const std::uint64_t length = options.length.value_or(std::min<std::uint64_t>(256, available));
-    requireAddressable("--length", options.reg, length);
+    const std::uint64_t length = options.length ? options.length->value : std::min<std::uint64_t>(256, available);
+    if (options.length) {
+        requireAddressable("--length", options.reg, *options.length);
+    }
     if (options.each && options.raw) {
         throw UsageError("--raw: cannot be combined with --each, which may find registers without a value",
                          "use --json");

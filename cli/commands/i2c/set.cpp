@@ -51,7 +51,7 @@ void validate(const SetOptions& options, const Written& written)
     if (options.wrap || options.what.reg.bytes == 0) {
         return;
     }
-    requireAddressable("DATA", options.what.reg, written.data.size());
+    requireAddressable("DATA", options.what.reg, {written.data.size(), fmt::format("{} bytes", written.data.size())});
     // A memory takes at most a page in one transfer, and goes on at the page's beginning. Nobody knows the pages of
     // what is out there, but the smallest are known.
     if (!options.page && written.data.size() > SMALLEST_PAGE) {

@@ -258,7 +258,7 @@ const Code& findCode(const std::string& text)
             return code;
         }
     }
-    throw UsageError(fmt::format("CODE: unknown Common Command Code '{}'", name),
+    throw UsageError(fmt::format("CODE: unknown Common Command Code '{}'", text),
                      "'tarvix i3c ccc --help' lists all codes");
 }
 

@@ -26,7 +26,8 @@ Destination::Destination(Output& output, const std::string& file) : output_(outp
         return;
     }
     requireFilesAllowed("FILE", file);
-    descriptor_ = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    const char* const target = output_.muted() ? "/dev/null" : file.c_str();
+    descriptor_ = ::open(target, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (descriptor_ < 0) {
         fail();
     }

@@ -55,11 +55,12 @@ struct TerminalOptions {
 // What was received, as it came, at the end of a file.
 class Log {
 public:
-    explicit Log(const std::optional<std::string>& file) : file_(file.value_or(""))
+    // `dry`: nothing will come, and no file is made.
+    Log(const std::optional<std::string>& file, bool dry) : file_(file.value_or(""))
     {
         if (file) {
             requireFilesAllowed("--log", file_);
-            descriptor_ = ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+            descriptor_ = ::open(dry ? "/dev/null" : file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
             if (descriptor_ < 0) {
                 throw UsageError(describeError());
             }
@@ -143,7 +144,11 @@ private:
 class Session {
 public:
     Session(Context& context, const TerminalOptions& options, std::optional<Search>& until)
-        : context_(context), options_(options), until_(until), log_(options.log), view_(context.output(), options)
+        : context_(context),
+          options_(options),
+          until_(until),
+          log_(options.log, context.output().muted()),
+          view_(context.output(), options)
     {
     }
 

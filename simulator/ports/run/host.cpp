@@ -30,7 +30,7 @@ RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string&
     if (!socket) {
         throw std::runtime_error(fmt::format("cannot listen on {}: {}", path, std::strerror(errno)));
     }
-    for (std::size_t index = 0; index < options.adapters; ++index) {
+    for (std::size_t index = 0; index < options.adapters.size(); ++index) {
         nodes_.push_back(
             std::make_unique<RunNode>(loop, options, index, directory,
                                       [this](const RunNode& node, const char* event) { tellWatchers(node, event); }));

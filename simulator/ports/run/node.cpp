@@ -51,10 +51,12 @@ RunNode::RunNode(EventLoop& loop, const HostOptions& options, std::size_t index,
                  Changed changed)
     : loop_(loop),
       path_(fmt::format("{}/{}{}", directory, NODE_NAME, index)),
-      usbPath_(sysPath(directory, SysDevice::USB_DEVICE, unsigned(index), productId(options.reportSize))),
-      hidrawPath_(sysPath(directory, SysDevice::HIDRAW, unsigned(index), productId(options.reportSize))),
+      usbPath_(
+          sysPath(directory, SysDevice::USB_DEVICE, unsigned(index), productId(options.adapters.at(index).reportSize))),
+      hidrawPath_(
+          sysPath(directory, SysDevice::HIDRAW, unsigned(index), productId(options.adapters.at(index).reportSize))),
       changed_(std::move(changed)),
-      bytesOfOneReport_(measureReport(options.reportSize)),
+      bytesOfOneReport_(measureReport(options.adapters.at(index).reportSize)),
       adapter_(loop, options, AbsenceTimes{.reset = std::chrono::milliseconds(200)}, index, *this)
 {
 }

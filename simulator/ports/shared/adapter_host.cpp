@@ -1,6 +1,9 @@
 #include "ports/shared/adapter_host.hpp"
 
 #include <algorithm>
+#include <sys/epoll.h>
+#include <utility>
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -27,34 +30,59 @@ std::string_view commandName(const Frame& frame)
 
 } // namespace
 
-std::string serialNumberOf(const std::string& text, std::size_t index)
-{
-    const auto digits = text.find_last_not_of("0123456789") + 1;
-    if (digits == text.size()) {
-        return index == 0 ? text : text + std::to_string(index + 1);
+// The loop's time, timers and descriptors; whatever happens in a handler, the host hears of it at once.
+class AdapterHost::LoopWorld final : public World {
+public:
+    LoopWorld(EventLoop& loop, AdapterHost& host) : loop_(loop), host_(host) {}
+
+    Clock::time_point now() const override { return EventLoop::Clock::now(); }
+
+    Subscription after(Clock::duration delay, std::function<void()> handler) override
+    {
+        const auto timer = loop_.after(delay, [this, handler = std::move(handler)] {
+            handler();
+            host_.settle();
+        });
+        return onEnd([this, timer] { loop_.cancel(timer); });
     }
-    std::string number = text.substr(digits);
-    for (; index > 0; --index) {
-        const auto carried = number.find_last_not_of('9');
-        const auto nines = carried == std::string::npos ? 0 : carried + 1;
-        std::fill(number.begin() + static_cast<std::ptrdiff_t>(nines), number.end(), '0');
-        if (carried == std::string::npos) {
-            number.insert(0, 1, '1');
-        } else {
-            ++number[carried];
-        }
+
+    Subscription watch(int descriptor, std::function<void()> readable) override
+    {
+        loop_.watch(descriptor, EPOLLIN, [this, readable = std::move(readable)](std::uint32_t) {
+            readable();
+            host_.settle();
+        });
+        return onEnd([this, descriptor] { loop_.forget(descriptor); });
     }
-    return text.substr(0, digits) + number;
-}
+
+    void stretch(Clock::duration delay) override { host_.stretched_ += delay; }
+
+    void tell(const std::string& text) override
+    {
+        terminal::tell(fmt::format("tarvix-sim: {}: {}", host_.serialNumber(), text));
+    }
+
+private:
+    template <class End>
+    static Subscription onEnd(End end)
+    {
+        return {nullptr, [end](void*) { end(); }};
+    }
+
+    EventLoop& loop_;
+    AdapterHost& host_;
+};
 
 AdapterHost::AdapterHost(EventLoop& loop, const HostOptions& options, const AbsenceTimes& absence, std::size_t index,
                          Cable& cable)
     : loop_(loop),
       options_(options),
       absence_(absence),
-      serialNumber_(serialNumberOf(options.serialNumber, index)),
+      serialNumber_(options.adapters.at(index).serialNumber),
+      reportSize_(options.adapters.at(index).reportSize),
       cable_(cable),
-      adapter_(serialNumber_, [this](const Frame& frame) { send(frame); }),
+      world_(std::make_unique<LoopWorld>(loop, *this)),
+      adapter_(options.adapters.at(index), *world_, [this](const Frame& frame) { send(frame); }),
       faults_(options.faults, index)
 {
 }
@@ -101,7 +129,7 @@ void AdapterHost::outputReport(std::span<const std::uint8_t> report)
     if (!present_) {
         return;
     }
-    if (const Frame* frame = joiner_.take(report.first(std::min(report.size(), options_.reportSize)))) {
+    if (const Frame* frame = joiner_.take(report.first(std::min(report.size(), reportSize_)))) {
         execute(*frame);
     }
 }
@@ -131,7 +159,7 @@ void AdapterHost::execute(const Frame& request)
 void AdapterHost::send(Frame frame)
 {
     const auto passage = faults_.pass(frame);
-    const auto due = EventLoop::Clock::now() + options_.latency + passage.delay;
+    const auto due = EventLoop::Clock::now() + options_.latency + passage.delay + std::exchange(stretched_, {});
     log(passage.copies == 0 ? "> lost:" : ">", frame);
     for (unsigned copy = 0; copy < passage.copies; ++copy) {
         frames_.push_back({due, frame});
@@ -143,7 +171,7 @@ void AdapterHost::sendDueFrames()
     const auto now = EventLoop::Clock::now();
     while (!frames_.empty() && frames_.front().due <= now) {
         if (reports_.size() < MOST_WAITING_REPORTS) {
-            std::ranges::move(cutIntoReports(frames_.front().frame, options_.reportSize), std::back_inserter(reports_));
+            std::ranges::move(cutIntoReports(frames_.front().frame, reportSize_), std::back_inserter(reports_));
         }
         frames_.pop_front();
     }
@@ -151,6 +179,12 @@ void AdapterHost::sendDueFrames()
     if (!frames_.empty()) {
         frameTimer_ = loop_.at(frames_.front().due, [this] { pump(); });
     }
+}
+
+void AdapterHost::settle()
+{
+    adapter_.settle();
+    pump();
 }
 
 void AdapterHost::pump()

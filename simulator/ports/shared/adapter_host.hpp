@@ -6,10 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 
+#include "board/read_board.hpp"
 #include "ports/shared/event_loop.hpp"
 #include "ports/shared/faults.hpp"
 #include "ports/shared/report_codec.hpp"
@@ -19,9 +21,7 @@ namespace sim {
 
 // Options of every port.
 struct HostOptions {
-    std::size_t reportSize = 64; // or 1024
-    std::string serialNumber = "TVX0000001";
-    std::size_t adapters = 1;
+    Board adapters = defaultBoard();
     std::chrono::milliseconds latency{0};
     FaultPlan faults;
     std::optional<std::chrono::milliseconds> away; // see AbsenceTimes
@@ -33,10 +33,6 @@ struct AbsenceTimes {
     std::chrono::milliseconds reset{1000};
     std::chrono::milliseconds unplugged{1000}; // by the fault
 };
-
-// The serial number of one of several adapters: the first has `text` itself; for the others the digits at its end count
-// upwards, or their number, from 2, is appended where it ends in none.
-std::string serialNumberOf(const std::string& text, std::size_t index);
 
 // Connects an adapter with its host. Each port has its own.
 class Cable {
@@ -51,7 +47,7 @@ public:
 
 class AdapterHost {
 public:
-    // `index` counts the adapters of one program, from 0. The adapter is absent until `plugIn`.
+    // `index` counts the adapters of one program, from 0. The adapter is absent until `plugIn`. The options outlive it.
     AdapterHost(EventLoop& loop, const HostOptions& options, const AbsenceTimes& absence, std::size_t index,
                 Cable& cable);
     ~AdapterHost();
@@ -59,7 +55,7 @@ public:
     AdapterHost& operator=(const AdapterHost&) = delete;
 
     const std::string& serialNumber() const { return serialNumber_; }
-    std::size_t reportSize() const { return options_.reportSize; }
+    std::size_t reportSize() const { return reportSize_; }
     bool isPresent() const { return present_; }
 
     // An adapter that is pulled out stays away until it is plugged in.
@@ -79,6 +75,8 @@ public:
     bool raiseHotJoin(std::size_t target);
 
 private:
+    class LoopWorld;
+
     struct Departure {
         EventLoop::Clock::time_point due;
         Frame frame;
@@ -86,15 +84,19 @@ private:
 
     void execute(const Frame& request);
     void send(Frame frame);
+    void settle();
     void sendDueFrames();
     void leave(std::optional<std::chrono::milliseconds> time);
     void log(const char* direction, const Frame& frame) const;
 
     EventLoop& loop_;
-    const HostOptions options_;
+    const HostOptions& options_;
     const AbsenceTimes absence_;
     const std::string serialNumber_;
+    const std::size_t reportSize_;
     Cable& cable_;
+    EventLoop::Clock::duration stretched_{}; // by devices, since the last frame
+    const std::unique_ptr<LoopWorld> world_;
     VirtualAdapter adapter_;
     FaultFilter faults_;
     FrameJoiner joiner_;

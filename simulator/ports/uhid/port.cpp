@@ -34,7 +34,7 @@ int uhidPort(const HostOptions& options, const std::string& device)
     takePrecedence();
     EventLoop loop;
     std::deque<UhidDevice> devices;
-    for (std::size_t index = 0; index < options.adapters; ++index) {
+    for (std::size_t index = 0; index < options.adapters.size(); ++index) {
         FileDescriptor channel(::open(device.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
         if (!channel) {
             throw std::runtime_error(fmt::format("cannot open {}: {}; load the kernel's module (modprobe uhid) and run "

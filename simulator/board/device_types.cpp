@@ -1,0 +1,123 @@
+#include "board/device_types.hpp"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "devices/eeprom.hpp"
+#include "devices/nor_flash.hpp"
+#include "devices/spi_loopback.hpp"
+#include "devices/temperature_sensor.hpp"
+
+namespace sim {
+
+namespace {
+
+// What a type reads from its object. It fills in `make`, and `lines` where it has some.
+template <class Kind>
+struct Type {
+    std::string name;
+    void (*read)(Object& object, DeviceBoard<Kind>& board);
+};
+
+template <class Kind, std::size_t COUNT>
+DeviceBoard<Kind> readDevice(const Node& node, const std::string& name, const std::array<Type<Kind>, COUNT>& types)
+{
+    Object object(node);
+    std::vector<std::string> names;
+    std::ranges::transform(types, std::back_inserter(names), [](const Type<Kind>& type) { return type.name; });
+    const Type<Kind>& type = types[object.get("type").choice(names)];
+    DeviceBoard<Kind> board{.name = name, .type = type.name, .lines = {}, .make = {}};
+    if (const auto given = object.find("name")) {
+        board.name = given->text();
+    }
+    type.read(object, board);
+    object.end();
+    return board;
+}
+
+void readEeprom(Object& object, DeviceBoard<BusDevice>& board)
+{
+    Eeprom::Geometry geometry{};
+    geometry.size = object.get("size").number(1, 0x100'0000);
+    geometry.pageSize = object.get("page").number(1, geometry.size);
+    geometry.addressBytes = object.get("address_bytes").number(1, 4);
+    board.make = [geometry](World&) { return std::make_unique<Eeprom>(geometry); };
+}
+
+void readTemperatureSensor(Object&, DeviceBoard<BusDevice>& board)
+{
+    board.make = [](World&) { return std::make_unique<TemperatureSensor>(); };
+}
+
+void readNorFlash(Object&, DeviceBoard<SpiDevice>& board)
+{
+    board.make = [](World&) { return std::make_unique<NorFlash>(); };
+}
+
+void readSpiLoopback(Object&, DeviceBoard<SpiDevice>& board)
+{
+    board.make = [](World&) { return std::make_unique<SpiLoopback>(); };
+}
+
+void readUartEcho(Object&, DeviceBoard<UartPeer>& board)
+{
+    board.make = [](World&) { return std::make_unique<UartEcho>(); };
+}
+
+const std::array BUS_DEVICES{
+    Type<BusDevice>{"eeprom", readEeprom},
+    Type<BusDevice>{"temperature_sensor", readTemperatureSensor},
+};
+
+const std::array SPI_DEVICES{
+    Type<SpiDevice>{"nor_flash", readNorFlash},
+    Type<SpiDevice>{"loopback", readSpiLoopback},
+};
+
+const std::array UART_PEERS{
+    Type<UartPeer>{"echo", readUartEcho},
+};
+
+} // namespace
+
+DeviceBoard<BusDevice> readBusDevice(const Node& node, const std::string& name)
+{
+    return readDevice(node, name, BUS_DEVICES);
+}
+
+DeviceBoard<SpiDevice> readSpiDevice(const Node& node, const std::string& name)
+{
+    return readDevice(node, name, SPI_DEVICES);
+}
+
+DeviceBoard<UartPeer> readUartPeer(const Node& node, const std::string& name)
+{
+    return readDevice(node, name, UART_PEERS);
+}
+
+DeviceBoard<I3cTarget> readI3cTarget(const Node& node, const std::string& name)
+{
+    Object object(node);
+    I3cIdentity identity{};
+    if (const auto address = object.find("static_address")) {
+        identity.staticAddress = static_cast<std::uint8_t>(address->number(0x08, 0x7D));
+    }
+    const Node pid = object.get("pid");
+    const auto bytes = pid.bytes(identity.pid.size());
+    if (bytes.size() != identity.pid.size()) {
+        pid.fail("a PID has 6 bytes, as in \"hex:7f fe 12 34 50 01\"");
+    }
+    std::ranges::copy(bytes, identity.pid.begin());
+    identity.bcr = static_cast<std::uint8_t>(object.get("bcr").number(0, 0xFF));
+    identity.dcr = static_cast<std::uint8_t>(object.get("dcr").number(0, 0xFF));
+    DeviceBoard<I3cTarget> board{.name = name, .type = "i3c_target", .lines = {}, .make = {}};
+    if (const auto given = object.find("name")) {
+        board.name = given->text();
+    }
+    object.end();
+    board.make = [identity](World&) { return std::make_unique<I3cTarget>(identity); };
+    return board;
+}
+
+} // namespace sim

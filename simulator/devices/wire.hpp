@@ -1,0 +1,89 @@
+// Wires of the bench, and who holds them at which level.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <utility>
+
+namespace sim {
+
+enum class Hold { NOTHING, PULL_LOW, PULL_HIGH, DRIVE_LOW, DRIVE_HIGH };
+
+class Wire {
+public:
+    using Changed = std::function<void(bool high)>;
+
+    // Adds one who may hold the wire, and who is told when its level changes; returns his number.
+    std::size_t add(Changed changed = {})
+    {
+        ends_.push_back({Hold::NOTHING, std::move(changed)});
+        return ends_.size() - 1;
+    }
+
+    // Who causes a change is the first to be told.
+    void hold(std::size_t end, Hold how)
+    {
+        const bool before = isHigh();
+        ends_[end].hold = how;
+        const bool after = isHigh();
+        if (after == before) {
+            return;
+        }
+        tell(end, after);
+        for (std::size_t other = 0; other < ends_.size(); ++other) {
+            if (other != end) {
+                tell(other, after);
+            }
+        }
+    }
+
+    // Driving wins over pulling, low wins over high, and a wire that nobody holds is low.
+    bool isHigh() const
+    {
+        const auto any = [this](Hold how) {
+            return std::ranges::any_of(ends_, [how](const End& end) { return end.hold == how; });
+        };
+        if (any(Hold::DRIVE_LOW)) {
+            return false;
+        }
+        return any(Hold::DRIVE_HIGH) || (any(Hold::PULL_HIGH) && !any(Hold::PULL_LOW));
+    }
+
+private:
+    struct End {
+        Hold hold;
+        Changed changed;
+    };
+
+    void tell(std::size_t end, bool high) const
+    {
+        if (ends_[end].changed) {
+            ends_[end].changed(high);
+        }
+    }
+
+    std::deque<End> ends_; // who is told may add no others
+};
+
+// One's own end of a wire; connected to nothing at first.
+class WireEnd {
+public:
+    WireEnd() = default;
+    explicit WireEnd(Wire& wire, Wire::Changed changed = {}) : wire_(&wire), end_(wire.add(std::move(changed))) {}
+
+    void hold(Hold how) const
+    {
+        if (wire_) {
+            wire_->hold(end_, how);
+        }
+    }
+    bool isHigh() const { return wire_ && wire_->isHigh(); }
+
+private:
+    Wire* wire_ = nullptr;
+    std::size_t end_ = 0;
+};
+
+} // namespace sim
