@@ -164,7 +164,7 @@ class Adapter:
 
     def notifications(self) -> Subscription[Notification]:
         """Everything that the adapter reports from now on."""
-        return self._notifications.subscribe(lambda notification: notification)
+        return self._notifications.subscribe(lambda notification: notification, "notification")
 
     def on_notification(self, callback: Callable[[Notification], object]) -> Callable[[], None]:
         """Calls back for everything that the adapter reports, on a thread of this package.

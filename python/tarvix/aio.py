@@ -178,7 +178,7 @@ class Subscription(Generic[T]):
         sync = await self._start()
         found = await _wait(sync, sync.take, timeout)
         if found is None:
-            raise Timeout(f"no notification within {timeout} s")
+            raise Timeout(f"{sync.nothing} within {timeout} s")
         return found
 
     async def close(self) -> None:
@@ -561,6 +561,8 @@ class Adapter:
         return self._sync.on_notification(lambda notification: _call_soon(loop, callback, notification))
 
     def _open(self) -> None:
+        if "_sync" in vars(self):  # two were waiting for it
+            return
         sync = self._make()
         self.i2c = tuple(I2cPort(port, self._worker) for port in sync.i2c)
         self.spi = Spi(sync.spi, self._worker)

@@ -126,7 +126,7 @@ def _edges(notifications: Dispatcher, pins: List[Pin], trigger: GpioTriggerType)
     def choose(notification: Notification) -> Optional[Edge]:
         return notification if isinstance(notification, Edge) and notification.pin in numbers else None
 
-    subscription = notifications.subscribe(choose)
+    subscription = notifications.subscribe(choose, f"edge of pin {', '.join(map(str, sorted(numbers)))}")
     try:
         for pin in pins:
             pin.arm(trigger)

@@ -388,12 +388,12 @@ class I3c(I3cCcc):
                 return None
             return notification
 
-        return self._notifications.subscribe(choose)
+        return self._notifications.subscribe(choose, "in-band interrupt")
 
     def hot_joins(self) -> Subscription[HotJoin]:
         """Targets that join the bus from now on."""
         return self._notifications.subscribe(
-            lambda notification: notification if isinstance(notification, HotJoin) else None
+            lambda notification: notification if isinstance(notification, HotJoin) else None, "hot-join"
         )
 
 

@@ -148,8 +148,10 @@ class Subscription(Inbox, Generic[T]):
     Use it in ``with``, or call ``close`` when done.
     """
 
-    def __init__(self, choose: Callable[[Notification], Optional[T]]) -> None:
+    def __init__(self, choose: Callable[[Notification], Optional[T]], nothing: str) -> None:
         super().__init__()
+        self.nothing = nothing
+        """What to say when none came."""
         self._choose = choose
         self._waiting: Deque[T] = deque(maxlen=MOST_WAITING)
         self._cleanup = contextlib.ExitStack()
@@ -179,7 +181,7 @@ class Subscription(Inbox, Generic[T]):
         """
         found = self.wait(self.take, timeout)
         if found is None:
-            raise Timeout(f"no notification within {timeout} s")
+            raise Timeout(f"{self.nothing} within {timeout} s")
         return found
 
     def at_close(self, cleanup: Callable[[], None]) -> None:
@@ -242,9 +244,9 @@ class Dispatcher:
 
         return remove
 
-    def subscribe(self, choose: Callable[[Notification], Optional[T]]) -> Subscription[T]:
-        """What ``choose`` makes of each notification, unless None."""
-        subscription = Subscription(choose)
+    def subscribe(self, choose: Callable[[Notification], Optional[T]], what: str) -> Subscription[T]:
+        """What ``choose`` makes of each notification, unless None; ``what`` they are, for messages."""
+        subscription = Subscription(choose, f"adapter {self._session.serial}: no {what}")
         subscription.at_close(self.add(subscription.deliver, subscription))
         return subscription
 

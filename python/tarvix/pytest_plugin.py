@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from typing import Iterator
+from typing import Any, Dict, Iterator
 
 import pytest
 
@@ -12,14 +12,18 @@ from .simulator import Bench
 
 def pytest_addoption(parser: pytest.Parser) -> None:
     """Adds the options."""
-    parser.getgroup("tarvix").addoption(
+    group = parser.getgroup("tarvix")
+    group.addoption(
         "--tarvix-adapter", metavar="SERIAL", help="run tests on the adapter with this serial number, not on a virtual one"
     )
+    group.addoption("--tarvix-board", metavar="FILE", help="board file of the virtual bench")
 
 
 def pytest_configure(config: pytest.Config) -> None:
     """Makes the marker known."""
-    config.addinivalue_line("markers", "tarvix_bench(**options): options of the virtual bench, as tarvix.simulator.Bench")
+    config.addinivalue_line(
+        "markers", "tarvix_bench(board, **options): the virtual bench of the test, as for tarvix.simulator.Bench"
+    )
 
 
 @pytest.fixture
@@ -27,8 +31,10 @@ def tarvix_bench(request: pytest.FixtureRequest) -> Iterator[Bench]:
     """A fresh virtual bench for each test. Tests that ask for it are skipped on a real adapter."""
     if request.config.getoption("--tarvix-adapter"):
         pytest.skip("needs the virtual bench: run it without --tarvix-adapter")
-    marker = request.node.get_closest_marker("tarvix_bench")
-    with Bench(**(marker.kwargs if marker else {})) as bench:
+    options: Dict[str, Any] = {"board": request.config.getoption("--tarvix-board")}
+    for marker in reversed(list(request.node.iter_markers("tarvix_bench"))):  # the closest comes last
+        options.update(zip(("board",), marker.args), **marker.kwargs)
+    with Bench(**options) as bench:
         yield bench
 
 

@@ -17,6 +17,7 @@ import os
 import shutil
 import socket
 import subprocess
+import tempfile
 from types import TracebackType
 from typing import Dict, List, Optional, Sequence, Type, TypeVar, Union
 
@@ -31,7 +32,7 @@ B = TypeVar("B", bound="Bench")
 _PATIENCE = 5.0  # seconds for an answer of tarvix-sim
 _LARGEST_MESSAGE = 64 * 1024
 # Says where the adapters are, and lasts until its standard input ends: at the latest when this process does.
-_CHILD = ("sh", "-c", 'printf "%s\\n%s\\n" "$TARVIX_SIM_SOCKET" "$LD_PRELOAD"; exec cat >&2')
+_CHILD = ("sh", "-c", 'printf "%s\\n%s\\n" "$TARVIX_SIM_SOCKET" "$LD_PRELOAD"; exec cat >/dev/null')
 
 _standin: Optional[ctypes.CDLL] = None
 _running: Optional[Bench] = None
@@ -46,9 +47,10 @@ class Bench:
 
     Start it before the process first uses an adapter: from then on it sees the virtual adapters only.
 
-    :param adapters: how many
-    :param serial: serial number of the first one; further ones count up
-    :param report_size: 64 or 1024
+    :param board: board file that says what is on the buses; None for the default board
+    :param adapters: how many of the board's only adapter
+    :param serial: serial number of the first one, ``TVX0000001`` on the default board; further ones count up
+    :param report_size: bytes of a report, 64 or 1024
     :param latency: delay of every answer and notification in seconds
     :param faults: what goes wrong, such as ``["drop:0.01"]``
     :param options: further options of ``tarvix-sim run``
@@ -57,10 +59,11 @@ class Bench:
 
     def __init__(
         self,
+        board: Optional[Union[str, os.PathLike[str]]] = None,
         *,
-        adapters: int = 1,
-        serial: str = "TVX0000001",
-        report_size: int = 64,
+        adapters: Optional[int] = None,
+        serial: Optional[str] = None,
+        report_size: Optional[int] = None,
         latency: float = 0.0,
         faults: Sequence[str] = (),
         options: Sequence[str] = (),
@@ -68,13 +71,15 @@ class Bench:
         global _running
         if _running is not None:
             raise SimulatorError("a bench runs already in this process: close it first, or give it adapters=2")
-        words = ["--adapters", str(adapters), "--serial", serial, "--report-size", str(report_size)]
-        words += ["--latency", str(round(latency * 1000))]
+        chosen = {"--board": board, "--adapters": adapters, "--serial": serial, "--report-size": report_size}
+        words = [str(word) for name, value in chosen.items() if value is not None for word in (name, value)]
+        words += ["--latency", str(round(latency * 1000))] if latency else []
         words += [word for fault in faults for word in ("--fault", fault)]
         self._program = _find_program()
+        self._messages = tempfile.TemporaryFile("w+")
         self._process = subprocess.Popen(
             [self._program, "run", *words, *options, "--", *_CHILD],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self._messages, text=True,
             env={name: value for name, value in os.environ.items() if name != "LD_PRELOAD"},
         )  # fmt: skip
         assert self._process.stdout is not None
@@ -122,10 +127,13 @@ class Bench:
     def _end(self) -> str:
         """What it said on standard error."""
         try:
-            return self._process.communicate(timeout=_PATIENCE)[1].strip()
+            self._process.communicate(timeout=_PATIENCE)
         except subprocess.TimeoutExpired:
             self._process.kill()
-            return self._process.communicate()[1].strip()
+            self._process.communicate()
+        with self._messages as messages:
+            messages.seek(0)
+            return messages.read().strip()
 
     def __enter__(self: B) -> B:
         return self

@@ -33,6 +33,25 @@ def test_one_after_another_and_other_programs() -> None:
             bench.unplug()
 
 
+BOARD = '{"version": 1, "adapters": [{"serial": "OWN1", "i2c": [{"devices": {"0x1a": {"type": "temperature_sensor"}}}]}]}'
+
+
+@pytest.fixture
+def board(tmp_path: pathlib.Path) -> pathlib.Path:
+    path = tmp_path / "board.json"
+    path.write_text(BOARD, encoding="utf-8")
+    return path
+
+
+def test_a_board_of_ones_own(board: pathlib.Path) -> None:
+    with Bench(board, adapters=2), Adapter("OWN2") as adapter:
+        adapter.i2c[0].configure()
+        assert adapter.i2c[0].scan() == [0x1A]
+    board.write_text(BOARD.replace("temperature_sensor", "thermometer"), encoding="utf-8")
+    with pytest.raises(SimulatorError, match="/adapters/0/i2c/0/devices/0x1a/type.*thermometer"):
+        Bench(board)
+
+
 def test_why_it_does_not_start(monkeypatch: pytest.MonkeyPatch, run: Run) -> None:
     with pytest.raises(SimulatorError, match="cannot start a virtual adapter: .*--report-size.*'65'"):
         Bench(report_size=65)
@@ -63,19 +82,25 @@ def test_marked(tarvix_bench, tarvix_adapter):
 def test_bench(tarvix_bench):
     with tarvix_bench.adapter():
         tarvix_bench.unplug()
+
+@pytest.mark.tarvix_bench("board.json")
+def test_board(tarvix_bench, tarvix_adapter):
+    assert tarvix_adapter.serial == "OWN1"
 """
 
 
-def test_the_plugin_runs_the_same_tests_on_a_real_adapter(tmp_path: pathlib.Path) -> None:
+def test_the_plugin_runs_the_same_tests_on_a_real_adapter(tmp_path: pathlib.Path, board: pathlib.Path) -> None:
     (tmp_path / "test_board.py").write_text(TESTS, encoding="utf-8")
 
     def pytest_run(*options: str, **environment: str) -> str:
         command = [sys.executable, "-m", "pytest", "-p", "tarvix.pytest_plugin", "-p", "no:cacheprovider", "--strict-markers", "-rs",
                    *options, str(tmp_path)]  # fmt: skip
-        return subprocess.run(command, env={**os.environ, **environment}, capture_output=True, text=True, check=False).stdout
+        return subprocess.run(command, env={**os.environ, **environment}, cwd=tmp_path, capture_output=True, text=True,
+                              check=False).stdout  # fmt: skip
 
-    assert "3 passed" in pytest_run()
+    assert "4 passed" in pytest_run()
+    assert "1 failed, 3 passed" in pytest_run("--tarvix-board", str(board))  # which has nothing at 0x48
     with Bench(serial="REAL") as bench:  # stands in for the machine's adapters
         real = pytest_run("--tarvix-adapter", "REAL", **bench.environment)
-    assert "1 passed, 2 skipped" in real and "needs the virtual bench: run it without --tarvix-adapter" in real
+    assert "1 passed, 3 skipped" in real and "needs the virtual bench: run it without --tarvix-adapter" in real
     assert "NoAdapter: no adapter attached with serial number NONE" in pytest_run("--tarvix-adapter", "NONE")

@@ -15,8 +15,14 @@ from tarvix.simulator import Bench, SimulatorError
 
 def test_edges_of_the_pins_asked_for(tarvix_adapter: Adapter) -> None:
     pins = tarvix_adapter.gpio
+    pins[1].arm()
     for number in (0, 2):
-        pins[number].output(0)
+        pins[number].output(1)
+        pins[number].value = 0
+    with tarvix_adapter.notifications() as everything:  # from now on
+        pins[1].disarm()
+        with pytest.raises(tarvix.Timeout):
+            everything.next(0.05)
     with pins.edges([1], GpioTriggerType.RISING_EDGE) as rising, pins.edges([1, 3]) as both:  # the last trigger counts
         for number in (0, 2):
             for level in (1, 0):
@@ -30,7 +36,7 @@ def test_edges_of_the_pins_asked_for(tarvix_adapter: Adapter) -> None:
         pins[0].value = 1
         with pytest.raises(tarvix.Timeout):
             everything.next(0.05)
-    with pytest.raises(tarvix.Timeout, match="no notification within 0.01 s"):
+    with pytest.raises(tarvix.Timeout, match="adapter TVX0000001: no edge of pin 1 within 0.01 s"):
         pins[1].wait_for_edge(timeout=0.01)
     pins[1].arm(GpioTriggerType.FALLING_EDGE)
     with tarvix_adapter.notifications() as everything:

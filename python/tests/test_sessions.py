@@ -14,6 +14,7 @@ import pytest
 import tarvix
 from conftest import Run
 from tarvix import Adapter, TarvixError, errors
+from tarvix._session import member
 from tarvix.simulator import Bench, SimulatorError
 
 
@@ -91,6 +92,8 @@ def test_every_status_has_its_exception() -> None:
         tarvix.StatusCode.ADAPTER_LOST: tarvix.AdapterLost,
     }
     assert kinds == {status: type(errors.command_error(status, "")) for status in tarvix.StatusCode if status}
+    with pytest.raises(tarvix.BadAnswer, match="the adapter answered 0x7, which is no GpioLogicLevel"):
+        member(tarvix.GpioLogicLevel, 7)
     for status in (*tarvix.DeviceStatus, 0x0777):
         error = errors.command_error(status, "trying")
         assert isinstance(error, tarvix.DeviceError) and f"{status:#06x}" in str(error)

@@ -31,6 +31,7 @@ for info in tarvix.list_adapters():
     info.serial_number  # wrong
 Adapter(2.0)  # wrong
 Bench(board=1)  # wrong
+Bench("board.json", adapters=2)
 smbus.SMBus(1)  # wrong
 
 
