@@ -1,7 +1,7 @@
 """Logs a sensor, and draws what it read: log_sensor.py PICTURE.png [--readings N] [--every SECONDS]
 
-The virtual sensor always has 23.5 °C. So that there is something to see, its low limit is set to what a board that warms
-up would have, and read.
+The virtual sensor always has 23.5 °C. So that there is something to see, its low limit is set to what a board that
+warms up would have, and read.
 """
 
 import argparse

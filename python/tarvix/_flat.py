@@ -32,7 +32,7 @@ class AdapterInfo(ctypes.Structure):
     _fields_ = [
         ("path", c_char_p), ("serialNumber", c_char_p), ("manufacturer", c_char_p), ("product", c_char_p),
         ("usbPort", c_char_p), ("vendorId", c_uint16), ("productId", c_uint16), ("reportSize", c_uint32),
-    ]  # fmt: skip
+    ]
 
 
 class OpenResult(ctypes.Structure):
@@ -58,7 +58,7 @@ class I3cTargetInfo(ctypes.Structure):
         ("staticAddress", c_uint8), ("dynamicAddress", c_uint8), ("pid", c_uint8 * 6), ("bcr", c_uint8),
         ("dcr", c_uint8), ("extraWord1", c_uint16), ("extraWord2", c_uint16), ("extraByte1", c_uint8),
         ("extraByte2", c_uint8),
-    ]  # fmt: skip
+    ]
 
 
 class GpioInterruptNotification(ctypes.Structure):
@@ -91,7 +91,7 @@ class Notification(ctypes.Structure):
     _fields_ = [
         ("kind", c_uint32), ("data", c_void_p), ("length", c_size_t), ("hotJoinSlot", I3cHotJoinNotification),
         ("ibiSlot", I3cIbiNotification), ("gpioSlot", GpioInterruptNotification), ("uartRxSlot", UartRxNotification),
-    ]  # fmt: skip
+    ]
 
 
 NotificationCallback = ctypes.CFUNCTYPE(None, POINTER(Notification))
@@ -197,7 +197,9 @@ FUNCTIONS: Dict[str, Signature] = {
     "I3cHdrDdrWrite": _command(c_uint8, c_uint8, Bytes, c_uint16),
     "I3cLegacyI2CRead": _command(*_I3C_READ, Enum),
     "I3cLegacyI2CWrite": _command(*_I3C_WRITE),
-    "I3cCccTransfer": _command(c_uint8, Enum, Enum, c_bool, Enum, c_uint8, Enum, c_uint8, Bytes, c_size_t, Buffer, Byte),
+    "I3cCccTransfer": _command(
+        c_uint8, Enum, Enum, c_bool, Enum, c_uint8, Enum, c_uint8, Bytes, c_size_t, Buffer, Byte
+    ),
     "I3cCccENECBroadcast": _command(c_uint8),
     "I3cCccDISECBroadcast": _command(c_uint8),
     "I3cCccENTAS0Broadcast": _command(),

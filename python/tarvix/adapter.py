@@ -154,7 +154,8 @@ class Adapter:
         """One of the adapter's USB strings; 1 to 5 are in use. What each says is defined by the firmware."""
         text, length = (ctypes.c_uint8 * _LONGEST_STRING)(), ctypes.c_size_t()
         self._session.run(
-            self._session.flat.GetUsbString, "reading USB string {}", check("index", index, 0xFF), text, len(text), length
+            self._session.flat.GetUsbString, "reading USB string {}",
+            check("index", index, 0xFF), text, len(text), length,
         )
         return bytes(text[: length.value]).decode(errors="replace")
 

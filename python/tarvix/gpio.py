@@ -31,7 +31,7 @@ class Pin:
         self._session.run(
             self._session.flat.GpioConfigurePin, "giving pin {} role {}",
             self.number, role, level is not None, check("level", level or 0, 1),
-        )  # fmt: skip
+        )
 
     def output(self, level: int = GpioLogicLevel.LOW) -> None:
         """Makes it a push-pull output that drives ``level``."""

@@ -38,12 +38,12 @@ class I2cPort:
         self._session.run(
             self._session.flat.I2cSetPullUpResistors, "setting the pull-ups of I2C port {} to {}",
             self.index, check("value", value, 0xFF),
-        )  # fmt: skip
+        )
 
     def read(
         self, address: int, length: int, register: Optional[Register] = None, *, register_size: int = 1,
         flag: bool = False,
-    ) -> bytes:  # fmt: skip
+    ) -> bytes:
         """Reads ``length`` bytes, 0 to 65,535.
 
         On the bus: START, address+W, register, repeated START, address+R, data, STOP; without a register: START,
@@ -54,13 +54,13 @@ class I2cPort:
         self._session.run(
             self._session.flat.I2cRead, "reading {4} bytes from I2C target {1:#04x} on port {0}",
             self.index, address_of(address), sent, len(sent), length, data, flag,
-        )  # fmt: skip
+        )
         return bytes(data)
 
     def write(
         self, address: int, data: Data, register: Optional[Register] = None, *, register_size: int = 1,
         flag: bool = False,
-    ) -> None:  # fmt: skip
+    ) -> None:
         """Writes up to 65,535 bytes.
 
         On the bus: START, address+W, register, data, STOP. With neither register nor data only the address goes out.
@@ -70,7 +70,7 @@ class I2cPort:
         self._session.run(
             self._session.flat.I2cWrite, "writing {5} bytes to I2C target {1:#04x} on port {0}",
             self.index, address_of(address), sent, len(sent), taken, len(taken), flag,
-        )  # fmt: skip
+        )
 
     def probe(self, address: int) -> bool:
         """Whether a target acknowledges its address."""
@@ -94,4 +94,4 @@ class I2cPort:
         self._session.run(
             function, "setting I2C port {} to {} Hz",
             self.index, check("frequency", frequency, 0xFFFFFFFF), check("option", option, 0xFF),
-        )  # fmt: skip
+        )

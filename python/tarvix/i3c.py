@@ -95,7 +95,7 @@ class I3cCcc:
             I3cCccType.WITHOUT_DEFINING_BYTE if defining_byte is None else I3cCccType.WITH_DEFINING_BYTE,
             length, check("code", code, 0xFF), check("defining_byte", defining_byte or 0, 0xFF), sent, len(sent),
             received, count,
-        )  # fmt: skip
+        )
         return bytes(received[: count.value])
 
     def enec(self, events: I3cEvents, address: Optional[int] = None) -> None:
@@ -139,7 +139,7 @@ class I3cCcc:
         self._either(
             "SETMRL", address, check("length", length, 0xFFFF), ibi_payload is not None,
             check("ibi_payload", ibi_payload or 0, 0xFF),
-        )  # fmt: skip
+        )
 
     def setbuscon(self, context: int, data: Optional[Data] = None) -> None:
         """Announces the bus context (SETBUSCON)."""
@@ -266,7 +266,7 @@ class I3c(I3cCcc):
         self._session.run(
             self._session.flat.I3cControllerInit, "setting up the I3C controller",
             push_pull, open_drain, i2c, drive_strength,
-        )  # fmt: skip
+        )
 
     def set_parameters(
         self,
@@ -279,7 +279,7 @@ class I3c(I3cCcc):
         self._session.run(
             self._session.flat.I3cSetParameters, "changing the I3C controller's settings",
             push_pull, open_drain, i2c, drive_strength,
-        )  # fmt: skip
+        )
 
     def init_bus(self, targets: Iterable[I3cTarget] = ()) -> None:
         """Brings the bus up with the targets expected on it, at most 255.
@@ -306,7 +306,7 @@ class I3c(I3cCcc):
         self._session.run(
             self._session.flat.I3cSetTargetDeviceConfiguration, "configuring I3C target {:#04x}",
             address_of(address), check("configuration", configuration, 0xFF),
-        )  # fmt: skip
+        )
 
     def hdr_exit_pattern(self) -> None:
         """Drives the HDR exit pattern, which returns all targets from an HDR mode to SDR."""
@@ -319,26 +319,26 @@ class I3c(I3cCcc):
     def read(
         self, address: int, length: int, register: Optional[Register] = None, *, register_size: int = 1,
         flags: I3cTransferFlags = I3cTransferFlags.NONE,
-    ) -> bytes:  # fmt: skip
+    ) -> bytes:
         """Reads up to ``length`` bytes in SDR mode; the target may end the read early."""
         sent = register_of(register, register_size)
         data, count = buffer(length), ctypes.c_uint16()
         self._session.run(
             self._session.flat.I3cSdrRead, "reading {3} bytes from I3C target {0:#04x}",
             address_of(address), sent, len(sent), length, data, count, flags,
-        )  # fmt: skip
+        )
         return bytes(memoryview(data)[: count.value])
 
     def write(
         self, address: int, data: Data, register: Optional[Register] = None, *, register_size: int = 1,
         flags: I3cTransferFlags = I3cTransferFlags.NONE,
-    ) -> None:  # fmt: skip
+    ) -> None:
         """Writes up to 65,535 bytes in SDR mode."""
         sent, taken = register_of(register, register_size), bytes_of(data)
         self._session.run(
             self._session.flat.I3cSdrWrite, "writing {4} bytes to I3C target {0:#04x}",
             address_of(address), sent, len(sent), taken, len(taken), flags,
-        )  # fmt: skip
+        )
 
     def hdr_ddr_read(self, address: int, command: int, length: int) -> bytes:
         """Reads up to ``length`` bytes in HDR-DDR mode, with this command byte."""
@@ -346,7 +346,7 @@ class I3c(I3cCcc):
         self._session.run(
             self._session.flat.I3cHdrDdrRead, "reading {2} bytes in HDR-DDR from I3C target {0:#04x}",
             address_of(address), check("command", command, 0xFF), length, count, data,
-        )  # fmt: skip
+        )
         return bytes(memoryview(data)[: count.value])
 
     def hdr_ddr_write(self, address: int, command: int, data: Data) -> None:
@@ -355,30 +355,30 @@ class I3c(I3cCcc):
         self._session.run(
             self._session.flat.I3cHdrDdrWrite, "writing {3} bytes in HDR-DDR to I3C target {0:#04x}",
             address_of(address), check("command", command, 0xFF), taken, len(taken),
-        )  # fmt: skip
+        )
 
     def legacy_i2c_read(
         self, address: int, length: int, register: Optional[Register] = None, *, register_size: int = 1,
         flags: I3cTransferFlags = I3cTransferFlags.NONE,
-    ) -> bytes:  # fmt: skip
+    ) -> bytes:
         """Reads ``length`` bytes from a legacy I2C device on the I3C bus."""
         sent, data = register_of(register, register_size), buffer(length)
         self._session.run(
             self._session.flat.I3cLegacyI2CRead, "reading {3} bytes from legacy I2C target {0:#04x}",
             address_of(address), sent, len(sent), length, data, flags,
-        )  # fmt: skip
+        )
         return bytes(data)
 
     def legacy_i2c_write(
         self, address: int, data: Data, register: Optional[Register] = None, *, register_size: int = 1,
         flags: I3cTransferFlags = I3cTransferFlags.NONE,
-    ) -> None:  # fmt: skip
+    ) -> None:
         """Writes up to 65,535 bytes to a legacy I2C device on the I3C bus."""
         sent, taken = register_of(register, register_size), bytes_of(data)
         self._session.run(
             self._session.flat.I3cLegacyI2CWrite, "writing {4} bytes to legacy I2C target {0:#04x}",
             address_of(address), sent, len(sent), taken, len(taken), flags,
-        )  # fmt: skip
+        )
 
     def interrupts(self, address: Optional[int] = None) -> Subscription[InBandInterrupt]:
         """In-band interrupts from now on, of one target or of all."""
@@ -429,4 +429,4 @@ def _target(record: _flat.I3cTargetInfo) -> I3cTarget:
     return I3cTarget(
         record.staticAddress, record.dynamicAddress, bytes(record.pid), record.bcr, record.dcr, record.extraWord1,
         record.extraWord2, record.extraByte1, record.extraByte2,
-    )  # fmt: skip
+    )

@@ -14,7 +14,7 @@ def pytest_addoption(parser: pytest.Parser) -> None:
     """Adds the options."""
     group = parser.getgroup("tarvix")
     group.addoption(
-        "--tarvix-adapter", metavar="SERIAL", help="run tests on the adapter with this serial number, not on a virtual one"
+        "--tarvix-adapter", metavar="SERIAL", help="run tests on the adapter with this serial number, not a virtual one"
     )
     group.addoption("--tarvix-board", metavar="FILE", help="board file of the virtual bench")
 

@@ -25,7 +25,8 @@ class SharedRail:
     def set_millivolts(self, voltage: int, *, flag: bool = False) -> None:
         """Sets the voltage that the adapter generates. ``flag`` is defined by the firmware."""
         self._session.run(
-            self._session.flat.GpioSetVoltage, "setting the shared rail to {} mV", check("voltage", voltage, 0xFFFF), flag
+            self._session.flat.GpioSetVoltage, "setting the shared rail to {} mV",
+            check("voltage", voltage, 0xFFFF), flag,
         )
 
     def use_external(self, external: bool = True) -> None:

@@ -81,7 +81,7 @@ class Bench:
             [self._program, "run", *words, *options, "--", *_CHILD],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self._messages, text=True,
             env={name: value for name, value in os.environ.items() if name != "LD_PRELOAD"},
-        )  # fmt: skip
+        )
         assert self._process.stdout is not None
         socket_path = self._process.stdout.readline().rstrip("\n")
         library = self._process.stdout.readline().rstrip("\n")

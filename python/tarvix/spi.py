@@ -32,7 +32,7 @@ class Spi:
         self._session.run(
             self._session.flat.SpiControllerInit, "setting SPI to {5} Hz, mode {1}, select {3}",
             bit_order, mode, data_width, chip_select, polarity, check("frequency", frequency, 0xFFFFFFFF),
-        )  # fmt: skip
+        )
 
     def set_parameters(
         self,
@@ -48,7 +48,7 @@ class Spi:
         self._session.run(
             self._session.flat.SpiSetParameters, "changing SPI to {5} Hz, mode {1}, select {3}",
             bit_order, mode, data_width, chip_select, polarity, check("frequency", frequency, 0xFFFFFFFF),
-        )  # fmt: skip
+        )
 
     def transfer(self, data: Data, length: Optional[int] = None) -> bytes:
         """Clocks ``data`` out while as many bytes come in, in one transaction.

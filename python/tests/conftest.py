@@ -15,6 +15,8 @@ PRELUDE = "import os, sys, threading, time, tarvix\nfrom tarvix.simulator import
 
 pytest_plugins = ["tarvix.pytest_plugin"]
 
+PYTEST = [sys.executable, "-m", "pytest", "-p", "tarvix.pytest_plugin", "-p", "no:cacheprovider"]
+
 Run = Callable[..., "subprocess.CompletedProcess[str]"]
 
 
@@ -26,6 +28,6 @@ def run() -> Run:
         return subprocess.run(
             [sys.executable, "-c", PRELUDE + program], capture_output=True, text=True, timeout=60, check=False,
             env={**os.environ, **environment},
-        )  # fmt: skip
+        )
 
     return run_program

@@ -54,7 +54,7 @@ def test_commands_and_events(tarvix_bench: Bench) -> None:
         await adapter.uart.write(b"a\nb|c")
         assert (await adapter.uart.readline(), await adapter.uart.read_until(b"|"), await adapter.uart.read(1)) == (
             b"a\n", b"b|", b"c"
-        )  # fmt: skip
+        )
         adapter.uart.timeout = 0.01
         assert await adapter.uart.read(1) == b""
         await adapter.uart.write(b"x\ny\n")

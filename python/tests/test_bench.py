@@ -9,7 +9,7 @@ import sys
 
 import pytest
 import tarvix
-from conftest import Run
+from conftest import PYTEST, Run
 from tarvix import Adapter
 from tarvix.simulator import Bench, SimulatorError
 
@@ -25,15 +25,22 @@ def test_one_after_another_and_other_programs() -> None:
             with pytest.raises(SimulatorError, match="a bench runs already in this process"):
                 Bench()
             program = "import tarvix; print(tarvix.list_adapters()[0].serial)"
-            child = subprocess.run([sys.executable, "-c", program], env=bench.environment, capture_output=True, text=True, check=True)
-            assert child.stdout == f"{serial}\n"
+            command = [sys.executable, "-c", program]
+            assert subprocess.check_output(command, env=bench.environment, text=True) == f"{serial}\n"
         bench.close()
         assert tarvix.list_adapters() == []
         with pytest.raises(SimulatorError, match="does not answer"):
             bench.unplug()
+    with Bench(serial="SECOND"):
+        before = adapter.path
+        adapter.reopen()  # the same one at another node
+        assert adapter.is_open and adapter.path != before
+        adapter.close()
 
 
-BOARD = '{"version": 1, "adapters": [{"serial": "OWN1", "i2c": [{"devices": {"0x1a": {"type": "temperature_sensor"}}}]}]}'
+BOARD = """{"version": 1, "adapters": [
+    {"serial": "OWN1", "i2c": [{"devices": {"0x1a": {"type": "temperature_sensor"}}}]}
+]}"""
 
 
 @pytest.fixture
@@ -55,8 +62,9 @@ def test_a_board_of_ones_own(board: pathlib.Path) -> None:
 def test_why_it_does_not_start(monkeypatch: pytest.MonkeyPatch, run: Run) -> None:
     with pytest.raises(SimulatorError, match="cannot start a virtual adapter: .*--report-size.*'65'"):
         Bench(report_size=65)
-    with Bench(options=["--fault", "drop", "--seed", "3"]), Adapter(timeout=0.01) as adapter, pytest.raises(tarvix.Timeout):
-        adapter.gpio[0].read()
+    with Bench(options=["--fault", "drop", "--seed", "3"]), Adapter(timeout=0.01) as adapter:
+        with pytest.raises(tarvix.Timeout):
+            adapter.gpio[0].read()
     late = run("tarvix.list_adapters()\ntry: Bench()\nexcept tarvix.TarvixError as error: sys.exit(str(error))")
     assert "start the Bench before the first use" in late.stderr
     monkeypatch.setenv("TARVIX_SIM", "/nowhere")
@@ -93,10 +101,10 @@ def test_the_plugin_runs_the_same_tests_on_a_real_adapter(tmp_path: pathlib.Path
     (tmp_path / "test_board.py").write_text(TESTS, encoding="utf-8")
 
     def pytest_run(*options: str, **environment: str) -> str:
-        command = [sys.executable, "-m", "pytest", "-p", "tarvix.pytest_plugin", "-p", "no:cacheprovider", "--strict-markers", "-rs",
-                   *options, str(tmp_path)]  # fmt: skip
-        return subprocess.run(command, env={**os.environ, **environment}, cwd=tmp_path, capture_output=True, text=True,
-                              check=False).stdout  # fmt: skip
+        command = [*PYTEST, "--strict-markers", "-rs", *options, str(tmp_path)]
+        variables = {**os.environ, **environment}
+        result = subprocess.run(command, env=variables, cwd=tmp_path, stdout=subprocess.PIPE, text=True, check=False)
+        return result.stdout
 
     assert "4 passed" in pytest_run()
     assert "1 failed, 3 passed" in pytest_run("--tarvix-board", str(board))  # which has nothing at 0x48

@@ -74,7 +74,8 @@ def test_functions() -> None:
 
 def test_records() -> None:
     names = []
-    for name, body in re.findall(r"typedef struct (\w+) \{(.*?)\} \w+;", source(INCLUDE / "types.h", INCLUDE / "flat.h"), re.S):
+    text = source(INCLUDE / "types.h", INCLUDE / "flat.h")
+    for name, body in re.findall(r"typedef struct (\w+) \{(.*?)\} \w+;", text, re.S):
         ours = getattr(_flat, name.replace("TarvixSDK_", ""))
         fields: List[Any] = []
         for line in filter(str.strip, body.split(";")):
@@ -94,7 +95,8 @@ def test_enumerations() -> None:
         for name, body in re.findall(r"TARVIX_ENUM\((\w+), \w+\)\{(.*?)\};", text, re.S)
     }
     status = (ROOT / "simulator/model/device_status.hpp").read_text(encoding="utf-8")
-    theirs["DeviceStatus"] = {name: int(value, 0) for name, value in re.findall(r"^    (?!SUCCESS)(\w+) = (\w+),", status, re.M)}
+    named = re.findall(r"^    (?!SUCCESS)(\w+) = (\w+),", status, re.M)
+    theirs["DeviceStatus"] = {name: int(value, 0) for name, value in named}
     ours: Dict[str, Dict[str, int]] = {
         name: {member: int(value) for member, value in kind.__members__.items()}
         for name in enums.__all__

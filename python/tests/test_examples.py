@@ -13,12 +13,11 @@ from typing import Any, Dict, List
 
 import pytest
 import tarvix
-from conftest import ROOT
+from conftest import PYTEST, ROOT
 from tarvix import aio, simulator, smbus
 from tarvix.simulator import Bench
 
 EXAMPLES = ROOT / "python/examples"
-PYTEST = [sys.executable, "-m", "pytest", "-p", "tarvix.pytest_plugin", "-p", "no:cacheprovider"]
 
 SHOWN = {
     "read_register": "23.50 °C\n",
@@ -46,7 +45,8 @@ def test_example(name: str, tmp_path: pathlib.Path) -> None:
     }
     if name == "log_sensor":
         pytest.importorskip("matplotlib", reason="drawing needs the package python3-matplotlib")
-    command = [*(PYTEST if name == "test_board" else [sys.executable]), str(EXAMPLES / f"{name}.py"), *arguments.get(name, [])]
+    runner = PYTEST if name == "test_board" else [sys.executable]
+    command = [*runner, str(EXAMPLES / f"{name}.py"), *arguments.get(name, [])]
     with Bench() as bench:
         result = subprocess.run(command, env=bench.environment, capture_output=True, text=True, check=False)
         assert re.fullmatch(SHOWN[name], result.stdout), result.stdout + result.stderr

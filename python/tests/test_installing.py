@@ -13,7 +13,7 @@ from conftest import ROOT
 
 BUILD = os.environ["TARVIX_BUILD"]
 LIST = "import tarvix, sys; print(tarvix.__file__, tarvix.list_adapters())"
-BENCH = "from tarvix.simulator import Bench\nwith Bench() as bench, bench.adapter() as adapter: print(adapter.usb_string(2))"
+BENCH = "from tarvix.simulator import Bench\nwith Bench() as bench, bench.adapter() as a: print(a.usb_string(2))"
 
 
 def outside() -> Dict[str, str]:
@@ -22,8 +22,10 @@ def outside() -> Dict[str, str]:
 
 
 def output(*command: object, **variables: str) -> str:
-    result = subprocess.run([str(word) for word in command], env={**outside(), **variables}, cwd="/", stdout=subprocess.PIPE,
-                            stderr=subprocess.STDOUT, text=True, check=False)  # fmt: skip
+    result = subprocess.run(
+        [str(word) for word in command], env={**outside(), **variables}, cwd="/", stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT, text=True, check=False,
+    )
     assert result.returncode == 0, result.stdout
     return result.stdout
 
@@ -47,13 +49,14 @@ def test_wheel(python: pathlib.Path, tmp_path: pathlib.Path) -> None:
     assert output(python, "-c", BENCH, PATH="/usr/bin:/bin") == "Tarvix Virtual Adapter\n"
     example = tmp_path / "test_board.py"
     example.write_bytes((ROOT / "python/examples/test_board.py").read_bytes())
-    assert " passed" in output(python, "-m", "pytest", "-p", "no:cacheprovider", example)  # the plugin is found by itself
+    assert " passed" in output(python, "-m", "pytest", "-p", "no:cacheprovider", example)  # finds the plugin by itself
 
 
 def test_install_target(tmp_path: pathlib.Path) -> None:
     output("cmake", "--install", BUILD, "--prefix", tmp_path)
     (package,) = tmp_path.glob("lib/python3*/*-packages")
     (library,) = tmp_path.rglob("libtarvixsdk.so.1")
-    found = {"PYTHONPATH": str(package), "LD_LIBRARY_PATH": str(library.parent), "PATH": f"{tmp_path}/bin:/usr/bin:/bin"}
+    path = f"{tmp_path}/bin:/usr/bin:/bin"
+    found = {"PYTHONPATH": str(package), "LD_LIBRARY_PATH": str(library.parent), "PATH": path}
     assert output(sys.executable, "-c", LIST, **found).startswith(str(package))
     assert output(sys.executable, "-c", BENCH, **found) == "Tarvix Virtual Adapter\n"

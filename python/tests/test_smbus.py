@@ -33,15 +33,17 @@ STEPS: List[Tuple[Callable[[SMBus], Any], Any]] = [
     (lambda b: (b.write_byte_data(EEPROM, 0x20, 0x5A), b.read_byte_data(EEPROM, 0x20)), (None, 0x5A)),
     (lambda b: (b.write_byte(EEPROM, 0x20), b.read_byte(EEPROM)), (None, 0x5A)),
     (lambda b: (b.write_word_data(EEPROM, 0x22, 0x1234), b.read_i2c_block_data(EEPROM, 0x22, 2)), (None, [0x34, 0x12])),
-    (lambda b: (b.write_i2c_block_data(EEPROM, 0x28, [1, 2, 3]), b.read_i2c_block_data(EEPROM, 0x27, 5)), (None, [255, 1, 2, 3, 255])),
+    (lambda b: (b.write_i2c_block_data(EEPROM, 0x28, [1, 2, 3]), b.read_i2c_block_data(EEPROM, 0x27, 5)),
+     (None, [255, 1, 2, 3, 255])),
     (lambda b: (b.write_block_data(EEPROM, 0x30, [7, 8]), b.read_block_data(EEPROM, 0x30)), (None, [7, 8])),
     (lambda b: b.read_i2c_block_data(EEPROM, 0x30, 3), [2, 7, 8]),
     (lambda b: b.process_call(0x48, 2, 0x2211), 0x2211),  # sets the limit and reads it back
-    (lambda b: (b.write_i2c_block_data(EEPROM, 0x42, [2, 5, 6]), b.block_process_call(EEPROM, 0x40, [9])), (None, [5, 6])),
+    (lambda b: (b.write_i2c_block_data(EEPROM, 0x42, [2, 5, 6]), b.block_process_call(EEPROM, 0x40, [9])),
+     (None, [5, 6])),
     (lambda b: b.read_block_data(EEPROM, 0x40), [9]),
     (lambda b: (b.pec, b.enable_pec(False), b.close(), b.open(0)), (0, None, None, None)),
     (lambda b: bool(b.funcs & I2cFunc.I2C and not b.funcs & I2cFunc.SMBUS_PEC), True),
-]  # fmt: skip
+]
 
 
 def test_methods(bus: SMBus) -> None:
@@ -110,8 +112,8 @@ def test_a_driver_written_for_smbus2(tarvix_adapter: Adapter, bus: SMBus) -> Non
     trimming = (27504, 26435, -1000, 36477, -10685, 3024, 2855, 140, -7, 15500, -14600, 6000)
     for offset, word in enumerate(trimming):
         bus.write_i2c_block_data(EEPROM, 0x88 + 2 * offset, list(struct.pack("<H", word & 0xFFFF)))
-    raw = bytes([415148 >> 12, 415148 >> 4 & 0xFF, (415148 & 15) << 4, 519888 >> 12, 519888 >> 4 & 0xFF, (519888 & 15) << 4, 0, 0])
-    for offset, byte in enumerate(raw):
+    raw = [(reading << 4).to_bytes(3, "big") for reading in (415148, 519888)]  # pressure, temperature
+    for offset, byte in enumerate(b"".join(raw) + bytes(2)):
         bus.write_byte_data(EEPROM, 0xF7 + offset, byte)
     sample = bme280.sample(bus, EEPROM)
     assert (round(sample.temperature, 2), round(sample.pressure, 2)) == (25.08, 1006.53)
