@@ -112,10 +112,24 @@ def test_callbacks_may_use_the_adapter(tarvix_adapter: Adapter, capsys: "pytest.
     assert capsys.readouterr().err.count("a notification callback raised") == 1
 
 
+def test_the_uart_waits_for_all_that_was_asked_for(tarvix_adapter: Adapter) -> None:
+    uart = tarvix_adapter.uart
+    with uart:
+        uart.configure()
+        uart.timeout = 10
+        uart.write(b"one")
+        threading.Timer(0.05, uart.write, (b"two",)).start()
+        assert uart.read(6) == b"onetwo"
+    with pytest.raises(tarvix.AdapterClosed, match=r"the UART is closed: call configure\(\)"):
+        uart.read()
+
+
 def test_no_pile_grows_without_end(tarvix_adapter: Adapter, monkeypatch: pytest.MonkeyPatch) -> None:
     monkeypatch.setattr(notifications, "MOST_WAITING", 2)
     monkeypatch.setattr(tarvix.uart, "MOST_WAITING", 4)
-    tarvix_adapter.uart.configure()
+    for _ in range(2):
+        tarvix_adapter.uart.configure()
+    assert len(tarvix_adapter._notifications._takers) == 1
     with tarvix_adapter.notifications() as few, tarvix_adapter.notifications() as last:
         for byte in b"abcdef":
             tarvix_adapter.uart.write([byte])

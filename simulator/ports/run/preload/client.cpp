@@ -59,8 +59,8 @@ std::optional<Fields> ask(FileDescriptor& connection, const Fields& purpose)
 
 } // namespace
 
-// For a program that loads this library itself and has one host after another. Not while adapters are open or looked for
-// on other threads.
+// For a program that loads this library itself and has one host after another. Not while adapters are open, or looked
+// for on other threads.
 extern "C" __attribute__((visibility("default"))) void tarvixsim_use(const char* socket)
 {
     useSocket(socket);
