@@ -111,11 +111,17 @@ DeviceBoard<I3cTarget> readI3cTarget(const Node& node, const std::string& name)
     std::ranges::copy(bytes, identity.pid.begin());
     identity.bcr = static_cast<std::uint8_t>(object.get("bcr").number(0, 0xFF));
     identity.dcr = static_cast<std::uint8_t>(object.get("dcr").number(0, 0xFF));
+    if (const auto capabilities = object.find("getcaps")) {
+        identity.capabilities = capabilities->bytes(4);
+    }
     DeviceBoard<I3cTarget> board{.name = name, .type = "i3c_target", .lines = {}, .make = {}};
     if (const auto given = object.find("name")) {
         board.name = given->text();
     }
     object.end();
+    if (const char* const why = contradiction(identity)) {
+        node.fail(why);
+    }
     board.make = [identity](World&) { return std::make_unique<I3cTarget>(identity); };
     return board;
 }
