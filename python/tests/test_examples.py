@@ -24,7 +24,7 @@ SHOWN = {
     "log_sensor": "5 readings, the last 26.52 °C\n",
     "count_edges": r"pin 1: \d+ edges, pin 3: \d+ edges\n",
     "program_eeprom": "2 pages written, 100 bytes compared\n",
-    "bring_up_i3c": "0x08: PID 7ffe56789002, BCR 0x02, max speed no limit\n"
+    "bring_up_i3c": "0x08: PID 7ffe56789002, BCR 0x22, max speed no limit\n"
     "0x0a: PID 7ffe12345001, BCR 0x27, max speed 01 01 14 00 00\nregisters 0, 1: ca fe\ninterrupt with ca fe\n",
     "test_board": r"(?s).*5 passed.*",
 }

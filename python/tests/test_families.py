@@ -32,6 +32,22 @@ from tarvix.simulator import Bench
 
 Step = Tuple[Callable[[Adapter], Any], Any]
 
+
+
+def nacked(call: Callable[[], object]) -> bool:
+    """Whether nobody acknowledges."""
+    try:
+        call()
+    except Nack:
+        return True
+    return False
+
+
+def in_group(adapter: Adapter) -> bool:
+    """Whether a target listens to the group address 0x20."""
+    return not nacked(lambda: adapter.i3c.write(0x20, b""))
+
+
 I2C: List[Step] = [
     (lambda a: a.i2c[0].configure(frequency=100_000, option=7), None),
     (lambda a: a.i2c[0].set_parameters(400_000), None),
@@ -112,18 +128,20 @@ I3C: List[Step] = [
     (lambda a: (a.i3c.setmrl(80, ibi_payload=4), a.i3c.getmrl(0x0A), a.i3c.getmrl(9)),
      (None, MaxReadLength(80, 4), MaxReadLength(80, None))),
     (lambda a: (a.i3c.setmrl(70, 9), a.i3c.getmrl(9)), (None, MaxReadLength(70, None))),
-    (lambda a: (a.i3c.entas2(), a.i3c.getstatus(9)[1] >> 6, a.i3c.entas1(9), a.i3c.getstatus(9, 0)[1] >> 6),
+    (lambda a: (a.i3c.entas2(), a.i3c.getstatus(9)[1] >> 6, a.i3c.entas1(9), a.i3c.getstatus(9)[1] >> 6),
      (None, 2, None, 1)),
     (lambda a: (a.i3c.entas3(), a.i3c.entas0(9), [a.i3c.getstatus(t)[1] >> 6 for t in (9, 10)]), (None, None, [0, 3])),
     (lambda a: (a.i3c.entas0(), a.i3c.entas3(9), a.i3c.entas2(10), [a.i3c.getstatus(t)[1] >> 6 for t in (9, 10)]),
      (None, None, None, [3, 2])),
     (lambda a: (a.i3c.entas1(), a.i3c.getstatus(10)[1] >> 6), (None, 1)),
     (lambda a: a.i3c.getmxds(0x0A), bytes([1, 1, 20, 0, 0])),
-    (lambda a: (len(a.i3c.getcaps(0x0A)), a.i3c.getcaps(9, 0)[0]), (4, 0)),
+    (lambda a: (a.i3c.getcaps(0x0A), a.i3c.getcaps(9)), (b"\x01\x21\0\0", b"\0\x21\0\0")),
+    (lambda a: (nacked(lambda: a.i3c.getcaps(9, 0)), nacked(lambda: a.i3c.getstatus(9, 0))), (True, True)),
     (lambda a: (a.i3c.setxtime(0xDF), a.i3c.getxtime(9)), (None, b"\x06\x02\x18\x0a")),
     (lambda a: (a.i3c.setxtime(0xFF, 9, data=b"\x01"), a.i3c.getxtime(9)[1]), (None, 0)),
     (lambda a: (a.i3c.rstact_time(I3cTargetResetDefByte.TIME_RESET_WHOLE_TARGET, 9)), 10),
-    (lambda a: (a.i3c.setgrpa(9, 0x20), a.i3c.rstgrpa(9), a.i3c.rstgrpa()), (None, None, None)),
+    (lambda a: (a.i3c.setgrpa(9, 0x20), in_group(a), a.i3c.rstgrpa(9), in_group(a)), (None, True, None, False)),
+    (lambda a: (a.i3c.setgrpa(9, 0x20), in_group(a), a.i3c.rstgrpa(), in_group(a)), (None, True, None, False)),
     (lambda a: (a.i3c.setbuscon(1), a.i3c.setbuscon(1, b"\x02")), (None, None)),
     (lambda a: a.i3c.ccc(0x8D, address=9, read=6), b"\x7f\xfe\x56\x78\x90\x02"),
     (lambda a: (a.i3c.ccc(0x8A, address=9, data=b"\0\x10"), a.i3c.getmrl(9).length), (b"", 16)),

@@ -82,7 +82,7 @@ def test_i3c_events(tarvix_bench: Bench, tarvix_adapter: Adapter) -> None:
         assert (second.next(5).address, second.take()) == (0x0B, None)
         bus.write(0x0B, b"\0", 0x81)
         join = joins.next(5)
-        assert (join.pid, join.bcr, join.dcr) == (b"\x7f\xfe\x56\x78\x90\x02", 0x02, 0xC6)
+        assert (join.pid, join.bcr, join.dcr) == (b"\x7f\xfe\x56\x78\x90\x02", 0x22, 0xC6)
         assert bus.getpid(join.dynamic_address) == join.pid
     with pytest.raises(SimulatorError, match="cannot join now"):
         tarvix_bench.hot_join(1)
