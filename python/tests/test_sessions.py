@@ -191,13 +191,11 @@ def test_other_threads_run_while_an_adapter_opens(tarvix_bench: Bench) -> None:
 
 
 def test_an_adapter_that_nobody_closed_is_let_go(tarvix_bench: Bench) -> None:
-    def use() -> None:
+    for subscribe in (Adapter.notifications, lambda adapter: adapter.on_notification(print), repr):
         adapter = tarvix_bench.adapter()
-        adapter.notifications()
+        subscribe(adapter)
         assert adapter.gpio[0].read() == 0
-
-    for _ in range(3):
-        use()
+        del adapter
     with tarvix_bench.adapter():
         pass
 
