@@ -80,6 +80,7 @@ class Bench:
         self._process = subprocess.Popen(
             [self._program, "run", *words, *options, "--", *_CHILD],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self._messages, text=True,
+            start_new_session=True,  # Ctrl-C is for this program, which may have things to put right
             env={name: value for name, value in os.environ.items() if name != "LD_PRELOAD"},
         )
         assert self._process.stdout is not None

@@ -53,6 +53,9 @@ class I2cFunc(IntFlag):
     SMBUS_I2C_BLOCK = 0x0C000000
 
 
+_FUNCS = I2cFunc(sum(set(I2cFunc.__members__.values()) - {I2cFunc.SMBUS_PEC}))
+
+
 class i2c_msg(ctypes.Structure):
     """One message of `SMBus.i2c_rdwr`, laid out as Linux and smbus2 have it."""
 
@@ -99,7 +102,7 @@ class SMBus:
         if not 0 <= bus < len(adapter.i2c):
             raise OSError(errno.ENODEV, f"the adapter has no I2C port {bus}: choose 0 to {len(adapter.i2c) - 1}")
         self._port = adapter.i2c[bus]
-        self.funcs = I2cFunc(sum(I2cFunc) & ~I2cFunc.SMBUS_PEC)
+        self.funcs = _FUNCS
         """What the bus can do."""
         if frequency is not None:
             try:

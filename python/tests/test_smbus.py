@@ -42,7 +42,8 @@ STEPS: List[Tuple[Callable[[SMBus], Any], Any]] = [
      (None, [5, 6])),
     (lambda b: b.read_block_data(EEPROM, 0x40), [9]),
     (lambda b: (b.pec, b.enable_pec(False), b.close(), b.open(0)), (0, None, None, None)),
-    (lambda b: bool(b.funcs & I2cFunc.I2C and not b.funcs & I2cFunc.SMBUS_PEC), True),
+    (lambda b: [name for name, bits in I2cFunc.__members__.items() if b.funcs & bits != bits], ["SMBUS_PEC"]),
+    (lambda b: {name for name, bits in I2cFunc.__members__.items() if bits != getattr(smbus2.I2cFunc, name)}, set()),
 ]
 
 
