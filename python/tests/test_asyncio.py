@@ -16,13 +16,16 @@ Body = Callable[[aio.Adapter], Coroutine[Any, Any, None]]
 
 
 def play(body: Body, **options: Any) -> None:
-    """Runs the body with an open adapter."""
+    """Runs the body with an open adapter; nothing may go wrong behind its back."""
+    unheard: List[Any] = []
 
     async def main() -> None:
+        asyncio.get_running_loop().set_exception_handler(lambda _, context: unheard.append(context))
         async with aio.Adapter(**options) as adapter:
             await asyncio.wait_for(body(adapter), 30)
 
     asyncio.run(main())
+    assert unheard == []
 
 
 def test_commands_and_events(tarvix_bench: Bench) -> None:
