@@ -67,52 +67,53 @@ struct Transfer {
 
 BusDevice& deviceAt(const I2c::Port& port, std::uint8_t address)
 {
+    require(!port.stuck, DeviceStatus::BUS_STUCK);
     const auto found = port.devices.find(address);
     require(found != port.devices.end(), DeviceStatus::NACK);
     return *found->second;
 }
 
-I2c::Port& portOf(I2c& i2c, std::uint8_t bus)
+void requirePort(const I2c& i2c, std::uint8_t bus)
 {
     require(bus < i2c.ports.size(), DeviceStatus::BAD_BUS);
-    return i2c.ports[bus];
 }
 
-I2c::Port& initialisedPort(I2c& i2c, std::uint8_t bus)
+const I2c::Port& initialisedPort(const I2c& i2c, std::uint8_t bus)
 {
-    I2c::Port& port = portOf(i2c, bus);
-    require(port.initialised, DeviceStatus::NOT_INITIALISED);
-    return port;
+    requirePort(i2c, bus);
+    require(i2c.initialised[bus], DeviceStatus::NOT_INITIALISED);
+    return i2c.ports[bus];
 }
 
 void setPullUpResistors(I2c& i2c, Request& request, OutputFrame&)
 {
     const auto fields = request.bytes(2);
     request.end();
-    portOf(i2c, fields[0]);
+    requirePort(i2c, fields[0]);
     require(fields[1] <= MAX_PULL_UP, DeviceStatus::BAD_PARAMETER);
 }
 
-// The settings decide nothing on a bus without time; they are checked as the hardware would.
-I2c::Port& configure(I2c& i2c, Request& request)
+// The settings decide nothing on a bus without time; they are checked as the hardware would. Returns whether the port
+// is initialised.
+bool& configure(I2c& i2c, Request& request)
 {
     const std::uint8_t bus = request.u8();
     const std::uint32_t frequency = request.u32();
     request.u8(); // the option may be anything
     request.end();
-    I2c::Port& port = portOf(i2c, bus);
+    requirePort(i2c, bus);
     require(frequency >= 1 && frequency <= MAX_FREQUENCY, DeviceStatus::BAD_PARAMETER);
-    return port;
+    return i2c.initialised[bus];
 }
 
 void controllerInit(I2c& i2c, Request& request, OutputFrame&)
 {
-    configure(i2c, request).initialised = true;
+    configure(i2c, request) = true;
 }
 
 void setParameters(I2c& i2c, Request& request, OutputFrame&)
 {
-    require(configure(i2c, request).initialised, DeviceStatus::NOT_INITIALISED);
+    require(configure(i2c, request), DeviceStatus::NOT_INITIALISED);
 }
 
 void write(I2c& i2c, Request& request, OutputFrame&)
@@ -152,6 +153,7 @@ void scanBus(I2c& i2c, Request& request, OutputFrame& response)
     request.end();
     const I2c::Port& port = initialisedPort(i2c, fields[0]);
     asFlag(fields[1]); // without effect here
+    require(!port.stuck, DeviceStatus::BUS_STUCK);
 
     std::vector<std::uint8_t> found;
     for (const auto& [address, device] : port.devices) {

@@ -13,11 +13,12 @@ namespace sim {
 struct I2c {
     struct Port {
         std::map<std::uint8_t, BusDevice*> devices; // by their addresses
-        bool initialised = false;
+        bool stuck = false;                         // held low, so that no transfer can begin
     };
     using Ports = std::array<Port, 2>;
 
-    Ports ports;
+    const Ports& ports;
+    std::array<bool, 2> initialised{}; // by port
 };
 
 void addI2cCommands(CommandTable& table, I2c& i2c);
