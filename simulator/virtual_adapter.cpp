@@ -15,12 +15,19 @@ namespace sim {
 struct VirtualAdapter::Model {
     const AdapterBoard board;
     const Send send;
+    Probe* const probe;
     std::optional<Firmware> firmware;
     CommandTable table; // refers to the firmware, and each is made in the place of the last
     Bench bench;        // speaks to the firmware while there is one
 
-    Model(AdapterBoard itsBoard, World& world, Send itsSend)
-        : board(std::move(itsBoard)), send(std::move(itsSend)), bench(board, world, [this](std::size_t pin, bool high) {
+    Model(AdapterBoard itsBoard, World& world, Send itsSend, Probe* itsProbe)
+        : board(std::move(itsBoard)),
+          send(std::move(itsSend)),
+          probe(itsProbe),
+          bench(board, world, [this](std::size_t pin, bool high) {
+              if (probe != nullptr) {
+                  probe->pin(pin, high);
+              }
               if (firmware) {
                   changed(firmware->gpio, pin, high);
               }
@@ -35,7 +42,13 @@ struct VirtualAdapter::Model {
         firmware->addCommands(table);
     }
 
-    void start() { firmware.emplace(board, bench); }
+    void start() { firmware.emplace(board, bench, probe); }
+    void settle() const
+    {
+        if (probe != nullptr) {
+            probe->settle();
+        }
+    }
     bool isOnBus() const { return firmware->system.presence == Presence::ON_BUS; }
 
     OutputFrame execute(std::span<const std::uint8_t> frame)
@@ -66,13 +79,14 @@ struct VirtualAdapter::Model {
             return false;
         }
         const bool raised = raiseEvent(firmware->i3cBus, *bench.i3cTargets()[target]);
+        settle();
         sendNotifications();
         return raised;
     }
 };
 
-VirtualAdapter::VirtualAdapter(AdapterBoard board, World& world, Send send)
-    : model_(std::make_unique<Model>(std::move(board), world, std::move(send)))
+VirtualAdapter::VirtualAdapter(AdapterBoard board, World& world, Send send, Probe* probe)
+    : model_(std::make_unique<Model>(std::move(board), world, std::move(send), probe))
 {
 }
 
@@ -84,6 +98,7 @@ void VirtualAdapter::request(std::span<const std::uint8_t> frame)
         return;
     }
     const OutputFrame response = model_->execute(frame);
+    model_->settle();
     // Reset and boot mode take the adapter off the bus before it could answer.
     if (model_->isOnBus()) {
         model_->send(response.bytes());
@@ -98,6 +113,7 @@ Presence VirtualAdapter::presence() const
 
 void VirtualAdapter::settle()
 {
+    model_->settle();
     if (model_->isOnBus()) {
         model_->sendNotifications();
     }
@@ -107,6 +123,7 @@ void VirtualAdapter::powerUp()
 {
     model_->bench.powerCycle();
     model_->start();
+    model_->settle();
 }
 
 const AdapterBoard& VirtualAdapter::board() const
@@ -126,7 +143,7 @@ Bench& VirtualAdapter::bench()
 
 bool VirtualAdapter::receiveOnUart(std::span<const std::uint8_t> bytes)
 {
-    if (!model_->isOnBus() || !model_->firmware->uart.dataSize) {
+    if (!model_->isOnBus() || !model_->firmware->uart.settings) {
         return false;
     }
     receive(model_->firmware->uart, bytes);

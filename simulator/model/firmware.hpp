@@ -9,6 +9,7 @@
 #include "model/i3c.hpp"
 #include "model/i3c_bus.hpp"
 #include "model/notifications.hpp"
+#include "model/probe.hpp"
 #include "model/spi.hpp"
 #include "model/system.hpp"
 #include "model/uart.hpp"
@@ -18,13 +19,13 @@ namespace sim {
 
 // Its parts refer to each other, so it stays where it was made.
 struct Firmware {
-    Firmware(const AdapterBoard& board, Bench& bench)
+    Firmware(const AdapterBoard& board, Bench& bench, Probe* probe)
         : system{.strings = {board.manufacturer, board.product, board.serialNumber, board.firmware, board.hardware}},
           voltage(board.voltage),
           gpio(notifications, bench.pins()),
-          i2c{.ports = bench.i2cPorts()},
-          spi{.devices = bench.spiDevices()},
-          uart{.notifications = notifications, .peer = bench.uartPeer(), .sent = bench.uartSent()},
+          i2c{.ports = bench.i2cPorts(), .probe = probe},
+          spi{.devices = bench.spiDevices(), .probe = probe},
+          uart{.notifications = notifications, .peer = bench.uartPeer(), .sent = bench.uartSent(), .probe = probe},
           i3cBus(bench.i3cTargets(), bench.legacyDevices(), notifications),
           i3c{.bus = i3cBus}
     {

@@ -154,17 +154,18 @@ TEST_F(Control, ShowsWhatIsThere)
     ask(R"({"do": "reset", "device": "room", "held": true})");
     ask(R"({"do": "press", "wire": "power"})");
     const std::string state = ask(R"({"do": "state"})");
-    for (const std::string part : {
-             R"("rails":{"shared":{"millivolts":3300,"regulator_millivolts":3300,"external":false},"i3c":{)",
-             R"({"level":"low","function":"input","output":"low","interrupt":"both","wire":"power"},{"level":"low",)",
-             R"({"name":"power","level":"low","pins":[0,1],"hand":"released","pressed":true},{"name":"pin2",)",
-             R"("i2c":[{"initialised":false,"stuck":true},{"initialised":false,"stuck":false}],"spi":{"initialised":)"
-             R"(true,"mode":3,"bits":16,)"
-             R"("order":"lsb","select":0,"select_active":"low"},"uart":{"initialised":false},"i3c":{"initialised")",
-             R"("faults":{"drop":0.5},)",
-             R"({"name":"room","type":"temperature_sensor","place":"i2c0-0x48","cells":4,"cell_bytes":2,)"
-             R"("in_reset":true,"state":{"pointer":0},"faults":{"nack":0.5,"stretch_ms":2.5}})",
-         }) {
+    for (
+        const std::string part : {
+            R"("rails":{"shared":{"millivolts":3300,"regulator_millivolts":3300,"external":false},"i3c":{)",
+            R"({"level":"low","function":"input","output":"low","interrupt":"both","wire":"power"},{"level":"low",)",
+            R"({"name":"power","level":"low","pins":[0,1],"hand":"released","pressed":true},{"name":"pin2",)",
+            R"("i2c":[{"initialised":false,"stuck":true},{"initialised":false,"stuck":false}],"spi":{"initialised":)"
+            R"(true,"mode":3,"bits":16,)"
+            R"("order":"lsb","select":0,"select_active":"low","frequency_hz":1000000},"uart":{"initialised":false},"i3c":{"initialised")",
+            R"("faults":{"drop":0.5},)",
+            R"({"name":"room","type":"temperature_sensor","place":"i2c0-0x48","cells":4,"cell_bytes":2,)"
+            R"("in_reset":true,"state":{"pointer":0},"faults":{"nack":0.5,"stretch_ms":2.5}})",
+        }) {
         EXPECT_NE(state.find(part), std::string::npos) << part << " is not in " << state;
     }
 }

@@ -63,6 +63,15 @@ Json wireState(const BenchWire& wire)
     return state;
 }
 
+Json i2cState(const I2c::Settings& settings, const I2c::Port& port)
+{
+    Json state{{"initialised", settings.initialised}, {"stuck", port.stuck}};
+    if (settings.initialised) {
+        state["frequency_hz"] = settings.frequency;
+    }
+    return state;
+}
+
 Json spiState(const Spi& spi)
 {
     Json state{{"initialised", spi.settings.has_value()}};
@@ -72,15 +81,16 @@ Json spiState(const Spi& spi)
         state["order"] = settings->bitOrder == SpiBitOrder::LSB_FIRST ? "lsb" : "msb";
         state["select"] = settings->chipSelect;
         state["select_active"] = levelName(settings->chipSelectPolarity == SpiChipSelectPolarity::ACTIVE_HIGH);
+        state["frequency_hz"] = settings->frequency;
     }
     return state;
 }
 
 Json uartState(const Uart& uart)
 {
-    Json state{{"initialised", uart.dataSize.has_value()}};
-    if (uart.dataSize) {
-        state["bits"] = 5 + static_cast<int>(*uart.dataSize);
+    Json state{{"initialised", uart.settings.has_value()}};
+    if (uart.settings) {
+        state["bits"] = 5 + static_cast<int>(uart.settings->dataSize);
     }
     return state;
 }
@@ -151,8 +161,7 @@ Json stateOf(AdapterHost& host)
     }
     state["i2c"] = Json::array();
     for (std::size_t port = 0; port < firmware.i2c.ports.size(); ++port) {
-        state["i2c"].push_back(
-            {{"initialised", firmware.i2c.initialised[port]}, {"stuck", firmware.i2c.ports[port].stuck}});
+        state["i2c"].push_back(i2cState(firmware.i2c.settings[port], firmware.i2c.ports[port]));
     }
     state["spi"] = spiState(firmware.spi);
     state["uart"] = uartState(firmware.uart);
