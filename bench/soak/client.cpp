@@ -22,7 +22,7 @@ constexpr std::size_t STORED = 1024; // bytes in the larger EEPROM
 constexpr std::size_t PAGE = 64;
 constexpr std::uint8_t TARGETS[]{8, 9};
 const Bytes PIDS[]{{0x7F, 0xFE, 0x12, 0x34, 0x50, 0x01}, {0x7F, 0xFE, 0x56, 0x78, 0x90, 0x02}};
-constexpr std::uint8_t BCRS[]{0x27, 0x02};
+constexpr std::uint8_t BCRS[]{0x27, 0x22};
 constexpr std::uint8_t DCRS[]{0x63, 0xC6};
 constexpr auto NONE = I3cTransferFlags::NONE;
 constexpr std::uint8_t IBI_SIZE = 8;

@@ -524,7 +524,11 @@ public:
     /** Drives the HDR exit pattern, which returns all targets from an HDR mode to SDR. */
     StatusCode i3cHdrExitPattern();
 
-    /** Drives the target reset pattern. Each target resets what RSTACT chose or, without RSTACT, its I3C peripheral. */
+    /**
+     * Drives the target reset pattern. Each target resets what RSTACT chose right before (a START takes the choice
+     * back) or, without RSTACT, its I3C peripheral. On a second pattern, with neither RSTACT nor GETSTATUS in between,
+     * it resets everything.
+     */
     StatusCode i3cTargetResetPattern();
     ///@}
 
@@ -684,9 +688,9 @@ public:
     StatusCode i3cCccRSTGRPADirect(std::uint8_t address);
 
     /**
-     * Sets the reset action of one target, or reads how long a reset takes (RSTACT), as `direction` says.
+     * Sets the reset action of one target, or reads it or how long a reset takes (RSTACT), as `direction` says.
      *
-     * @param action the members from 0x81 on are for reads, the others for writes
+     * @param action the members from 0x81 on are only for reads; a read with 0x00 to 0x02 returns the action set
      * @param resetTime receives the byte that a read returned; may be null, and a write leaves it alone
      */
     StatusCode i3cCccRSTACTDirect(std::uint8_t address, I3cTargetResetDefByte action, I3cTransferDirection direction,

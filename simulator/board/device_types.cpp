@@ -18,7 +18,7 @@ namespace {
 void readBusFaults(Object& object, DeviceFaults& faults)
 {
     constexpr std::uint64_t LAST_BYTE = 0xFFFF;
-    constexpr double LONGEST = 60'000;
+    constexpr double LONGEST_STRETCH = 60'000;
     const auto nack = object.find("nack");
     const auto probability = object.find("nack_probability");
     if (nack || probability) {
@@ -31,7 +31,7 @@ void readBusFaults(Object& object, DeviceFaults& faults)
         faults.nackByte = nack->number(1, LAST_BYTE);
     }
     if (const auto stretch = object.find("stretch_ms")) {
-        faults.stretch = stretch->milliseconds(LONGEST);
+        faults.stretch = stretch->milliseconds(LONGEST_STRETCH);
     }
 }
 
@@ -143,11 +143,17 @@ DeviceBoard<I3cTarget> readI3cTarget(const Node& node, const std::string& name)
     std::ranges::copy(bytes, identity.pid.begin());
     identity.bcr = static_cast<std::uint8_t>(object.get("bcr").number(0, 0xFF));
     identity.dcr = static_cast<std::uint8_t>(object.get("dcr").number(0, 0xFF));
+    if (const auto capabilities = object.find("getcaps")) {
+        identity.capabilities = capabilities->bytes(4);
+    }
     DeviceBoard<I3cTarget> board{.name = name, .type = "i3c_target", .lines = {}, .make = {}};
     if (const auto given = object.find("name")) {
         board.name = given->text();
     }
     object.end();
+    if (const char* const why = contradiction(identity)) {
+        node.fail(why);
+    }
     board.make = [identity](World&) { return std::make_unique<I3cTarget>(identity); };
     return board;
 }

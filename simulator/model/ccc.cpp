@@ -132,37 +132,49 @@ void setBusContext(I3cTarget& target, const Message& message)
     target.peripheral().busContext = message.payload(1, 255).front();
 }
 
+bool hasTiming(const I3cTarget& target, const Message&)
+{
+    return target.identity().timingModes != 0;
+}
+
 // Sub-commands that neither enter nor leave a supported timing mode change nothing.
 void setTiming(I3cTarget& target, const Message& message)
 {
     constexpr std::uint8_t ENTER_ASYNC_0 = 0xDF;
     constexpr std::uint8_t ENTER_ASYNC_1 = 0xEF;
     constexpr std::uint8_t LEAVE = 0xFF;
-    std::uint8_t& state = target.peripheral().timingState;
-    switch (message.payload(1, 255).front()) {
-    case ENTER_ASYNC_0:
-        state = 0x02;
-        break;
-    case ENTER_ASYNC_1:
-        state = 0x04;
-        break;
-    case LEAVE:
-        state = 0;
-        break;
-    default:
-        break;
+    const std::uint8_t subcommand = message.payload(1, 255).front();
+    const std::uint8_t mode = subcommand == ENTER_ASYNC_0 ? 0x02 : subcommand == ENTER_ASYNC_1 ? 0x04 : 0x00;
+    if (subcommand == LEAVE || (target.identity().timingModes & mode) != 0) {
+        target.peripheral().timingState = mode;
     }
+}
+
+I3cTargetResetDefByte resetAction(const Message& message)
+{
+    require(message.definingByte.has_value() && message.data.empty(), DeviceStatus::BAD_PARAMETER);
+    return upTo<I3cTargetResetDefByte::VIRTUAL_TARGET_DETECT>(*message.definingByte);
+}
+
+bool hasResetAction(const I3cTarget& target, const Message& message)
+{
+    return target.supports(resetAction(message));
 }
 
 void setResetAction(I3cTarget& target, const Message& message)
 {
-    require(message.definingByte.has_value() && message.data.empty(), DeviceStatus::BAD_PARAMETER);
-    target.peripheral().resetAction = upTo<I3cTargetResetDefByte::VIRTUAL_TARGET_DETECT>(*message.definingByte);
+    target.armReset(resetAction(message));
+}
+
+bool always(const I3cTarget&, const Message&)
+{
+    return true;
 }
 
 struct Setter {
     CCC code;
     void (*apply)(I3cTarget& target, const Message& message);
+    bool (*supports)(const I3cTarget& target, const Message& message) = always;
 };
 
 constexpr std::array SETTERS{
@@ -183,10 +195,10 @@ constexpr std::array SETTERS{
     Setter{CCC::SETMRL_BROADCAST, setMaxReadLength},
     Setter{CCC::SETMRL_DIRECT, setMaxReadLength},
     Setter{CCC::SETBUSCON, setBusContext},
-    Setter{CCC::SETXTIME_BROADCAST, setTiming},
-    Setter{CCC::SETXTIME_DIRECT, setTiming},
-    Setter{CCC::RSTACT_BROADCAST, setResetAction},
-    Setter{CCC::RSTACT_DIRECT, setResetAction},
+    Setter{CCC::SETXTIME_BROADCAST, setTiming, hasTiming},
+    Setter{CCC::SETXTIME_DIRECT, setTiming, hasTiming},
+    Setter{CCC::RSTACT_BROADCAST, setResetAction, hasResetAction},
+    Setter{CCC::RSTACT_DIRECT, setResetAction, hasResetAction},
 };
 
 // ---- Codes about addresses, which concern the whole bus ----------------------------------------------------------
@@ -211,7 +223,13 @@ constexpr std::array BUS_ACTIONS{
 
 using Answer = std::vector<std::uint8_t>;
 
-Answer maxReadLength(const I3cTarget& target, const Message&)
+template <std::size_t size>
+Answer bytesOf(const std::array<std::uint8_t, size>& bytes)
+{
+    return {bytes.begin(), bytes.end()};
+}
+
+Answer maxReadLength(I3cTarget& target, const Message&)
 {
     Answer answer = bigEndian(target.peripheral().maxReadLength);
     if (target.has(bcr::IBI_PAYLOAD)) {
@@ -220,71 +238,86 @@ Answer maxReadLength(const I3cTarget& target, const Message&)
     return answer;
 }
 
-// Only the basic form, which may also be asked for by defining byte 0; the others belong to controller-capable targets.
-void requireBasicForm(const Message& message)
+// The basic form. A target that announces defining bytes takes it by defining byte 0, too; no target here has others.
+void requireBasicForm(const I3cTarget& target, const Message& message, std::uint8_t announcedBy)
 {
-    require(message.definingByte.value_or(0) == 0, DeviceStatus::NACK);
+    const bool hasDefiningByte = (target.capabilities(3) & announcedBy) != 0;
+    require(!message.definingByte || (hasDefiningByte && *message.definingByte == 0), DeviceStatus::NACK);
 }
 
-Answer status(const I3cTarget& target, const Message& message)
+Answer status(I3cTarget& target, const Message& message)
 {
-    requireBasicForm(message);
+    requireBasicForm(target, message, caps3::GETSTATUS_DEFINING_BYTE);
+    target.endEscalation();
     return bigEndian(static_cast<std::uint16_t>(target.peripheral().activityState << 6));
 }
 
-Answer capabilities(const I3cTarget& target, const Message& message)
+Answer capabilities(I3cTarget& target, const Message& message)
 {
-    requireBasicForm(message);
-    const std::uint8_t hdrModes = target.has(bcr::ADVANCED) ? 0x01 : 0x00;   // HDR-DDR
-    const std::uint8_t versionAndGroups = I3cTarget::MAX_GROUPS << 4 | 0x01; // version 1.1
-    return {hdrModes, versionAndGroups, 0x00, 0x00};
+    requireBasicForm(target, message, caps3::GETCAPS_DEFINING_BYTE);
+    require(!target.identity().capabilities.empty(), DeviceStatus::NACK);
+    return target.identity().capabilities;
 }
 
-Answer maxDataSpeed(const I3cTarget& target, const Message&)
+Answer maxDataSpeed(I3cTarget& target, const Message&)
 {
     require(target.has(bcr::SPEED_LIMITED), DeviceStatus::NACK);
-    return {0x01, 0x01, 0x14, 0x00, 0x00}; // writes and reads at 8 MHz, 20 us of turnaround
+    return bytesOf(target.identity().maxDataSpeed);
 }
 
-Answer timing(const I3cTarget& target, const Message&)
+Answer timing(I3cTarget& target, const Message& message)
 {
-    // Asynchronous modes 0 and 1, the state, the clock in 0.5 MHz, its inaccuracy in 0.1 %.
-    return {0x06, target.peripheral().timingState, 0x18, 0x0A};
+    require(hasTiming(target, message), DeviceStatus::NACK);
+    const I3cIdentity& identity = target.identity();
+    return {identity.timingModes, target.peripheral().timingState, identity.clock, identity.clockInaccuracy};
 }
 
-Answer resetTime(const I3cTarget&, const Message& message)
+// The reply to RSTACT: what is armed for the byte of an action, else a fact about the target.
+std::uint8_t resetFact(const I3cTarget& target, I3cTargetResetDefByte definingByte)
 {
-    require(message.definingByte.has_value(), DeviceStatus::BAD_PARAMETER);
-    switch (I3cTargetResetDefByte{*message.definingByte}) {
+    const I3cIdentity& identity = target.identity();
+    switch (definingByte) {
     case I3cTargetResetDefByte::TIME_RESET_PERIPHERAL:
-        return {0x01};
+        return identity.peripheralResetTime;
     case I3cTargetResetDefByte::TIME_RESET_WHOLE_TARGET:
-        return {0x0A};
+        return identity.wholeResetTime;
     case I3cTargetResetDefByte::TIME_RESET_DEBUG_ADAPTER:
+        return *identity.debugResetTime;
     case I3cTargetResetDefByte::VIRTUAL_TARGET_INDICATION:
-        return {0x00};
+        return *identity.virtualTargetIndication;
     default:
-        refuse(DeviceStatus::BAD_PARAMETER);
+        return static_cast<std::uint8_t>(target.armedReset());
     }
+}
+
+Answer readReset(I3cTarget& target, const Message& message)
+{
+    using enum I3cTargetResetDefByte;
+    const I3cTargetResetDefByte definingByte{message.definingByte.value_or(0xFF)};
+    require(definingByte <= VIRTUAL_TARGET_DETECT ||
+                (definingByte >= TIME_RESET_PERIPHERAL && definingByte <= VIRTUAL_TARGET_INDICATION),
+            DeviceStatus::BAD_PARAMETER);
+    require(target.supports(definingByte), DeviceStatus::NACK);
+    target.endEscalation();
+    return {resetFact(target, definingByte)};
 }
 
 struct Getter {
     CCC code;
-    Answer (*read)(const I3cTarget& target, const Message& message);
+    Answer (*read)(I3cTarget& target, const Message& message);
 };
 
 constexpr std::array GETTERS{
-    Getter{CCC::GETMWL, [](const I3cTarget& t, const Message&) { return bigEndian(t.peripheral().maxWriteLength); }},
+    Getter{CCC::GETMWL, [](I3cTarget& t, const Message&) { return bigEndian(t.peripheral().maxWriteLength); }},
     Getter{CCC::GETMRL, maxReadLength},
-    Getter{CCC::GETPID,
-           [](const I3cTarget& t, const Message&) { return Answer(t.identity().pid.begin(), t.identity().pid.end()); }},
-    Getter{CCC::GETBCR, [](const I3cTarget& t, const Message&) { return Answer{t.identity().bcr}; }},
-    Getter{CCC::GETDCR, [](const I3cTarget& t, const Message&) { return Answer{t.identity().dcr}; }},
+    Getter{CCC::GETPID, [](I3cTarget& t, const Message&) { return bytesOf(t.identity().pid); }},
+    Getter{CCC::GETBCR, [](I3cTarget& t, const Message&) { return Answer{t.identity().bcr}; }},
+    Getter{CCC::GETDCR, [](I3cTarget& t, const Message&) { return Answer{t.identity().dcr}; }},
     Getter{CCC::GETSTATUS, status},
     Getter{CCC::GETMXDS, maxDataSpeed},
     Getter{CCC::GETCAPS, capabilities},
     Getter{CCC::GETXTIME, timing},
-    Getter{CCC::RSTACT_DIRECT, resetTime},
+    Getter{CCC::RSTACT_DIRECT, readReset},
 };
 
 // The row of a code, null when the table has none.
@@ -303,9 +336,14 @@ void write(I3cBus& bus, const Message& message)
     }
     const Setter* const setter = find(SETTERS, message.code);
     require(setter != nullptr, DeviceStatus::BAD_PARAMETER);
+    bool acknowledged = message.isBroadcast();
     for (I3cTarget* const target : message.isBroadcast() ? bus.targets() : bus.targetsOrGroup(message.address)) {
-        setter->apply(*target, message);
+        if (setter->supports(*target, message)) {
+            setter->apply(*target, message);
+            acknowledged = true;
+        }
     }
+    require(acknowledged, DeviceStatus::NACK);
 }
 
 Answer read(const I3cBus& bus, const Message& message)
@@ -322,6 +360,10 @@ void transfer(I3cBus& bus, Request& request, OutputFrame& response)
 {
     const Message message(request);
     require(bus.isUp(), DeviceStatus::NOT_INITIALISED);
+    // The adapter joins RSTACTs by repeated STARTs. Otherwise each would disarm the targets of those before it.
+    if (message.code != CCC::RSTACT_BROADCAST && message.code != CCC::RSTACT_DIRECT) {
+        bus.start();
+    }
     Answer answer;
     if (message.reads()) {
         answer = read(bus, message);

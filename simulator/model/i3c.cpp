@@ -166,7 +166,7 @@ std::vector<BusDevice*> receivers(const I3c& i3c, const Transfer& transfer)
     I3cBus::Targets targets =
         transfer.reads ? I3cBus::Targets{&i3c.bus.target(transfer.address)} : i3c.bus.targetsOrGroup(transfer.address);
     if (transfer.mode == I3cTransferMode::HDR_DDR) {
-        std::erase_if(targets, [](const I3cTarget* target) { return !target->has(bcr::ADVANCED); });
+        std::erase_if(targets, [](const I3cTarget* target) { return (target->capabilities(1) & caps1::HDR_DDR) == 0; });
         require(!targets.empty(), DeviceStatus::NACK);
     }
     return {targets.begin(), targets.end()};
@@ -176,6 +176,7 @@ void privateTransfer(I3c& i3c, Request& request, OutputFrame& response)
 {
     const Transfer transfer(request);
     requireUp(i3c);
+    i3c.bus.start();
     std::vector<std::uint8_t> read(transfer.reads ? transfer.length : 0);
     std::vector<std::uint8_t> written = transfer.registerStream;
     written.insert(written.end(), transfer.data.begin(), transfer.data.end());

@@ -188,7 +188,8 @@ I3cBus::Targets I3cBus::targetsOrGroup(std::uint8_t address) const
 I3cTarget* I3cBus::unassignedAt(std::uint8_t staticAddress) const
 {
     const auto found = std::ranges::find_if(targets_, [&](const I3cTarget* target) {
-        return target->peripheral().dynamicAddress == 0 && target->identity().staticAddress == staticAddress;
+        return staticAddress != 0 && target->peripheral().dynamicAddress == 0 &&
+               target->identity().staticAddress == staticAddress;
     });
     return found == targets_.end() ? nullptr : *found;
 }
@@ -203,26 +204,35 @@ BusDevice& I3cBus::legacyDevice(std::uint8_t address) const
     return *target;
 }
 
+void I3cBus::start()
+{
+    for (I3cTarget* target : targets_) {
+        target->disarmReset();
+    }
+}
+
 void I3cBus::resetAddresses()
 {
+    start();
     for (I3cTarget* target : targets_) {
         target->loseAddresses();
     }
 }
 
-// The address that the host listed for the PID, if it is still free, else the first free one.
-std::uint8_t I3cBus::addressFor(const I3cTarget& target) const
+// The address that the host listed for the PID, if it is still free, else the first free one, if there is one.
+std::optional<std::uint8_t> I3cBus::addressFor(const I3cTarget& target) const
 {
     for (const I3cTargetInfo& record : listed_) {
         if (record.dynamicAddress != 0 && hasPid(target, record) && !isUsed(record.dynamicAddress)) {
             return record.dynamicAddress;
         }
     }
-    std::uint8_t address = FIRST_DYNAMIC;
-    while (isReserved(address) || isUsed(address) || isListed(address)) {
-        ++address;
+    for (std::uint8_t address = FIRST_DYNAMIC; address <= LAST_DYNAMIC; ++address) {
+        if (!isReserved(address) && !isUsed(address) && !isListed(address)) {
+            return address;
+        }
     }
-    return address;
+    return std::nullopt;
 }
 
 void I3cBus::assignAll()
@@ -232,7 +242,9 @@ void I3cBus::assignAll()
                          [](const I3cTarget* target) { return target->peripheral().dynamicAddress == 0; });
     std::ranges::sort(contenders, winsAgainst);
     for (I3cTarget* target : contenders) {
-        target->peripheral().dynamicAddress = addressFor(*target);
+        const auto address = addressFor(*target);
+        require(address.has_value(), DeviceStatus::ADDRESS_IN_USE);
+        target->peripheral().dynamicAddress = *address;
     }
 }
 
@@ -274,7 +286,7 @@ void I3cBus::joinGroup(std::uint8_t dynamicAddress, std::uint8_t groupAddress)
         return;
     }
     auto& groups = member.peripheral().groupAddresses;
-    require(groups.size() < I3cTarget::MAX_GROUPS, DeviceStatus::NACK);
+    require(groups.size() < member.maxGroups(), DeviceStatus::NACK);
     groups.push_back(groupAddress);
 }
 
@@ -325,10 +337,14 @@ bool I3cBus::raiseInBandInterrupt(I3cTarget& target, std::span<const std::uint8_
     if (!up_ || peripheral.dynamicAddress == 0 || !enabled || !target.has(bcr::IBI_CAPABLE)) {
         return false;
     }
+    if (payload.empty()) {
+        payload = {&target.identity().mandatoryByte, 1};
+    }
     std::size_t length = target.has(bcr::IBI_PAYLOAD) ? std::min(payload.size(), MAX_IBI_PAYLOAD) : 0;
     if (peripheral.maxIbiPayload != 0) {
         length = std::min<std::size_t>(length, peripheral.maxIbiPayload);
     }
+    start();
     OutputFrame frame = Notifications::frame(NotificationCode::I3C_IBI, IBI_PAYLOAD);
     frame.setU8(IBI_ADDRESS, peripheral.dynamicAddress);
     frame.setU8(IBI_LENGTH, static_cast<std::uint8_t>(length));
@@ -340,10 +356,13 @@ bool I3cBus::raiseInBandInterrupt(I3cTarget& target, std::span<const std::uint8_
 bool I3cBus::raiseHotJoin(I3cTarget& target)
 {
     I3cPeripheral& peripheral = target.peripheral();
-    if (!up_ || peripheral.dynamicAddress != 0 || (peripheral.enabledEvents & event::HOT_JOIN) == 0) {
+    const auto address = addressFor(target);
+    const bool enabled = (peripheral.enabledEvents & event::HOT_JOIN) != 0;
+    if (!up_ || peripheral.dynamicAddress != 0 || !enabled || !address) {
         return false;
     }
-    peripheral.dynamicAddress = addressFor(target);
+    start();
+    peripheral.dynamicAddress = *address;
     const I3cIdentity& identity = target.identity();
     OutputFrame frame = Notifications::frame(NotificationCode::I3C_HOT_JOIN, HOT_JOIN_END);
     for (std::size_t i = 0; i < identity.pid.size(); ++i) {

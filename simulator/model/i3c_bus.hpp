@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -40,9 +41,12 @@ public:
     BusDevice& legacyDevice(std::uint8_t address) const;
     const Targets& targets() const { return targets_; }
 
+    // A START goes over the bus: what RSTACT armed before it is forgotten.
+    void start();
+
     // Address assignment, by the Common Command Codes of the same names.
     void resetAddresses();                                                          // RSTDAA
-    void assignAll();                                                               // ENTDAA
+    void assignAll();                                                               // ENTDAA, while any is left
     void assignStaticAddresses();                                                   // SETAASA
     void assignFromStatic(std::uint8_t staticAddress, std::uint8_t dynamicAddress); // SETDASA
     void assignNew(std::uint8_t dynamicAddress, std::uint8_t newAddress);           // SETNEWDA
@@ -65,7 +69,7 @@ private:
     bool isListed(std::uint8_t address) const;
     bool isListedLegacy(std::uint8_t address) const;
     void checkList(const std::vector<I3cTargetInfo>& listed) const;
-    std::uint8_t addressFor(const I3cTarget& target) const;
+    std::optional<std::uint8_t> addressFor(const I3cTarget& target) const;
     I3cTarget* unassignedAt(std::uint8_t staticAddress) const;
     I3cTargetInfo describe(const I3cTarget& target) const;
 

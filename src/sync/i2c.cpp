@@ -5,7 +5,7 @@ namespace {
 constexpr std::uint8_t LAST_BUS = 1;
 
 // Offsets in the responses.
-constexpr std::size_t READ_DATA = 9;
+constexpr std::size_t I2C_READ_DATA = 9;
 constexpr std::size_t SCAN_ONE_BYTE_COUNT = 7;
 constexpr std::size_t SCAN_TWO_BYTE_COUNT = 8;
 constexpr std::size_t SCAN_ENTRIES = 9;
@@ -45,7 +45,8 @@ TarvixSDK::Session::Reading TarvixSDK::Session::i2cRead(std::uint8_t bus, std::u
                                                         requests::Bytes registerAddress, std::uint16_t length,
                                                         bool flag)
 {
-    return {exchange(requests::i2cRead, bus, targetAddress, registerAddress, length, flag), exactly(length, READ_DATA)};
+    return {exchange(requests::i2cRead, bus, targetAddress, registerAddress, length, flag),
+            exactly(length, I2C_READ_DATA)};
 }
 
 StatusCode TarvixSDK::i2cRead(std::uint8_t bus, std::uint8_t targetAddress,

@@ -5,8 +5,8 @@ namespace {
 // Offsets in the responses.
 constexpr std::size_t TABLE_COUNT = 6;
 constexpr std::size_t TABLE_RECORDS = 7;
-constexpr std::size_t READ_COUNT = 8;
-constexpr std::size_t READ_DATA = 10;
+constexpr std::size_t I3C_READ_COUNT = 8;
+constexpr std::size_t I3C_READ_DATA = 10;
 
 template <typename Enumeration>
 std::uint8_t byte(Enumeration value)
@@ -40,7 +40,7 @@ Payload records(const ResponseFrame& response)
 // A private read: the adapter decides how many bytes came, whatever was asked for. An I3C target may end it early.
 auto upTo(std::uint16_t length)
 {
-    return counted16(READ_COUNT, READ_DATA, 0, length);
+    return counted16(I3C_READ_COUNT, I3C_READ_DATA, 0, length);
 }
 
 } // namespace
@@ -62,7 +62,7 @@ TarvixSDK::Session::Reading TarvixSDK::Session::i3cLegacyI2cRead(std::uint8_t ta
                                                                  I3cTransferFlags flags)
 {
     return {exchange(requests::i3cLegacyI2cRead, targetAddress, registerAddress, length, flags),
-            counted16(READ_COUNT, READ_DATA, length, length)}; // an I2C target cannot end it
+            counted16(I3C_READ_COUNT, I3C_READ_DATA, length, length)}; // an I2C target cannot end it
 }
 
 StatusCode TarvixSDK::i3cControllerInit(I3cPushPullRate pushPullRate, I3cOpenDrainTransferRate openDrainRate,

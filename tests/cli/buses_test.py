@@ -174,7 +174,7 @@ class UartTest(Case):
 
 TABLE_HEADER = "dynamic  static  pid           bcr   dcr   features\n"
 TARGET_0 = "0x30    7ffe12345001  0x27  0x63  speed limit, interrupts, interrupt payload, advanced capabilities\n"
-TARGET_1 = "0x31    7ffe56789002  0x02  0xc6  interrupts\n"
+TARGET_1 = "0x31    7ffe56789002  0x22  0xc6  interrupts, advanced capabilities\n"
 
 
 class I3cTest(Case):
@@ -186,8 +186,8 @@ class I3cTest(Case):
             "-        0x57    -             -     -     legacy I2C\n"
             "no targets\n")
         self.json("tarvix i3c init --json --no-entdaa 0x31=0x20",
-                  {"up": True, "targets": [{"dynamic_address": 0x20, "static_address": 0x31, "pid": "7ffe56789002", "bcr": 0x02,
-                                "features": ["interrupts"], "dcr": 0xC6, "extra_word_1": 256, "extra_word_2": 256,
+                  {"up": True, "targets": [{"dynamic_address": 0x20, "static_address": 0x31, "pid": "7ffe56789002", "bcr": 0x22,
+                                "features": ["interrupts", "advanced capabilities"], "dcr": 0xC6, "extra_word_1": 256, "extra_word_2": 256,
                                 "extra_byte_1": 0, "extra_byte_2": 0}]})
 
     def test_a_bus_that_is_up_keeps_its_addresses(self):
@@ -213,8 +213,8 @@ class I3cTest(Case):
             {"address": 0x57, "offset": 0x21, "data": "efff"})
 
     def test_replies(self):
-        self.prints("tarvix i3c ccc getbcr @0x09; tarvix i3c ccc RSTACT @0x08 0x82; tarvix i3c ccc GETCAPS @0x08 0",
-                    "02\nbcr: 0x02\nrole: target\nfeatures: interrupts\n"
+        self.prints("tarvix i3c ccc getbcr @0x09; tarvix i3c ccc RSTACT @0x08 0x82; tarvix i3c ccc GETCAPS @0x08",
+                    "22\nbcr: 0x22\nrole: target\nfeatures: interrupts, advanced capabilities\n"
                     "0a\nanswer: 10\n"
                     "01 21 00 00\nhdr modes: HDR-DDR\nversion: 1.1\ngroup addresses: 2\ndefining bytes: none\n")
         self.json("tarvix i3c ccc GETMRL @0x08 --json", {"ccc": "GETMRL", "address": 8, "data": "010000", "decoded": {
@@ -224,7 +224,7 @@ class I3cTest(Case):
         self.prints("tarvix i3c ccc 0x8e @0x09 --read 1; tarvix i3c ccc 0x9a @0x08 --defining-byte 0x82 -r 1;"
                     "tarvix i3c ccc 9 0x01 hex:00; tarvix i3c ccc 0x89 @0x08 0 64; tarvix i3c ccc GETMWL @0x09;"
                     "tarvix i3c ccc 0x8b @0x08 --read 2; tarvix i3c ccc 0x2a --defining-byte 1",
-                    "02\n0a\n01 00\nmax write length: 256 bytes\n00 40\n")
+                    "22\n0a\n01 00\nmax write length: 256 bytes\n00 40\n")
         self.json("tarvix i3c ccc 0x90 @0x08 --read 2 --json; tarvix i3c ccc 0x01 --json 1",
                   {"ccc": "0x90", "address": 8, "data": "0000"}, {"ccc": "0x01"})
 
@@ -264,7 +264,7 @@ class I3cTest(Case):
 class RefusalTest(Case):
     def test_no_target_acknowledges(self):
         for arguments in ("i2c get 0x22", "i2c set 0x22 0 1 --page 8", "i2c transfer w0@0x22", "i3c ddr-read 0x09 0",
-                          "i3c legacy-read 0x22", "i3c ccc GETMXDS @0x09", "i3c init 0x44=0x45"):
+                          "i3c legacy-read 0x22", "i3c ccc GETMXDS @0x09", "i3c ccc GETCAPS @0x08 0", "i3c init 0x44=0x45"):
             with self.subTest(arguments):
                 self.fails(tarvix(*arguments.split()), 1, "NACK (0x0301)")
 

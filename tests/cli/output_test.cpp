@@ -55,13 +55,17 @@ const std::pair<std::string, std::string> REPLIES[] = {
      R"(max write rate: 2 MHz; max read rate: 4 MHz; clock to data turnaround: at most 12 ns = "12 ns"; )"
      "max read turnaround: 75536 us = 75536"},
     {"GETMXDS 0d3a", "max write rate: reserved 5; max read rate: 6 MHz; clock to data turnaround: more than 12 ns"},
+    {"GETMXDS 0028", "max write rate: 12.5 MHz; max read rate: 12.5 MHz; clock to data turnaround: reserved 5"},
+    {"GETMXDS 0030", "max write rate: 12.5 MHz; max read rate: 12.5 MHz; clock to data turnaround: reserved 6"},
     {"GETCAPS 0a", R"(hdr modes: HDR-TSP, HDR-BT = ["HDR-TSP","HDR-BT"])"},
-    {"GETCAPS 003218", "hdr modes: none = []; version: 1.2; group addresses: 3 = 3; "
+    {"GETCAPS 003218", "hdr modes: none = []; version: 1.2; group addresses: 3 or more = 3; "
                        R"(defining bytes: GETCAPS, GETSTATUS = ["GETCAPS","GETSTATUS"])"},
     {"GETXTIME 03821905",
      R"(supported modes: synchronous, asynchronous 0 = ["synchronous","asynchronous 0"]; )"
      R"(active modes: asynchronous 0 = ["asynchronous 0"]; overflow: yes = true; clock: 12.5 MHz = 12500000; )"
      "inaccuracy: 0.5 % = 0.5"},
+    {"GETXTIME 00000000", "supported modes: none = []; active modes: none = []; overflow: no = false; "
+                          "clock: about 32 kHz = 32000; inaccuracy: 0.0 % = 0.0"},
     {"RSTACT ff", "answer: 255 = 255"},
 };
 

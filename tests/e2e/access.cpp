@@ -1,6 +1,6 @@
 #include <csignal>
+#include <cstring>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -122,9 +122,9 @@ std::vector<std::string> installOwnRules()
 
 bool shouldMatch(const std::string& rule, const Place& place)
 {
-    const std::regex product(place.reportSize == 64 ? "82fc" : "82fd", std::regex::icase);
+    const bool aboutProduct = ::strcasestr(rule.c_str(), place.reportSize == 64 ? "82fc" : "82fd") != nullptr;
     const bool aboutUsb = rule.find("ATTRS") != std::string::npos;
-    return std::regex_search(rule, product) && (!aboutUsb || place.port == Port::GADGET);
+    return aboutProduct && (!aboutUsb || place.port == Port::GADGET);
 }
 
 const Scenario UDEV_RULE("udev-rule", [](Place place) {

@@ -8,8 +8,7 @@ namespace {
 // One reading of both rails, for the getters.
 constexpr const char* RAILS = "11 12 13 14 15 16 17";
 
-const Bytes FOUR{0x01, 0x02, 0x03, 0x04};
-constexpr GpioPinNumber BEYOND{0x105}; // undeclared, and more than a byte
+constexpr GpioPinNumber BEYOND_PINS{0x105}; // undeclared, and more than a byte
 
 std::string zeros(std::size_t count)
 {
@@ -17,7 +16,7 @@ std::string zeros(std::size_t count)
 }
 
 // clang-format off
-const Row ROWS[]{
+const Row BUS_ROWS[]{
     {SAME_CALLS(resetDevice, ResetDevice), .request = "01 04", .statusOnError = StatusCode::SUCCESS},
     {SAME_CALLS(enterBootMode, EnterBootMode), .request = "02 04", .statusOnError = StatusCode::SUCCESS},
     {CALLS(getUsbString, GetUsbString, (id, 3), (o.bytes, 3), (h, 3, a.buffer, 3, a.length)), .request = "07 04 03",
@@ -59,7 +58,7 @@ const Row ROWS[]{
      .request = "01 14 07 04 01"},
     {FLAT_CALL(GpioConfigurePin, (h, GpioPinNumber::PIN_5, GpioFunctionality::OUTPUT, false, GpioLogicLevel::HIGH)),
      .request = "01 14 05 01 00"},
-    {SAME_CALLS(gpioDigitalWrite, GpioDigitalWrite, BEYOND, GpioLogicLevel{0x1234}), .request = "02 14 05 34"},
+    {SAME_CALLS(gpioDigitalWrite, GpioDigitalWrite, BEYOND_PINS, GpioLogicLevel{0x1234}), .request = "02 14 05 34"},
     {CALLS(gpioDigitalRead, GpioDigitalRead, (id, GpioPinNumber::PIN_6), (GpioPinNumber::PIN_6, o.level),
            (h, GpioPinNumber::PIN_6, a.level)), .request = "03 14 06", .answer = "C5", .values = "C5"},
     {SAME_CALLS(gpioConfigureInterrupt, GpioConfigureInterrupt, GpioPinNumber::PIN_5, GpioTriggerType::BOTH_EDGES),
@@ -126,7 +125,7 @@ const Row ROWS[]{
 
 std::span<const Row> busRows()
 {
-    return ROWS;
+    return BUS_ROWS;
 }
 
 } // namespace golden

@@ -13,7 +13,7 @@ constexpr auto READ = I3cTransferDirection::READ;
 constexpr auto WRITE = I3cTransferDirection::WRITE;
 
 // clang-format off
-const Row ROWS[]{
+const Row CCC_ROWS[]{
     // Broadcast, ENEC and DISEC carry the events as the defining byte, direct as data.
     {SAME_CALLS(i3cCccENECBroadcast, I3cCccENECBroadcast, 0x0B), .request = "09 19 7E 10 01 00 0B"},
     {SAME_CALLS(i3cCccDISECBroadcast, I3cCccDISECBroadcast, 0x0B), .request = "09 19 7E 10 01 01 0B"},
@@ -141,7 +141,7 @@ const Row ROWS[]{
 
 std::span<const Row> cccRows()
 {
-    return ROWS;
+    return CCC_ROWS;
 }
 
 } // namespace golden

@@ -126,6 +126,7 @@ struct Row {
 
 // The data that rows send, and its length as an argument of a flat function.
 inline const Bytes REGISTER{0xA1, 0xA2};
+inline const Bytes FOUR{0x01, 0x02, 0x03, 0x04};
 inline Bytes DATA{0xA1, 0xA2, 0xA3}; // the SPI methods take it by reference
 inline Bytes NOTHING;
 inline const I3cTargetInfo TARGETS[]{{0x50, 0x08, {1, 2, 3, 4, 5, 6}, 7, 0x0A, 0x1234, 0x5678, 0x0B, 0x0C},

@@ -9,13 +9,12 @@ const std::vector<I3cTargetInfo> BOTH(std::begin(TARGETS), std::end(TARGETS));
 constexpr const char* RECORDS =
     "50 08 01 02 03 04 05 06 07 0A 34 12 78 56 0B 0C 51 09 00 00 00 00 00 00 00 00 00 00 00 00 00 00";
 
-const Bytes FOUR{0x01, 0x02, 0x03, 0x04};
 constexpr I3cTransferFlags NONE = I3cTransferFlags::NONE;
 constexpr I3cTransferFlags BIT_1 = I3cTransferFlags::BIT_1;
-constexpr I3cTransferFlags BEYOND{0x31}; // more than the five bits that travel
+constexpr I3cTransferFlags BEYOND_FLAGS{0x31}; // more than the five bits that travel
 
 // clang-format off
-const Row ROWS[]{
+const Row I3C_ROWS[]{
     {CALLS(i3cControllerInit, I3cControllerInit, (id, 0x04, 0xF2, 0x01, 0x44),
            (I3cPushPullRate{4}, I3cOpenDrainTransferRate{0x1F2}, I2cTransferRate{1}, I3cDriveStrength{0x144}),
            (h, I3cPushPullRate{4}, I3cOpenDrainTransferRate{0x1F2}, I2cTransferRate{1}, I3cDriveStrength{0x144})),
@@ -42,10 +41,10 @@ const Row ROWS[]{
      .data = "D1 D2 D3 D4 D5", .refuses = BAD_REGISTER | NO_BUFFER | NO_LENGTH},
     {CLASS_CALLS(i3cSdrRead, (id, 0x08, {0x12, 0x34}, 2, NONE), (0x08, {0x12, 0x34}, 2, o.bytes, NONE)),
      .request = "08 19 08 01 00 02 12 34 00 00 02 00", .answer = "F1 F2 00 00 D1", .data = "-"},
-    {CLASS_CALLS(i3cSdrRead, (id, 0x08, FOUR, 0xABCD, BEYOND), (0x08, FOUR, 0xABCD, o.bytes, BEYOND)),
+    {CLASS_CALLS(i3cSdrRead, (id, 0x08, FOUR, 0xABCD, BEYOND_FLAGS), (0x08, FOUR, 0xABCD, o.bytes, BEYOND_FLAGS)),
      .request = "08 19 08 89 00 04 01 02 03 04 CD AB", .answer = "F1 F2 03 00 D1", .data = "D1 00 00"},
-    {CALLS(i3cSdrWrite, I3cSdrWrite, (id, 0x30, REGISTER, DATA, BEYOND), (0x30, REGISTER, DATA, BEYOND),
-           (h, 0x30, a.in, a.registerLength, a.in, 3, BEYOND)),
+    {CALLS(i3cSdrWrite, I3cSdrWrite, (id, 0x30, REGISTER, DATA, BEYOND_FLAGS), (0x30, REGISTER, DATA, BEYOND_FLAGS),
+           (h, 0x30, a.in, a.registerLength, a.in, 3, BEYOND_FLAGS)),
      .request = "08 19 30 88 00 02 A1 A2 00 00 03 00 A1 A2 A3", .refuses = BAD_REGISTER | NO_DATA},
     {CALLS(i3cHdrDdrRead, I3cHdrDdrRead, (id, 0x30, 0x99, 0x1234), (0x30, 0x99, 0x1234, o.bytes),
            (h, 0x30, 0x99, 0x1234, a.length16, a.buffer)), .request = "08 19 30 03 99 00 34 12",
@@ -67,7 +66,7 @@ const Row ROWS[]{
 
 std::span<const Row> i3cRows()
 {
-    return ROWS;
+    return I3C_ROWS;
 }
 
 } // namespace golden

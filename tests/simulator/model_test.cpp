@@ -260,25 +260,83 @@ TEST_F(ModelTest, I3cTableHoldsWhatWasConfigured)
         {"09 19 7E 00 00 07 00", "00 00 7E 00 07 00"}, // ENTDAA
         {"07 19 11 A5"},
         {"06 19", "00 00 03 30 10 7F FE 12 34 50 01 27 63 00 01 00 01 00 00 "
-                  "31 11 7F FE 56 78 90 02 02 C6 00 01 00 01 A5 00 "
+                  "31 11 7F FE 56 78 90 02 22 C6 00 01 00 01 A5 00 "
                   "57 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
     });
 }
 
+TEST_F(ModelTest, TargetsStayAwayWhenTheListTakesEveryAddress)
+{
+    std::string list = "04 19 7F";
+    for (std::uint8_t address = 1; address < 0x80; ++address) {
+        list += " " + hexOf(padded({address}, 16));
+    }
+    converse({
+        {"01 19 00 00 00 00"}, {list}, {"09 19 7E 00 00 07 00", "02 03 00 00 00 00"}, // ENTDAA
+    });
+    EXPECT_FALSE(adapter.raiseHotJoin(0));
+}
+
+// What target 0 did on the patterns among these requests.
 TEST_F(ModelTest, TargetResetPatternDoesWhatRstactAsked)
 {
-    initialiseAll();
+    const std::string pattern = "0A 19 00";
+    const std::string arm = "09 19 08 10 00 9A 0";
+    const std::string armAll = "09 19 7E 10 01 2A 0";
+    const std::string assign = "09 19 7E 00 00 07 00"; // ENTDAA
+    const std::string getStatus = "09 19 08 01 02 90 00";
+    const std::string getDcr = "09 19 08 01 01 8F 00";
+    const std::string mark = "08 19 08 00 00 01 05 00 00 00 01 00 77"; // into register 5
+    const std::pair<const char*, Frames> cases[]{
+        {"nothing", {arm + "0", pattern}},
+        {"reset the peripheral", {arm + "1", pattern}},
+        {"reset all", {arm + "2", pattern}},
+        {"reset the peripheral", {pattern}},
+        {"reset all", {arm + "2", "0A 19 01", "06 19", "09 19 09 10 00 9A 00", pattern}}, // none of these is a START
+        // A new RSTACT and a START disarm.
+        {"reset the peripheral", {arm + "2", armAll + "1", pattern}},
+        {"reset the peripheral", {arm + "2", getDcr, pattern}},
+        {"reset the peripheral", {arm + "2", "08 19 57 05 00 00 00 00 00 00 01 00", pattern}},
+        {"reset the peripheral", {arm + "2", "05 19", pattern}},
+        // A second pattern does more, unless RSTACT or GETSTATUS came between.
+        {"reset all", {pattern, pattern}},
+        {"reset all", {arm + "0", pattern, pattern}},
+        {"reset the peripheral", {pattern, armAll + "2", assign, pattern}},
+        {"reset the peripheral", {pattern, assign, getStatus, pattern}},
+        {"reset the peripheral", {pattern, assign, "09 19 08 11 01 9A 81", pattern}},
+        {"reset the peripheral", {pattern, pattern, assign, mark, pattern}}, // after all was reset it begins anew
+    };
+    for (const auto& [outcome, requests] : cases) {
+        adapter.powerUp();
+        initialiseAll();
+        for (const std::string& request : Frames{mark} + requests) {
+            ASSERT_EQ(statusOf(request), 0) << request;
+        }
+        const bool stays = statusOf(getDcr) == 0;
+        statusOf(assign);
+        exchange(hex("01 00 08 19 08 01 00 01 05 00 00 00 01 00"));
+        const char* const reset = sent.at(0).ends_with("77") ? "reset the peripheral" : "reset all";
+        EXPECT_STREQ(stays ? "nothing" : reset, outcome) << testing::PrintToString(requests);
+    }
+}
+
+TEST_F(ModelTest, RstactReadsWhatIsArmedInEachTarget)
+{
     converse({
-        {"09 19 08 10 00 9A 02", "00 00 08 10 9A 00"}, // target 0: everything
-        {"09 19 09 10 00 9A 00", "00 00 09 10 9A 00"}, // target 1: nothing
-        {"0A 19 01"},                                  // HDR exit harms nobody
-        {"09 19 08 01 01 8F 00", "00 00 08 01 8F 01 63"},
-        {"0A 19 00"},
-        {"09 19 09 01 01 8F 00", "00 00 09 01 8F 01 C6"},
-        {"09 19 08 01 01 8F 00", "01 03 00 00 00 00"},
-        {"0A 19 00"}, // what RSTACT asked for is used up
-        {"09 19 09 01 01 8F 00", "01 03 00 00 00 00"},
+        {"01 19 00 00 00 00"},
+        {"04 19 01 30 08 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
+        {"09 19 08 10 00 9A 02", "00 00 08 10 9A 00"},
     });
+    EXPECT_TRUE(adapter.raiseHotJoin(1)); // begins with a START, as an interrupt does
+    converse({
+        {"09 19 08 11 01 9A 00", "00 00 08 11 9A 01 01"}, // the peripheral, unless told otherwise
+        {"09 19 08 10 00 9A 02", "00 00 08 10 9A 00"},
+        {"09 19 09 10 00 9A 00", "00 00 09 10 9A 00"},
+        {"09 19 08 11 01 9A 01", "00 00 08 11 9A 01 02"},
+        {"09 19 09 11 01 9A 02", "00 00 09 11 9A 01 00"},
+    });
+    EXPECT_TRUE(adapter.raiseInBandInterrupt(1, {}));
+    converse({{"09 19 08 11 01 9A 02", "00 00 08 11 9A 01 01"}});
 }
 
 TEST_F(ModelTest, I3cPrivateTransfersKeepToLengthsModesAndGroups)
@@ -312,8 +370,9 @@ TEST_F(ModelTest, TargetsInterruptAndJoinWhenTheyMay)
     const Bytes payload = hex("D1 D2 D3");
     EXPECT_TRUE(adapter.raiseInBandInterrupt(0, payload));
     EXPECT_TRUE(adapter.raiseInBandInterrupt(1, payload)); // sends no payload
-    EXPECT_EQ(sent,
-              (Frames{"01 00 09 19 00 00 7E 00 07 00", "00 00 81 19 00 00 08 03 D1 D2 D3", "00 00 81 19 00 00 09 00"}));
+    EXPECT_TRUE(adapter.raiseInBandInterrupt(0, {}));      // none without its mandatory byte
+    EXPECT_EQ(sent, (Frames{"01 00 09 19 00 00 7E 00 07 00", "00 00 81 19 00 00 08 03 D1 D2 D3",
+                            "00 00 81 19 00 00 09 00", "00 00 81 19 00 00 08 01 00"}));
     EXPECT_FALSE(adapter.raiseInBandInterrupt(2, payload));
     EXPECT_FALSE(adapter.raiseHotJoin(0)); // is on the bus already
 
@@ -363,16 +422,21 @@ TEST_F(ModelTest, EveryFaultHasItsStatus)
          {"01 14 00 05 00", "04 14 00 03", "01 19 05 00 00 00", "0A 19 02", "08 19 08 06 00 00 00 00 00 00 00 00"}},
         // A reserved dynamic address.
         {0x0103, {"04 19 01 30 7C 00 00 00 00 00 00 00 00 00 00 00 00 00 00"}},
-        // CCCs: broadcast to a direct address, unknown, not in SDR, RSTACT that writes a time.
+        // CCCs: broadcast to a direct address, unknown, not in SDR, RSTACT that writes a time or reads what is
+        // undeclared.
+        {0x0103, {"09 19 08 11 01 9A 05", "09 19 08 11 01 9A 80", "09 19 08 01 01 9A 00"}},
         {0x0103, {"09 19 08 00 00 07 00", "09 19 08 01 02 91 00", "09 19 08 02 00 82 00", "09 19 08 10 00 9A 81"}},
         // No such port, no such pin, a rail's limits, an input that is driven.
         {0x0104, {"01 09 02 80 1A 06 00 00", "06 09 02 00"}},
         {0x0105, {"03 14 08"}},
         {0x0201, {"05 04 00 00 00", "04 04 FF FF"}},
         {0x0202, {"02 14 00 01"}},
-        // Nobody at the address; SETDASA of a target that has an address; a GETSTATUS that only controllers know.
+        // Nobody at the address; SETDASA of a target that has an address; defining bytes of features that no target
+        // has.
         {0x0301, {"04 09 00 00 00 51 00 00 00 00 00 00", "05 09 01 01 00 50 00 00 00 00 00 00"}},
         {0x0301, {"08 19 0A 01 00 00 00 00 00 00 01 00", "09 19 30 00 01 87 00 14", "09 19 08 11 02 90 91"}},
+        {0x0301, {"09 19 08 11 02 90 00", "09 19 08 11 04 95 00", "09 19 08 10 00 9A 03", "09 19 08 10 00 9A 04"}},
+        {0x0301, {"09 19 08 11 01 9A 03", "09 19 08 11 01 9A 84"}},
         // SETNEWDA to the other target's address; no target to configure; none at a listed address.
         {0x0302, {"09 19 08 00 01 88 00 12"}},
         {0x0303, {"07 19 0A 00"}},

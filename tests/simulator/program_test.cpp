@@ -100,7 +100,7 @@ TEST_F(Tool, SeesTargetsInterruptAndJoinOnATrigger)
     EXPECT_EQ(outcome.output, "the bus is down\n"
                               "tarvix-sim: TVX0000001 > 00 00 81 19 00 00 08 02 0a 0b (other)\n"
                               "masked\nhas an address\n"
-                              "tarvix-sim: TVX0000001 > 00 00 82 19 00 00 7f fe 56 78 90 02 02 c6 08 (other)\n"
+                              "tarvix-sim: TVX0000001 > 00 00 82 19 00 00 7f fe 56 78 90 02 22 c6 08 (other)\n"
                               "already out\n");
 }
 

@@ -28,8 +28,6 @@ constexpr std::array PARTS{
     NamedPart{"24c512", 65536, 128, 2}, NamedPart{"24cm01", 131072, 256, 2}, NamedPart{"24cm02", 262144, 256, 2},
 };
 
-constexpr std::uint64_t SMALLEST_PAGE = 8;
-
 std::uint64_t reachOf(unsigned registerBytes)
 {
     return std::uint64_t{1} << (8 * registerBytes);

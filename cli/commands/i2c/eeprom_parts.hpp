@@ -9,6 +9,9 @@
 
 namespace tool {
 
+// Of any EEPROM, in bytes.
+inline constexpr std::uint64_t SMALLEST_PAGE = 8;
+
 // Its geometry, and how many of the address bits the register address carries. Those above are the low bits of the
 // target address.
 struct EepromPart {

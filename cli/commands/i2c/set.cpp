@@ -12,6 +12,7 @@
 #include "arguments/transfers.hpp"
 #include "arguments/word_size.hpp"
 #include "commands/i2c/commands.hpp"
+#include "commands/i2c/eeprom_parts.hpp"
 #include "commands/i2c/pages.hpp"
 #include "commands/i2c/port.hpp"
 #include "console/errors.hpp"
@@ -37,7 +38,6 @@ constexpr std::chrono::milliseconds BUSY_LIMIT{100};
 
 void validate(const SetOptions& options, const Written& written)
 {
-    constexpr std::size_t SMALLEST_PAGE = 8;
     if (!options.page && options.inFlight > 1) {
         throw UsageError("--in-flight: needs --page", "give the memory's page size");
     }

@@ -54,6 +54,15 @@ Field rateField(std::string label, unsigned byte)
     return {std::move(label), rate, rate};
 }
 
+// In steps of 0.5 MHz; 0 stands for a clock that is too slow for them.
+Field clockField(unsigned byte)
+{
+    if (byte == 0) {
+        return {"clock", 32'000, "about 32 kHz"};
+    }
+    return {"clock", byte * 500'000, fmt::format("{:.1f} MHz", byte * 0.5)};
+}
+
 } // namespace
 
 Field::Field(std::string name, Json content, std::string words)
@@ -138,15 +147,14 @@ Fields decodeStatus(const Bytes& reply)
 
 Fields decodeMaxDataSpeed(const Bytes& reply)
 {
-    static constexpr std::string_view DELAYS[] = {"8 ns", "9 ns", "10 ns", "11 ns", "12 ns"};
+    static constexpr std::string_view DELAYS[] = {"8 ns",  "9 ns",       "10 ns",      "11 ns",
+                                                  "12 ns", "reserved 5", "reserved 6", "more than 12 ns"};
+    constexpr unsigned LAST_LIMIT = 4;
     const unsigned code = reply[1] >> 3 & 7;
-    const std::string delay = code < std::size(DELAYS) ? std::string(DELAYS[code]) : "more than 12 ns";
+    const std::string delay(DELAYS[code]);
     Fields fields{rateField("max write rate", reply[0]),
                   rateField("max read rate", reply[1]),
-                  {"clock to data turnaround", delay, "at most " + delay}};
-    if (code >= std::size(DELAYS)) {
-        fields.back().text = delay;
-    }
+                  {"clock to data turnaround", delay, code <= LAST_LIMIT ? "at most " + delay : delay}};
     if (reply.size() >= 5) {
         // Least significant byte first, unlike the lengths.
         fields.push_back(amount("max read turnaround", bigEndian(std::vector{reply[4], reply[3], reply[2]}), "us"));
@@ -160,7 +168,8 @@ Fields decodeCapabilities(const Bytes& reply)
     if (reply.size() > 1) {
         const std::string version = fmt::format("1.{}", reply[1] & 0xF);
         fields.push_back({"version", version, version});
-        fields.push_back({"group addresses", reply[1] >> 4 & 3, fmt::format("{}", reply[1] >> 4 & 3)});
+        const unsigned groups = reply[1] >> 4 & 3;
+        fields.push_back({"group addresses", groups, groups == 3 ? "3 or more" : fmt::format("{}", groups)});
     }
     if (reply.size() > 2) {
         fields.push_back({"defining bytes", bitsSet(reply[2], {{3, "GETCAPS"}, {4, "GETSTATUS"}})});
@@ -175,7 +184,7 @@ Fields decodeTiming(const Bytes& reply)
     return {{"supported modes", bitsSet(reply[0], MODES)},
             {"active modes", bitsSet(reply[1], MODES)},
             {"overflow", (reply[1] & 0x80) != 0, (reply[1] & 0x80) != 0 ? "yes" : "no"},
-            {"clock", reply[2] * 500'000, fmt::format("{:.1f} MHz", reply[2] * 0.5)},
+            clockField(reply[2]),
             {"inaccuracy", reply[3] / 10.0, fmt::format("{:.1f} %", reply[3] / 10.0)}};
 }
 

@@ -16,6 +16,9 @@
 
 namespace tool {
 
+// What each byte of a block is once it is erased.
+inline constexpr std::uint8_t ERASED = 0xFF;
+
 // Bytes of a memory.
 struct Extent {
     std::uint64_t offset = 0;

@@ -8,8 +8,6 @@ namespace tool {
 
 namespace {
 
-constexpr std::uint8_t ERASED = 0xFF;
-
 class Planner {
 public:
     Planner(const Geometry& geometry, std::uint64_t first, std::span<const std::uint8_t> before,

@@ -23,8 +23,6 @@ namespace tool {
 
 namespace {
 
-constexpr std::uint8_t ERASED = 0xFF;
-
 // ---- What is asked for ---------------------------------------------------------------------------------------------
 
 // Throws UsageError for what the memory does not have.
