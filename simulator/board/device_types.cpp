@@ -8,7 +8,9 @@
 #include <fmt/format.h>
 
 #include "board/types/bus_devices.hpp"
-#include "devices/nor_flash.hpp"
+#include "board/types/nor_flash.hpp"
+#include "board/types/process.hpp"
+#include "board/types/uart_script.hpp"
 #include "devices/spi_loopback.hpp"
 
 namespace sim {
@@ -80,11 +82,6 @@ DeviceBoard<Kind> readDevice(const Node& node, const std::string& name, const st
     return board;
 }
 
-void readNorFlash(Object&, DeviceBoard<SpiDevice>& board)
-{
-    board.make = [](World&) { return std::make_unique<NorFlash>(); };
-}
-
 void readSpiLoopback(Object&, DeviceBoard<SpiDevice>& board)
 {
     board.make = [](World&) { return std::make_unique<SpiLoopback>(); };
@@ -98,6 +95,7 @@ void readUartEcho(Object&, DeviceBoard<UartPeer>& board)
 const std::array BUS_DEVICES{
     Type<BusDevice>{"eeprom", readEeprom},
     Type<BusDevice>{"gpio_expander", readGpioExpander},
+    Type<BusDevice>{"process", readProcess},
     Type<BusDevice>{"register_map", readRegisterMap},
     Type<BusDevice>{"temperature_sensor", readTemperatureSensor},
 };
@@ -105,10 +103,13 @@ const std::array BUS_DEVICES{
 const std::array SPI_DEVICES{
     Type<SpiDevice>{"nor_flash", readNorFlash},
     Type<SpiDevice>{"loopback", readSpiLoopback},
+    Type<SpiDevice>{"process", readProcess},
 };
 
 const std::array UART_PEERS{
     Type<UartPeer>{"echo", readUartEcho},
+    Type<UartPeer>{"script", readUartScript},
+    Type<UartPeer>{"process", readProcess},
 };
 
 } // namespace
@@ -126,36 +127,6 @@ DeviceBoard<SpiDevice> readSpiDevice(const Node& node, const std::string& name)
 DeviceBoard<UartPeer> readUartPeer(const Node& node, const std::string& name)
 {
     return readDevice(node, name, UART_PEERS);
-}
-
-DeviceBoard<I3cTarget> readI3cTarget(const Node& node, const std::string& name)
-{
-    Object object(node);
-    I3cIdentity identity{};
-    if (const auto address = object.find("static_address")) {
-        identity.staticAddress = static_cast<std::uint8_t>(address->number(0x08, 0x7D));
-    }
-    const Node pid = object.get("pid");
-    const auto bytes = pid.bytes(identity.pid.size());
-    if (bytes.size() != identity.pid.size()) {
-        pid.fail("a PID has 6 bytes, as in \"hex:7f fe 12 34 50 01\"");
-    }
-    std::ranges::copy(bytes, identity.pid.begin());
-    identity.bcr = static_cast<std::uint8_t>(object.get("bcr").number(0, 0xFF));
-    identity.dcr = static_cast<std::uint8_t>(object.get("dcr").number(0, 0xFF));
-    if (const auto capabilities = object.find("getcaps")) {
-        identity.capabilities = capabilities->bytes(4);
-    }
-    DeviceBoard<I3cTarget> board{.name = name, .type = "i3c_target", .lines = {}, .make = {}};
-    if (const auto given = object.find("name")) {
-        board.name = given->text();
-    }
-    object.end();
-    if (const char* const why = contradiction(identity)) {
-        node.fail(why);
-    }
-    board.make = [identity](World&) { return std::make_unique<I3cTarget>(identity); };
-    return board;
 }
 
 } // namespace sim

@@ -66,7 +66,7 @@ int replace(const std::string& path, std::span<const std::uint8_t> contents)
 
 void KeptFile::save(std::span<const std::uint8_t> contents, World& world)
 {
-    if (path_.empty() || !changed_) {
+    if (!isChanged()) {
         return;
     }
     const int error = replace(path_, contents);

@@ -15,6 +15,7 @@ public:
     explicit KeptFile(std::string path) : path_(std::move(path)) {}
 
     void change() { changed_ = true; }
+    bool isChanged() const { return changed_ && !path_.empty(); }
 
     // Replaces the file as a whole if the memory was changed since the last time. Tells the user when that fails, and
     // tries again the next time.

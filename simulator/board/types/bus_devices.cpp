@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "board/types/contents.hpp"
 #include "devices/eeprom.hpp"
 #include "devices/gpio_expander.hpp"
 #include "devices/temperature_sensor.hpp"
@@ -16,34 +15,6 @@
 namespace sim {
 
 namespace {
-
-// "file:NAME", which need not be there yet, as an absolute path.
-std::filesystem::path keptFile(Object& object)
-{
-    constexpr std::string_view FILE = "file:";
-    const auto contents = object.find("contents");
-    if (!contents || !contents->isText() || !contents->text().starts_with(FILE)) {
-        object.get("keep").fail("to be kept, contents must be \"file:NAME\"");
-    }
-    return std::filesystem::absolute(contents->file().parent_path() / contents->text().substr(FILE.size()));
-}
-
-void readContents(Object& object, Eeprom::Layout& layout)
-{
-    const auto keep = object.find("keep");
-    bool isThere = true;
-    if (keep && keep->flag()) {
-        const auto file = keptFile(object);
-        layout.keptIn = file.string();
-        isThere = std::filesystem::exists(file);
-        if (!std::filesystem::is_directory(file.parent_path())) {
-            object.get("contents").fail(fmt::format("there is no directory {}", file.parent_path().string()));
-        }
-    }
-    if (const auto contents = object.find("contents"); contents && isThere) {
-        layout.contents = contents->bytes(layout.size);
-    }
-}
 
 std::uint16_t temperatureOf(const Node& node)
 {
@@ -73,7 +44,9 @@ void readEeprom(Object& object, DeviceBoard<BusDevice>& board)
     if (const auto time = object.find("write_ms")) {
         layout.writeTime = time->milliseconds(LONGEST_WRITE);
     }
-    readContents(object, layout);
+    Contents contents = readContents(object, layout.size);
+    layout.contents = std::move(contents.bytes);
+    layout.keptIn = std::move(contents.keptIn);
     board.make = [layout = std::move(layout)](World& world) { return std::make_unique<Eeprom>(layout, world); };
 }
 
