@@ -34,6 +34,7 @@ public:
     //   drive 3 high      makes it an output; `free 3` an input again, which fires at both edges
     //   spi 9f 00         what comes back from chip select 0
     //   uart 41 54        what comes back until the next words
+    //   ask 04 19 00      any request by its code and fields: what follows the status
     //   pass 2.5          milliseconds
     //   power             the adapter restarts
     std::string operator()(const std::string& words)
@@ -66,7 +67,7 @@ private:
     void initialise()
     {
         for (const char* request : {"01 09 00 80 1A 06 00 00", "01 09 01 80 1A 06 00 00",
-                                    "01 0D 00 00 00 00 00 40 42 0F 00", "02 10 07 00 00 03 00"}) {
+                                    "01 0D 00 00 00 00 00 40 42 0F 00", "02 10 07 00 00 03 00", "01 19 00 00 00 00"}) {
             EXPECT_EQ(ask(hex(request)).first, "ok") << request;
         }
     }
@@ -112,6 +113,9 @@ private:
         if (verb == "uart") {
             ask(Bytes{0x05, 0x10, static_cast<std::uint8_t>(bytes.size()), 0} + bytes);
             return "";
+        }
+        if (verb == "ask") {
+            return data(ask(bytes), 6);
         }
         return "what is " + verb;
     }
