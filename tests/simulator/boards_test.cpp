@@ -106,6 +106,23 @@ TEST(RegisterMap, ShowsASampleWithEachPeriodAndRaisesItsLine)
     });
 }
 
+TEST(RegisterMap, SkipsTheSamplesThatItIsTooLateFor)
+{
+    BoardRig rig(board(R"({"type": "register_map", "samples": [
+        {"registers": [1], "values": [1, 2, 3], "every_ms": 10},
+        {"registers": [2], "values": [1, 2, 3], "every_ms": 10, "repeat": false}]})"));
+    rig.converse({
+        {"stall 50", ""},
+        {"r 19 2 01", "02 03"},
+        {"pass 9.9", ""},
+        {"r 19 2 01", "02 03"},
+        {"pass 0.1", ""},
+        {"r 19 2 01", "03 03"},
+        {"stall 20", ""},
+        {"r 19 2 01", "02 03"},
+    });
+}
+
 TEST(RegisterMap, ShowsTheNextSampleOnceTheLastWasRead)
 {
     BoardRig rig(board(R"({"type": "register_map", "name": "adc",

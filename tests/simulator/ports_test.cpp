@@ -195,6 +195,28 @@ TEST_F(AdapterHostTest, AnAbsenceLosesWhatWasOnItsWay)
     EXPECT_EQ(cable.reports.size(), 1U);
 }
 
+TEST_F(AdapterHostTest, NobodyHearsWhatDevicesDoInItsAbsence)
+{
+    options.adapters = parseBoard("board.json", R"({"version": 1, "adapters": [{
+        "i2c": [{"devices": {"0x19": {"type": "register_map", "name": "imu",
+            "samples": [{"registers": [1], "values": [1, 0], "every_ms": 1}], "interrupt": {"register": 1}}}}],
+        "gpio": {"wires": [{"pins": [3], "lines": ["imu.interrupt"]}]}}]})");
+    const auto wait = [this] {
+        bool over = false;
+        loop.after(milliseconds(20), [&] { over = true; });
+        return runUntil(loop, [&] { return over; });
+    };
+    AdapterHost& adapter = plugIn();
+    adapter.outputReport(Bytes{0x1B, 0x00, 0x01, 0x00, 0x04, 0x14, 0x03, 0x02}); // arms pin 3
+    ASSERT_TRUE(runUntil(loop, [&] { return cable.reports.size() >= 3; }));
+    adapter.pullOut();
+    const std::size_t heard = cable.reports.size();
+    ASSERT_TRUE(wait());
+    adapter.plugIn();
+    ASSERT_TRUE(wait());
+    EXPECT_EQ(cable.reports.size(), heard);
+}
+
 TEST_F(AdapterHostTest, BootModeLasts)
 {
     plugIn().outputReport(BOOT_MODE);

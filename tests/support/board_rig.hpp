@@ -35,7 +35,7 @@ public:
     //   spi 9f 00         what comes back from chip select 0
     //   uart 41 54        what comes back until the next words
     //   ask 04 19 00      any request by its code and fields: what follows the status
-    //   pass 2.5          milliseconds
+    //   pass 2.5          milliseconds; `stall` when nobody runs what is due
     //   power             the adapter restarts
     std::string operator()(const std::string& words)
     {
@@ -75,9 +75,10 @@ private:
     std::string perform(const std::string& verb, const std::string& rest)
     {
         const Bytes bytes = hex(rest);
-        if (verb == "pass") {
+        if (verb == "pass" || verb == "stall") {
             using Milliseconds = std::chrono::duration<double, std::milli>;
-            world.pass(std::chrono::duration_cast<sim::World::Clock::duration>(Milliseconds(std::stod(rest))));
+            const auto time = std::chrono::duration_cast<sim::World::Clock::duration>(Milliseconds(std::stod(rest)));
+            verb == "pass" ? world.pass(time) : world.stall(time);
             return "";
         }
         if (verb == "power") {
