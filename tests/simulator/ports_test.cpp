@@ -156,7 +156,7 @@ struct AdapterHostTest : testing::Test {
 
     EventLoop loop;
     FakeCable cable;
-    HostOptions options;
+    HostOptions options{.adapters = defaultBoard()};
     std::optional<AdapterHost> host;
 };
 
@@ -239,7 +239,7 @@ TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
     const std::string directory = makeDirectory();
     for (const std::size_t reportSize : {64UL, 1024UL}) {
         EventLoop loop;
-        HostOptions options;
+        HostOptions options{.adapters = defaultBoard()};
         options.adapters.front().reportSize = reportSize;
         RunNode node(loop, options, 0, directory, [](const RunNode&, const char*) {});
         node.adapter().plugIn();
