@@ -29,6 +29,8 @@ constexpr std::array DEVICE_STATUSES{
                      "another target or group has this address: choose another"},
     DeviceStatusInfo{DeviceStatus::UNKNOWN_TARGET, "UNKNOWN_TARGET",
                      "the adapter knows no such target: see 'tarvix i3c table'"},
+    DeviceStatusInfo{DeviceStatus::BUS_STUCK, "BUS_STUCK",
+                     "SDA or SCL is held low: check the wiring, or power-cycle or reset the devices"},
 };
 
 } // namespace

@@ -23,6 +23,7 @@ enum class DeviceStatus : std::uint16_t {
     NACK = 0x0301,
     ADDRESS_IN_USE = 0x0302,
     UNKNOWN_TARGET = 0x0303,
+    BUS_STUCK = 0x0304,
 };
 
 struct DeviceStatusInfo {

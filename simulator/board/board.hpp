@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "devices/bus_device.hpp"
+#include "devices/faults.hpp"
 #include "devices/i3c_target.hpp"
 #include "devices/spi_device.hpp"
 #include "devices/uart_peer.hpp"
@@ -28,6 +29,8 @@ struct DeviceBoard {
     std::string type;
     std::vector<std::string> lines; // that a wire may connect
     std::function<std::unique_ptr<Kind>(World& world)> make;
+    std::size_t addresses = 1; // in a row, on a two-wire bus
+    DeviceFaults faults{};
 };
 
 struct WireBoard {
@@ -52,12 +55,13 @@ struct AdapterBoard {
     std::string firmware = "firmware 1.0.0";
     std::string hardware = "hardware virtual";
     Voltage voltage;                                                   // as it is at power-up
-    std::array<std::map<std::uint8_t, DeviceBoard<BusDevice>>, 2> i2c; // by address
+    std::array<std::map<std::uint8_t, DeviceBoard<BusDevice>>, 2> i2c; // by first address
+    std::array<bool, 2> i2cStuck{};                                    // whether the bus is held low
     std::array<std::optional<DeviceBoard<SpiDevice>>, 4> spi;          // by chip select
     DeviceBoard<UartPeer> uart;
     std::vector<WireBoard> wires; // each pin on at most one of them
     std::vector<DeviceBoard<I3cTarget>> i3cTargets;
-    std::map<std::uint8_t, DeviceBoard<BusDevice>> legacyDevices; // I2C devices on the I3C bus, by address
+    std::map<std::uint8_t, DeviceBoard<BusDevice>> legacyDevices; // I2C devices on the I3C bus, by first address
 };
 
 // The adapters of a board file, at least one.

@@ -2,16 +2,40 @@
 
 #include <algorithm>
 #include <array>
+#include <type_traits>
 #include <utility>
 
-#include "devices/eeprom.hpp"
-#include "devices/nor_flash.hpp"
+#include <fmt/format.h>
+
+#include "board/types/bus_devices.hpp"
+#include "board/types/nor_flash.hpp"
+#include "board/types/process.hpp"
+#include "board/types/uart_script.hpp"
 #include "devices/spi_loopback.hpp"
-#include "devices/temperature_sensor.hpp"
 
 namespace sim {
 
 namespace {
+
+void readBusFaults(Object& object, DeviceFaults& faults)
+{
+    constexpr std::uint64_t LAST_BYTE = 0xFFFF;
+    constexpr double LONGEST = 60'000;
+    const auto nack = object.find("nack");
+    const auto probability = object.find("nack_probability");
+    if (nack || probability) {
+        faults.nack = probability ? probability->fraction(0, 1) : 1;
+    }
+    if (nack && (!nack->isText() || nack->text() != "address")) {
+        if (nack->isText()) {
+            nack->fail(fmt::format("'{}' is neither \"address\" nor the number of a byte, from 1", nack->text()));
+        }
+        faults.nackByte = nack->number(1, LAST_BYTE);
+    }
+    if (const auto stretch = object.find("stretch_ms")) {
+        faults.stretch = stretch->milliseconds(LONGEST);
+    }
+}
 
 // What a type reads from its object. It fills in `make`, and `lines` where it has some.
 template <class Kind>
@@ -19,6 +43,25 @@ struct Type {
     std::string name;
     void (*read)(Object& object, DeviceBoard<Kind>& board);
 };
+
+// A two-wire bus has acknowledgements and a clock to hold; on any other only bits can be wrong.
+template <class Kind>
+DeviceFaults readFaults(const Node& node)
+{
+    Object object(node);
+    DeviceFaults faults{.active = true};
+    if (const auto active = object.find("active")) {
+        faults.active = active->flag();
+    }
+    if (const auto flip = object.find("flip_bits")) {
+        faults.flip = flip->fraction(0, 1);
+    }
+    if constexpr (std::is_same_v<Kind, BusDevice>) {
+        readBusFaults(object, faults);
+    }
+    object.end();
+    return faults;
+}
 
 template <class Kind, std::size_t COUNT>
 DeviceBoard<Kind> readDevice(const Node& node, const std::string& name, const std::array<Type<Kind>, COUNT>& types)
@@ -31,28 +74,12 @@ DeviceBoard<Kind> readDevice(const Node& node, const std::string& name, const st
     if (const auto given = object.find("name")) {
         board.name = given->text();
     }
+    if (const auto faults = object.find("faults")) {
+        board.faults = readFaults<Kind>(*faults);
+    }
     type.read(object, board);
     object.end();
     return board;
-}
-
-void readEeprom(Object& object, DeviceBoard<BusDevice>& board)
-{
-    Eeprom::Geometry geometry{};
-    geometry.size = object.get("size").number(1, 0x100'0000);
-    geometry.pageSize = object.get("page").number(1, geometry.size);
-    geometry.addressBytes = object.get("address_bytes").number(1, 4);
-    board.make = [geometry](World&) { return std::make_unique<Eeprom>(geometry); };
-}
-
-void readTemperatureSensor(Object&, DeviceBoard<BusDevice>& board)
-{
-    board.make = [](World&) { return std::make_unique<TemperatureSensor>(); };
-}
-
-void readNorFlash(Object&, DeviceBoard<SpiDevice>& board)
-{
-    board.make = [](World&) { return std::make_unique<NorFlash>(); };
 }
 
 void readSpiLoopback(Object&, DeviceBoard<SpiDevice>& board)
@@ -67,16 +94,22 @@ void readUartEcho(Object&, DeviceBoard<UartPeer>& board)
 
 const std::array BUS_DEVICES{
     Type<BusDevice>{"eeprom", readEeprom},
+    Type<BusDevice>{"gpio_expander", readGpioExpander},
+    Type<BusDevice>{"process", readProcess},
+    Type<BusDevice>{"register_map", readRegisterMap},
     Type<BusDevice>{"temperature_sensor", readTemperatureSensor},
 };
 
 const std::array SPI_DEVICES{
     Type<SpiDevice>{"nor_flash", readNorFlash},
     Type<SpiDevice>{"loopback", readSpiLoopback},
+    Type<SpiDevice>{"process", readProcess},
 };
 
 const std::array UART_PEERS{
     Type<UartPeer>{"echo", readUartEcho},
+    Type<UartPeer>{"script", readUartScript},
+    Type<UartPeer>{"process", readProcess},
 };
 
 } // namespace
@@ -94,36 +127,6 @@ DeviceBoard<SpiDevice> readSpiDevice(const Node& node, const std::string& name)
 DeviceBoard<UartPeer> readUartPeer(const Node& node, const std::string& name)
 {
     return readDevice(node, name, UART_PEERS);
-}
-
-DeviceBoard<I3cTarget> readI3cTarget(const Node& node, const std::string& name)
-{
-    Object object(node);
-    I3cIdentity identity{};
-    if (const auto address = object.find("static_address")) {
-        identity.staticAddress = static_cast<std::uint8_t>(address->number(0x08, 0x7D));
-    }
-    const Node pid = object.get("pid");
-    const auto bytes = pid.bytes(identity.pid.size());
-    if (bytes.size() != identity.pid.size()) {
-        pid.fail("a PID has 6 bytes, as in \"hex:7f fe 12 34 50 01\"");
-    }
-    std::ranges::copy(bytes, identity.pid.begin());
-    identity.bcr = static_cast<std::uint8_t>(object.get("bcr").number(0, 0xFF));
-    identity.dcr = static_cast<std::uint8_t>(object.get("dcr").number(0, 0xFF));
-    if (const auto capabilities = object.find("getcaps")) {
-        identity.capabilities = capabilities->bytes(4);
-    }
-    DeviceBoard<I3cTarget> board{.name = name, .type = "i3c_target", .lines = {}, .make = {}};
-    if (const auto given = object.find("name")) {
-        board.name = given->text();
-    }
-    object.end();
-    if (const char* const why = contradiction(identity)) {
-        node.fail(why);
-    }
-    board.make = [identity](World&) { return std::make_unique<I3cTarget>(identity); };
-    return board;
 }
 
 } // namespace sim

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <numeric>
+#include <set>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -95,8 +96,20 @@ std::string nearest(std::string_view text, const std::vector<std::string>& known
 
 Json parseDocument(const std::filesystem::path& file, std::string_view text)
 {
+    std::vector<std::set<std::string>> keys; // of the objects around
+    const auto seesKeysOnce = [&](int, Json::parse_event_t event, const Json& value) {
+        if (event == Json::parse_event_t::object_start) {
+            keys.emplace_back();
+        } else if (event == Json::parse_event_t::object_end) {
+            keys.pop_back();
+        } else if (event == Json::parse_event_t::key && !keys.back().insert(value.get<std::string>()).second) {
+            throw BoardError(
+                fmt::format("{}: an object has the key '{}' twice", file.string(), value.get<std::string>()));
+        }
+        return true;
+    };
     try {
-        return Json::parse(text);
+        return Json::parse(text, seesKeysOnce);
     } catch (const Json::parse_error& error) {
         const auto before = text.substr(0, std::min(text.size(), error.byte == 0 ? 0 : error.byte - 1));
         const auto line = 1 + std::ranges::count(before, '\n');
@@ -159,9 +172,9 @@ double Node::fraction(double low, double high) const
     return value_->get<double>();
 }
 
-std::chrono::nanoseconds Node::milliseconds(double most) const
+std::chrono::nanoseconds Node::milliseconds(double most, double least) const
 {
-    return std::chrono::nanoseconds(static_cast<std::int64_t>(fraction(0, most) * 1e6));
+    return std::chrono::nanoseconds(static_cast<std::int64_t>(fraction(least, most) * 1e6));
 }
 
 std::size_t Node::choice(const std::vector<std::string>& names) const
@@ -170,7 +183,7 @@ std::size_t Node::choice(const std::vector<std::string>& names) const
     const auto found = std::ranges::find(names, given);
     if (found == names.end()) {
         const std::string meant = nearest(given, names);
-        fail(fmt::format("'{}' is none of {}{}", given, fmt::join(names, ", "),
+        fail(fmt::format("'{}' is {} {}{}", given, names.size() == 1 ? "not" : "none of", fmt::join(names, ", "),
                          meant.empty() ? "" : fmt::format("; did you mean '{}'?", meant)));
     }
     return static_cast<std::size_t>(found - names.begin());
@@ -182,7 +195,8 @@ std::vector<Node> Node::items(std::size_t least, std::size_t most) const
         fail(fmt::format("{} is not an array, [...]", shown(*value_)));
     }
     if (value_->size() < least || value_->size() > most) {
-        fail(fmt::format("{} elements, not {} to {}", value_->size(), least, most));
+        const std::string right = least == most ? fmt::to_string(most) : fmt::format("{} to {}", least, most);
+        fail(fmt::format("{} elements, not {}", value_->size(), right));
     }
     std::vector<Node> items;
     for (std::size_t index = 0; index < value_->size(); ++index) {
@@ -246,7 +260,9 @@ Object::Object(const Node& node) : node_(node)
 
 std::optional<Node> Object::find(const std::string& key)
 {
-    asked_.push_back(key);
+    if (std::ranges::find(asked_, key) == asked_.end()) {
+        asked_.push_back(key);
+    }
     const auto found = node_.json().find(key);
     if (found == node_.json().end()) {
         return std::nullopt;

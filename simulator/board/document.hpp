@@ -45,7 +45,7 @@ public:
     std::string text() const;
     std::uint64_t number(std::uint64_t low, std::uint64_t high) const; // or a text such as "0x48"
     double fraction(double low, double high) const;
-    std::chrono::nanoseconds milliseconds(double most) const; // a number, which may have a fraction
+    std::chrono::nanoseconds milliseconds(double most, double least = 0) const; // may have a fraction
     std::size_t choice(const std::vector<std::string>& names) const;
     std::vector<Node> items(std::size_t least, std::size_t most) const; // of an array
     std::vector<std::pair<std::string, Node>> members() const;          // of an object, in its order

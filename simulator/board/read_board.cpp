@@ -1,6 +1,7 @@
 #include "board/read_board.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -35,7 +36,7 @@ public:
     void addName(const Node& node, const std::string& name)
     {
         if (!all_.insert(name).second) {
-            node.fail(fmt::format("there are two things named '{}'", name));
+            node.fail(fmt::format("another device or wire is named '{}'", name));
         }
     }
 
@@ -84,13 +85,21 @@ std::uint8_t addressIn(const std::string& key, const Node& device)
 void readAddresses(const Node& node, const std::string& prefix, Names& names,
                    std::map<std::uint8_t, DeviceBoard<BusDevice>>& devices)
 {
-    for (const auto& [key, device] : node.members()) {
-        const std::uint8_t address = addressIn(key, device);
-        if (devices.contains(address)) {
-            device.fail(fmt::format("address 0x{:02x} has a device already", address));
+    std::set<std::size_t> taken;
+    for (const auto& [key, entry] : node.members()) {
+        const std::uint8_t address = addressIn(key, entry);
+        auto device = readBusDevice(entry, fmt::format("{}-0x{:02x}", prefix, address));
+        if (const std::size_t row = std::bit_ceil(device.addresses); address % row != 0) {
+            entry.fail(fmt::format("it takes {} addresses, the first of which must be a multiple of {}, not 0x{:02x}",
+                                   device.addresses, row, address));
         }
-        devices[address] = readBusDevice(device, fmt::format("{}-0x{:02x}", prefix, address));
-        names.add(device, devices[address]);
+        for (std::size_t index = 0; index < device.addresses; ++index) {
+            if (!taken.insert(address + index).second) {
+                entry.fail(fmt::format("address 0x{:02x} has a device already", address + index));
+            }
+        }
+        names.add(entry, device);
+        devices[address] = std::move(device);
     }
 }
 
@@ -124,6 +133,9 @@ void readI2c(const Node& node, AdapterBoard& board, Names& names)
         Object object(ports[port]);
         if (const auto devices = object.find("devices")) {
             readAddresses(*devices, fmt::format("i2c{}", port), names, board.i2c[port]);
+        }
+        if (const auto stuck = object.find("stuck")) {
+            board.i2cStuck[port] = stuck->choice({"low"}) == 0;
         }
         object.end();
     }
@@ -164,7 +176,8 @@ WireBoard readWire(const Node& node, std::set<std::size_t>& wired, Names& names,
     WireBoard wire{.name = fmt::format("wire{}", index), .pins = {}};
     readText(object, "name", wire.name);
     names.addName(node, wire.name);
-    for (const Node& pin : object.get("pins").items(0, PINS)) {
+    const auto pins = object.find("pins");
+    for (const Node& pin : pins ? pins->items(0, PINS) : std::vector<Node>()) {
         const std::size_t number = pin.number(0, PINS - 1);
         if (!wired.insert(number).second) {
             pin.fail(fmt::format("pin {} is on a wire already", number));

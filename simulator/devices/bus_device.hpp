@@ -12,6 +12,9 @@ namespace sim {
 
 class BusDevice : public Device {
 public:
+    // To a device with several addresses: at which of them, counted from its first, it is spoken to next.
+    virtual void select(std::size_t /*address*/) {}
+
     // All bytes of one write: on the wire a register address and the data after it are one stream. No byte at all is
     // a mere address probe. False: the address or one of the bytes was not acknowledged.
     virtual bool write(std::span<const std::uint8_t> stream) = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace sim {
 
@@ -18,33 +19,14 @@ enum Command : std::uint8_t {
     WRITE_DISABLE = 0x04,
     READ_STATUS = 0x05,
     WRITE_ENABLE = 0x06,
-    SECTOR_ERASE = 0x20,
     READ_SFDP = 0x5A,
     READ_ID = 0x9F,
     CHIP_ERASE = 0xC7,
 };
 
+constexpr std::uint8_t STATUS_BUSY = 0x01;
 constexpr std::uint8_t STATUS_WRITE_ENABLED = 0x02;
 constexpr std::uint8_t STATUS_PROTECTION = 0x1C; // the block-protect bits
-
-// Manufacturer (even parity, so nobody's), memory type, capacity as a power of two.
-constexpr std::array<std::uint8_t, 3> ID{0x55, 0x40, 0x14};
-
-// Serial flash discoverable parameters, version 1.6: header, one parameter header, the basic table of 16 words.
-constexpr std::array<std::uint8_t, 80> SFDP{
-    'S',  'F',  'D',  'P',  0x06, 0x01, 0x00, 0xFF,                         // one parameter header
-    0x00, 0x06, 0x01, 0x10, 0x10, 0x00, 0x00, 0xFF,                         // 16 words from 0x10 on
-    0xE5, 0x20, 0x80, 0xFF,                                                 // 4-KiB erase by 0x20, three address bytes
-    0xFF, 0xFF, 0x7F, 0x00,                                                 // bits - 1
-    0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,                         // reads by two and four lines: none
-    0xEE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0xFF, 0xFF, 0x00, 0x00, // likewise
-    0x0C, 0x20, 0x00, 0xFF, 0x00, 0xFF, 0x00, 0xFF,                         // sizes as powers of two, and commands
-    0x00, 0x00, 0x00, 0x00,                                                 // erase times: the shortest there are
-    0x80, 0x00, 0x00, 0x80,                                                 // pages of 2^8 bytes
-    0x00, 0x00, 0x00, 0x80, 0x00, 0x00, 0x00, 0x00,                         // nothing can be suspended
-    0x04, 0x00, 0x00, 0x80,                         // bit 0 of the status is busy; no power-down
-    0x00, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, // the status is kept without power
-};
 
 std::size_t addressOf(std::span<const std::uint8_t> operands)
 {
@@ -52,6 +34,28 @@ std::size_t addressOf(std::span<const std::uint8_t> operands)
 }
 
 } // namespace
+
+bool NorFlash::isTaken(std::uint8_t command)
+{
+    constexpr std::array TAKEN{WRITE_STATUS, PAGE_PROGRAM, READ,    WRITE_DISABLE, READ_STATUS,
+                               WRITE_ENABLE, READ_SFDP,    READ_ID, CHIP_ERASE};
+    return std::ranges::find(TAKEN, command) != TAKEN.end();
+}
+
+NorFlash::NorFlash(Parameters parameters, World& world)
+    : parameters_(std::move(parameters)),
+      world_(world),
+      sfdp_(sfdpOf(parameters_)),
+      file_(parameters_.keptIn),
+      blocks_(parameters_.size / SMALLEST_SECTOR)
+{
+    for (std::size_t address = 0; address < parameters_.contents.size(); address += SMALLEST_SECTOR) {
+        const auto rest = std::span(parameters_.contents).subspan(address);
+        const auto block = rest.first(std::min(rest.size(), SMALLEST_SECTOR));
+        blocks_[address / SMALLEST_SECTOR].assign(block.begin(), block.end());
+        blocks_[address / SMALLEST_SECTOR].resize(SMALLEST_SECTOR, ERASED);
+    }
+}
 
 std::vector<std::uint8_t> NorFlash::exchange(std::span<const std::uint8_t> sent)
 {
@@ -62,26 +66,36 @@ std::vector<std::uint8_t> NorFlash::exchange(std::span<const std::uint8_t> sent)
     }
     const std::uint8_t command = sent.front();
     const auto operands = sent.subspan(1);
+    if (command != READ_STATUS && isBusy()) {
+        return received;
+    }
     answer(command, operands, std::span(received).subspan(1));
     execute(command, operands);
     return received;
+}
+
+bool NorFlash::isBusy() const
+{
+    return busyUntil_ && world_.now() < *busyUntil_;
 }
 
 void NorFlash::answer(std::uint8_t command, std::span<const std::uint8_t> operands,
                       std::span<std::uint8_t> received) const
 {
     if (command == READ_ID) {
-        std::copy_n(ID.begin(), std::min(ID.size(), received.size()), received.begin());
+        const auto& id = parameters_.jedecId;
+        std::copy_n(id.begin(), std::min(id.size(), received.size()), received.begin());
     } else if (command == READ_STATUS) {
-        const auto enabled = writeEnabled_ ? STATUS_WRITE_ENABLED : std::uint8_t{0};
-        std::ranges::fill(received, static_cast<std::uint8_t>(protection_ | enabled));
+        const unsigned busy = isBusy() ? STATUS_BUSY | STATUS_WRITE_ENABLED : 0u;
+        const unsigned enabled = writeEnabled_ ? STATUS_WRITE_ENABLED : 0u;
+        std::ranges::fill(received, static_cast<std::uint8_t>(protection_ | enabled | busy));
     } else if (command == READ && operands.size() >= ADDRESS_BYTES) {
         std::size_t address = addressOf(operands);
         for (std::uint8_t& byte : received.subspan(ADDRESS_BYTES)) {
             byte = byteAt(address++);
         }
     } else if (command == READ_SFDP && operands.size() > ADDRESS_BYTES) {
-        const auto table = std::span(SFDP).subspan(std::min(addressOf(operands), SFDP.size()));
+        const auto table = std::span(sfdp_).subspan(std::min(addressOf(operands), sfdp_.size()));
         const auto answered = received.subspan(ADDRESS_BYTES + 1); // after eight clocks without meaning
         std::copy_n(table.begin(), std::min(table.size(), answered.size()), answered.begin());
     }
@@ -103,25 +117,37 @@ void NorFlash::change(std::uint8_t command, std::span<const std::uint8_t> operan
     const bool addressed = operands.size() >= ADDRESS_BYTES;
     if (command == WRITE_STATUS && !operands.empty()) {
         protection_ = operands[0] & STATUS_PROTECTION;
-        writeEnabled_ = false;
+        begin(parameters_.programTime);
     } else if (protection_ != 0) {
         return;
     } else if (command == PAGE_PROGRAM && operands.size() > ADDRESS_BYTES) {
         program(addressOf(operands), operands.subspan(ADDRESS_BYTES));
-    } else if (command == SECTOR_ERASE && addressed) {
-        sectors_[addressOf(operands) % SIZE / SECTOR].clear();
-        writeEnabled_ = false;
+        begin(parameters_.programTime);
     } else if (command == CHIP_ERASE) {
-        sectors_ = {};
-        writeEnabled_ = false;
+        std::ranges::fill(blocks_, std::vector<std::uint8_t>{});
+        begin(parameters_.chipEraseTime);
+    } else if (const auto sector = std::ranges::find(parameters_.erases, command, &Erase::command);
+               addressed && sector != parameters_.erases.end()) {
+        erase(addressOf(operands), *sector);
+        begin(sector->time);
+    }
+}
+
+// What is to take time is done at once; only nobody gets to see it before.
+void NorFlash::begin(Duration time)
+{
+    writeEnabled_ = false;
+    file_.change();
+    if (time > Duration{}) {
+        busyUntil_ = world_.now() + time;
     }
 }
 
 // Address bits beyond the chip's size are not connected.
 std::uint8_t NorFlash::byteAt(std::size_t address) const
 {
-    const auto& sector = sectors_[address % SIZE / SECTOR];
-    return sector.empty() ? ERASED : sector[address % SECTOR];
+    const auto& block = blocks_[address % parameters_.size / SMALLEST_SECTOR];
+    return block.empty() ? ERASED : block[address % SMALLEST_SECTOR];
 }
 
 void NorFlash::program(std::size_t address, std::span<const std::uint8_t> data)
@@ -134,18 +160,43 @@ void NorFlash::program(std::size_t address, std::span<const std::uint8_t> data)
         buffer[offset] = byte;
         offset = (offset + 1) % PAGE;
     }
-    auto& sector = sectors_[address % SIZE / SECTOR];
-    sector.resize(SECTOR, ERASED);
-    const std::size_t page = address % SECTOR / PAGE * PAGE;
+    auto& block = blocks_[address % parameters_.size / SMALLEST_SECTOR];
+    block.resize(SMALLEST_SECTOR, ERASED);
+    const std::size_t page = address % SMALLEST_SECTOR / PAGE * PAGE;
     for (std::size_t i = 0; i < PAGE; ++i) {
-        sector[page + i] &= buffer[i];
+        block[page + i] &= buffer[i];
     }
-    writeEnabled_ = false;
+}
+
+void NorFlash::erase(std::size_t address, const Erase& sector)
+{
+    const std::size_t first = address % parameters_.size / sector.size * sector.size / SMALLEST_SECTOR;
+    for (auto& block : std::span(blocks_).subspan(first, sector.size / SMALLEST_SECTOR)) {
+        block.clear();
+    }
 }
 
 void NorFlash::powerCycle()
 {
     writeEnabled_ = false;
+    busyUntil_.reset();
+    save();
+}
+
+NorFlash::~NorFlash()
+{
+    save();
+}
+
+void NorFlash::save()
+{
+    if (file_.isChanged()) {
+        std::vector<std::uint8_t> whole(parameters_.size);
+        for (std::size_t address = 0; address < whole.size(); ++address) {
+            whole[address] = byteAt(address);
+        }
+        file_.save(whole, world_);
+    }
 }
 
 } // namespace sim

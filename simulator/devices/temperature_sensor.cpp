@@ -19,7 +19,7 @@ bool TemperatureSensor::write(std::span<const std::uint8_t> stream)
 
 std::optional<std::size_t> TemperatureSensor::read(std::span<std::uint8_t> into)
 {
-    const std::uint16_t value = registers_[pointer_];
+    const std::uint16_t value = pointer_ == TEMPERATURE ? temperature() : registers_[pointer_];
     for (std::size_t i = 0; i < into.size(); ++i) {
         into[i] = static_cast<std::uint8_t>(i % 2 == 0 ? value >> 8 : value);
     }
@@ -30,6 +30,13 @@ void TemperatureSensor::powerCycle()
 {
     registers_ = DEFAULTS;
     pointer_ = TEMPERATURE;
+    start_ = world_.now();
+}
+
+std::uint16_t TemperatureSensor::temperature() const
+{
+    const auto passed = course_.period.count() == 0 ? 0 : (world_.now() - start_) / course_.period;
+    return course_.temperatures[static_cast<std::size_t>(passed) % course_.temperatures.size()];
 }
 
 } // namespace sim

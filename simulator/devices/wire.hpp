@@ -22,6 +22,8 @@ public:
         return ends_.size() - 1;
     }
 
+    void onChange(std::size_t end, Changed changed) { ends_[end].changed = std::move(changed); }
+
     // Who causes a change is the first to be told.
     void hold(std::size_t end, Hold how)
     {
@@ -80,6 +82,14 @@ public:
         }
     }
     bool isHigh() const { return wire_ && wire_->isHigh(); }
+    bool isConnected() const { return wire_ != nullptr; }
+    // Who is told when the level changes, in place of who was.
+    void onChange(Wire::Changed changed) const
+    {
+        if (wire_) {
+            wire_->onChange(end_, std::move(changed));
+        }
+    }
 
 private:
     Wire* wire_ = nullptr;

@@ -21,6 +21,9 @@ public:
     World(const World&) = delete;
     World& operator=(const World&) = delete;
 
+    // What all that is drawn on this bench is drawn from.
+    virtual std::uint64_t seed() const { return 1; }
+
     virtual Clock::time_point now() const = 0;
     [[nodiscard]] virtual Subscription after(Clock::duration delay, std::function<void()> handler) = 0;
     // Calls `readable` while the descriptor, which does not block, has something to read.

@@ -22,6 +22,7 @@ enum class DeviceStatus : std::uint16_t {
     NACK = 0x0301,           // nobody acknowledged on the bus
     ADDRESS_IN_USE = 0x0302, // another I3C target or group has this address
     UNKNOWN_TARGET = 0x0303, // the device table has no target with this address
+    BUS_STUCK = 0x0304,      // a line of the I2C bus is held low
 };
 
 } // namespace sim

@@ -74,11 +74,12 @@ public:
     Conversation(const I2c& i2c, std::uint8_t bus, std::uint8_t address)
         : i2c_(i2c), bus_(bus), address_(address), device_(deviceAt(i2c.ports[bus], address))
     {
+        require(!i2c.ports[bus].stuck, DeviceStatus::BUS_STUCK);
     }
     ~Conversation()
     {
         if (i2c_.probe != nullptr) {
-            i2c_.probe->i2c(bus_, i2c_.ports[bus_].frequency, std::span(messages_).first(count_));
+            i2c_.probe->i2c(bus_, i2c_.settings[bus_].frequency, std::span(messages_).first(count_));
         }
     }
     Conversation(const Conversation&) = delete;
@@ -117,22 +118,22 @@ private:
     std::size_t count_ = 0;
 };
 
-I2c::Port& portOf(I2c& i2c, std::uint8_t bus)
+void requirePort(const I2c& i2c, std::uint8_t bus)
 {
     require(bus < i2c.ports.size(), DeviceStatus::BAD_BUS);
-    return i2c.ports[bus];
 }
 
-void requireInitialised(I2c& i2c, std::uint8_t bus)
+void requireInitialised(const I2c& i2c, std::uint8_t bus)
 {
-    require(portOf(i2c, bus).initialised, DeviceStatus::NOT_INITIALISED);
+    requirePort(i2c, bus);
+    require(i2c.settings[bus].initialised, DeviceStatus::NOT_INITIALISED);
 }
 
 void setPullUpResistors(I2c& i2c, Request& request, OutputFrame&)
 {
     const auto fields = request.bytes(2);
     request.end();
-    portOf(i2c, fields[0]);
+    requirePort(i2c, fields[0]);
     require(fields[1] <= MAX_PULL_UP, DeviceStatus::BAD_PARAMETER);
 }
 
@@ -143,11 +144,11 @@ void configure(I2c& i2c, Request& request, bool initialises)
     const std::uint32_t frequency = request.u32();
     request.u8(); // the option may be anything
     request.end();
-    I2c::Port& port = portOf(i2c, bus);
+    requirePort(i2c, bus);
     require(frequency >= 1 && frequency <= MAX_FREQUENCY, DeviceStatus::BAD_PARAMETER);
-    require(port.initialised || initialises, DeviceStatus::NOT_INITIALISED);
-    port.initialised = true;
-    port.frequency = frequency;
+    I2c::Settings& settings = i2c.settings[bus];
+    require(settings.initialised || initialises, DeviceStatus::NOT_INITIALISED);
+    settings = {true, frequency};
 }
 
 void controllerInit(I2c& i2c, Request& request, OutputFrame&)

@@ -15,12 +15,17 @@ class Probe;
 struct I2c {
     struct Port {
         std::map<std::uint8_t, BusDevice*> devices; // by their addresses
-        bool initialised = false;
-        std::uint32_t frequency = 0; // Hz
+        bool stuck = false;                         // held low, so that no transfer can begin
     };
     using Ports = std::array<Port, 2>;
 
-    Ports ports;
+    struct Settings {
+        bool initialised = false;
+        std::uint32_t frequency = 0; // Hz
+    };
+
+    const Ports& ports;
+    std::array<Settings, 2> settings{}; // by port
     Probe* probe = nullptr;
 };
 

@@ -16,27 +16,20 @@ namespace {
 using Identity = sim::I3cIdentity;
 
 // Every feature, and no value that is a default.
-const Identity FULL{
-    .staticAddress = 0x2A,
-    .pid = {0x04, 0xD2, 0x00, 0x01, 0x20, 0x03},
-    .bcr = 0x37,
-    .dcr = 0x44,
-    .registers = Bytes(256, 0xE0),
-    .eventTriggers = false,
-    .mandatoryByte = 0x9C,
-    .maxWriteLength = 3,
-    .maxReadLength = 2,
-    .maxIbiPayload = 1,
-    .capabilities = {0x00, 0x31, 0x18},
-    .maxDataSpeed = {0x02, 0x0B, 0x10, 0x20, 0x30},
-    .timingModes = 0x04,
-    .clock = 0x20,
-    .clockInaccuracy = 0x05,
-    .peripheralResetTime = 0x41,
-    .wholeResetTime = 0x42,
-    .debugResetTime = 0x43,
-    .virtualTargetIndication = 0x44,
-};
+const std::string FULL_TARGET = R"({"static_address": "0x2a", "pid": "hex:04 d2 00 01 20 03", "bcr": "0x37",
+    "dcr": "0x44", "event_triggers": false, "mandatory_byte": "0x9c", "max_write_length": 3, "max_read_length": 2,
+    "max_ibi_payload": 1, "getcaps": [0, "0x31", "0x18"], "getmxds": "hex:02 0b 10 20 30",
+    "getxtime": {"modes": 4, "clock": 32, "inaccuracy": 5},
+    "rstact": {"0x81": "0x41", "0x82": "0x42", "0x83": "0x43", "0x84": "0x44"}, "registers": "hex:)";
+
+Identity identityOf(const std::string& target)
+{
+    StillWorld world;
+    const std::string board = R"({"version": 1, "adapters": [{"i3c": {"targets": [)" + target + "]}}]}";
+    return sim::parseBoard("board.json", board).front().i3cTargets[0].make(world)->identity();
+}
+
+const Identity FULL = identityOf(FULL_TARGET + hexOf(Bytes(256, 0xE0)) + R"("})");
 
 // As little as a target can have.
 const Identity PLAIN{.staticAddress = 0,

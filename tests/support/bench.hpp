@@ -13,6 +13,9 @@
 
 class StillWorld final : public sim::World {
 public:
+    explicit StillWorld(std::uint64_t seed = 1) : seed_(seed) {}
+
+    std::uint64_t seed() const override { return seed_; }
     Clock::time_point now() const override { return now_; }
 
     Subscription after(Clock::duration delay, std::function<void()> handler) override
@@ -42,6 +45,7 @@ public:
     std::vector<std::string> told;
 
 private:
+    const std::uint64_t seed_;
     Clock::time_point now_{};
     std::multimap<Clock::time_point, std::shared_ptr<std::function<void()>>> timers_;
 };

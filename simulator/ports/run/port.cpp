@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
@@ -51,23 +50,37 @@ std::string preloadLibrary()
                                          (home / TARVIX_SIM_LIBRARY_DIRECTORY).lexically_normal().string()));
 }
 
-void setCommandEnvironment(const std::string& socketPath)
+// Ours with two more variables. Ours stays as it is, for the programs of devices.
+std::vector<std::string> commandEnvironment(const std::string& socketPath)
 {
-    std::string preload = preloadLibrary();
-    if (const char* others = std::getenv("LD_PRELOAD"); others && *others) {
-        preload += fmt::format(":{}", others);
+    const std::string preload = "LD_PRELOAD=";
+    const std::string socket = fmt::format("{}=", SOCKET_VARIABLE);
+    std::vector<std::string> variables{preload + preloadLibrary(), socket + socketPath};
+    for (char** variable = environ; *variable; ++variable) {
+        const std::string_view ours = *variable;
+        if (ours.starts_with(preload) && ours != preload) {
+            variables[0] += fmt::format(":{}", ours.substr(preload.size()));
+        } else if (!ours.starts_with(preload) && !ours.starts_with(socket)) {
+            variables.emplace_back(ours);
+        }
     }
-    ::setenv("LD_PRELOAD", preload.c_str(), 1);
-    ::setenv(SOCKET_VARIABLE, socketPath.c_str(), 1);
+    return variables;
+}
+
+std::vector<char*> pointersTo(const std::vector<std::string>& texts)
+{
+    std::vector<char*> pointers;
+    std::ranges::transform(texts, std::back_inserter(pointers),
+                           [](const std::string& text) { return const_cast<char*>(text.c_str()); });
+    pointers.push_back(nullptr);
+    return pointers;
 }
 
 // 0 or the error number. The command stays in our process group: what the terminal sends, it gets itself.
-int spawn(const std::vector<std::string>& command, const sigset_t& signalMask, pid_t& child)
+int spawn(const std::vector<std::string>& command, const std::vector<std::string>& environment,
+          const sigset_t& signalMask, pid_t& child)
 {
-    std::vector<char*> arguments;
-    std::ranges::transform(command, std::back_inserter(arguments),
-                           [](const std::string& argument) { return const_cast<char*>(argument.c_str()); });
-    arguments.push_back(nullptr);
+    const auto arguments = pointersTo(command);
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
     ::posix_spawnattr_setsigmask(&attributes, &signalMask);
@@ -78,7 +91,8 @@ int spawn(const std::vector<std::string>& command, const sigset_t& signalMask, p
     }
     ::posix_spawnattr_setsigdefault(&attributes, &defaults);
     ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    const int error = ::posix_spawnp(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
+    const int error =
+        ::posix_spawnp(&child, arguments[0], nullptr, &attributes, arguments.data(), pointersTo(environment).data());
     ::posix_spawnattr_destroy(&attributes);
     return error;
 }
@@ -97,7 +111,7 @@ int runPort(const HostOptions& options, const std::vector<std::string>& command)
     EventLoop loop;
     RunHost host(loop, options, directory.path());
 
-    setCommandEnvironment(directory.path() + '/' + SOCKET_NAME);
+    const auto environment = commandEnvironment(directory.path() + '/' + SOCKET_NAME);
     pid_t child = -1;
     int status = 0;
     loop.onSignals({SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo& signal) {
@@ -107,7 +121,7 @@ int runPort(const HostOptions& options, const std::vector<std::string>& command)
             loop.stop();
         }
     });
-    if (const int error = spawn(command, loop.originalSignalMask(), child)) {
+    if (const int error = spawn(command, environment, loop.originalSignalMask(), child)) {
         terminal::tell(fmt::format("tarvix-sim: cannot run {}: {}", command[0], std::strerror(error)));
         return error == ENOENT ? STATUS_NOT_FOUND : STATUS_NOT_EXECUTABLE;
     }

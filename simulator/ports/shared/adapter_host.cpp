@@ -35,6 +35,7 @@ class AdapterHost::LoopWorld final : public World {
 public:
     LoopWorld(EventLoop& loop, AdapterHost& host) : loop_(loop), host_(host) {}
 
+    std::uint64_t seed() const override { return host_.options_.faults.seed + host_.index_; }
     Clock::time_point now() const override { return EventLoop::Clock::now(); }
 
     Subscription after(Clock::duration delay, std::function<void()> handler) override
@@ -78,6 +79,7 @@ AdapterHost::AdapterHost(EventLoop& loop, const HostOptions& options, const Abse
     : loop_(loop),
       options_(options),
       absence_(absence),
+      index_(index),
       serialNumber_(options.adapters.at(index).serialNumber),
       reportSize_(options.adapters.at(index).reportSize),
       cable_(cable),

@@ -94,6 +94,7 @@ private:
     EventLoop& loop_;
     const HostOptions& options_;
     const AbsenceTimes absence_;
+    const std::size_t index_;
     const std::string serialNumber_;
     const std::size_t reportSize_;
     Cable& cable_;
