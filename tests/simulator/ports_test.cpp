@@ -315,7 +315,8 @@ TEST(Gadget, AHostThatDoesNotReadKeepsNobodyFromWriting)
     const FileDescriptor closesNode(node);
     ::fcntl(host, F_SETFL, O_NONBLOCK);
     EventLoop loop;
-    GadgetNode gadget(loop, {}, 0, name.data(), "");
+    const HostOptions options{.adapters = defaultBoard()};
+    GadgetNode gadget(loop, options, 0, name.data(), "");
     gadget.start();
     // Far more responses than the node holds; each request must be taken although no response is.
     Bytes report = padded(SERIAL_NUMBER, 64);
