@@ -156,7 +156,7 @@ struct AdapterHostTest : testing::Test {
 
     EventLoop loop;
     FakeCable cable;
-    HostOptions options;
+    HostOptions options{.adapters = defaultBoard()};
     std::optional<AdapterHost> host;
 };
 
@@ -261,7 +261,7 @@ TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
     const std::string directory = makeDirectory();
     for (const std::size_t reportSize : {64UL, 1024UL}) {
         EventLoop loop;
-        HostOptions options;
+        HostOptions options{.adapters = defaultBoard()};
         options.adapters.front().reportSize = reportSize;
         RunNode node(loop, options, 0, directory, [](const RunNode&, const char*) {});
         node.adapter().plugIn();
@@ -337,7 +337,8 @@ TEST(Gadget, AHostThatDoesNotReadKeepsNobodyFromWriting)
     const FileDescriptor closesNode(node);
     ::fcntl(host, F_SETFL, O_NONBLOCK);
     EventLoop loop;
-    GadgetNode gadget(loop, {}, 0, name.data(), "");
+    const HostOptions options{.adapters = defaultBoard()};
+    GadgetNode gadget(loop, options, 0, name.data(), "");
     gadget.start();
     // Far more responses than the node holds; each request must be taken although no response is.
     Bytes report = padded(SERIAL_NUMBER, 64);
