@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t MOST_ENTRIES = 1000;
 constexpr std::size_t MOST_BYTES = 0xFFFF;
-constexpr double LONGEST_DELAY_MS = 3'600'000;
+constexpr double LONGEST_WAIT_MS = 3'600'000;
 
 std::string textOf(const std::vector<std::uint8_t>& bytes)
 {
@@ -59,7 +59,7 @@ std::string readText(Object& object, const std::string& lineEnd)
 UartScript::Duration readTime(Object& object, const std::string& key)
 {
     const auto time = object.find(key);
-    return time ? time->milliseconds(LONGEST_DELAY_MS) : UartScript::Duration{};
+    return time ? time->milliseconds(LONGEST_WAIT_MS) : UartScript::Duration{};
 }
 
 UartScript::Reply readReply(const Node& node, const std::string& lineEnd)
