@@ -5,13 +5,18 @@
 
 static sim::EventLoop loop;
 
+static const sim::HostOptions& onDefaultBoard()
+{
+    static const sim::HostOptions options{.adapters = sim::defaultBoard()};
+    return options;
+}
+
 static std::unique_ptr<sim::RunHost> newHost()
 {
     ::setenv("XDG_RUNTIME_DIR", "/dev/shm", 1); // a disk would take most of the time
     static const sim::PrivateDirectory directory;
     std::remove((directory.path() + '/' + sim::SOCKET_NAME).c_str());
-    static const sim::HostOptions options{.adapters = sim::defaultBoard()};
-    return std::make_unique<sim::RunHost>(loop, options, directory.path());
+    return std::make_unique<sim::RunHost>(loop, onDefaultBoard(), directory.path());
 }
 
 // Over a connection of its own. Returns whether the answer is consent.
@@ -43,7 +48,7 @@ void fuzz::run(Input input)
 {
     static auto host = newHost();
     Node node;
-    sim::AdapterHost adapter(loop, {}, {}, 0, node);
+    sim::AdapterHost adapter(loop, onDefaultBoard(), {}, 0, node);
     adapter.plugIn();
     bool changed = false;
     for (int messages = 0; !input.empty() && messages < 16; ++messages) {
