@@ -13,10 +13,9 @@ namespace sim {
 
 namespace {
 
-constexpr double LONGEST_MS = 600'000;
-
 void readTime(Object& object, const std::string& key, NorFlash::Duration& time)
 {
+    constexpr double LONGEST_MS = 600'000;
     if (const auto given = object.find(key)) {
         time = given->milliseconds(LONGEST_MS);
     }
