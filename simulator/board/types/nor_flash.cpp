@@ -13,11 +13,12 @@ namespace sim {
 
 namespace {
 
+constexpr double LONGEST_BUSY_MS = 600'000;
+
 void readTime(Object& object, const std::string& key, NorFlash::Duration& time)
 {
-    constexpr double LONGEST_MS = 600'000;
     if (const auto given = object.find(key)) {
-        time = given->milliseconds(LONGEST_MS);
+        time = given->milliseconds(LONGEST_BUSY_MS);
     }
 }
 

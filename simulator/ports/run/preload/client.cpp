@@ -17,15 +17,17 @@ constexpr int PATIENCE_MS = 5'000; // as the kernel's for a device that takes no
 constinit std::array<char, sizeof(sockaddr_un::sun_path)> directory{};
 constinit std::size_t directorySize = 0;
 
+void useSocket(std::string_view socket)
+{
+    const auto slash = socket.rfind('/');
+    directorySize = slash != socket.npos && slash < directory.size() ? slash : 0;
+    socket.copy(directory.data(), directorySize);
+}
+
 __attribute__((constructor)) void findDirectory()
 {
     const char* const variable = std::getenv(SOCKET_VARIABLE);
-    const std::string_view socket = variable ? variable : "";
-    const auto slash = socket.rfind('/');
-    if (slash != socket.npos && slash < directory.size()) {
-        socket.copy(directory.data(), slash);
-        directorySize = slash;
-    }
+    useSocket(variable ? variable : "");
 }
 
 std::string inDirectory(const char* name)
@@ -56,6 +58,13 @@ std::optional<Fields> ask(FileDescriptor& connection, const Fields& purpose)
 }
 
 } // namespace
+
+// For a program that loads this library itself and has one host after another. Not while adapters are open, or looked
+// for on other threads.
+extern "C" __attribute__((visibility("default"))) void tarvixsim_use(const char* socket)
+{
+    useSocket(socket);
+}
 
 std::string_view privateDirectory()
 {
