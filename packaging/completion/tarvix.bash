@@ -1,4 +1,4 @@
-# bash completion for tarvix. Commands and options are what `tarvix COMMAND... --help` lists.
+# bash completion for tarvix and tarvix-sim. Commands and options are what `tarvix COMMAND... --help` lists.
 
 # Words of one section of a help text: the command names, or the long options.
 _tarvix_commands()
@@ -52,4 +52,4 @@ _tarvix()
 }
 
 # Where a command takes no further command, file names are offered.
-complete -o bashdefault -o default -F _tarvix tarvix
+complete -o bashdefault -o default -F _tarvix tarvix tarvix-sim

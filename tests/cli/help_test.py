@@ -102,6 +102,8 @@ class Help(Case):
                 self.assertEqual(self.complete(f"{line} "), set(commands_in(help_of(*command))))
                 self.assertEqual(self.complete(f"{line} --"), options_in(help_of(*command)) | common)
         self.assertEqual(self.complete("tarvix --json gpio g"), {"get"})
+        self.assertEqual(self.complete("tarvix-sim trigger re"), {"release", "replug", "reset"})
+        self.assertIn("--hold", self.complete("tarvix-sim trigger reset --"))
 
     def test_completion_runs_nothing_that_a_device_says(self):
         with tempfile.TemporaryDirectory() as directory:
