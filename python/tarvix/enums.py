@@ -340,3 +340,4 @@ class DeviceStatus(IntEnum):
     NACK = 0x0301
     ADDRESS_IN_USE = 0x0302
     UNKNOWN_TARGET = 0x0303
+    BUS_STUCK = 0x0304
