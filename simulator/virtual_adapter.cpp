@@ -25,13 +25,13 @@ namespace {
 
 // The adapter between two restarts. Its parts refer to each other, so it stays where it was made.
 struct Firmware {
-    Firmware(const AdapterBoard& board, Bench& bench)
+    Firmware(const AdapterBoard& board, Bench& bench, Probe* probe)
         : system{.strings = {board.manufacturer, board.product, board.serialNumber, board.firmware, board.hardware}},
           voltage(board.voltage),
           gpio(notifications, bench.pins()),
-          i2c{.ports = bench.i2cPorts()},
-          spi{.devices = bench.spiDevices()},
-          uart{.notifications = notifications, .peer = bench.uartPeer()},
+          i2c{.ports = bench.i2cPorts(), .probe = probe},
+          spi{.devices = bench.spiDevices(), .probe = probe},
+          uart{.notifications = notifications, .peer = bench.uartPeer(), .probe = probe},
           i3cBus(bench.i3cTargets(), bench.legacyDevices(), notifications),
           i3c{.bus = i3cBus}
     {
@@ -67,12 +67,19 @@ struct Firmware {
 struct VirtualAdapter::Model {
     const AdapterBoard board;
     const Send send;
+    Probe* const probe;
     std::optional<Firmware> firmware;
     CommandTable table; // refers to the firmware, and each is made in the place of the last
     Bench bench;        // speaks to the firmware while there is one
 
-    Model(AdapterBoard itsBoard, World& world, Send itsSend)
-        : board(std::move(itsBoard)), send(std::move(itsSend)), bench(board, world, [this](std::size_t pin, bool high) {
+    Model(AdapterBoard itsBoard, World& world, Send itsSend, Probe* itsProbe)
+        : board(std::move(itsBoard)),
+          send(std::move(itsSend)),
+          probe(itsProbe),
+          bench(board, world, [this](std::size_t pin, bool high) {
+              if (probe != nullptr) {
+                  probe->pin(pin, high);
+              }
               if (firmware) {
                   changed(firmware->gpio, pin, high);
               }
@@ -87,7 +94,13 @@ struct VirtualAdapter::Model {
         firmware->addCommands(table);
     }
 
-    void start() { firmware.emplace(board, bench); }
+    void start() { firmware.emplace(board, bench, probe); }
+    void settle() const
+    {
+        if (probe != nullptr) {
+            probe->settle();
+        }
+    }
     bool isOnBus() const { return firmware->system.presence == Presence::ON_BUS; }
 
     OutputFrame execute(std::span<const std::uint8_t> frame)
@@ -118,13 +131,14 @@ struct VirtualAdapter::Model {
             return false;
         }
         const bool raised = raiseEvent(firmware->i3cBus, *bench.i3cTargets()[target]);
+        settle();
         sendNotifications();
         return raised;
     }
 };
 
-VirtualAdapter::VirtualAdapter(AdapterBoard board, World& world, Send send)
-    : model_(std::make_unique<Model>(std::move(board), world, std::move(send)))
+VirtualAdapter::VirtualAdapter(AdapterBoard board, World& world, Send send, Probe* probe)
+    : model_(std::make_unique<Model>(std::move(board), world, std::move(send), probe))
 {
 }
 
@@ -136,6 +150,7 @@ void VirtualAdapter::request(std::span<const std::uint8_t> frame)
         return;
     }
     const OutputFrame response = model_->execute(frame);
+    model_->settle();
     // Reset and boot mode take the adapter off the bus before it could answer.
     if (model_->isOnBus()) {
         model_->send(response.bytes());
@@ -150,6 +165,7 @@ Presence VirtualAdapter::presence() const
 
 void VirtualAdapter::settle()
 {
+    model_->settle();
     if (model_->isOnBus()) {
         model_->sendNotifications();
     }
@@ -159,6 +175,7 @@ void VirtualAdapter::powerUp()
 {
     model_->bench.powerCycle();
     model_->start();
+    model_->settle();
 }
 
 bool VirtualAdapter::raiseInBandInterrupt(std::size_t target, std::span<const std::uint8_t> payload)

@@ -11,6 +11,7 @@
 #include "devices/world.hpp"
 #include "model/frame.hpp"
 #include "model/presence.hpp"
+#include "model/probe.hpp"
 
 namespace sim {
 
@@ -20,8 +21,8 @@ public:
     // Takes each frame that the adapter sends, in the order in which it sends them.
     using Send = std::function<void(const Frame& frame)>;
 
-    // The world outlives the adapter.
-    VirtualAdapter(AdapterBoard board, World& world, Send send);
+    // The world outlives the adapter, and so does the probe, if there is one.
+    VirtualAdapter(AdapterBoard board, World& world, Send send, Probe* probe = nullptr);
     ~VirtualAdapter();
 
     // Executes one whole request frame and sends its response, if the command has one, and the notifications that it

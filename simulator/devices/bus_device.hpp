@@ -19,6 +19,9 @@ public:
     // a mere address probe. False: the address or one of the bytes was not acknowledged.
     virtual bool write(std::span<const std::uint8_t> stream) = 0;
 
+    // How many bytes of a write that returned false were acknowledged; nothing when not even the address was.
+    virtual std::optional<std::size_t> acknowledged() const { return std::nullopt; }
+
     // Fills `into` from where the device stands and returns how many bytes it delivered before it ended the read;
     // nothing when it did not acknowledge its address.
     virtual std::optional<std::size_t> read(std::span<std::uint8_t> into) = 0;

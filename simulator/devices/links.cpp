@@ -13,13 +13,21 @@ bool BusLink::reaches() const
     return !device_.isInReset();
 }
 
+bool BusLink::pass(std::span<const std::uint8_t> stream)
+{
+    const bool all = device_.write(stream);
+    acknowledged_ = all ? stream.size() : device_.acknowledged();
+    return all;
+}
+
 bool BusLink::write(std::span<const std::uint8_t> stream)
 {
+    acknowledged_.reset();
     if (!reaches()) {
         return false;
     }
     if (!faults_.isActive()) {
-        return device_.write(stream);
+        return pass(stream);
     }
     faults_.stretch();
     const auto [address, count] = faults_.acknowledged(stream.size());
@@ -28,7 +36,7 @@ bool BusLink::write(std::span<const std::uint8_t> stream)
     }
     std::vector<std::uint8_t> arrives(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(count));
     faults_.flip(arrives);
-    return device_.write(arrives) && count == stream.size();
+    return pass(arrives) && count == stream.size();
 }
 
 std::optional<std::size_t> BusLink::read(std::span<std::uint8_t> into)

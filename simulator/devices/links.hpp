@@ -34,12 +34,15 @@ public:
     BusLink(BusDevice& device, FaultSource& faults, std::size_t address) : Link(device, faults), address_(address) {}
 
     bool write(std::span<const std::uint8_t> stream) override;
+    std::optional<std::size_t> acknowledged() const override { return acknowledged_; }
     std::optional<std::size_t> read(std::span<std::uint8_t> into) override;
 
 private:
     bool reaches() const;
+    bool pass(std::span<const std::uint8_t> stream);
 
     std::optional<std::size_t> address_;
+    std::optional<std::size_t> acknowledged_; // of the last write
 };
 
 class SpiLink final : public Link<SpiDevice> {

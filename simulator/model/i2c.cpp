@@ -1,9 +1,12 @@
 #include "model/i2c.hpp"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
+#include "model/probe.hpp"
 #include "model/refusal.hpp"
 
 namespace sim {
@@ -65,24 +68,65 @@ struct Transfer {
     }
 };
 
-BusDevice& deviceAt(const I2c::Port& port, std::uint8_t address)
-{
-    require(!port.stuck, DeviceStatus::BUS_STUCK);
-    const auto found = port.devices.find(address);
-    require(found != port.devices.end(), DeviceStatus::NACK);
-    return *found->second;
-}
+// What is said to one address between start and stop. At its end, which a refusal may be, it tells the probe.
+class Conversation {
+public:
+    Conversation(const I2c& i2c, std::uint8_t bus, std::uint8_t address)
+        : i2c_(i2c), bus_(bus), address_(address), device_(deviceAt(i2c.ports[bus], address))
+    {
+        require(!i2c.ports[bus].stuck, DeviceStatus::BUS_STUCK);
+    }
+    ~Conversation()
+    {
+        if (i2c_.probe != nullptr) {
+            i2c_.probe->i2c(bus_, i2c_.settings[bus_].frequency, std::span(messages_).first(count_));
+        }
+    }
+    Conversation(const Conversation&) = delete;
+    Conversation& operator=(const Conversation&) = delete;
+
+    // The bytes outlive the conversation. False, or nothing read, when they were not acknowledged.
+    bool write(std::span<const std::uint8_t> stream)
+    {
+        const bool all = device_ != nullptr && device_->write(stream);
+        messages_[count_++] = {address_, false, stream, all ? stream.size() : acknowledgedByDevice()};
+        return all;
+    }
+    bool read(std::span<std::uint8_t> into)
+    {
+        const auto delivered = device_ != nullptr ? device_->read(into) : std::nullopt;
+        messages_[count_++] = {address_, true, into, delivered};
+        return delivered.has_value();
+    }
+
+private:
+    static BusDevice* deviceAt(const I2c::Port& port, std::uint8_t address)
+    {
+        const auto found = port.devices.find(address);
+        return found == port.devices.end() ? nullptr : found->second;
+    }
+    std::optional<std::size_t> acknowledgedByDevice() const
+    {
+        return device_ != nullptr ? device_->acknowledged() : std::nullopt;
+    }
+
+    const I2c& i2c_;
+    const std::uint8_t bus_;
+    const std::uint8_t address_;
+    BusDevice* const device_;
+    std::array<I2cMessage, 2> messages_{}; // a register address, and what is read there
+    std::size_t count_ = 0;
+};
 
 void requirePort(const I2c& i2c, std::uint8_t bus)
 {
     require(bus < i2c.ports.size(), DeviceStatus::BAD_BUS);
 }
 
-const I2c::Port& initialisedPort(const I2c& i2c, std::uint8_t bus)
+void requireInitialised(const I2c& i2c, std::uint8_t bus)
 {
     requirePort(i2c, bus);
-    require(i2c.initialised[bus], DeviceStatus::NOT_INITIALISED);
-    return i2c.ports[bus];
+    require(i2c.settings[bus].initialised, DeviceStatus::NOT_INITIALISED);
 }
 
 void setPullUpResistors(I2c& i2c, Request& request, OutputFrame&)
@@ -93,9 +137,8 @@ void setPullUpResistors(I2c& i2c, Request& request, OutputFrame&)
     require(fields[1] <= MAX_PULL_UP, DeviceStatus::BAD_PARAMETER);
 }
 
-// The settings decide nothing on a bus without time; they are checked as the hardware would. Returns whether the port
-// is initialised.
-bool& configure(I2c& i2c, Request& request)
+// The frequency shows in recordings only.
+void configure(I2c& i2c, Request& request, bool initialises)
 {
     const std::uint8_t bus = request.u8();
     const std::uint32_t frequency = request.u32();
@@ -103,17 +146,19 @@ bool& configure(I2c& i2c, Request& request)
     request.end();
     requirePort(i2c, bus);
     require(frequency >= 1 && frequency <= MAX_FREQUENCY, DeviceStatus::BAD_PARAMETER);
-    return i2c.initialised[bus];
+    I2c::Settings& settings = i2c.settings[bus];
+    require(settings.initialised || initialises, DeviceStatus::NOT_INITIALISED);
+    settings = {true, frequency};
 }
 
 void controllerInit(I2c& i2c, Request& request, OutputFrame&)
 {
-    configure(i2c, request) = true;
+    configure(i2c, request, true);
 }
 
 void setParameters(I2c& i2c, Request& request, OutputFrame&)
 {
-    require(configure(i2c, request), DeviceStatus::NOT_INITIALISED);
+    configure(i2c, request, false);
 }
 
 void write(I2c& i2c, Request& request, OutputFrame&)
@@ -121,27 +166,28 @@ void write(I2c& i2c, Request& request, OutputFrame&)
     const Transfer transfer(request);
     const auto data = request.rest();
     require(data.size() == transfer.count, DeviceStatus::MALFORMED_FRAME);
-    const I2c::Port& port = initialisedPort(i2c, transfer.bus);
+    requireInitialised(i2c, transfer.bus);
     transfer.check();
 
-    BusDevice& device = deviceAt(port, transfer.address);
     std::vector<std::uint8_t> stream = transfer.registerStream();
     stream.insert(stream.end(), data.begin(), data.end());
-    require(device.write(stream), DeviceStatus::NACK);
+    require(Conversation(i2c, transfer.bus, transfer.address).write(stream), DeviceStatus::NACK);
 }
 
 void read(I2c& i2c, Request& request, OutputFrame& response)
 {
     const Transfer transfer(request);
     request.end();
-    const I2c::Port& port = initialisedPort(i2c, transfer.bus);
+    requireInitialised(i2c, transfer.bus);
     transfer.check();
 
-    BusDevice& device = deviceAt(port, transfer.address);
     const auto stream = transfer.registerStream();
-    require(stream.empty() || device.write(stream), DeviceStatus::NACK);
     std::vector<std::uint8_t> data(transfer.count, FLOATING);
-    require(device.read(data).has_value(), DeviceStatus::NACK);
+    {
+        Conversation conversation(i2c, transfer.bus, transfer.address);
+        require(stream.empty() || conversation.write(stream), DeviceStatus::NACK);
+        require(conversation.read(data), DeviceStatus::NACK);
+    }
     response.setU8(READ_BUS, transfer.bus);
     response.setU16(READ_COUNT, transfer.count);
     response.append(data);
@@ -151,13 +197,12 @@ void scanBus(I2c& i2c, Request& request, OutputFrame& response)
 {
     const auto fields = request.bytes(2);
     request.end();
-    const I2c::Port& port = initialisedPort(i2c, fields[0]);
+    requireInitialised(i2c, fields[0]);
     asFlag(fields[1]); // without effect here
-    require(!port.stuck, DeviceStatus::BUS_STUCK);
 
     std::vector<std::uint8_t> found;
-    for (const auto& [address, device] : port.devices) {
-        if (address >= FIRST_SCANNED && address <= LAST_SCANNED && device->write({})) {
+    for (std::uint8_t address = FIRST_SCANNED; address <= LAST_SCANNED; ++address) {
+        if (Conversation(i2c, fields[0], address).write({})) {
             found.push_back(address);
         }
     }

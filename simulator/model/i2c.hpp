@@ -10,6 +10,8 @@
 
 namespace sim {
 
+class Probe;
+
 struct I2c {
     struct Port {
         std::map<std::uint8_t, BusDevice*> devices; // by their addresses
@@ -17,8 +19,14 @@ struct I2c {
     };
     using Ports = std::array<Port, 2>;
 
+    struct Settings {
+        bool initialised = false;
+        std::uint32_t frequency = 0; // Hz
+    };
+
     const Ports& ports;
-    std::array<bool, 2> initialised{}; // by port
+    std::array<Settings, 2> settings{}; // by port
+    Probe* probe = nullptr;
 };
 
 void addI2cCommands(CommandTable& table, I2c& i2c);

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "model/probe.hpp"
 #include "model/refusal.hpp"
 
 namespace sim {
@@ -47,6 +48,7 @@ Spi::Settings readSettings(Request& request)
         .dataWidth = upTo<SpiDataWidth::BITS_16>(fields[2]),
         .chipSelect = upTo<SpiChipSelect::SELECT_3>(fields[3]),
         .chipSelectPolarity = upTo<SpiChipSelectPolarity::ACTIVE_HIGH>(fields[4]),
+        .frequency = frequency,
     };
 }
 
@@ -84,14 +86,18 @@ void transfer(Spi& spi, Request& request, OutputFrame& response)
     std::ranges::copy(data, sent.begin());
     std::vector<std::uint8_t> received(clocked, 0xFF);
     const bool lastBitFirst = spi.settings->bitOrder == SpiBitOrder::LSB_FIRST;
-    if (SpiDevice* const device = listener(spi)) {
-        if (lastBitFirst) {
-            reverseWords(sent, spi.settings->dataWidth);
-        }
+    SpiDevice* const device = listener(spi);
+    if (lastBitFirst) {
+        reverseWords(sent, spi.settings->dataWidth);
+    }
+    if (device != nullptr) {
         received = device->exchange(sent);
-        if (lastBitFirst) {
-            reverseWords(received, spi.settings->dataWidth);
-        }
+    }
+    if (spi.probe != nullptr) {
+        spi.probe->spi(*spi.settings, sent, received);
+    }
+    if (lastBitFirst) {
+        reverseWords(received, spi.settings->dataWidth);
     }
     response.setU16(COUNT, clocked);
     response.append(received);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <optional>
 
 #include "devices/spi_device.hpp"
@@ -9,6 +10,8 @@
 #include "tarvixsdk/types.h"
 
 namespace sim {
+
+class Probe;
 
 struct Spi {
     // The device behind each chip select, null where there is none.
@@ -20,10 +23,12 @@ struct Spi {
         SpiDataWidth dataWidth;
         SpiChipSelect chipSelect;
         SpiChipSelectPolarity chipSelectPolarity;
+        std::uint32_t frequency; // Hz
     };
 
     Devices devices;
     std::optional<Settings> settings{}; // none: not initialised
+    Probe* probe = nullptr;
 };
 
 void addSpiCommands(CommandTable& table, Spi& spi);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "model/probe.hpp"
 #include "model/refusal.hpp"
 
 namespace sim {
@@ -15,16 +16,17 @@ constexpr std::size_t RECEIVED_COUNT = 6;
 constexpr std::size_t RECEIVED_DATA = 8;
 constexpr std::size_t LONGEST_MESSAGE = 0xFFFF; // its length must fit the field
 
-UartDataSize readSettings(Request& request)
+Uart::Settings readSettings(Request& request)
 {
     const auto fields = request.bytes(5);
     request.end();
-    upTo<UartBaudRate::BAUD_921600>(fields[0]);
     upTo<UartHwHandshake::ENABLED>(fields[1]);
-    upTo<UartParity::EVEN>(fields[2]);
-    const auto dataSize = upTo<UartDataSize::BITS_8>(fields[3]);
-    upTo<UartStopBit::TWO>(fields[4]);
-    return dataSize;
+    return {
+        .baudRate = upTo<UartBaudRate::BAUD_921600>(fields[0]),
+        .parity = upTo<UartParity::EVEN>(fields[2]),
+        .dataSize = upTo<UartDataSize::BITS_8>(fields[3]),
+        .stopBit = upTo<UartStopBit::TWO>(fields[4]),
+    };
 }
 
 // Bits beyond the data size do not exist on the wire.
@@ -40,20 +42,20 @@ std::vector<std::uint8_t> masked(std::span<const std::uint8_t> bytes, UartDataSi
 void deinit(Uart& uart, Request& request, OutputFrame&)
 {
     request.end();
-    require(uart.dataSize.has_value(), DeviceStatus::NOT_INITIALISED);
-    uart.dataSize.reset();
+    require(uart.settings.has_value(), DeviceStatus::NOT_INITIALISED);
+    uart.settings.reset();
 }
 
 void init(Uart& uart, Request& request, OutputFrame&)
 {
-    uart.dataSize = readSettings(request);
+    uart.settings = readSettings(request);
 }
 
 void setParameters(Uart& uart, Request& request, OutputFrame&)
 {
-    const UartDataSize dataSize = readSettings(request);
-    require(uart.dataSize.has_value(), DeviceStatus::NOT_INITIALISED);
-    uart.dataSize = dataSize;
+    const Uart::Settings settings = readSettings(request);
+    require(uart.settings.has_value(), DeviceStatus::NOT_INITIALISED);
+    uart.settings = settings;
 }
 
 void sendMessage(Uart& uart, Request& request, OutputFrame&)
@@ -61,24 +63,32 @@ void sendMessage(Uart& uart, Request& request, OutputFrame&)
     const std::uint16_t count = request.u16();
     const auto message = request.rest();
     require(message.size() == count, DeviceStatus::MALFORMED_FRAME);
-    require(uart.dataSize.has_value(), DeviceStatus::NOT_INITIALISED);
-    if (!message.empty()) {
-        uart.peer.receive(masked(message, *uart.dataSize));
+    require(uart.settings.has_value(), DeviceStatus::NOT_INITIALISED);
+    if (message.empty()) {
+        return;
     }
+    const auto sent = masked(message, uart.settings->dataSize);
+    if (uart.probe != nullptr) {
+        uart.probe->uartSent(*uart.settings, sent);
+    }
+    uart.peer.receive(sent);
 }
 
 } // namespace
 
 void receive(Uart& uart, std::span<const std::uint8_t> bytes)
 {
-    if (!uart.dataSize) {
+    if (!uart.settings) {
         return;
     }
     while (!bytes.empty()) {
-        const auto message = bytes.first(std::min(bytes.size(), LONGEST_MESSAGE));
+        const auto message = masked(bytes.first(std::min(bytes.size(), LONGEST_MESSAGE)), uart.settings->dataSize);
+        if (uart.probe != nullptr) {
+            uart.probe->uartReceived(*uart.settings, message);
+        }
         OutputFrame frame = Notifications::frame(NotificationCode::UART_RX, RECEIVED_DATA);
         frame.setU16(RECEIVED_COUNT, static_cast<std::uint16_t>(message.size()));
-        frame.append(masked(message, *uart.dataSize));
+        frame.append(message);
         uart.notifications.add(frame);
         bytes = bytes.subspan(message.size());
     }

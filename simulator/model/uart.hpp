@@ -12,10 +12,21 @@
 
 namespace sim {
 
+class Probe;
+
 struct Uart {
+    // All but the data size show in recordings only.
+    struct Settings {
+        UartBaudRate baudRate;
+        UartParity parity;
+        UartDataSize dataSize;
+        UartStopBit stopBit;
+    };
+
     Notifications& notifications;
     UartPeer& peer;
-    std::optional<UartDataSize> dataSize{}; // the setting that shows in what comes back; none: not initialised
+    std::optional<Settings> settings{}; // none: not initialised
+    Probe* probe = nullptr;
 };
 
 // What the peer sends; nobody hears it before the UART is initialised.

@@ -187,6 +187,15 @@ void addHostOptions(CLI::App& app, Arguments& arguments, Wishes& wishes)
         app, "--away", [&](const auto& text) { options.away = milliseconds(toNumber(text, 0, LONGEST_TIME)); },
         "Time off the bus after a reset or an unplug fault [1000; 200 for a reset under run]")
         ->type_name("MS");
+    app.add_option("--vcd", arguments.vcdFile, "Record what happens on the buses and pins, for GTKWave and sigrok")
+        ->type_name("FILE")
+        ->expected(1)
+        ->allow_extra_args(false);
+    addOption(
+        app, "--vcd-pause",
+        [&](const auto& text) { arguments.longestVcdPause = milliseconds(toNumber(text, 0, LONGEST_TIME)); },
+        "Cut pauses in the recording that are longer [as long as they were]")
+        ->type_name("MS");
     app.add_flag("--verbose", options.verbose, "Print every frame on standard error");
 }
 

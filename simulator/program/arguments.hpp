@@ -1,6 +1,7 @@
 // The command line of tarvix-sim.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@ struct Arguments {
     HostOptions host;
     std::string boardFile;    // empty for the default board
     bool printsBoard = false; // board: prints the default one, else checks the file
+    std::string vcdFile;      // empty for none; whoever performs the action makes the recorder
+    std::chrono::steady_clock::duration longestVcdPause = std::chrono::steady_clock::duration::max();
 
     std::vector<std::string> command;     // run
     std::string uhidDevice = "/dev/uhid"; // uhid

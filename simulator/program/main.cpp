@@ -1,6 +1,12 @@
 // tarvix-sim: the virtual adapter as a program.
+#include <algorithm>
 #include <exception>
 #include <fmt/format.h>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "board/read_board.hpp"
 #include "common/terminal.hpp"
@@ -9,8 +15,20 @@
 
 namespace {
 
-int perform(const sim::Arguments& arguments)
+// Serial numbers in the order of the adapters.
+std::shared_ptr<sim::VcdRecorder> recorderOf(const sim::Arguments& arguments)
 {
+    std::vector<std::string> serialNumbers;
+    std::ranges::transform(arguments.host.adapters, std::back_inserter(serialNumbers),
+                           &sim::AdapterBoard::serialNumber);
+    return std::make_shared<sim::VcdRecorder>(arguments.vcdFile, serialNumbers, arguments.longestVcdPause);
+}
+
+int perform(sim::Arguments arguments)
+{
+    if (!arguments.vcdFile.empty()) {
+        arguments.host.recorder = recorderOf(arguments);
+    }
     switch (arguments.action) {
     case sim::Arguments::Action::RUN:
         return sim::runPort(arguments.host, arguments.command);

@@ -38,6 +38,7 @@ TEST(CommandLine, EveryOptionArrives)
 {
     const auto run = parse("run --report-size 1024 --serial B-7 --adapters 128 --latency 60000 --fault drop:0.25 "
                            "--fault unplug --fault-delay 0x10 --seed 18446744073709551615 --away 5 --verbose "
+                           "--vcd x.vcd --vcd-pause 7 "
                            "-- sh --seed --");
     EXPECT_EQ(run.action, Arguments::Action::RUN);
     EXPECT_EQ(run.command, (Words{"sh", "--seed", "--"}));
@@ -50,6 +51,7 @@ TEST(CommandLine, EveryOptionArrives)
     EXPECT_EQ(std::tuple(host.faults[Fault::DROP], host.faults[Fault::UNPLUG], host.faults[Fault::DELAY]),
               std::tuple(0.25, 1, 0));
     EXPECT_EQ(host.faults.seed, 18446744073709551615U);
+    EXPECT_EQ(std::tuple(run.vcdFile, run.longestVcdPause), std::tuple("x.vcd", milliseconds(7)));
     EXPECT_EQ(parse("run -- x").host.away, std::nullopt);
 
     EXPECT_EQ(parse("uhid --device /d").uhidDevice, "/d");

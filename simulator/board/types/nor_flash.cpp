@@ -13,12 +13,12 @@ namespace sim {
 
 namespace {
 
-constexpr double LONGEST_MS = 600'000;
+constexpr double LONGEST_BUSY_MS = 600'000;
 
 void readTime(Object& object, const std::string& key, NorFlash::Duration& time)
 {
     if (const auto given = object.find(key)) {
-        time = given->milliseconds(LONGEST_MS);
+        time = given->milliseconds(LONGEST_BUSY_MS);
     }
 }
 

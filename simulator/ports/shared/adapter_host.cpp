@@ -84,7 +84,9 @@ AdapterHost::AdapterHost(EventLoop& loop, const HostOptions& options, const Abse
       reportSize_(options.adapters.at(index).reportSize),
       cable_(cable),
       world_(std::make_unique<LoopWorld>(loop, *this)),
-      adapter_(options.adapters.at(index), *world_, [this](const Frame& frame) { send(frame); }),
+      adapter_(
+          options.adapters.at(index), *world_, [this](const Frame& frame) { send(frame); },
+          options.recorder ? &options.recorder->adapter(index) : nullptr),
       faults_(options.faults, index)
 {
 }

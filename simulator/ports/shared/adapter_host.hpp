@@ -15,6 +15,7 @@
 #include "ports/shared/event_loop.hpp"
 #include "ports/shared/faults.hpp"
 #include "ports/shared/report_codec.hpp"
+#include "record/vcd_recorder.hpp"
 #include "virtual_adapter.hpp"
 
 namespace sim {
@@ -26,6 +27,7 @@ struct HostOptions {
     FaultPlan faults;
     std::optional<std::chrono::milliseconds> away; // see AbsenceTimes
     bool verbose = false;
+    std::shared_ptr<VcdRecorder> recorder; // of all adapters; null for none
 };
 
 // How long an adapter stays away unless the user chose a time.
