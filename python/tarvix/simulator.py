@@ -144,8 +144,12 @@ class Bench:
             return host.entry()
 
         path = f"{folder}/board.json"
-        with open(path, "w", encoding="utf-8") as file:
-            json.dump(board, file, default=entry)
+        try:
+            with open(path, "w", encoding="utf-8") as file:
+                json.dump(board, file, default=entry)
+        except BaseException:
+            self._cleanup.close()
+            raise
         return path
 
     def _end(self) -> str:
