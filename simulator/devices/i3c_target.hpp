@@ -119,6 +119,14 @@ public:
     std::optional<std::size_t> read(std::span<std::uint8_t> into) override;
     void powerCycle() override;
 
+    Cells cells() const override { return {.count = registers_.size()}; }
+    std::uint32_t peek(std::size_t address) const override { return registers_[address]; }
+    void poke(std::size_t address, std::uint32_t value) override
+    {
+        registers_[address] = static_cast<std::uint8_t>(value);
+    }
+    std::vector<Fact> facts() const override;
+
     // Whether the target has what this defining byte of RSTACT is about.
     bool supports(I3cTargetResetDefByte definingByte) const;
     // What the next target reset pattern does, until a START comes before it.

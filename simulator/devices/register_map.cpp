@@ -100,6 +100,13 @@ void RegisterMap::powerCycle()
     updateInterrupt();
 }
 
+void RegisterMap::poke(std::size_t address, std::uint32_t value)
+{
+    values_[address] = static_cast<std::uint16_t>(value);
+    startAndStop();
+    updateInterrupt();
+}
+
 void RegisterMap::startAndStop()
 {
     for (std::size_t index = 0; index < progress_.size(); ++index) {

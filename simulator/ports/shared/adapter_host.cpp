@@ -204,6 +204,13 @@ void AdapterHost::pump()
     }
 }
 
+bool AdapterHost::receiveOnUart(std::span<const std::uint8_t> bytes)
+{
+    const bool received = present_ && adapter_.receiveOnUart(bytes);
+    settle();
+    return received;
+}
+
 bool AdapterHost::raiseInBandInterrupt(std::size_t target, std::span<const std::uint8_t> payload)
 {
     const bool raised = present_ && adapter_.raiseInBandInterrupt(target, payload);
