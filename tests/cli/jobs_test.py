@@ -40,7 +40,7 @@ JOBS = (
     ("supply", "tarvix rail set shared 1.8V > /dev/null; tarvix rail log --csv -n 1", "time,shared_mv,i3c_1_mv,i3c_2_mv\nTIME,1800,1800,1800\n"),
     ("bring an I3C bus up", "tarvix i3c table; tarvix i3c init | cut -c1-22; tarvix i3c write 8 0 9; tarvix i3c read 8 0 --raw | od -An -tx1;"
      "tarvix i3c ccc GETBCR @9; tarvix i3c ccc 0x8e @9 --read 1", "the bus is not up: 'tarvix i3c init' brings it up\n"
-     "dynamic  static  pid  \n0x08     0x30    7ffe1\n0x09     0x31    7ffe5\n 09\n02\nbcr: 0x02\nrole: target\nfeatures: interrupts\n02\n"),
+     "dynamic  static  pid  \n0x08     0x30    7ffe1\n0x09     0x31    7ffe5\n 09\n22\nbcr: 0x22\nrole: target\nfeatures: interrupts, advanced capabilities\n22\n"),
     ("take an interrupt", "tarvix i3c init > /dev/null; coproc tarvix monitor -n 1 --banner 2>&1; exec 5<&${COPROC[0]}; read -ru 5 line;"
      "tarvix-sim trigger ibi --target 0 0x0a; cat <&5", "TIME i3c-ibi address=0x08 payload=0a\n"),
     ("read again and again", "tarvix i2c get 0x48 0 -w 2 --every 1ms --count 2 --csv", "time,0x00\nTIME,6016\nTIME,6016\n"),
