@@ -94,7 +94,13 @@ struct VirtualAdapter::Model {
         firmware->addCommands(table);
     }
 
-    void start() { firmware.emplace(board, bench, probe); }
+    void start()
+    {
+        firmware.emplace(board, bench, probe);
+        for (std::size_t pin = 0; probe != nullptr && pin < Gpio::COUNT; ++pin) {
+            probe->pin(pin, bench.pins()[pin].isHigh());
+        }
+    }
     void settle() const
     {
         if (probe != nullptr) {

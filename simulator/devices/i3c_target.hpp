@@ -108,6 +108,7 @@ public:
 
     I3cPeripheral& peripheral() { return peripheral_; }
     const I3cPeripheral& peripheral() const { return peripheral_; }
+    bool awaitsAddress() const { return peripheral_.dynamicAddress == 0 && !isInReset(); }
     bool isInGroup(std::uint8_t address) const;
     // Gives back the dynamic address, and with it the group addresses.
     void loseAddresses();

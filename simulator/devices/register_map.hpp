@@ -89,6 +89,7 @@ private:
     std::uint16_t readRegister();
     void startAndStop();
     void waitForRow(std::size_t index);
+    void skipMissedRows(std::size_t index);
     void showRow(std::size_t index);
     void wasRead(std::size_t address);
     void updateInterrupt() const;

@@ -117,6 +117,9 @@ Board equip(Board board, const Wishes& wishes)
 
 void readBoardOf(Arguments& arguments, const Wishes& wishes)
 {
+    if (arguments.action == Arguments::Action::TRIGGER || arguments.printsBoard) {
+        return; // needs none, and reading one takes time
+    }
     try {
         arguments.host.adapters =
             equip(arguments.boardFile.empty() ? defaultBoard() : readBoard(arguments.boardFile), wishes);

@@ -10,7 +10,8 @@ static std::unique_ptr<sim::RunHost> newHost()
     ::setenv("XDG_RUNTIME_DIR", "/dev/shm", 1); // a disk would take most of the time
     static const sim::PrivateDirectory directory;
     std::remove((directory.path() + '/' + sim::SOCKET_NAME).c_str());
-    return std::make_unique<sim::RunHost>(loop, sim::HostOptions{}, directory.path());
+    static const sim::HostOptions options{.adapters = sim::defaultBoard()};
+    return std::make_unique<sim::RunHost>(loop, options, directory.path());
 }
 
 // Over a connection of its own. Returns whether the answer is mere consent.

@@ -12,7 +12,6 @@ namespace {
 
 constexpr std::size_t MOST_ENTRIES = 1000;
 constexpr std::size_t MOST_BYTES = 0xFFFF;
-constexpr double LONGEST_MS = 3'600'000;
 
 std::string textOf(const std::vector<std::uint8_t>& bytes)
 {
@@ -58,6 +57,7 @@ std::string readText(Object& object, const std::string& lineEnd)
 
 UartScript::Duration readTime(Object& object, const std::string& key)
 {
+    constexpr double LONGEST_MS = 3'600'000;
     const auto time = object.find(key);
     return time ? time->milliseconds(LONGEST_MS) : UartScript::Duration{};
 }

@@ -162,6 +162,9 @@ void AdapterHost::execute(const Frame& request)
 
 void AdapterHost::send(Frame frame)
 {
+    if (!present_) { // a device has raised an event
+        return;
+    }
     const auto passage = faults_.pass(frame);
     const auto due = EventLoop::Clock::now() + options_.latency + passage.delay + std::exchange(stretched_, {});
     log(passage.copies == 0 ? "> lost:" : ">", frame);

@@ -22,12 +22,12 @@ namespace sim {
 
 // Options of every port.
 struct HostOptions {
-    Board adapters = defaultBoard();
+    Board adapters; // at least one
     std::chrono::milliseconds latency{0};
-    FaultPlan faults;
-    std::optional<std::chrono::milliseconds> away; // see AbsenceTimes
+    FaultPlan faults{};
+    std::optional<std::chrono::milliseconds> away{}; // see AbsenceTimes
     bool verbose = false;
-    std::shared_ptr<VcdRecorder> recorder; // of all adapters; null for none
+    std::shared_ptr<VcdRecorder> recorder{}; // of all adapters; null for none
 };
 
 // How long an adapter stays away unless the user chose a time.
