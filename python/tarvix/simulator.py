@@ -21,12 +21,13 @@ import socket
 import subprocess
 import tempfile
 from types import TracebackType
-from typing import Dict, List, Mapping, Optional, Sequence, Type, TypeVar, Union
+from typing import Any, Callable, Dict, Mapping, Optional, Sequence, Type, TypeVar, Union
 
 from . import _flat
 from .adapter import Adapter
 from .device import Device, DeviceHost
 from .errors import TarvixError
+from .hand import Hand
 
 __all__ = ["Bench", "Device", "SimulatorError"]
 
@@ -45,7 +46,7 @@ class SimulatorError(TarvixError):
     """The virtual adapter could not be started, or refused what it was asked."""
 
 
-class Bench:
+class Bench(Hand):
     """Virtual adapters for this process. One bench runs at a time; it may have several adapters.
 
     Start it before the process first uses an adapter: from then on it sees the virtual adapters only.
@@ -96,6 +97,7 @@ class Bench:
         if not library:
             raise SimulatorError(f"cannot start a virtual adapter: {self._end()}")
         self._host = _Host(socket_path)
+        super().__init__(self._host.asking(0))
         self.environment: Dict[str, str] = {**os.environ, "LD_PRELOAD": library, "TARVIX_SIM_SOCKET": socket_path}
         """For programs that are to see the virtual adapters: ``subprocess.run([...], env=bench.environment)``."""
         try:
@@ -109,21 +111,9 @@ class Bench:
         """Opens a virtual adapter, by default the only one."""
         return Adapter(serial, timeout=timeout)
 
-    def unplug(self, adapter: Union[int, str] = 0) -> None:
-        """Pulls an adapter out, named by its index or serial number."""
-        self._host.ask("trigger", "unplug", str(adapter))
-
-    def replug(self, adapter: Union[int, str] = 0) -> None:
-        """Plugs an adapter in again; it is as after power-up."""
-        self._host.ask("trigger", "replug", str(adapter))
-
-    def raise_interrupt(self, target: int = 0, payload: bytes = b"", adapter: Union[int, str] = 0) -> None:
-        """Has an I3C target raise an in-band interrupt."""
-        self._host.ask("trigger", "ibi", str(adapter), str(target), *map(str, payload))
-
-    def hot_join(self, target: int = 0, adapter: Union[int, str] = 0) -> None:
-        """Has an I3C target join the bus."""
-        self._host.ask("trigger", "hot-join", str(adapter), str(target))
+    def at(self, adapter: Union[int, str]) -> Hand:
+        """The hand on one of several adapters, named by its index or serial number."""
+        return Hand(self._host.asking(adapter))
 
     def close(self) -> None:
         """Ends the virtual adapters: sessions lose them."""
@@ -179,19 +169,28 @@ class _Host:
     def __init__(self, path: str) -> None:
         self._path = path
 
-    def ask(self, *fields: str) -> List[str]:
-        """The fields that follow its consent."""
+    def asking(self, adapter: Union[int, str]) -> Callable[..., Dict[str, Any]]:
+        """What asks it to do something at an adapter."""
+
+        def ask(do: str, **keys: object) -> Dict[str, Any]:
+            return self._control({"do": do, "adapter": adapter, **keys})
+
+        return ask
+
+    def _control(self, request: Dict[str, object]) -> Dict[str, Any]:
+        message = b"control\0" + json.dumps(request).encode("utf-8") + b"\0"
         with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as connection:
             connection.settimeout(_PATIENCE)
             try:
                 connection.connect(self._path)
-                connection.send(b"".join(os.fsencode(field) + b"\0" for field in fields))
-                answer = [os.fsdecode(field) for field in connection.recv(_LARGEST_MESSAGE).split(b"\0")]
+                connection.send(message)
+                status, *answer = connection.recv(_LARGEST_MESSAGE).decode("utf-8").split("\0")
             except OSError as error:
                 raise SimulatorError(f"the virtual adapter does not answer: {error}") from None
-        if answer[0] != "ok":
-            raise SimulatorError(answer[0] or "the virtual adapter has ended: start a new Bench")
-        return answer[1:-1]
+        if status != "ok":
+            raise SimulatorError(status or "the virtual adapter has ended: start a new Bench")
+        found: Dict[str, Any] = json.loads(answer[0])
+        return found
 
 
 def _find_program() -> str:

@@ -59,6 +59,62 @@ def test_a_board_of_ones_own(board: pathlib.Path) -> None:
         Bench(board)
 
 
+def test_the_hand_on_the_bench(tarvix_bench: Bench, tarvix_adapter: Adapter) -> None:
+    tarvix_adapter.i2c[0].configure()
+    tarvix_adapter.uart.configure()
+    sensor, eeprom = tarvix_bench.device("temperature").registers, tarvix_bench.device("small-eeprom").registers
+    sensor[0] = 0x1900
+    assert (tarvix_adapter.i2c[0].read(0x48, 2, 0), sensor[0]) == (b"\x19\x00", 0x1900)
+    eeprom[0x10] = b"abc"
+    assert (tarvix_adapter.i2c[0].read(0x50, 3, 0x10), bytes(eeprom[0x10:0x14])) == (b"abc", b"abc\xff")
+    large = tarvix_bench.device("large-eeprom").registers
+    large[0] = list(range(100)) * 90  # more than a message holds
+    assert large[:9000] == list(range(100)) * 90
+    for wrong in (slice(0, 4, 2), slice(0, None), slice(-4, 2)):
+        with pytest.raises(tarvix.InvalidArgument, match="FIRST:END"):
+            large[wrong]
+    with tarvix_adapter.gpio[2].edges() as edges:
+        tarvix_bench.gpio[2].hold(1)
+        assert (edges.next(5).pin, tarvix_adapter.gpio[2].value) == (2, 1)
+        tarvix_bench.gpio[2].let_go()
+        assert (edges.next(5).pin, tarvix_adapter.gpio[2].value) == (2, 0)
+    tarvix_bench.uart.send(b"from outside")
+    assert tarvix_adapter.uart.read(12) == b"from outside"
+    tarvix_adapter.uart.write(b"from inside")
+    assert (tarvix_bench.uart.sent(), tarvix_bench.uart.sent()) == (b"from inside", b"")
+    tarvix_bench.device("small-eeprom").fault("nack")
+    assert not tarvix_adapter.i2c[0].probe(0x50)
+    tarvix_bench.device("temperature").stretch(0.05)
+    tarvix_bench.faults_off()
+    assert tarvix_adapter.i2c[0].probe(0x50)
+    tarvix_bench.hold_bus(0)
+    with pytest.raises(tarvix.DeviceError, match="BUS_STUCK"):
+        tarvix_adapter.i2c[0].read(0x48, 2)
+    tarvix_bench.hold_bus(0, held=False)
+    sensor[3] = 0x1234
+    tarvix_bench.device("temperature").power_cycle()
+    assert (sensor[3], sensor[0]) == (0x5000, 0x1900)  # a setting, and the temperature, which is the world's
+    tarvix_bench.device("temperature").reset(held=True)
+    assert not tarvix_adapter.i2c[0].probe(0x48)
+    tarvix_bench.device("temperature").reset(held=False)
+    assert tarvix_bench.state()["serial"] == "TVX0000001" and tarvix_bench.state()["i2c"][0]["initialised"]
+    tarvix_bench.fault("drop")
+    with pytest.raises(tarvix.Timeout), Adapter(exclusive=False, timeout=0.05) as hasty:
+        hasty.gpio[0].read()
+    with pytest.raises(SimulatorError, match="nobody"):
+        tarvix_bench.device("nobody").power_cycle()
+
+
+def test_buttons_and_several_adapters() -> None:
+    wires = [{"name": "start", "pins": [5], "pull": "up", "button": "low"}]
+    with Bench({"version": 1, "adapters": [{"gpio": {"wires": wires}}]}, adapters=2) as bench:
+        with bench.adapter("TVX0000001") as first, bench.adapter("TVX0000002") as second:
+            bench.at(1).wire("start").press()
+            assert (first.gpio[5].value, second.gpio[5].value) == (1, 0)
+            bench.at("TVX0000002").gpio[5].release()
+            assert second.gpio[5].value == 1
+
+
 def test_why_it_does_not_start(monkeypatch: pytest.MonkeyPatch, run: Run) -> None:
     with pytest.raises(SimulatorError, match="cannot start a virtual adapter: .*--report-size.*'65'"):
         Bench(report_size=65)

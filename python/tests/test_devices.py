@@ -5,6 +5,7 @@ from __future__ import annotations
 import json
 import pathlib
 import sys
+import threading
 from typing import Any, Dict
 
 import devices
@@ -62,6 +63,11 @@ def test_devices_in_this_process(capsys: "pytest.CaptureFixture[str]") -> None:
             adapter.i2c[0].write(0x20, b"\xee")
         assert capsys.readouterr().err.count("\nZeroDivisionError\n") == 1
         registers.interrupt(True)  # heard by nobody
+        threads = [thread for thread in threading.enumerate() if thread.name.startswith("tarvix device")]
+        assert len(threads) == 3
+    for thread in threads:
+        thread.join(10)
+        assert not thread.is_alive()
     with pytest.raises(SimulatorError, match="a board holds no object: put JSON or a Device there"):
         Bench({"version": 1, "adapters": [object()]})
 

@@ -76,7 +76,7 @@ def test_i3c_events(tarvix_bench: Bench, tarvix_adapter: Adapter) -> None:
     bus.init_bus([I3cTarget(0x30, 0x0A), I3cTarget(0x31, 0x0B)])
     with bus.interrupts(0x0B) as second, bus.interrupts() as all_, bus.hot_joins() as joins:
         tarvix_bench.raise_interrupt(0, b"\xaa\xbb")
-        tarvix_bench.raise_interrupt(1)
+        tarvix_bench.device("i3c1").raise_interrupt()
         first = all_.next(5)
         assert (first.address, first.payload, all_.next(5).address) == (0x0A, b"\xaa\xbb", 0x0B)
         assert (second.next(5).address, second.take()) == (0x0B, None)
@@ -85,7 +85,7 @@ def test_i3c_events(tarvix_bench: Bench, tarvix_adapter: Adapter) -> None:
         assert (join.pid, join.bcr, join.dcr) == (b"\x7f\xfe\x56\x78\x90\x02", 0x22, 0xC6)
         assert bus.getpid(join.dynamic_address) == join.pid
     with pytest.raises(SimulatorError, match="cannot join now"):
-        tarvix_bench.hot_join(1)
+        tarvix_bench.device("i3c1").hot_join()
 
 
 def test_callbacks_may_use_the_adapter(tarvix_adapter: Adapter, capsys: "pytest.CaptureFixture[str]") -> None:
