@@ -173,7 +173,9 @@ class BoardTest(Case):
             "tarvix i2c get 0x19 0x0f; tarvix i2c set 0x19 0x22 0x10; tarvix i2c set 0x19 0x20 0x57", sim)
         self.assertEqual((len(printed), printed[0].split()[1:3], status), (2, ["33", "|3|"], 0))
         rows = [line.split(",")[1:] for line in (BOARDS / "motion.csv").read_text(encoding="utf-8").splitlines()[1:]]
-        result = shell("tarvix i2c set 0x19 0x20 0x57; sleep 0.1; tarvix i2c get 0x19 0xa8 -n 6 --raw | od -An -td2", sim)
+        result = shell("tarvix i2c set 0x19 0x22 0x10; tarvix i2c set 0x19 0x20 0x57; "
+                       "until tarvix gpio get 3 | grep -q high; do :; done; "
+                       "tarvix i2c get 0x19 0xa8 -n 6 --raw | od -An -td2", sim)
         self.assertIn([int(value) / 16384 for value in result.stdout.split()],
                       [[float(value) for value in row] for row in rows])
 
@@ -188,7 +190,8 @@ class BoardTest(Case):
         self.assertEqual(memory.read_bytes(), image.ljust(2048, b"\xff"))
         self.assertEqual((directory / "calibration.bin").read_bytes(), image)
         memory.write_bytes(bytes(range(256)) * 8)
-        result = shell(f"tarvix i2c eeprom write 0x50 {memory} --part 24c16; kill -TERM $PPID; sleep 60", sim)
+        result = shell(f"tarvix i2c eeprom write 0x50 {memory} --part 24c16; kill -TERM $PPID; "
+                       "while :; do sleep 0.01; done", sim)
         self.assertEqual(result.returncode, 128 + 15, result.stderr)
         self.assertEqual((directory / "calibration.bin").read_bytes(), memory.read_bytes())
 
