@@ -4,65 +4,13 @@
 #include <utility>
 
 #include "bench/bench.hpp"
-#include "model/ccc.hpp"
 #include "model/command_table.hpp"
-#include "model/gpio.hpp"
-#include "model/i2c.hpp"
-#include "model/i3c.hpp"
-#include "model/i3c_bus.hpp"
-#include "model/notifications.hpp"
+#include "model/firmware.hpp"
 #include "model/output_frame.hpp"
 #include "model/refusal.hpp"
 #include "model/request.hpp"
-#include "model/spi.hpp"
-#include "model/system.hpp"
-#include "model/uart.hpp"
-#include "model/voltage.hpp"
 
 namespace sim {
-
-namespace {
-
-// The adapter between two restarts. Its parts refer to each other, so it stays where it was made.
-struct Firmware {
-    Firmware(const AdapterBoard& board, Bench& bench, Probe* probe)
-        : system{.strings = {board.manufacturer, board.product, board.serialNumber, board.firmware, board.hardware}},
-          voltage(board.voltage),
-          gpio(notifications, bench.pins()),
-          i2c{.ports = bench.i2cPorts(), .probe = probe},
-          spi{.devices = bench.spiDevices(), .probe = probe},
-          uart{.notifications = notifications, .peer = bench.uartPeer(), .probe = probe},
-          i3cBus(bench.i3cTargets(), bench.legacyDevices(), notifications),
-          i3c{.bus = i3cBus}
-    {
-    }
-    Firmware(const Firmware&) = delete;
-    Firmware& operator=(const Firmware&) = delete;
-
-    void addCommands(CommandTable& table)
-    {
-        addSystemCommands(table, system);
-        addVoltageCommands(table, voltage);
-        addGpioCommands(table, gpio);
-        addI2cCommands(table, i2c);
-        addSpiCommands(table, spi);
-        addUartCommands(table, uart);
-        addI3cCommands(table, i3c);
-        addCccCommands(table, i3cBus);
-    }
-
-    Notifications notifications;
-    System system;
-    Voltage voltage;
-    Gpio gpio;
-    I2c i2c;
-    Spi spi;
-    Uart uart;
-    I3cBus i3cBus;
-    I3c i3c;
-};
-
-} // namespace
 
 struct VirtualAdapter::Model {
     const AdapterBoard board;
@@ -94,7 +42,13 @@ struct VirtualAdapter::Model {
         firmware->addCommands(table);
     }
 
-    void start() { firmware.emplace(board, bench, probe); }
+    void start()
+    {
+        firmware.emplace(board, bench, probe);
+        for (std::size_t pin = 0; probe != nullptr && pin < Gpio::COUNT; ++pin) {
+            probe->pin(pin, bench.pins()[pin].isHigh());
+        }
+    }
     void settle() const
     {
         if (probe != nullptr) {
@@ -176,6 +130,30 @@ void VirtualAdapter::powerUp()
     model_->bench.powerCycle();
     model_->start();
     model_->settle();
+}
+
+const AdapterBoard& VirtualAdapter::board() const
+{
+    return model_->board;
+}
+
+const Firmware& VirtualAdapter::firmware() const
+{
+    return *model_->firmware;
+}
+
+Bench& VirtualAdapter::bench()
+{
+    return model_->bench;
+}
+
+bool VirtualAdapter::receiveOnUart(std::span<const std::uint8_t> bytes)
+{
+    if (!model_->isOnBus() || !model_->firmware->uart.settings) {
+        return false;
+    }
+    receive(model_->firmware->uart, bytes);
+    return true;
 }
 
 bool VirtualAdapter::raiseInBandInterrupt(std::size_t target, std::span<const std::uint8_t> payload)

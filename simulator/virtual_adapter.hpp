@@ -15,6 +15,9 @@
 
 namespace sim {
 
+class Bench;
+struct Firmware;
+
 // Not thread-safe: one thread drives one adapter.
 class VirtualAdapter {
 public:
@@ -36,6 +39,14 @@ public:
     // reappear by calling `powerUp`, which begins with the state of a new adapter.
     Presence presence() const;
     void powerUp();
+
+    // For whoever looks at the adapter and what is around it. After a change `settle` sends what it has caused.
+    const AdapterBoard& board() const;
+    const Firmware& firmware() const;
+    Bench& bench();
+
+    // What comes in on the UART, from whomever. False when nobody listens there: the UART is not initialised.
+    bool receiveOnUart(std::span<const std::uint8_t> bytes);
 
     // Events from outside, for a user who wants to see one: target is the index of an I3C target, from 0.
     // False when there is no such target or it may not do so now (no dynamic address, events disabled, ...).

@@ -109,8 +109,8 @@ _DEVICE_ADVICE: Dict[int, str] = {
     DeviceStatus.PIN_IS_INPUT: "an input cannot be driven: make it an output first",
     DeviceStatus.NACK: "no target acknowledged: check the address, the wiring and the rail",
     DeviceStatus.ADDRESS_IN_USE: "another target or group has this address: choose another",
+    DeviceStatus.BUS_STUCK: "SDA or SCL is held low: check the wiring, or power-cycle or reset the devices",
     DeviceStatus.UNKNOWN_TARGET: "the adapter knows no such target: see i3c.targets()",
-    DeviceStatus.BUS_STUCK: "a line of the bus is held low: look for a short, or power-cycle the device that holds it",
 }
 
 _LIBRARY_ERRORS: Dict[int, Tuple[Type[TarvixError], str]] = {

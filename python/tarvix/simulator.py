@@ -12,20 +12,23 @@ The program ``tarvix-sim`` must be installed, carried by the package or named in
 
 from __future__ import annotations
 
+import contextlib
 import ctypes
+import json
 import os
 import shutil
 import socket
 import subprocess
 import tempfile
 from types import TracebackType
-from typing import Dict, List, Optional, Sequence, Type, TypeVar, Union
+from typing import Dict, List, Mapping, Optional, Sequence, Type, TypeVar, Union
 
 from . import _flat
 from .adapter import Adapter
+from .device import Device, DeviceHost
 from .errors import TarvixError
 
-__all__ = ["Bench", "SimulatorError"]
+__all__ = ["Bench", "Device", "SimulatorError"]
 
 B = TypeVar("B", bound="Bench")
 
@@ -47,7 +50,8 @@ class Bench:
 
     Start it before the process first uses an adapter: from then on it sees the virtual adapters only.
 
-    :param board: board file that says what is on the buses; None for the default board
+    :param board: what is on the buses: a board file; or its content, with a `Device` where your own is; None for the
+        default board
     :param adapters: how many of the board's only adapter
     :param serial: serial number of the first one, ``TVX0000001`` on the default board; further ones count up
     :param report_size: bytes of a report, 64 or 1024
@@ -59,7 +63,7 @@ class Bench:
 
     def __init__(
         self,
-        board: Optional[Union[str, os.PathLike[str]]] = None,
+        board: Union[str, os.PathLike[str], Mapping[str, object], None] = None,
         *,
         adapters: Optional[int] = None,
         serial: Optional[str] = None,
@@ -71,11 +75,14 @@ class Bench:
         global _running
         if _running is not None:
             raise SimulatorError("a bench runs already in this process: close it first, or give it adapters=2")
+        self._program = _find_program()
+        self._cleanup = contextlib.ExitStack()
+        if isinstance(board, Mapping):
+            board = self._board_file(board)
         chosen = {"--board": board, "--adapters": adapters, "--serial": serial, "--report-size": report_size}
         words = [str(word) for name, value in chosen.items() if value is not None for word in (name, value)]
         words += ["--latency", str(round(latency * 1000))] if latency else []
         words += [word for fault in faults for word in ("--fault", fault)]
-        self._program = _find_program()
         self._messages = tempfile.TemporaryFile("w+")
         self._process = subprocess.Popen(
             [self._program, "run", *words, *options, "--", *_CHILD],
@@ -125,6 +132,26 @@ class Bench:
             _running = None
             self._end()
 
+    def _board_file(self, board: Mapping[str, object]) -> str:
+        """Where the board is written. What it holds of objects lives here, behind sockets."""
+        folder = self._cleanup.enter_context(tempfile.TemporaryDirectory(prefix="tarvix-bench-"))
+
+        def entry(thing: object) -> Dict[str, object]:
+            if not isinstance(thing, Device):
+                raise SimulatorError(f"a board holds no {type(thing).__name__}: put JSON or a Device there")
+            host = DeviceHost(thing, f"{folder}/{id(thing)}")
+            self._cleanup.callback(host.close)
+            return host.entry()
+
+        path = f"{folder}/board.json"
+        try:
+            with open(path, "w", encoding="utf-8") as file:
+                json.dump(board, file, default=entry)
+        except BaseException:
+            self._cleanup.close()
+            raise
+        return path
+
     def _end(self) -> str:
         """What it said on standard error."""
         try:
@@ -132,6 +159,7 @@ class Bench:
         except subprocess.TimeoutExpired:
             self._process.kill()
             self._process.communicate()
+        self._cleanup.close()
         with self._messages as messages:
             messages.seek(0)
             return messages.read().strip()

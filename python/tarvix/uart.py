@@ -72,7 +72,7 @@ class Uart:
         self.received = ReceivedBytes()
         """What waits to be read; changes with each `configure`."""
         self._stop: Callable[[], None] = lambda: None
-        self.timeout: Optional[float] = 1.0
+        self.timeout: Optional[float] = 2.0
         """Seconds that `read` and `readline` wait; None without limit."""
 
     def configure(

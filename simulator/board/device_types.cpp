@@ -20,7 +20,7 @@ namespace {
 void readBusFaults(Object& object, DeviceFaults& faults)
 {
     constexpr std::uint64_t LAST_BYTE = 0xFFFF;
-    constexpr double LONGEST = 60'000;
+    constexpr double LONGEST_STRETCH = 60'000;
     const auto nack = object.find("nack");
     const auto probability = object.find("nack_probability");
     if (nack || probability) {
@@ -33,7 +33,7 @@ void readBusFaults(Object& object, DeviceFaults& faults)
         faults.nackByte = nack->number(1, LAST_BYTE);
     }
     if (const auto stretch = object.find("stretch_ms")) {
-        faults.stretch = stretch->milliseconds(LONGEST);
+        faults.stretch = stretch->milliseconds(LONGEST_STRETCH);
     }
 }
 

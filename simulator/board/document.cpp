@@ -96,8 +96,12 @@ std::string nearest(std::string_view text, const std::vector<std::string>& known
 
 Json parseDocument(const std::filesystem::path& file, std::string_view text)
 {
+    constexpr int DEEPEST = 64;              // what walks through a document calls itself at each level
     std::vector<std::set<std::string>> keys; // of the objects around
-    const auto seesKeysOnce = [&](int, Json::parse_event_t event, const Json& value) {
+    const auto check = [&](int depth, Json::parse_event_t event, const Json& value) {
+        if (depth > DEEPEST) {
+            throw BoardError(fmt::format("{}: nested deeper than {} levels", file.string(), DEEPEST));
+        }
         if (event == Json::parse_event_t::object_start) {
             keys.emplace_back();
         } else if (event == Json::parse_event_t::object_end) {
@@ -109,7 +113,7 @@ Json parseDocument(const std::filesystem::path& file, std::string_view text)
         return true;
     };
     try {
-        return Json::parse(text, seesKeysOnce);
+        return Json::parse(text, check);
     } catch (const Json::parse_error& error) {
         const auto before = text.substr(0, std::min(text.size(), error.byte == 0 ? 0 : error.byte - 1));
         const auto line = 1 + std::ranges::count(before, '\n');
@@ -121,6 +125,9 @@ Json parseDocument(const std::filesystem::path& file, std::string_view text)
 
 void Node::fail(std::string_view what) const
 {
+    if (file_->empty()) { // part of a message: its keys say where
+        throw BoardError(place_.empty() ? std::string(what) : fmt::format("{}: {}", place_.substr(1), what));
+    }
     throw BoardError(fmt::format("{}: {}: {}", file_->string(), place_.empty() ? "the document" : place_, what));
 }
 

@@ -76,6 +76,16 @@ void readText(Object& object, const std::string& key, std::string& text)
     }
 }
 
+void readUsbString(Object& object, const std::string& key, std::string& text)
+{
+    if (const auto given = object.find(key)) {
+        text = given->text();
+        if (const auto wrong = wrongUsbString(text)) {
+            given->fail(*wrong);
+        }
+    }
+}
+
 std::uint8_t addressIn(const std::string& key, const Node& device)
 {
     const Json text = key;
@@ -241,10 +251,10 @@ AdapterBoard readAdapter(const Node& node)
     }
     if (const auto strings = object.find("strings")) {
         Object texts(*strings);
-        readText(texts, "manufacturer", board.manufacturer);
-        readText(texts, "product", board.product);
-        readText(texts, "firmware", board.firmware);
-        readText(texts, "hardware", board.hardware);
+        readUsbString(texts, "manufacturer", board.manufacturer);
+        readUsbString(texts, "product", board.product);
+        readUsbString(texts, "firmware", board.firmware);
+        readUsbString(texts, "hardware", board.hardware);
         texts.end();
     }
     if (const auto rails = object.find("rails")) {

@@ -10,7 +10,8 @@ namespace sim {
 
 namespace {
 
-constexpr std::size_t LONGEST = 56; // bytes: with a counter appended it still fits the kernel's field
+constexpr std::size_t LONGEST_SERIAL = 56;  // bytes: with a counter appended it still fits the kernel's field
+constexpr std::size_t LONGEST_STRING = 126; // so that any fits a descriptor
 
 bool isPrintable(std::string_view text)
 {
@@ -24,14 +25,24 @@ bool isPrintable(std::string_view text)
     return true;
 }
 
+std::optional<std::string> wrongText(const std::string& text, std::size_t longest)
+{
+    if (text.empty() || text.size() > longest || !isPrintable(text)) {
+        return fmt::format("'{}' is not a printable UTF-8 text of 1 to {} bytes", text, longest);
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 std::optional<std::string> wrongSerialNumber(const std::string& text)
 {
-    if (text.empty() || text.size() > LONGEST || !isPrintable(text)) {
-        return fmt::format("'{}' is not a printable UTF-8 text of 1 to {} bytes", text, LONGEST);
-    }
-    return std::nullopt;
+    return wrongText(text, LONGEST_SERIAL);
+}
+
+std::optional<std::string> wrongUsbString(const std::string& text)
+{
+    return wrongText(text, LONGEST_STRING);
 }
 
 std::string serialNumberOf(const std::string& text, std::size_t index)

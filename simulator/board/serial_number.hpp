@@ -1,4 +1,4 @@
-// Serial numbers that an adapter may have.
+// Serial numbers and other USB strings that an adapter may have.
 #pragma once
 
 #include <cstddef>
@@ -9,6 +9,9 @@ namespace sim {
 
 // What is wrong with it, for the user; nothing when it is good.
 std::optional<std::string> wrongSerialNumber(const std::string& text);
+
+// The same for another string.
+std::optional<std::string> wrongUsbString(const std::string& text);
 
 // The serial number of one of several adapters: the first has `text` itself; for the others the digits at its end count
 // upwards, or their number, from 2, is appended where it ends in none.

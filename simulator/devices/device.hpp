@@ -1,11 +1,22 @@
 // What every device of a bench has.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
 #include <string_view>
+#include <variant>
+#include <vector>
 
 #include "devices/wire.hpp"
 
 namespace sim {
+
+// What a device is doing, besides what its cells hold.
+struct Fact {
+    std::string name; // in lower snake case
+    std::variant<bool, std::int64_t, std::string> value;
+};
 
 class Device {
 public:
@@ -36,6 +47,17 @@ public:
 
     // All lines are connected.
     virtual void begin() {}
+
+    // For whoever looks at the bench and changes it, past the bus and without what a bus access sets off: the registers
+    // or the memory, from address 0. Addresses are below `count`, values fit `bytes`, 1 to 4.
+    struct Cells {
+        std::size_t count = 0;
+        std::size_t bytes = 1;
+    };
+    virtual Cells cells() const { return {}; }
+    virtual std::uint32_t peek(std::size_t /*address*/) const { return 0; }
+    virtual void poke(std::size_t /*address*/, std::uint32_t /*value*/) {}
+    virtual std::vector<Fact> facts() const { return {}; }
 
 private:
     int resets_ = 0;

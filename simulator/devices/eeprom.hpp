@@ -39,6 +39,18 @@ public:
     void powerCycle() override;
     void reset() override {} // has no such pin
 
+    Cells cells() const override { return {.count = memory_.size()}; }
+    std::uint32_t peek(std::size_t address) const override { return memory_[address]; }
+    void poke(std::size_t address, std::uint32_t value) override
+    {
+        memory_[address] = static_cast<std::uint8_t>(value);
+        file_.change();
+    }
+    std::vector<Fact> facts() const override
+    {
+        return {{"pointer", static_cast<std::int64_t>(address_)}, {"busy", isBusy()}};
+    }
+
 private:
     void program(std::span<const std::uint8_t> data);
     bool isBusy() const { return busy_ && world_.now() < *busy_; }

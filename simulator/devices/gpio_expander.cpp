@@ -25,43 +25,50 @@ bool GpioExpander::write(std::span<const std::uint8_t> stream)
     }
     command_ = stream.front() % (KINDS * ports_);
     for (const std::uint8_t byte : stream.subspan(1)) {
-        Port& port = port_[command_ % ports_];
-        switch (static_cast<Kind>(command_ / ports_)) {
-        case Kind::INPUT:
-            break;
-        case Kind::OUTPUT:
-            port.output = byte;
-            break;
-        case Kind::POLARITY:
-            port.polarity = byte;
-            break;
-        case Kind::CONFIGURATION:
-            port.configuration = byte;
-            break;
-        }
+        writeRegister(command_, byte);
         command_ = partner(command_);
     }
     drive();
     return true;
 }
 
+void GpioExpander::writeRegister(std::size_t address, std::uint8_t value)
+{
+    Port& port = port_[address % ports_];
+    switch (static_cast<Kind>(address / ports_)) {
+    case Kind::INPUT:
+        break;
+    case Kind::OUTPUT:
+        port.output = value;
+        break;
+    case Kind::POLARITY:
+        port.polarity = value;
+        break;
+    case Kind::CONFIGURATION:
+        port.configuration = value;
+        break;
+    }
+}
+
 std::optional<std::size_t> GpioExpander::read(std::span<std::uint8_t> into)
 {
     for (std::uint8_t& byte : into) {
-        byte = readRegister(command_);
+        byte = static_cast<std::uint8_t>(peek(command_));
+        if (static_cast<Kind>(command_ / ports_) == Kind::INPUT) {
+            port_[command_].seen = levels(command_);
+        }
         command_ = partner(command_);
     }
     updateInterrupt();
     return into.size();
 }
 
-std::uint8_t GpioExpander::readRegister(std::size_t address)
+std::uint32_t GpioExpander::peek(std::size_t address) const
 {
-    Port& port = port_[address % ports_];
+    const Port& port = port_[address % ports_];
     switch (static_cast<Kind>(address / ports_)) {
     case Kind::INPUT:
-        port.seen = levels(address % ports_);
-        return port.seen ^ port.polarity;
+        return unsigned{levels(address % ports_)} ^ port.polarity;
     case Kind::OUTPUT:
         return port.output;
     case Kind::POLARITY:
@@ -70,6 +77,17 @@ std::uint8_t GpioExpander::readRegister(std::size_t address)
         break;
     }
     return port.configuration;
+}
+
+void GpioExpander::poke(std::size_t address, std::uint32_t value)
+{
+    writeRegister(address, static_cast<std::uint8_t>(value));
+    drive();
+}
+
+Device::Cells GpioExpander::cells() const
+{
+    return {.count = KINDS * ports_};
 }
 
 bool GpioExpander::isHigh(std::size_t line) const

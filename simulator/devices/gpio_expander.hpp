@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "devices/bus_device.hpp"
 #include "devices/wire.hpp"
@@ -28,6 +29,12 @@ public:
     void connect(std::string_view line, WireEnd end) override;
     void begin() override { powerCycle(); }
 
+    // The input cannot be set: its wires say what it is.
+    Cells cells() const override;
+    std::uint32_t peek(std::size_t address) const override;
+    void poke(std::size_t address, std::uint32_t value) override;
+    std::vector<Fact> facts() const override { return {{"command", static_cast<std::int64_t>(command_)}}; }
+
 private:
     struct Port {
         std::uint8_t output = 0xFF;
@@ -38,7 +45,7 @@ private:
 
     bool isHigh(std::size_t line) const;
     std::uint8_t levels(std::size_t port) const;
-    std::uint8_t readRegister(std::size_t address);
+    void writeRegister(std::size_t address, std::uint8_t value);
     void drive();
     void updateInterrupt() const;
     std::size_t partner(std::size_t address) const { return ports_ == 1 ? address : address ^ 1; }

@@ -154,6 +154,20 @@ I3cTargetResetDefByte I3cTarget::armedReset() const
                                            : I3cTargetResetDefByte::RESET_PERIPHERAL);
 }
 
+std::vector<Fact> I3cTarget::facts() const
+{
+    return {
+        {"pointer", static_cast<std::int64_t>(pointer_)},
+        {"static_address", identity_.staticAddress},
+        {"dynamic_address", peripheral_.dynamicAddress},
+        {"interrupts_enabled", (peripheral_.enabledEvents & event::INTERRUPT) != 0},
+        {"hot_joins_enabled", (peripheral_.enabledEvents & event::HOT_JOIN) != 0},
+        {"max_write_length", peripheral_.maxWriteLength},
+        {"max_read_length", peripheral_.maxReadLength},
+        {"max_ibi_payload", peripheral_.maxIbiPayload},
+    };
+}
+
 void I3cTarget::resetPattern()
 {
     const I3cTargetResetDefByte action = armedReset();

@@ -108,6 +108,7 @@ public:
 
     I3cPeripheral& peripheral() { return peripheral_; }
     const I3cPeripheral& peripheral() const { return peripheral_; }
+    bool awaitsAddress() const { return peripheral_.dynamicAddress == 0 && !isInReset(); }
     bool isInGroup(std::uint8_t address) const;
     // Gives back the dynamic address, and with it the group addresses.
     void loseAddresses();
@@ -117,6 +118,14 @@ public:
     bool write(std::span<const std::uint8_t> stream) override;
     std::optional<std::size_t> read(std::span<std::uint8_t> into) override;
     void powerCycle() override;
+
+    Cells cells() const override { return {.count = registers_.size()}; }
+    std::uint32_t peek(std::size_t address) const override { return registers_[address]; }
+    void poke(std::size_t address, std::uint32_t value) override
+    {
+        registers_[address] = static_cast<std::uint8_t>(value);
+    }
+    std::vector<Fact> facts() const override;
 
     // Whether the target has what this defining byte of RSTACT is about.
     bool supports(I3cTargetResetDefByte definingByte) const;

@@ -150,6 +150,13 @@ std::uint8_t NorFlash::byteAt(std::size_t address) const
     return block.empty() ? ERASED : block[address % SMALLEST_SECTOR];
 }
 
+std::vector<std::uint8_t>& NorFlash::blockOf(std::size_t address)
+{
+    auto& block = blocks_[address % parameters_.size / SMALLEST_SECTOR];
+    block.resize(SMALLEST_SECTOR, ERASED);
+    return block;
+}
+
 void NorFlash::program(std::size_t address, std::span<const std::uint8_t> data)
 {
     // Data is collected in a page buffer first: of more than a page, the last bytes for each place count.
@@ -160,8 +167,7 @@ void NorFlash::program(std::size_t address, std::span<const std::uint8_t> data)
         buffer[offset] = byte;
         offset = (offset + 1) % PAGE;
     }
-    auto& block = blocks_[address % parameters_.size / SMALLEST_SECTOR];
-    block.resize(SMALLEST_SECTOR, ERASED);
+    auto& block = blockOf(address);
     const std::size_t page = address % SMALLEST_SECTOR / PAGE * PAGE;
     for (std::size_t i = 0; i < PAGE; ++i) {
         block[page + i] &= buffer[i];
@@ -197,6 +203,17 @@ void NorFlash::save()
         }
         file_.save(whole, world_);
     }
+}
+
+void NorFlash::poke(std::size_t address, std::uint32_t value)
+{
+    blockOf(address)[address % SMALLEST_SECTOR] = static_cast<std::uint8_t>(value);
+    file_.change();
+}
+
+std::vector<Fact> NorFlash::facts() const
+{
+    return {{"write_enabled", writeEnabled_}, {"protection", protection_}, {"busy", isBusy()}};
 }
 
 } // namespace sim

@@ -49,6 +49,11 @@ public:
     std::vector<std::uint8_t> exchange(std::span<const std::uint8_t> sent) override;
     void powerCycle() override;
 
+    Cells cells() const override { return {.count = parameters_.size}; }
+    std::uint32_t peek(std::size_t address) const override { return byteAt(address); }
+    void poke(std::size_t address, std::uint32_t value) override;
+    std::vector<Fact> facts() const override;
+
 private:
     bool isBusy() const;
     void answer(std::uint8_t command, std::span<const std::uint8_t> operands, std::span<std::uint8_t> received) const;
@@ -56,6 +61,7 @@ private:
     void change(std::uint8_t command, std::span<const std::uint8_t> operands);
     void begin(Duration time);
     std::uint8_t byteAt(std::size_t address) const;
+    std::vector<std::uint8_t>& blockOf(std::size_t address); // with all its bytes
     void program(std::size_t address, std::span<const std::uint8_t> data);
     void erase(std::size_t address, const Erase& sector);
     void save();

@@ -1,8 +1,18 @@
 #include "devices/register_map.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace sim {
+
+namespace {
+
+std::size_t rowsOf(const RegisterMap::Samples& samples)
+{
+    return samples.values.size() / samples.registers.size();
+}
+
+} // namespace
 
 RegisterMap::RegisterMap(std::shared_ptr<const Layout> layout, World& world)
     : layout_(std::move(layout)), world_(world), values_(layout_->registers.size()), progress_(layout_->samples.size())
@@ -90,6 +100,13 @@ void RegisterMap::powerCycle()
     updateInterrupt();
 }
 
+void RegisterMap::poke(std::size_t address, std::uint32_t value)
+{
+    values_[address] = static_cast<std::uint16_t>(value);
+    startAndStop();
+    updateInterrupt();
+}
+
 void RegisterMap::startAndStop()
 {
     for (std::size_t index = 0; index < progress_.size(); ++index) {
@@ -115,6 +132,7 @@ void RegisterMap::waitForRow(std::size_t index)
     Progress& progress = progress_[index];
     progress.due += layout_->samples[index].period;
     progress.timer = world_.after(progress.due - world_.now(), [this, index] {
+        skipMissedRows(index);
         if (!isInReset()) {
             showRow(index);
             updateInterrupt();
@@ -123,16 +141,27 @@ void RegisterMap::waitForRow(std::size_t index)
     });
 }
 
+// After a pause of the whole program nobody saw the rows in between.
+void RegisterMap::skipMissedRows(std::size_t index)
+{
+    const Samples& samples = layout_->samples[index];
+    Progress& progress = progress_[index];
+    const auto missed = (world_.now() - progress.due) / samples.period;
+    progress.due += missed * samples.period;
+    const std::size_t row = progress.row + static_cast<std::size_t>(missed);
+    progress.row = samples.repeats ? row : std::min(row, std::max(progress.row, rowsOf(samples) - 1));
+}
+
 void RegisterMap::showRow(std::size_t index)
 {
     const Samples& samples = layout_->samples[index];
     const std::size_t columns = samples.registers.size();
     std::size_t& row = progress_[index].row;
-    if ((row + 1) * columns > samples.values.size()) {
+    if (row >= rowsOf(samples)) {
         if (!samples.repeats) {
             return;
         }
-        row = 0;
+        row %= rowsOf(samples);
     }
     const unsigned bits = static_cast<unsigned>(8 * layout_->registerBytes);
     for (std::size_t column = 0; column < columns; ++column) {

@@ -74,6 +74,12 @@ public:
     // Its only line is the interrupt.
     void connect(std::string_view line, WireEnd end) override;
 
+    // Who sets a register sets all of its bits; samples and the interrupt line follow.
+    Cells cells() const override { return {.count = values_.size(), .bytes = layout_->registerBytes}; }
+    std::uint32_t peek(std::size_t address) const override { return values_[address]; }
+    void poke(std::size_t address, std::uint32_t value) override;
+    std::vector<Fact> facts() const override { return {{"pointer", static_cast<std::int64_t>(address_)}}; }
+
 private:
     // How far the rows of Layout::samples have come.
     struct Progress {
@@ -89,6 +95,7 @@ private:
     std::uint16_t readRegister();
     void startAndStop();
     void waitForRow(std::size_t index);
+    void skipMissedRows(std::size_t index);
     void showRow(std::size_t index);
     void wasRead(std::size_t address);
     void updateInterrupt() const;

@@ -33,6 +33,15 @@ void TemperatureSensor::powerCycle()
     start_ = world_.now();
 }
 
+void TemperatureSensor::poke(std::size_t address, std::uint32_t value)
+{
+    if (address == TEMPERATURE) {
+        course_ = {.temperatures = {static_cast<std::uint16_t>(value)}};
+    } else {
+        registers_[address] = static_cast<std::uint16_t>(value);
+    }
+}
+
 std::uint16_t TemperatureSensor::temperature() const
 {
     const auto passed = course_.period.count() == 0 ? 0 : (world_.now() - start_) / course_.period;

@@ -32,6 +32,15 @@ public:
     std::optional<std::size_t> read(std::span<std::uint8_t> into) override;
     void powerCycle() override;
 
+    Cells cells() const override { return {.count = registers_.size(), .bytes = 2}; }
+    std::uint32_t peek(std::size_t address) const override
+    {
+        return address == TEMPERATURE ? temperature() : registers_[address];
+    }
+    // A temperature that is set stays, whatever happens to the supply.
+    void poke(std::size_t address, std::uint32_t value) override;
+    std::vector<Fact> facts() const override { return {{"pointer", static_cast<std::int64_t>(pointer_)}}; }
+
 private:
     static constexpr std::size_t TEMPERATURE = 0;
     // Configuration, low limit, high limit after the temperature, which is not kept here: 75 and 80 degrees.
@@ -39,7 +48,7 @@ private:
 
     std::uint16_t temperature() const;
 
-    const Course course_;
+    Course course_;
     World& world_;
     World::Clock::time_point start_;
     std::array<std::uint16_t, 4> registers_ = DEFAULTS;

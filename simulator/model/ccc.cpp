@@ -338,7 +338,7 @@ void write(I3cBus& bus, const Message& message)
     require(setter != nullptr, DeviceStatus::BAD_PARAMETER);
     bool acknowledged = message.isBroadcast();
     for (I3cTarget* const target : message.isBroadcast() ? bus.targets() : bus.targetsOrGroup(message.address)) {
-        if (setter->supports(*target, message)) {
+        if (!target->isInReset() && setter->supports(*target, message)) {
             setter->apply(*target, message);
             acknowledged = true;
         }

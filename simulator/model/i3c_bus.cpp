@@ -188,8 +188,7 @@ I3cBus::Targets I3cBus::targetsOrGroup(std::uint8_t address) const
 I3cTarget* I3cBus::unassignedAt(std::uint8_t staticAddress) const
 {
     const auto found = std::ranges::find_if(targets_, [&](const I3cTarget* target) {
-        return staticAddress != 0 && target->peripheral().dynamicAddress == 0 &&
-               target->identity().staticAddress == staticAddress;
+        return staticAddress != 0 && target->awaitsAddress() && target->identity().staticAddress == staticAddress;
     });
     return found == targets_.end() ? nullptr : *found;
 }
@@ -239,7 +238,7 @@ void I3cBus::assignAll()
 {
     Targets contenders;
     std::ranges::copy_if(targets_, std::back_inserter(contenders),
-                         [](const I3cTarget* target) { return target->peripheral().dynamicAddress == 0; });
+                         [](const I3cTarget* target) { return target->awaitsAddress(); });
     std::ranges::sort(contenders, winsAgainst);
     for (I3cTarget* target : contenders) {
         const auto address = addressFor(*target);
@@ -252,7 +251,7 @@ void I3cBus::assignStaticAddresses()
 {
     for (I3cTarget* target : targets_) {
         const std::uint8_t staticAddress = target->identity().staticAddress;
-        if (staticAddress != 0 && target->peripheral().dynamicAddress == 0 && !isUsed(staticAddress)) {
+        if (staticAddress != 0 && target->awaitsAddress() && !isUsed(staticAddress)) {
             target->peripheral().dynamicAddress = staticAddress;
         }
     }
@@ -358,7 +357,7 @@ bool I3cBus::raiseHotJoin(I3cTarget& target)
     I3cPeripheral& peripheral = target.peripheral();
     const auto address = addressFor(target);
     const bool enabled = (peripheral.enabledEvents & event::HOT_JOIN) != 0;
-    if (!up_ || peripheral.dynamicAddress != 0 || !enabled || !address) {
+    if (!up_ || !target.awaitsAddress() || !enabled || !address) {
         return false;
     }
     start();

@@ -37,7 +37,7 @@ public:
     virtual void uartSent(const Uart::Settings& settings, std::span<const std::uint8_t> bytes) = 0;
     virtual void uartReceived(const Uart::Settings& settings, std::span<const std::uint8_t> bytes) = 0;
 
-    // Also at power-up, before any command, for each pin that is then high.
+    // When it changes, and each at power-up.
     virtual void pin(std::size_t pin, bool high) = 0;
 
     // A command, or whatever else happened, is over, and real time passes again.

@@ -71,6 +71,7 @@ void sendMessage(Uart& uart, Request& request, OutputFrame&)
     if (uart.probe != nullptr) {
         uart.probe->uartSent(*uart.settings, sent);
     }
+    uart.sent.add(sent);
     uart.peer.receive(sent);
 }
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 
+#include "bench/byte_log.hpp"
 #include "devices/uart_peer.hpp"
 #include "model/command_table.hpp"
 #include "model/notifications.hpp"
@@ -25,6 +26,7 @@ struct Uart {
 
     Notifications& notifications;
     UartPeer& peer;
+    ByteLog& sent;
     std::optional<Settings> settings{}; // none: not initialised
     Probe* probe = nullptr;
 };

@@ -12,6 +12,7 @@
 #include <CLI/Formatter.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <nlohmann/json.hpp>
 
 #include "board/read_board.hpp"
 #include "board/serial_number.hpp"
@@ -117,6 +118,9 @@ Board equip(Board board, const Wishes& wishes)
 
 void readBoardOf(Arguments& arguments, const Wishes& wishes)
 {
+    if (arguments.action == Arguments::Action::TRIGGER || arguments.printsBoard) {
+        return; // needs none, and reading one takes time
+    }
     try {
         arguments.host.adapters =
             equip(arguments.boardFile.empty() ? defaultBoard() : readBoard(arguments.boardFile), wishes);
@@ -125,7 +129,19 @@ void readBoardOf(Arguments& arguments, const Wishes& wishes)
     }
 }
 
-void takeFault(HostOptions& options, const std::string& text)
+double probabilityIn(const std::string& text, const std::string& fault)
+{
+    double probability = 0;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, probability);
+    if (result.ec != std::errc{} || result.ptr != end || !(probability >= 0 && probability <= 1)) {
+        throw CLI::ValidationError(fmt::format("'{}' is not a probability from 0 to 1, as in {}:0.2", text, fault));
+    }
+    return probability;
+}
+
+// NAME[:PROBABILITY]
+std::pair<std::size_t, double> faultIn(const std::string& text)
 {
     const auto colon = std::min(text.find(':'), text.size());
     const auto name = text.substr(0, colon);
@@ -134,16 +150,20 @@ void takeFault(HostOptions& options, const std::string& text)
         throw CLI::ValidationError(
             fmt::format("'{}' is not a fault: choose from {}", name, fmt::join(FAULT_NAMES, ", ")));
     }
-    double probability = 1;
-    if (colon < text.size()) {
-        const char* const end = text.data() + text.size();
-        const auto result = std::from_chars(text.data() + colon + 1, end, probability);
-        if (result.ec != std::errc{} || result.ptr != end || !(probability >= 0 && probability <= 1)) {
-            throw CLI::ValidationError(
-                fmt::format("'{}' is not a probability from 0 to 1, as in {}:0.2", text.substr(colon + 1), name));
-        }
-    }
-    options.faults.probability[static_cast<std::size_t>(fault - FAULT_NAMES.begin())] = probability;
+    return {static_cast<std::size_t>(fault - FAULT_NAMES.begin()),
+            colon < text.size() ? probabilityIn(text.substr(colon + 1), name) : 1};
+}
+
+void takeFault(HostOptions& options, const std::string& text)
+{
+    const auto [fault, probability] = faultIn(text);
+    options.faults.probability[fault] = probability;
+}
+
+// "100" and "100ms" are the same.
+std::string withoutUnit(const std::string& text)
+{
+    return text.ends_with("ms") ? text.substr(0, text.size() - 2) : text;
 }
 
 auto takeTime(milliseconds& time)
@@ -216,7 +236,36 @@ void addRun(CLI::App& app, Arguments& arguments, Wishes& wishes)
                "could not be run.");
     addHostOptions(run, arguments, wishes);
     addAdapterCount(run, wishes);
-    run.callback([&] { arguments.action = Arguments::Action::RUN; });
+    const auto ofAdapters = run.get_options([&](const CLI::Option* option) { return option != run.get_help_ptr(); });
+    run.add_option("--connect", arguments.connect,
+                   "Use the adapters of the 'tarvix-sim serve' at this socket; no other options then")
+        ->type_name("PATH")
+        ->expected(1)
+        ->allow_extra_args(false);
+    run.callback([&arguments, ofAdapters] {
+        const auto given =
+            std::ranges::find_if(ofAdapters, [](const CLI::Option* option) { return option->count() > 0; });
+        if (!arguments.connect.empty() && given != ofAdapters.end()) {
+            throw CLI::ValidationError(
+                fmt::format("{0}: the adapters of --connect are there already; give {0} to 'tarvix-sim serve'",
+                            (*given)->get_name()));
+        }
+        arguments.action = Arguments::Action::RUN;
+    });
+}
+
+void addServe(CLI::App& app, Arguments& arguments, Wishes& wishes)
+{
+    auto& serve = *app.add_subcommand("serve", "Serve virtual adapters to commands that connect, until interrupted");
+    serve.footer("Prints one line when the adapters are there. Then, as often as you like:\n"
+                 "  tarvix-sim run --connect PATH -- COMMAND [ARGUMENT...]\n"
+                 "  tarvix-sim trigger unplug --connect PATH");
+    addHostOptions(serve, arguments, wishes);
+    addAdapterCount(serve, wishes);
+    serve.add_option("--socket", arguments.socket, "Where to connect; a name that does not exist yet")
+        ->type_name("PATH")
+        ->required();
+    serve.callback([&] { arguments.action = Arguments::Action::SERVE; });
 }
 
 void addUhid(CLI::App& app, Arguments& arguments, Wishes& wishes)
@@ -252,44 +301,259 @@ void addGadget(CLI::App& app, Arguments& arguments, Wishes& wishes)
     });
 }
 
-void addTrigger(CLI::App& app, Arguments& arguments)
+// ---- The hand on the bench ------------------------------------------------------------------------------------------
+
+constexpr std::size_t MOST_VALUES = 4096; // of one request
+
+// TEXT with \r, \n, \t, \0, \\ and \x41, or hex:41 0a.
+Json bytesIn(const std::string& text)
 {
-    auto& trigger = *app.add_subcommand("trigger", "Raise an event on an adapter; works inside 'tarvix-sim run'");
-    trigger.callback([&] {
-        if (trigger.get_subcommands().empty()) {
-            throw CLI::RequiredError("trigger: one of ibi, hot-join, unplug, replug");
+    constexpr std::string_view HEX = "hex:";
+    static const std::filesystem::path NO_FILE;
+    if (text.starts_with(HEX)) {
+        try {
+            return Node(NO_FILE, Json(text)).bytes(MOST_VALUES);
+        } catch (const BoardError&) {
+            throw CLI::ValidationError(fmt::format("'{}' has no pairs of hex digits, as in hex:4f4b0d0a", text));
         }
-    });
-    const auto add = [&](const std::string& name, const std::string& description) -> CLI::App& {
-        auto& event = *trigger.add_subcommand(name, description);
-        event.add_option("--adapter", arguments.adapter, "Serial number, or index from 0 [0]")->type_name("ADAPTER");
-        event.callback([&arguments, name] {
-            arguments.action = Arguments::Action::TRIGGER;
-            arguments.event = name;
-        });
-        return event;
-    };
-    const auto addTarget = [&](CLI::App& event) {
-        arguments.eventFields = {"0"};
-        addOption(
-            event, "--target",
-            [&](const auto& text) { arguments.eventFields[0] = std::to_string(toNumber(text, 0, 127)); },
-            "Index of the I3C target, from 0 [0]")
-            ->type_name("N");
-    };
-    auto& ibi = add("ibi", "Let an I3C target raise an in-band interrupt");
-    addTarget(ibi);
-    addOption(
-        ibi, "BYTES",
-        [&](const auto& text) { arguments.eventFields.push_back(std::to_string(toNumber(text, 0, 255))); },
-        "Payload, decimal or with 0x")
+    }
+    static const std::map<char, char> ESCAPES{{'r', '\r'}, {'n', '\n'}, {'t', '\t'}, {'0', '\0'}, {'\\', '\\'}};
+    Json bytes = Json::array();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\') {
+            bytes.push_back(static_cast<std::uint8_t>(text[i]));
+        } else if (++i; i < text.size() && ESCAPES.contains(text[i])) {
+            bytes.push_back(ESCAPES.at(text[i]));
+        } else if (i + 2 < text.size() && text[i] == 'x') {
+            bytes.push_back(toNumber("0x" + text.substr(i + 1, 2), 0, 0xFF));
+            i += 2;
+        } else {
+            throw CLI::ValidationError(fmt::format(R"('{}': after a backslash comes r, n, t, 0, \ or x41)", text));
+        }
+    }
+    return bytes;
+}
+
+void addHandOptions(CLI::App& app, Arguments& arguments)
+{
+    app.add_option("--adapter", arguments.adapter, "Serial number, or index from 0 [0]")->type_name("ADAPTER");
+    app.add_option("--connect", arguments.connect, "Socket of a 'tarvix-sim serve' [that of the run around]")
+        ->type_name("PATH");
+}
+
+// Words of the command line that go into a request as they are, as whole numbers, and as an array of these.
+CLI::Option* addWord(CLI::App& app, Json& request, const std::string& name, const std::string& key,
+                     const std::string& description)
+{
+    return addOption(
+               app, name, [&request, key](const auto& text) { request[key] = text; }, description)
+        ->type_name("");
+}
+
+CLI::Option* addNumber(CLI::App& app, Json& request, const std::string& name, const std::string& key,
+                       const std::string& description)
+{
+    return addOption(
+               app, name, [&request, key](const auto& text) { request[key] = toNumber(text, 0, UINT32_MAX); },
+               description)
+        ->type_name("");
+}
+
+CLI::Option* addNumbers(CLI::App& app, Json& request, const std::string& name, const std::string& key,
+                        std::uint64_t highest, const std::string& description)
+{
+    return addOption(
+               app, name,
+               [&request, key, highest](const auto& text) { request[key].push_back(toNumber(text, 0, highest)); },
+               description)
         ->allow_extra_args()
         ->expected(-1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("");
-    addTarget(add("hot-join", "Let an I3C target join the bus"));
+}
+
+void addTarget(CLI::App& app, Json& request)
+{
+    auto* const target =
+        addNumber(app, request, "--target", "target", "Index of the I3C target, from 0 [0]")->type_name("N");
+    addWord(app, request, "--device", "device", "Name of the I3C target, in place of its index")
+        ->type_name("NAME")
+        ->excludes(target);
+}
+
+// From NAME[:NUMBER], or "off".
+void readFault(Json& request)
+{
+    const auto text = request["fault"].get<std::string>();
+    const auto colon = std::min(text.find(':'), text.size());
+    if (text == "off") {
+        request["do"] = "faults_off";
+        request.erase("fault");
+        request.erase("device");
+    } else if (text == "on" && request.contains("device")) {
+        request.erase("fault");
+    } else if (!request.contains("device")) {
+        const auto [fault, probability] = faultIn(text);
+        request["fault"] = FAULT_NAMES[fault];
+        request["probability"] = probability;
+    } else if (request["fault"] = text.substr(0, colon); colon < text.size()) {
+        const bool isTime = request["fault"] == "stretch";
+        const auto number = text.substr(colon + 1);
+        request[isTime ? "milliseconds" : "probability"] =
+            isTime ? static_cast<double>(toNumber(withoutUnit(number), 0, LONGEST_TIME))
+                   : probabilityIn(number, text.substr(0, colon));
+    }
+}
+
+// What a command asks of the bench: one request, or several where a message has no room for all.
+void addRequests(Arguments& arguments, Json request)
+{
+    const auto add = [&](const Json& one) { arguments.requests.push_back(one.dump()); };
+    if (!arguments.adapter.empty()) {
+        request["adapter"] = arguments.adapter;
+    }
+    if (request["do"] == "fault") {
+        readFault(request);
+    }
+    if (request.contains("for")) {
+        arguments.pause = milliseconds(request["for"].get<std::uint64_t>());
+        request.erase("for");
+        add(request);
+        request["do"] = "release";
+    }
+    const std::size_t count = request["do"] == "get"   ? request.value("count", std::size_t{1})
+                              : request["do"] == "put" ? request["values"].size()
+                                                       : 0;
+    if (count <= MOST_VALUES) {
+        add(request);
+        return;
+    }
+    const Json all = request;
+    for (std::size_t done = 0; done < count; done += MOST_VALUES) {
+        const std::size_t part = std::min(MOST_VALUES, count - done);
+        request["address"] = all["address"].get<std::size_t>() + done;
+        if (all.contains("values")) {
+            const auto begin = all["values"].begin() + static_cast<std::ptrdiff_t>(done);
+            request["values"] = Json(Json::array_t(begin, begin + static_cast<std::ptrdiff_t>(part)));
+        } else {
+            request["count"] = part;
+        }
+        add(request);
+    }
+}
+
+struct TriggerAdder {
+    CLI::App& trigger;
+    Arguments& arguments;
+    Json& request;
+
+    // The name of the operation is that of the command, with underscores.
+    CLI::App& operator()(const std::string& name, const std::string& description) const
+    {
+        auto& app = *trigger.add_subcommand(name, description);
+        addHandOptions(app, arguments);
+        app.callback([this_ = *this, name] {
+            std::string operation = name;
+            std::ranges::replace(operation, '-', '_');
+            this_.request["do"] = operation;
+            this_.arguments.action = Arguments::Action::TRIGGER;
+        });
+        return app;
+    }
+};
+
+// Wires, their buttons, and what a device holds.
+void addBenchTriggers(const TriggerAdder& add)
+{
+    Json& request = add.request;
+    auto& press = add("press", "Press a button");
+    addWord(press, request, "NAME", "wire", "Wire that has the button")->required();
+    addOption(
+        press, "--for", [&request](const auto& text) { request["for"] = toNumber(withoutUnit(text), 0, LONGEST_TIME); },
+        "Let it go after this many milliseconds, and only then end")
+        ->type_name("MS");
+    addWord(add("release", "Let a button go"), request, "NAME", "wire", "Wire that has the button")->required();
+    auto& set = add("set", "Hold a wire at a level, or let it go");
+    addWord(set, request, "WIRE", "wire", "Name of a wire, or pin0 to pin7")->required();
+    addWord(set, request, "LEVEL", "level", "high, low or released")->required();
+    auto& get = add("get", "Print registers or memory of a device");
+    addWord(get, request, "DEVICE", "device", "Name of a device")->required();
+    addNumber(get, request, "ADDRESS", "address", "The first register or byte")->required();
+    addNumber(get, request, "COUNT", "count", "How many [1]");
+    auto& put = add("put", "Change registers or memory of a device");
+    addWord(put, request, "DEVICE", "device", "Name of a device")->required();
+    addNumber(put, request, "ADDRESS", "address", "The first register or byte")->required();
+    addNumbers(put, request, "VALUES", "values", UINT32_MAX, "One for each register or byte")->required();
+    addWord(add("power-cycle", "Take a device's supply away for a moment"), request, "DEVICE", "device",
+            "Name of a device")
+        ->required();
+    auto& reset = add("reset", "Reset a device");
+    addWord(reset, request, "DEVICE", "device", "Name of a device")->required();
+    auto* const hold = reset.add_flag_callback(
+        "--hold", [&request] { request["held"] = true; }, "Hold it in reset, until");
+    reset
+        .add_flag_callback(
+            "--release", [&request] { request["held"] = false; }, "it is let go")
+        ->excludes(hold);
+}
+
+// What comes in at the adapter, and the adapter itself.
+void addAdapterTriggers(const TriggerAdder& add)
+{
+    Json& request = add.request;
+    auto& uart = add("uart", "Let the adapter receive bytes on its UART");
+    addOption(
+        uart, "BYTES", [&request](const auto& text) { request["bytes"] = bytesIn(text); },
+        R"(Text, with escapes such as \r\n, or hex:4f4b)")
+        ->required()
+        ->type_name("");
+    add("uart-sent", "Print what the adapter has sent on its UART since this was last asked");
+    auto& ibi = add("ibi", "Let an I3C target raise an in-band interrupt");
+    addTarget(ibi, request);
+    addNumbers(ibi, request, "BYTES", "bytes", 0xFF, "Payload, decimal or with 0x");
+    addTarget(add("hot-join", "Let an I3C target join the bus"), request);
+    auto& fault = add("fault", "Switch a fault of the adapter or of a device on, or all off");
+    addWord(
+        fault, request, "FAULT", "fault",
+        fmt::format("NAME[:PROBABILITY] with NAME one of {}; with --device nack[:PROBABILITY], flip[:PROBABILITY] or "
+                    "stretch:MS, or on for what the board file says; or off for all",
+                    fmt::join(FAULT_NAMES, ", ")))
+        ->required();
+    addWord(fault, request, "--device", "device", "Name of the device [the adapter itself]")->type_name("NAME");
+    auto& stuck = add("stuck", "Hold an I2C bus low");
+    addNumber(stuck, request, "PORT", "port", "Its number")->required();
+    stuck.add_flag_callback(
+        "--release", [&request] { request["held"] = false; }, "Let it go");
     add("unplug", "Pull the adapter out");
     add("replug", "Plug the adapter back in, after an unplug or from boot mode");
+}
+
+void addTrigger(CLI::App& app, Arguments& arguments, Json& request)
+{
+    auto& trigger = *app.add_subcommand(
+        "trigger", "Act on an adapter and its bench: buttons, wires, devices, events, faults; inside 'tarvix-sim run'");
+    trigger.require_subcommand(0, 1);
+    const TriggerAdder add{trigger, arguments, request};
+    addBenchTriggers(add);
+    addAdapterTriggers(add);
+    trigger.callback([&trigger] {
+        if (trigger.get_subcommands().empty()) {
+            std::vector<std::string> names;
+            for (const CLI::App* command : trigger.get_subcommands({})) {
+                names.push_back(command->get_name());
+            }
+            throw CLI::RequiredError(fmt::format("trigger: one of {}", fmt::join(names, ", ")));
+        }
+    });
+}
+
+void addState(CLI::App& app, Arguments& arguments)
+{
+    auto& state = *app.add_subcommand("state", "Print pins, wires, rails, buses and devices; inside 'tarvix-sim run'");
+    addHandOptions(state, arguments);
+    state.get_option("--adapter")->description("Serial number, or index from 0 [all adapters]");
+    state.add_flag("--json", arguments.json, "Print JSON, as docs/bench-control.md describes");
+    state.callback([&] { arguments.action = Arguments::Action::STATE; });
 }
 
 void addBoard(CLI::App& app, Arguments& arguments)
@@ -335,9 +599,12 @@ Arguments parseArguments(int count, char** arguments)
     app.set_version_flag("--version", "tarvix-sim " TARVIXSDK_VERSION);
     Wishes wishes;
     addRun(app, result, wishes);
+    addServe(app, result, wishes);
     addUhid(app, result, wishes);
     addGadget(app, result, wishes);
-    addTrigger(app, result);
+    Json request;
+    addTrigger(app, result, request);
+    addState(app, result);
     addBoard(app, result);
 
     // Everything after "--" belongs to the command.
@@ -350,13 +617,16 @@ Arguments parseArguments(int count, char** arguments)
             result.command.assign(separator + 1, end);
         }
         if (result.action == Arguments::Action::NOTHING) {
-            throw CLI::RequiredError("One of run, uhid, gadget, trigger, board");
+            throw CLI::RequiredError("One of run, serve, uhid, gadget, trigger, state, board");
         }
         if (result.action == Arguments::Action::RUN && result.command.empty()) {
             throw CLI::RequiredError("A command after '--' (as in 'tarvix-sim run -- bash')");
         }
         if (result.action != Arguments::Action::RUN && separator != end) {
             throw CLI::ExtrasError({"--"});
+        }
+        if (result.action == Arguments::Action::TRIGGER) {
+            addRequests(result, request);
         }
         readBoardOf(result, wishes);
     } catch (const CLI::ParseError& error) {

@@ -10,7 +10,7 @@
 namespace sim {
 
 struct Arguments {
-    enum class Action { RUN, UHID, GADGET, TRIGGER, BOARD, NOTHING };
+    enum class Action { RUN, SERVE, UHID, GADGET, TRIGGER, STATE, BOARD, NOTHING };
 
     Action action = Action::NOTHING; // nothing to do but to exit with `status`
     int status = 0;
@@ -25,9 +25,12 @@ struct Arguments {
     std::string uhidDevice = "/dev/uhid"; // uhid
     std::vector<std::string> gadgetNodes; // gadget
     std::vector<std::string> udcFiles;    // gadget
-    std::string event;                    // trigger
-    std::string adapter = "0";            // trigger: serial number or index
-    std::vector<std::string> eventFields; // trigger: decimal numbers, the target first
+    std::vector<std::string> requests;    // trigger: JSON
+    std::chrono::milliseconds pause{0};   // trigger: between them
+    std::string adapter;                  // trigger, state: serial number or index, empty for none chosen
+    bool json = false;                    // state
+    std::string connect;                  // run, trigger, state: socket of a serve; empty: none chosen
+    std::string socket;                   // serve
 };
 
 // Prints help and version to stdout, and one line about a mistake to stderr.

@@ -31,13 +31,18 @@ int perform(sim::Arguments arguments)
     }
     switch (arguments.action) {
     case sim::Arguments::Action::RUN:
-        return sim::runPort(arguments.host, arguments.command);
+        return arguments.connect.empty() ? sim::runPort(arguments.host, arguments.command)
+                                         : sim::connectPort(arguments.connect, arguments.command);
+    case sim::Arguments::Action::SERVE:
+        return sim::servePort(arguments.host, arguments.socket);
     case sim::Arguments::Action::UHID:
         return sim::uhidPort(arguments.host, arguments.uhidDevice);
     case sim::Arguments::Action::GADGET:
         return sim::gadgetPort(arguments.host, arguments.gadgetNodes, arguments.udcFiles);
     case sim::Arguments::Action::TRIGGER:
-        return sim::trigger(arguments.event, arguments.adapter, arguments.eventFields);
+        return sim::trigger(arguments.connect, arguments.requests, arguments.pause);
+    case sim::Arguments::Action::STATE:
+        return sim::showState(arguments.connect, arguments.adapter, arguments.json);
     case sim::Arguments::Action::BOARD:
         fmt::print("{}", arguments.printsBoard ? sim::defaultBoardText() : arguments.boardFile + ": good\n");
         return 0;

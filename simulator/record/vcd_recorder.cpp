@@ -263,6 +263,9 @@ private:
     {
         std::array<bool, Gpio::COUNT> drawn{};
         for (const auto& [pin, high] : changedPins_) {
+            if (pins_[pin].high == high) {
+                continue;
+            }
             if (drawn[pin]) {
                 drawn = {};
                 timeline_.moveTo(timeline_.begin() + 1);

@@ -152,7 +152,7 @@ class WrongBoardTest(Case):
 
 
 class BoardTest(Case):
-    def test_devices_in_the_guide_are_good(self):
+    def test_the_guide_shows_good_devices_and_the_example(self):
         directory = pathlib.Path(self.directory())
         shutil.copy(BOARDS / "motion.csv", directory)
         guide = (SOURCE / "docs/board.md").read_text(encoding="utf-8")
@@ -162,6 +162,9 @@ class BoardTest(Case):
             document = '{"version": 1, "adapters": [{"i2c": [{"devices": {' + device + "}}]}]}"
             (directory / "b.json").write_text(document, encoding="utf-8")
             self.assertEqual(run([SIM, "board", "--check", "b.json"], cwd=directory).stdout, "b.json: good\n", device)
+        whole = re.search(r'^```json\n(\{\n  "version".*?)^```', guide, re.MULTILINE | re.DOTALL)[1]
+        example = json.loads((BOARDS / "accelerometer.json").read_text(encoding="utf-8"))
+        self.assertEqual({"$schema": example["$schema"], **json.loads(whole)}, example)
 
     def test_accelerometer_raises_its_line_with_each_sample(self):
         sim = ("--board", BOARDS / "accelerometer.json")

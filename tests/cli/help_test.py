@@ -143,10 +143,17 @@ class Help(Case):
     def test_the_simulators_manual_page_knows_what_help_lists(self):
         source = (SOURCE / "packaging/tarvix-sim.1").read_text(encoding="utf-8").replace("\\-", "-")
         options = set()
-        for command in ("run", "uhid", "gadget", "trigger ibi", "trigger hot-join", "trigger unplug", "trigger replug", "board"):
-            self.assertIn(f"\n.SS {command}\n", source)
-            options |= options_in(run([SIM, *command.split(), "--help"]).stdout)
-        self.assertEqual(set(re.findall(r"\\fB(--[a-z0-9-]+)", source)), options - {"--help"})
+
+        def check(*command):
+            text = run([SIM, *command, "--help"]).stdout
+            if command:
+                self.assertIn(f"\n.SS {' '.join(command)}\n", source)
+            options.update(options_in(text) - {"--help", "--version"})
+            for name in commands_in(text):
+                check(*command, name)
+
+        check()
+        self.assertEqual(set(re.findall(r"\\fB(--[a-z0-9-]+)", source)), options)
 
     @unittest.skipUnless(shutil.which("mandoc"), "mandoc is not installed")
     def test_manual_pages_are_well_formed(self):

@@ -5,15 +5,21 @@
 
 static sim::EventLoop loop;
 
+static const sim::HostOptions& onDefaultBoard()
+{
+    static const sim::HostOptions options{.adapters = sim::defaultBoard()};
+    return options;
+}
+
 static std::unique_ptr<sim::RunHost> newHost()
 {
     ::setenv("XDG_RUNTIME_DIR", "/dev/shm", 1); // a disk would take most of the time
     static const sim::PrivateDirectory directory;
     std::remove((directory.path() + '/' + sim::SOCKET_NAME).c_str());
-    return std::make_unique<sim::RunHost>(loop, sim::HostOptions{}, directory.path());
+    return std::make_unique<sim::RunHost>(loop, onDefaultBoard(), directory.path());
 }
 
-// Over a connection of its own. Returns whether the answer is mere consent.
+// Over a connection of its own. Returns whether the answer is consent.
 static bool ask(sim::RunHost& host, const Bytes& purpose)
 {
     int ends[2];
@@ -25,7 +31,7 @@ static bool ask(sim::RunHost& host, const Bytes& purpose)
     loop.run();
     char text[4];
     const auto size = ::recv(program.get(), text, sizeof text, 0);
-    return size > 0 && sim::splitFields({text, static_cast<std::size_t>(size)}) == sim::Fields{sim::OK};
+    return size > 0 && sim::splitFields({text, static_cast<std::size_t>(size)}).front() == sim::OK;
 }
 
 // The program's end of a node; the sockets between would take most of the time.
@@ -37,12 +43,12 @@ public:
     void carry(std::span<const std::uint8_t> report) override { fuzz::require(report.size() == 64, "a whole report"); }
 };
 
-// Messages, each to an adapter or to the host, which lives until an event has changed its adapter.
+// Messages, each to an adapter or to the host, which lives until a request may have changed its bench.
 void fuzz::run(Input input)
 {
     static auto host = newHost();
     Node node;
-    sim::AdapterHost adapter(loop, {}, {}, 0, node);
+    sim::AdapterHost adapter(loop, onDefaultBoard(), {}, 0, node);
     adapter.plugIn();
     bool changed = false;
     for (int messages = 0; !input.empty() && messages < 16; ++messages) {
@@ -50,7 +56,7 @@ void fuzz::run(Input input)
         const Bytes message = input.counted();
         if (isReport) {
             adapter.outputReport(message);
-        } else if (ask(*host, message) && message[0] == 't') {
+        } else if (ask(*host, message) && message[0] == 'c') {
             changed = true;
         }
     }

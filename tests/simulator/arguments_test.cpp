@@ -58,9 +58,31 @@ TEST(CommandLine, EveryOptionArrives)
     const auto gadget = parse("gadget a b --udc-file c --udc-file d");
     EXPECT_EQ(std::pair(gadget.gadgetNodes, gadget.udcFiles), std::pair(Words{"a", "b"}, Words{"c", "d"}));
     EXPECT_EQ(parse("gadget a b").host.adapters[1].serialNumber, "TVX0000002");
-    const auto trigger = parse("trigger ibi --adapter B-7 --target 1 0x0a 255");
-    EXPECT_EQ(std::tuple(trigger.event, trigger.adapter, trigger.eventFields),
-              std::tuple("ibi", "B-7", Words{"1", "10", "255"}));
+}
+
+TEST(CommandLine, EachTriggerIsARequest)
+{
+    const std::pair<std::string, Words> cases[]{
+        {"ibi --adapter B-7 --target 1 0x0a 255", {R"({"target":1,"bytes":[10,255],"do":"ibi","adapter":"B-7"})"}},
+        {"hot-join --device imu", {R"({"device":"imu","do":"hot_join"})"}},
+        {"press power --for 100ms", {R"({"wire":"power","do":"press"})", R"({"wire":"power","do":"release"})"}},
+        {"uart a\\r\\x41\\\\", {R"({"bytes":[97,13,65,92],"do":"uart"})"}},
+        {"uart hex:0aFF", {R"({"bytes":[10,255],"do":"uart"})"}},
+        {"fault drop:0.5", {R"({"fault":"drop","do":"fault","probability":0.5})"}},
+        {"fault off", {R"({"do":"faults_off"})"}},
+        {"fault nack:0.5 --device d", {R"({"fault":"nack","device":"d","do":"fault","probability":0.5})"}},
+        {"fault stretch:5ms --device d", {R"({"fault":"stretch","device":"d","do":"fault","milliseconds":5.0})"}},
+        {"reset d --hold", {R"({"device":"d","held":true,"do":"reset"})"}},
+        {"stuck 1 --release", {R"({"port":1,"held":false,"do":"stuck"})"}},
+        {"get flash 0x10 4097",
+         {R"({"device":"flash","address":16,"count":4096,"do":"get"})",
+          R"({"device":"flash","address":4112,"count":1,"do":"get"})"}},
+        {"put flash 0 1 0x2", {R"({"device":"flash","address":0,"values":[1,2],"do":"put"})"}},
+    };
+    for (const auto& [line, requests] : cases) {
+        EXPECT_EQ(parse("trigger " + line).requests, requests) << line;
+    }
+    EXPECT_EQ(parse("trigger press power --for 100ms").pause, milliseconds(100));
 }
 
 TEST(CommandLine, AMistakeGetsOneLineThatSaysWhatIsRight)
@@ -87,11 +109,18 @@ TEST(CommandLine, AMistakeGetsOneLineThatSaysWhatIsRight)
         {{"run", "--fault", "drop:nan", "--", "true"}, "--fault: 'nan'", "from 0 to 1"},
         {{"run", "--fault", "drop:", "--", "true"}, "--fault: ''", "drop:0.2"},
         {{"run", "--fault", "--", "true"}, "--fault", "NAME"},
+        {{"run", "--connect", "p", "--seed", "2", "--", "true"}, "--seed", "tarvix-sim serve"},
+        {{"serve", "--seed", "2"}, "--socket", "serve --help"},
         {{"uhid", "--", "true"}, "--", "uhid --help"},
         {{"gadget"}, "NODE", "gadget --help"},
         {{"gadget", "a", "b", "--udc-file", "x"}, "--udc-file", "one for each"},
         {{"trigger"}, "trigger", "hot-join"},
         {{"trigger", "ibi", "256"}, "'256'", "0 to 255"},
+        {{"trigger", "ibi", "--target", "0", "--device", "imu"}, "--device", "--target"},
+        {{"trigger", "uart", "hex:4"}, "'hex:4'", "hex:4f"},
+        {{"trigger", "uart", "a\\q"}, "'a\\q'", "backslash"},
+        {{"trigger", "fault", "fire"}, "'fire'", "drop, truncate"},
+        {{"trigger", "press"}, "NAME", "required"},
     };
     for (const auto& [words, named, right] : cases) {
         testing::internal::CaptureStderr();

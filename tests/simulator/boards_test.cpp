@@ -106,6 +106,23 @@ TEST(RegisterMap, ShowsASampleWithEachPeriodAndRaisesItsLine)
     });
 }
 
+TEST(RegisterMap, SkipsTheSamplesThatItIsTooLateFor)
+{
+    BoardRig rig(board(R"({"type": "register_map", "samples": [
+        {"registers": [1], "values": [1, 2, 3], "every_ms": 10},
+        {"registers": [2], "values": [1, 2, 3], "every_ms": 10, "repeat": false}]})"));
+    rig.converse({
+        {"stall 50", ""},
+        {"r 19 2 01", "02 03"},
+        {"pass 9.9", ""},
+        {"r 19 2 01", "02 03"},
+        {"pass 0.1", ""},
+        {"r 19 2 01", "03 03"},
+        {"stall 20", ""},
+        {"r 19 2 01", "02 03"},
+    });
+}
+
 TEST(RegisterMap, ShowsTheNextSampleOnceTheLastWasRead)
 {
     BoardRig rig(board(R"({"type": "register_map", "name": "adc",
@@ -278,21 +295,46 @@ constexpr const char* RESET_BOARD = R"({
     "i2c": [{"devices": {"0x19": {"type": "register_map", "name": "imu", "registers": {"1": 7},
         "samples": [{"registers": [2], "values": [5], "every_ms": 10, "ready": {"register": 3, "bits": 1}}],
         "interrupt": {"register": 3, "bits": 1}}}}],
+    "i3c": {"targets": [{"name": "hub", "pid": "hex:00 00 00 00 00 01", "bcr": 0, "dcr": 0}]},
     "spi": [{"type": "loopback", "name": "flash"}], "uart": {"type": "echo", "name": "modem"},
     "gpio": {"wires": [
-        {"pins": [0], "pull": "up", "resets": ["imu", "flash", "modem"]},
+        {"pins": [0], "pull": "up", "resets": ["imu", "flash", "modem", "hub"]},
         {"pins": [1], "pull": "up", "resets": ["imu"]},
         {"pins": [2], "lines": ["imu.interrupt"]}]}})";
 
 TEST(Bench, SilencesDevicesWhileAnyOfTheirResetLinesIsLow)
 {
+    const char* const assignAddresses = "ask 09 19 7e 00 00 07 00";  // ENTDAA
+    const char* const getMaxReadLength = "ask 09 19 08 01 02 8c 00"; // GETMRL
     BoardRig rig(RESET_BOARD);
     rig.converse({
-        {"w 19 01 55", "ok"}, {"pass 10", ""},        {"pin 2", "low"},       {"drive 1 low", "ok"},
-        {"pin 2", "high"},    {"drive 0 low", "ok"},  {"r 19 1 01", "03 01"}, {"w 19 01 66", "03 01"},
-        {"scan", ""},         {"spi 12 34", "FF FF"}, {"uart 41", ""},        {"pass 100", ""},
-        {"pin 2", "high"},    {"drive 0 high", "ok"}, {"spi 12 34", "12 34"}, {"uart 41", "41"},
-        {"scan", ""},         {"drive 1 high", "ok"}, {"scan", "19"},         {"r 19 3 01", "07 00 00"},
+        {"w 19 01 55", "ok"},
+        {"ask 04 19 00", ""}, // brings the I3C bus up
+        {assignAddresses, "7E 00 07 00"},
+        {getMaxReadLength, "08 01 8C 02 01 00"},
+        {"pass 10", ""},
+        {"pin 2", "low"},
+        {"drive 1 low", "ok"},
+        {"pin 2", "high"},
+        {"drive 0 low", "ok"},
+        {"r 19 1 01", "03 01"},
+        {"w 19 01 66", "03 01"},
+        {"scan", ""},
+        {assignAddresses, "7E 00 07 00"},
+        {getMaxReadLength, "03 01"},
+        {"spi 12 34", "FF FF"},
+        {"uart 41", ""},
+        {"pass 100", ""},
+        {"pin 2", "high"},
+        {"drive 0 high", "ok"},
+        {assignAddresses, "7E 00 07 00"},
+        {getMaxReadLength, "08 01 8C 02 01 00"},
+        {"spi 12 34", "12 34"},
+        {"uart 41", "41"},
+        {"scan", ""},
+        {"drive 1 high", "ok"},
+        {"scan", "19"},
+        {"r 19 3 01", "07 00 00"},
     });
 }
 

@@ -156,7 +156,7 @@ struct AdapterHostTest : testing::Test {
 
     EventLoop loop;
     FakeCable cable;
-    HostOptions options;
+    HostOptions options{.adapters = defaultBoard()};
     std::optional<AdapterHost> host;
 };
 
@@ -193,6 +193,28 @@ TEST_F(AdapterHostTest, AnAbsenceLosesWhatWasOnItsWay)
     EXPECT_TRUE(cable.reports.empty());
     adapter.outputReport(SERIAL_NUMBER);
     EXPECT_EQ(cable.reports.size(), 1U);
+}
+
+TEST_F(AdapterHostTest, NobodyHearsWhatDevicesDoInItsAbsence)
+{
+    options.adapters = parseBoard("board.json", R"({"version": 1, "adapters": [{
+        "i2c": [{"devices": {"0x19": {"type": "register_map", "name": "imu",
+            "samples": [{"registers": [1], "values": [1, 0], "every_ms": 1}], "interrupt": {"register": 1}}}}],
+        "gpio": {"wires": [{"pins": [3], "lines": ["imu.interrupt"]}]}}]})");
+    const auto wait = [this] {
+        bool over = false;
+        loop.after(milliseconds(20), [&] { over = true; });
+        return runUntil(loop, [&] { return over; });
+    };
+    AdapterHost& adapter = plugIn();
+    adapter.outputReport(Bytes{0x1B, 0x00, 0x01, 0x00, 0x04, 0x14, 0x03, 0x02}); // arms pin 3
+    ASSERT_TRUE(runUntil(loop, [&] { return cable.reports.size() >= 3; }));
+    adapter.pullOut();
+    const std::size_t heard = cable.reports.size();
+    ASSERT_TRUE(wait());
+    adapter.plugIn();
+    ASSERT_TRUE(wait());
+    EXPECT_EQ(cable.reports.size(), heard);
 }
 
 TEST_F(AdapterHostTest, BootModeLasts)
@@ -239,7 +261,7 @@ TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
     const std::string directory = makeDirectory();
     for (const std::size_t reportSize : {64UL, 1024UL}) {
         EventLoop loop;
-        HostOptions options;
+        HostOptions options{.adapters = defaultBoard()};
         options.adapters.front().reportSize = reportSize;
         RunNode node(loop, options, 0, directory, [](const RunNode&, const char*) {});
         node.adapter().plugIn();
@@ -315,7 +337,8 @@ TEST(Gadget, AHostThatDoesNotReadKeepsNobodyFromWriting)
     const FileDescriptor closesNode(node);
     ::fcntl(host, F_SETFL, O_NONBLOCK);
     EventLoop loop;
-    GadgetNode gadget(loop, {}, 0, name.data(), "");
+    const HostOptions options{.adapters = defaultBoard()};
+    GadgetNode gadget(loop, options, 0, name.data(), "");
     gadget.start();
     // Far more responses than the node holds; each request must be taken although no response is.
     Bytes report = padded(SERIAL_NUMBER, 64);

@@ -74,6 +74,33 @@ TEST(Program, LeavesNothingBehindAndKeepsWhatWasPreloaded)
     EXPECT_EQ(outcome.output, "700\n600\ntarvix-sim\n1\nempty\n");
 }
 
+TEST(Program, ServesWhoeverConnectsAndOnlyOnceAtAPlace)
+{
+    const auto outcome = shell("export SIM=" TARVIX_SIM R"( XDG_RUNTIME_DIR=$(mktemp -d); cd $XDG_RUNTIME_DIR
+        serve() { rm -f ready; $SIM serve --socket ./bench "$@" > ready & until [ -s ready ]; do sleep 0.01; done; cat ready; }
+        serve
+        kill -KILL $!; wait $! 2>/dev/null
+        $SIM run --connect bench -- true
+        serve --adapters 2 --serial B1
+        stat -L -c %a bench $(dirname $(readlink bench))
+        $SIM serve --socket bench
+        $SIM trigger put temperature 0 7 --connect bench
+        $SIM run --connect bench -- sh -c "cd /; $SIM trigger get temperature 0; exit 5"; echo $?
+        $SIM trigger unplug --connect bench --adapter B2
+        $SIM state --connect bench | grep plugged
+        kill $!; wait $!; echo $?
+        ls; echo x > bench; $SIM serve --socket bench; ln -sf ready bench; $SIM serve --socket bench
+        rm -r $XDG_RUNTIME_DIR)");
+    EXPECT_EQ(outcome.output,
+              "tarvix-sim: serves TVX0000001 at ./bench\n"
+              "tarvix-sim: nobody serves at bench: start 'tarvix-sim serve --socket bench' first\n"
+              "tarvix-sim: serves B1, B2 at ./bench\n600\n700\n"
+              "tarvix-sim: another tarvix-sim serves at bench\n0x0007\n5\n"
+              "B1  Tarvix Virtual Adapter, plugged in\nB2  Tarvix Virtual Adapter, not plugged in\n0\nready\n"
+              "tarvix-sim: cannot make bench: File exists\n"
+              "tarvix-sim: bench leads to ready, not to a socket of tarvix-sim: remove it or choose another name\n");
+}
+
 class Tool : public testing::Test {
 protected:
     void SetUp() override
@@ -102,6 +129,27 @@ TEST_F(Tool, SeesTargetsInterruptAndJoinOnATrigger)
                               "masked\nhas an address\n"
                               "tarvix-sim: TVX0000001 > 00 00 82 19 00 00 7f fe 56 78 90 02 22 c6 08 (other)\n"
                               "already out\n");
+}
+
+TEST_F(Tool, MeetsTheHandOnTheBench)
+{
+    const auto outcome = shell("export SIM=" TARVIX_SIM " TARVIX=" TARVIX R"(; $SIM run -- sh -c '
+        $SIM trigger put temperature 0 0x1900
+        $TARVIX i2c get 0x48 0 --word 2
+        $TARVIX i2c set 0x50 0x10 1 2
+        $SIM trigger get small-eeprom 0x0f 4
+        $SIM trigger set pin1 high
+        $TARVIX gpio get 0
+        $TARVIX uart send text:hello
+        $SIM trigger uart-sent
+        $SIM trigger get temprature 0
+        $SIM state | grep -E "wire wire0|uart|small"' 2>&1)");
+    EXPECT_EQ(outcome.output,
+              "0x1900\n0xff 0x01 0x02 0xff\n0=high\nhello"
+              "tarvix-sim: device: 'temprature' is none of temperature, small-eeprom, large-eeprom, "
+              "flash, loopback, uart, i3c0, i3c1, i3c-eeprom; did you mean 'temperature'?\n"
+              "  wire wire0: high, held by hand\n  uart: initialised, bits 8\n"
+              "  device small-eeprom: eeprom at i2c0-0x50, pointer 18, not busy\n  device uart: echo at uart\n");
 }
 
 TEST_F(Tool, WorksWhereStandardErrorTakesNothing)
@@ -147,18 +195,21 @@ TEST(Program, DrivesAProgramWithHidapiInside)
     if (!*HIDAPI_INSIDE) {
         GTEST_SKIP() << "built without libhidapi-hidraw.a (Debian package libhidapi-dev)";
     }
-    const auto outcome = sim("run --adapters 3 -- sh -c 'cd /; " HIDAPI_INSIDE " " TARVIX_SIM "'");
+    const auto outcome =
+        shell(R"(board=$(mktemp); echo '{"version": 1, "adapters": [{"strings": {"product": "Bench board"}}]}' > $board
+        )" TARVIX_SIM " run --adapters 3 --board $board -- sh -c 'rm $0; cd /; " HIDAPI_INSIDE " " TARVIX_SIM
+              "' $board");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(
         outcome.output,
         "TVX0000001 usage ff00, TVX0000002 usage ff00, TVX0000003 usage ff00, \n"
-        "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n"
+        "TVX0000002 Bench board: 65, 64 TVX0000002\n"
         "3 1fc9:82fc, 26 bytes from 06 to c0, 5 TVX00, cloexec 1, limit 0, 32, 11, 22, 1, 1\n" // EPIPE, EAGAIN, EINVAL
         "remove hidraw1 TVX0000002\n"
         "TVX0000001 usage ff00, TVX0000003 usage ff00, \n"
         "read -1, write -1, write 19, node -1\n"
         "add hidraw1 TVX0000002\n"
-        "TVX0000002 Tarvix Virtual Adapter: 65, 64 TVX0000002\n");
+        "TVX0000002 Bench board: 65, 64 TVX0000002\n");
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // A world for virtual adapters in which time passes only when the test says so.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -33,13 +34,16 @@ public:
     {
         const auto end = now_ + time;
         while (!timers_.empty() && timers_.begin()->first <= end) {
-            now_ = timers_.begin()->first;
+            now_ = std::max(now_, timers_.begin()->first);
             const auto handler = timers_.begin()->second;
             timers_.erase(timers_.begin());
             (*handler)();
         }
         now_ = end;
     }
+
+    // Time in which nobody runs what is due.
+    void stall(Clock::duration time) { now_ += time; }
 
     Clock::duration stretched{};
     std::vector<std::string> told;

@@ -34,7 +34,8 @@ public:
     //   drive 3 high      makes it an output; `free 3` an input again, which fires at both edges
     //   spi 9f 00         what comes back from chip select 0
     //   uart 41 54        what comes back until the next words
-    //   pass 2.5          milliseconds
+    //   ask 04 19 00      any request by its code and fields: what follows the status
+    //   pass 2.5          milliseconds; `stall` when nobody runs what is due
     //   power             the adapter restarts
     std::string operator()(const std::string& words)
     {
@@ -66,7 +67,7 @@ private:
     void initialise()
     {
         for (const char* request : {"01 09 00 80 1A 06 00 00", "01 09 01 80 1A 06 00 00",
-                                    "01 0D 00 00 00 00 00 40 42 0F 00", "02 10 07 00 00 03 00"}) {
+                                    "01 0D 00 00 00 00 00 40 42 0F 00", "02 10 07 00 00 03 00", "01 19 00 00 00 00"}) {
             EXPECT_EQ(ask(hex(request)).first, "ok") << request;
         }
     }
@@ -74,9 +75,10 @@ private:
     std::string perform(const std::string& verb, const std::string& rest)
     {
         const Bytes bytes = hex(rest);
-        if (verb == "pass") {
+        if (verb == "pass" || verb == "stall") {
             using Milliseconds = std::chrono::duration<double, std::milli>;
-            world.pass(std::chrono::duration_cast<sim::World::Clock::duration>(Milliseconds(std::stod(rest))));
+            const auto time = std::chrono::duration_cast<sim::World::Clock::duration>(Milliseconds(std::stod(rest)));
+            verb == "pass" ? world.pass(time) : world.stall(time);
             return "";
         }
         if (verb == "power") {
@@ -112,6 +114,9 @@ private:
         if (verb == "uart") {
             ask(Bytes{0x05, 0x10, static_cast<std::uint8_t>(bytes.size()), 0} + bytes);
             return "";
+        }
+        if (verb == "ask") {
+            return data(ask(bytes), 6);
         }
         return "what is " + verb;
     }

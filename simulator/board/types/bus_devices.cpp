@@ -69,12 +69,12 @@ void readGpioExpander(Object& object, DeviceBoard<BusDevice>& board)
 void readTemperatureSensor(Object& object, DeviceBoard<BusDevice>& board)
 {
     constexpr std::size_t MOST = 1'000'000;
-    constexpr double LONGEST = 3'600'000;
-    constexpr double SHORTEST = 0.1;
+    constexpr double LONGEST_PERIOD = 3'600'000;
+    constexpr double SHORTEST_PERIOD = 0.1;
     TemperatureSensor::Course course;
     const auto period = object.find("every_ms");
     if (period) {
-        course.period = period->milliseconds(LONGEST, SHORTEST);
+        course.period = period->milliseconds(LONGEST_PERIOD, SHORTEST_PERIOD);
     }
     if (const auto celsius = object.find("celsius"); celsius && celsius->json().is_array()) {
         course.temperatures.clear();

@@ -192,8 +192,8 @@ std::uint32_t sampleOf(double value, std::size_t bits, const Node& node)
 
 RegisterMap::Samples readSamples(const Node& node, const Layout& layout)
 {
-    constexpr double LONGEST = 3'600'000;
-    constexpr double SHORTEST = 0.1;
+    constexpr double LONGEST_PERIOD = 3'600'000;
+    constexpr double SHORTEST_PERIOD = 0.1;
     Object object(node);
     RegisterMap::Samples samples{};
     const std::size_t registerBits = 8 * layout.registerBytes;
@@ -218,7 +218,7 @@ RegisterMap::Samples readSamples(const Node& node, const Layout& layout)
         samples.values.push_back(sampleOf(value * scale, bits, node));
     }
     if (const auto period = object.find("every_ms")) {
-        samples.period = period->milliseconds(LONGEST, SHORTEST);
+        samples.period = period->milliseconds(LONGEST_PERIOD, SHORTEST_PERIOD);
     }
     if (const auto repeat = object.find("repeat")) {
         samples.repeats = repeat->flag();

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <sys/epoll.h>
 
+#include "ports/shared/control.hpp"
 #include "ports/shared/identity.hpp"
 
 namespace sim {
@@ -17,8 +18,12 @@ namespace {
 Fields record(const RunNode& node)
 {
     const auto& adapter = node.adapter();
-    return {node.path(), std::to_string(productId(adapter.reportSize())), std::to_string(adapter.reportSize()),
-            adapter.serialNumber()};
+    return {node.path(),
+            std::to_string(productId(adapter.reportSize())),
+            std::to_string(adapter.reportSize()),
+            adapter.serialNumber(),
+            adapter.board().manufacturer,
+            adapter.board().product};
 }
 
 } // namespace
@@ -49,14 +54,17 @@ void RunHost::accept(FileDescriptor connection)
 void RunHost::receivePurpose(int descriptor)
 {
     std::array<char, LARGEST_MESSAGE> message;
-    const auto size = receiveMessage(descriptor, message.data(), message.size(), MSG_DONTWAIT);
+    const auto size = receiveMessage(descriptor, message.data(), message.size(), MSG_DONTWAIT | MSG_TRUNC);
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
         return;
     }
     loop_.forget(descriptor);
     FileDescriptor connection = std::move(newcomers_[descriptor]);
     newcomers_.erase(descriptor);
-    if (size > 0) {
+    if (size > static_cast<ssize_t>(message.size())) {
+        sendFields(connection, {fmt::format("{} bytes are more than the {} of a message", size, LARGEST_MESSAGE)},
+                   MSG_DONTWAIT);
+    } else if (size > 0) {
         serve(std::move(connection), splitFields({message.data(), static_cast<std::size_t>(size)}));
     }
 }
@@ -69,8 +77,8 @@ void RunHost::serve(FileDescriptor connection, const Fields& purpose)
     } else if (verb == "watch") {
         sendFields(connection, {OK}, MSG_DONTWAIT);
         addWatcher(std::move(connection));
-    } else if (verb == "trigger" && purpose.size() >= 3) {
-        sendFields(connection, trigger(purpose[1], purpose[2], {purpose.begin() + 3, purpose.end()}), MSG_DONTWAIT);
+    } else if (verb == "control" && purpose.size() == 2) {
+        sendFields(connection, control(purpose[1]), MSG_DONTWAIT);
     }
 }
 
@@ -104,47 +112,19 @@ void RunHost::tellWatchers(const RunNode& node, const char* event)
     }
 }
 
-Fields RunHost::trigger(const std::string& event, const std::string& name, const Fields& arguments)
+Fields RunHost::control(const std::string& request)
 {
-    auto node =
-        std::ranges::find(nodes_, name, [](const auto& candidate) { return candidate->adapter().serialNumber(); });
-    if (const auto index = numberIn<std::size_t>(name); node == nodes_.end() && index && *index < nodes_.size()) {
-        node = nodes_.begin() + static_cast<std::ptrdiff_t>(*index);
+    std::vector<AdapterHost*> adapters;
+    std::ranges::transform(nodes_, std::back_inserter(adapters), [](const auto& node) { return &node->adapter(); });
+    try {
+        Fields answer{OK, sim::control(adapters, request)};
+        if (joinFields(answer).size() >= LARGEST_MESSAGE) {
+            return {fmt::format("the answer is longer than the {} bytes of a message", LARGEST_MESSAGE)};
+        }
+        return answer;
+    } catch (const std::exception& error) {
+        return {error.what()};
     }
-    if (node == nodes_.end()) {
-        return {
-            fmt::format("no adapter '{}': give a serial number, or an index from 0 to {}", name, nodes_.size() - 1)};
-    }
-    AdapterHost& adapter = (*node)->adapter();
-    if (event == "replug") {
-        adapter.plugIn();
-        return {OK};
-    }
-    if (!adapter.isPresent()) {
-        return {fmt::format("adapter {} is not plugged in: try 'tarvix-sim trigger replug'", adapter.serialNumber())};
-    }
-    if (event == "unplug") {
-        adapter.pullOut();
-        return {OK};
-    }
-    std::vector<std::size_t> numbers;
-    std::ranges::transform(arguments, std::back_inserter(numbers),
-                           [](const auto& text) { return numberIn<std::size_t>(text).value_or(0); });
-    if (numbers.empty()) {
-        return {"no target given"};
-    }
-    const Frame payload(numbers.begin() + 1, numbers.end());
-    if (event == "ibi" && !adapter.raiseInBandInterrupt(numbers[0], payload)) {
-        return {fmt::format("target {} of adapter {} cannot interrupt now: no such target, no dynamic address, or "
-                            "interrupts disabled",
-                            numbers[0], adapter.serialNumber())};
-    }
-    if (event == "hot-join" && !adapter.raiseHotJoin(numbers[0])) {
-        return {fmt::format("target {} of adapter {} cannot join now: no such target, already on the bus, or hot-joins "
-                            "disabled",
-                            numbers[0], adapter.serialNumber())};
-    }
-    return {OK};
 }
 
 } // namespace sim

@@ -1,5 +1,5 @@
-// The service behind the socket of `tarvix-sim run`: lists adapters, tells of those that come and
-// go, and raises events on them.
+// The service behind the socket of `tarvix-sim run`: lists adapters, tells of those that come and go, and lets
+// whoever asks act on the bench.
 #pragma once
 
 #include <memory>
@@ -28,7 +28,7 @@ private:
     Fields list() const;
     void addWatcher(FileDescriptor connection);
     void tellWatchers(const RunNode& node, const char* event);
-    Fields trigger(const std::string& event, const std::string& name, const Fields& arguments);
+    Fields control(const std::string& request);
 
     EventLoop& loop_;
     std::optional<Listener> listener_;

@@ -93,7 +93,8 @@ void RunNode::makeFiles()
     fs::create_directories(hidrawPath_);
     fs::create_symlink("../..", hidrawPath_ + "/device");
     std::ofstream(hidrawPath_ + "/device/uevent")
-        << hidUevent(productId(adapter_.reportSize()), adapter_.serialNumber());
+        << hidUevent(productId(adapter_.reportSize()), hidName(adapter_.board().manufacturer, adapter_.board().product),
+                     adapter_.serialNumber());
     const auto descriptor = reportDescriptor(adapter_.reportSize());
     std::ofstream(hidrawPath_ + "/device/report_descriptor", std::ios::binary)
         .write(reinterpret_cast<const char*>(descriptor.data()), descriptor.size());

@@ -4,7 +4,7 @@
 //
 //   list                              answer: OK, then an AdapterRecord for each adapter that is present
 //   watch                             answer: OK; from then on ADDED or REMOVED, AdapterRecord when one comes or goes
-//   trigger EVENT ADAPTER FIELD...    answer: OK, or one field that says why not
+//   control JSON                      answer: OK and JSON, or one field that says why not; docs/bench-control.md
 //
 // A connection to the socket beside a node opens the adapter. It gets OK, and from then on each message is one report,
 // both ways, until the host closes it when the adapter is unplugged.
@@ -16,10 +16,12 @@
 #include <chrono>
 #include <cstddef>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <system_error>
@@ -75,7 +77,7 @@ std::optional<Number> numberIn(std::string_view text)
 
 // Fields of one adapter, in this order; numbers are decimal.
 struct AdapterRecord {
-    enum Field { PATH, PRODUCT_ID, REPORT_SIZE, SERIAL_NUMBER, FIELD_COUNT };
+    enum Field { PATH, PRODUCT_ID, REPORT_SIZE, SERIAL_NUMBER, MANUFACTURER, PRODUCT, FIELD_COUNT };
 };
 
 // Nothing, with errno, when the path is too long for a socket.
@@ -89,6 +91,14 @@ inline std::optional<sockaddr_un> socketAddress(const std::string& path)
     }
     std::memcpy(address.sun_path, path.c_str(), path.size());
     return address;
+}
+
+// Where the socket is that a link leads to: its path is short, and programs compare it.
+inline std::string realSocket(const std::string& path)
+{
+    std::error_code missing;
+    const auto real = std::filesystem::canonical(path, missing);
+    return missing ? path : real.string();
 }
 
 inline void limitWaits(const FileDescriptor& socket, const timeval& limit)
@@ -132,12 +142,13 @@ inline FileDescriptor connectTo(const std::string& path)
     return socket;
 }
 
-// Listens without blocking; invalid, with errno, when it cannot.
+// Listens without blocking, to this user only; invalid, with errno, when it cannot.
 inline FileDescriptor listenOn(const std::string& path)
 {
     FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const auto address = socketAddress(path);
-    if (!socket || !address || ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
+    if (!socket || !address || ::fchmod(socket.get(), 0600) ||
+        ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) ||
         ::listen(socket.get(), SOMAXCONN)) {
         socket.reset();
     }

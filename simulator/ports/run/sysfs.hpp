@@ -46,11 +46,11 @@ inline std::string sysPath(std::string_view directory, SysDevice device, unsigne
 }
 
 // The kernel's description of the HID device: NAME=VALUE, a line each.
-inline std::string hidUevent(std::uint16_t productId, const std::string& serialNumber)
+inline std::string hidUevent(std::uint16_t productId, const std::string& name, const std::string& serialNumber)
 {
     std::array<char, 32> id{};
     std::snprintf(id.data(), id.size(), "0003:%08X:%08X", VENDOR_ID, productId);
-    return "DRIVER=hid-generic\nHID_ID=" + std::string(id.data()) + "\nHID_NAME=" + HID_NAME +
+    return "DRIVER=hid-generic\nHID_ID=" + std::string(id.data()) + "\nHID_NAME=" + name +
            "\nHID_PHYS=" + physicalPath(serialNumber) + "\nHID_UNIQ=" + serialNumber + '\n';
 }
 

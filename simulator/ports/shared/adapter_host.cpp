@@ -162,6 +162,9 @@ void AdapterHost::execute(const Frame& request)
 
 void AdapterHost::send(Frame frame)
 {
+    if (!present_) { // a device has raised an event
+        return;
+    }
     const auto passage = faults_.pass(frame);
     const auto due = EventLoop::Clock::now() + options_.latency + passage.delay + std::exchange(stretched_, {});
     log(passage.copies == 0 ? "> lost:" : ">", frame);
@@ -199,6 +202,13 @@ void AdapterHost::pump()
         reports_.pop_front();
         cable_.carry(report);
     }
+}
+
+bool AdapterHost::receiveOnUart(std::span<const std::uint8_t> bytes)
+{
+    const bool received = present_ && adapter_.receiveOnUart(bytes);
+    settle();
+    return received;
 }
 
 bool AdapterHost::raiseInBandInterrupt(std::size_t target, std::span<const std::uint8_t> payload)

@@ -22,12 +22,12 @@ namespace sim {
 
 // Options of every port.
 struct HostOptions {
-    Board adapters = defaultBoard();
+    Board adapters; // at least one
     std::chrono::milliseconds latency{0};
-    FaultPlan faults;
-    std::optional<std::chrono::milliseconds> away; // see AbsenceTimes
+    FaultPlan faults{};
+    std::optional<std::chrono::milliseconds> away{}; // see AbsenceTimes
     bool verbose = false;
-    std::shared_ptr<VcdRecorder> recorder; // of all adapters; null for none
+    std::shared_ptr<VcdRecorder> recorder{}; // of all adapters; null for none
 };
 
 // How long an adapter stays away unless the user chose a time.
@@ -58,6 +58,7 @@ public:
 
     const std::string& serialNumber() const { return serialNumber_; }
     std::size_t reportSize() const { return reportSize_; }
+    const AdapterBoard& board() const { return adapter_.board(); }
     bool isPresent() const { return present_; }
 
     // An adapter that is pulled out stays away until it is plugged in.
@@ -72,7 +73,14 @@ public:
     // Drops what the cable has not taken.
     void discardReports() { reports_.clear(); }
 
+    // For whoever looks at the adapter and changes what is around it; `settle` sends what that has caused.
+    VirtualAdapter& adapter() { return adapter_; }
+    void settle();
+    void setFault(Fault fault, double probability) { faults_.set(fault, probability); }
+    const FaultPlan& faults() const { return faults_.plan(); }
+
     // As VirtualAdapter; false also while absent.
+    bool receiveOnUart(std::span<const std::uint8_t> bytes);
     bool raiseInBandInterrupt(std::size_t target, std::span<const std::uint8_t> payload);
     bool raiseHotJoin(std::size_t target);
 
@@ -86,7 +94,6 @@ private:
 
     void execute(const Frame& request);
     void send(Frame frame);
-    void settle();
     void sendDueFrames();
     void leave(std::optional<std::chrono::milliseconds> time);
     void log(const char* direction, const Frame& frame) const;

@@ -41,6 +41,9 @@ class FaultFilter {
 public:
     FaultFilter(const FaultPlan& plan, std::size_t index) : plan_(plan), generator_(plan.seed + index) {}
 
+    const FaultPlan& plan() const { return plan_; }
+    void set(Fault fault, double probability) { plan_[fault] = probability; }
+
     // Drawn once for every request.
     bool unplugs() { return strikes(Fault::UNPLUG); }
 

@@ -12,9 +12,12 @@ inline constexpr std::uint16_t VENDOR_ID = 0x1FC9;
 inline constexpr std::uint16_t RELEASE_NUMBER = 0x0100; // binary-coded decimal
 inline constexpr std::uint16_t USAGE_PAGE = 0xFF00;     // vendor-defined
 inline constexpr std::uint16_t USAGE = 0x0001;
-inline constexpr const char* MANUFACTURER = "Tarvix";
-inline constexpr const char* PRODUCT = "Tarvix Virtual Adapter";
-inline constexpr const char* HID_NAME = "Tarvix Tarvix Virtual Adapter"; // as the kernel joins the two
+
+// The name of the HID device, as the kernel joins the strings of the USB device.
+inline std::string hidName(const std::string& manufacturer, const std::string& product)
+{
+    return manufacturer + ' ' + product;
+}
 
 inline std::string physicalPath(const std::string& serialNumber)
 {

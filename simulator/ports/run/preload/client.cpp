@@ -83,6 +83,8 @@ Adapter adapterFrom(const std::string* fields)
         .productId = numberIn<std::uint16_t>(fields[AdapterRecord::PRODUCT_ID]).value_or(0),
         .reportSize = numberIn<std::size_t>(fields[AdapterRecord::REPORT_SIZE]).value_or(0),
         .serialNumber = fields[AdapterRecord::SERIAL_NUMBER],
+        .manufacturer = fields[AdapterRecord::MANUFACTURER],
+        .product = fields[AdapterRecord::PRODUCT],
     };
 }
 

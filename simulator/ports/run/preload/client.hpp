@@ -20,6 +20,8 @@ struct Adapter {
     std::uint16_t productId = 0;
     std::size_t reportSize = 0;
     std::string serialNumber;
+    std::string manufacturer;
+    std::string product;
 };
 
 // Whether this process runs under `tarvix-sim run`, and the private directory of that; no slash follows.

@@ -114,7 +114,7 @@ int answerRequest(int handle, const std::string& node, unsigned request, void* a
     }
     switch (_IOC_NR(request)) { // these carry the size of the caller's buffer
     case _IOC_NR(HIDIOCGRAWNAME(0)):
-        return copyText(argument, request, HID_NAME);
+        return copyText(argument, request, hidName(adapter->manufacturer, adapter->product));
     case _IOC_NR(HIDIOCGRAWPHYS(0)):
         return copyText(argument, request, physicalPath(adapter->serialNumber));
     case _IOC_NR(HIDIOCGRAWUNIQ(0)):

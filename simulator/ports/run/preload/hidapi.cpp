@@ -98,8 +98,8 @@ hid_device_info* makeInfo(const Adapter& adapter)
         info->product_id = adapter.productId;
         info->serial_number = widen(adapter.serialNumber);
         info->release_number = RELEASE_NUMBER;
-        info->manufacturer_string = widen(MANUFACTURER);
-        info->product_string = widen(PRODUCT);
+        info->manufacturer_string = widen(adapter.manufacturer);
+        info->product_string = widen(adapter.product);
         info->usage_page = USAGE_PAGE;
         info->usage = USAGE;
         info->interface_number = 0;

@@ -147,8 +147,8 @@ void describeUsbDevice(Device& device, const Adapter& adapter)
     device.attributes.add("idVendor", hex(VENDOR_ID));
     device.attributes.add("idProduct", hex(adapter.productId));
     device.attributes.add("bcdDevice", hex(RELEASE_NUMBER));
-    device.attributes.add("manufacturer", MANUFACTURER);
-    device.attributes.add("product", PRODUCT);
+    device.attributes.add("manufacturer", adapter.manufacturer);
+    device.attributes.add("product", adapter.product);
     device.attributes.add("serial", adapter.serialNumber);
     device.attributes.add("busnum", "1");
     device.attributes.add("bConfigurationValue", "1");
@@ -167,7 +167,8 @@ void describeHid(Device& device, const Adapter& adapter)
 {
     device.subsystem = "hid";
     device.driver = "hid-generic";
-    device.attributes.add("uevent", hidUevent(adapter.productId, adapter.serialNumber));
+    device.attributes.add(
+        "uevent", hidUevent(adapter.productId, hidName(adapter.manufacturer, adapter.product), adapter.serialNumber));
 }
 
 void describeHidraw(Device& device, const Adapter& adapter, unsigned node)
