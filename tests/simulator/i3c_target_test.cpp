@@ -29,7 +29,10 @@ Identity identityOf(const std::string& target)
     return sim::parseBoard("board.json", board).front().i3cTargets[0].make(world)->identity();
 }
 
-const Identity FULL = identityOf(FULL_TARGET + hexOf(Bytes(256, 0xE0)) + R"("})");
+Identity full()
+{
+    return identityOf(FULL_TARGET + hexOf(Bytes(256, 0xE0)) + R"("})");
+}
 
 // As little as a target can have.
 const Identity PLAIN{.staticAddress = 0,
@@ -99,7 +102,7 @@ TEST(I3cTarget, AnswersWhatItWasGivenAndRefusesWhatItLacks)
     };
     StillWorld world;
     std::vector<Bytes> sent;
-    sim::VirtualAdapter adapter(boardWith({FULL, PLAIN}), world, [&](const Bytes& frame) { sent.push_back(frame); });
+    sim::VirtualAdapter adapter(boardWith({full(), PLAIN}), world, [&](const Bytes& frame) { sent.push_back(frame); });
     const auto ask = [&](const std::string& request) {
         sent.clear();
         adapter.request(hex("01 00 " + request));
@@ -136,7 +139,7 @@ TEST(I3cTarget, IsRefusedWhenItContradictsItself)
     };
     EXPECT_EQ(sim::contradiction(PLAIN), nullptr);
     for (const auto& [why, damage] : cases) {
-        Identity identity = FULL;
+        Identity identity = full();
         damage(identity);
         const char* const found = sim::contradiction(identity);
         EXPECT_NE(std::string(found ? found : "nothing").find(why), std::string::npos) << why;
