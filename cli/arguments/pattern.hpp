@@ -40,7 +40,7 @@ public:
     const std::optional<std::string>& match() const { return match_; }
 
 private:
-    FindRegex find_; // or the same for a text
+    FindRegex find_;     // or the same for a text
     std::string recent_; // the end of what came
     bool fromStart_ = true;
     std::optional<std::string> match_;
