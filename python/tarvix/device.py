@@ -139,7 +139,7 @@ class DeviceHost:
         named = {"name": self._device.name} if self._device.name else {}
         command = [sys.executable, "-I", "-S", "-c", _RELAY, self._path]
         return {"type": "process", **named, "command": command, "timeout_ms": _PATIENCE_MS,
-                "interrupt_active": self._device.interrupt_active}
+                "interrupt": {"active": self._device.interrupt_active}}
 
     def close(self) -> None:
         """Ends it."""

@@ -305,16 +305,18 @@ void addGadget(CLI::App& app, Arguments& arguments, Wishes& wishes)
 
 constexpr std::size_t MOST_VALUES = 4096; // of one request
 
-// TEXT with \r, \n, \t, \0, \\ and \x41, or hex:41 0a.
-Json bytesIn(const std::string& text)
+// TEXT with \r, \n, \t, \0, \\ and \x41, or hex:41 0a. TEXT may begin with text:, as it does for tarvix.
+Json bytesIn(const std::string& given)
 {
     constexpr std::string_view HEX = "hex:";
+    constexpr std::string_view TEXT = "text:";
+    const std::string text = given.substr(given.starts_with(TEXT) ? TEXT.size() : 0);
     static const std::filesystem::path NO_FILE;
-    if (text.starts_with(HEX)) {
+    if (given.starts_with(HEX)) {
         try {
-            return Node(NO_FILE, Json(text)).bytes(MOST_VALUES);
+            return Node(NO_FILE, Json(given)).bytes(MOST_VALUES);
         } catch (const BoardError&) {
-            throw CLI::ValidationError(fmt::format("'{}' has no pairs of hex digits, as in hex:4f4b0d0a", text));
+            throw CLI::ValidationError(fmt::format("'{}' has no pairs of hex digits, as in hex:4f4b0d0a", given));
         }
     }
     static const std::map<char, char> ESCAPES{{'r', '\r'}, {'n', '\n'}, {'t', '\t'}, {'0', '\0'}, {'\\', '\\'}};
@@ -533,6 +535,13 @@ void addTrigger(CLI::App& app, Arguments& arguments, Json& request)
     auto& trigger = *app.add_subcommand(
         "trigger", "Act on an adapter and its bench: buttons, wires, devices, events, faults; inside 'tarvix-sim run'");
     trigger.require_subcommand(0, 1);
+    trigger.footer("Examples, inside 'tarvix-sim run -- bash', or with --connect:\n"
+                   "  tarvix-sim trigger press power --for 100ms    a button of the board file\n"
+                   "  tarvix-sim trigger set pin5 high              until 'set pin5 released'\n"
+                   "  tarvix-sim trigger put temperature 0 0x1900   what the sensor measures\n"
+                   "  tarvix-sim trigger uart 'OK\\r\\n'              what the adapter receives\n"
+                   "  tarvix-sim trigger fault drop:0.1             until 'fault off'\n"
+                   "  tarvix-sim trigger unplug                     until 'replug'");
     const TriggerAdder add{trigger, arguments, request};
     addBenchTriggers(add);
     addAdapterTriggers(add);

@@ -20,8 +20,12 @@ void read(Object& object, DeviceBoard<Kind>& board)
     settings.command.directory = directory;
     const auto timeout = object.find("timeout_ms");
     settings.timeout = std::chrono::milliseconds(timeout ? timeout->number(1, 60'000) : 1000);
-    const auto active = object.find("interrupt_active");
-    const bool activeHigh = active && active->choice({"low", "high"}) == 1;
+    bool activeHigh = false;
+    if (const auto interrupt = object.find("interrupt")) {
+        Object keys(*interrupt);
+        activeHigh = keys.get("active").choice({"low", "high"}) == 1;
+        keys.end();
+    }
     board.lines = {"interrupt"};
     board.make = [settings, activeHigh](World& world) {
         return std::make_unique<ProcessKind>(settings, world, activeHigh ? Hold::DRIVE_HIGH : Hold::DRIVE_LOW,
