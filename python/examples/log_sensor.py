@@ -1,11 +1,9 @@
 """Logs a sensor, and draws what it read: log_sensor.py PICTURE.png [--readings N] [--every SECONDS]
 
-The virtual sensor always has 23.5 °C. So that there is something to see, its low limit is set to what a board that
-warms up would have, and read.
+On the virtual board examples/boards/heater.json a heater goes on and off beside it, every second.
 """
 
 import argparse
-import math
 import time
 from typing import List, Tuple
 
@@ -14,13 +12,7 @@ from matplotlib import figure
 from tarvix import Adapter, AdapterLost
 
 SENSOR = 0x48
-LOW_LIMIT = 2
-
-
-def warm_up(adapter: Adapter, number: int) -> None:
-    """What a real board does by itself."""
-    degrees = 23.5 + 12 * (1 - math.exp(-number / 12)) + 0.5 * math.sin(number)
-    adapter.i2c[0].write(SENSOR, int(degrees * 256).to_bytes(2, "big"), register=LOW_LIMIT)
+TEMPERATURE = 0  # register
 
 
 def log(adapter: Adapter, readings: int, pause: float) -> List[Tuple[float, float]]:
@@ -29,8 +21,7 @@ def log(adapter: Adapter, readings: int, pause: float) -> List[Tuple[float, floa
     begin = time.monotonic()
     while len(values) < readings:
         try:
-            warm_up(adapter, len(values))
-            raw = adapter.i2c[0].read(SENSOR, register=LOW_LIMIT, length=2)
+            raw = adapter.i2c[0].read(SENSOR, register=TEMPERATURE, length=2)
             values.append((time.monotonic() - begin, int.from_bytes(raw, "big", signed=True) / 256))
         except AdapterLost:
             adapter.reopen(within=60)
