@@ -24,21 +24,20 @@ public:
 
     void onChange(std::size_t end, Changed changed) { ends_[end].changed = std::move(changed); }
 
-    // Who causes a change is the first to be told.
+    // Who causes a change is the first to be told. What those who are told change of the wire is told afterwards, and
+    // no more when the wire swings on and on, as one does that holds itself.
     void hold(std::size_t end, Hold how)
     {
-        const bool before = isHigh();
+        constexpr int MOST_SWINGS = 8;
         ends_[end].hold = how;
-        const bool after = isHigh();
-        if (after == before) {
+        cause_ = end;
+        if (std::exchange(telling_, true)) {
             return;
         }
-        tell(end, after);
-        for (std::size_t other = 0; other < ends_.size(); ++other) {
-            if (other != end) {
-                tell(other, after);
-            }
+        for (int swings = 0; swings < MOST_SWINGS && isHigh() != told_; ++swings) {
+            tellAll(isHigh(), cause_);
         }
+        telling_ = false;
     }
 
     // Driving wins over pulling, low wins over high, and a wire that nobody holds is low.
@@ -59,6 +58,17 @@ private:
         Changed changed;
     };
 
+    void tellAll(bool high, std::size_t cause)
+    {
+        told_ = high;
+        tell(cause, high);
+        for (std::size_t other = 0; other < ends_.size(); ++other) {
+            if (other != cause) {
+                tell(other, high);
+            }
+        }
+    }
+
     void tell(std::size_t end, bool high) const
     {
         if (ends_[end].changed) {
@@ -67,6 +77,9 @@ private:
     }
 
     std::deque<End> ends_; // who is told may add no others
+    bool told_ = false;    // whether all have been told that it is high
+    bool telling_ = false;
+    std::size_t cause_ = 0; // of the last change
 };
 
 // One's own end of a wire; connected to nothing at first.
