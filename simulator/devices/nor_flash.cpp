@@ -117,24 +117,24 @@ void NorFlash::change(std::uint8_t command, std::span<const std::uint8_t> operan
     const bool addressed = operands.size() >= ADDRESS_BYTES;
     if (command == WRITE_STATUS && !operands.empty()) {
         protection_ = operands[0] & STATUS_PROTECTION;
-        begin(parameters_.programTime);
+        becomeBusy(parameters_.programTime);
     } else if (protection_ != 0) {
         return;
     } else if (command == PAGE_PROGRAM && operands.size() > ADDRESS_BYTES) {
         program(addressOf(operands), operands.subspan(ADDRESS_BYTES));
-        begin(parameters_.programTime);
+        becomeBusy(parameters_.programTime);
     } else if (command == CHIP_ERASE) {
         std::ranges::fill(blocks_, std::vector<std::uint8_t>{});
-        begin(parameters_.chipEraseTime);
+        becomeBusy(parameters_.chipEraseTime);
     } else if (const auto sector = std::ranges::find(parameters_.erases, command, &Erase::command);
                addressed && sector != parameters_.erases.end()) {
         erase(addressOf(operands), *sector);
-        begin(sector->time);
+        becomeBusy(sector->time);
     }
 }
 
 // What is to take time is done at once; only nobody gets to see it before.
-void NorFlash::begin(Duration time)
+void NorFlash::becomeBusy(Duration time)
 {
     writeEnabled_ = false;
     file_.change();

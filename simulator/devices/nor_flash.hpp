@@ -59,7 +59,7 @@ private:
     void answer(std::uint8_t command, std::span<const std::uint8_t> operands, std::span<std::uint8_t> received) const;
     void execute(std::uint8_t command, std::span<const std::uint8_t> operands);
     void change(std::uint8_t command, std::span<const std::uint8_t> operands);
-    void begin(Duration time);
+    void becomeBusy(Duration time);
     std::uint8_t byteAt(std::size_t address) const;
     std::vector<std::uint8_t>& blockOf(std::size_t address); // with all its bytes
     void program(std::size_t address, std::span<const std::uint8_t> data);

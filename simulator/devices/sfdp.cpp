@@ -40,7 +40,7 @@ std::vector<std::uint8_t> sfdpOf(const NorFlash::Parameters& parameters)
     types.fill(0xFF00); // none
     std::uint32_t eraseTimes = 0;
     for (std::size_t i = 0; i < erases.size(); ++i) {
-        types[i] = static_cast<std::uint32_t>(std::countr_zero(erases[i].size)) | erases[i].command << 8;
+        types[i] = static_cast<std::uint32_t>(std::countr_zero(erases[i].size)) | std::uint32_t{erases[i].command} << 8;
         eraseTimes |= timeBits(erases[i].time, {1ms, 16ms, 128ms, 1s}, 5) << (4 + 7 * i);
     }
     const std::uint32_t programTime = timeBits(parameters.programTime, {8us, 64us}, 5);
@@ -51,8 +51,9 @@ std::vector<std::uint8_t> sfdpOf(const NorFlash::Parameters& parameters)
              0x50444653u,
              0xFF000106u, // "SFDP", one parameter header
              0x10010600u,
-             0xFF000010u,                                                           // 16 words from 0x10 on
-             0xFF8000E4u | (hasSmall ? erases.front().command << 8 | 1u : 0xFF03u), // three address bytes
+             0xFF000010u, // 16 words from 0x10 on
+             0xFF8000E4u |
+                 (hasSmall ? std::uint32_t{erases.front().command} << 8 | 1u : 0xFF03u), // three address bytes
              static_cast<std::uint32_t>(8 * parameters.size - 1),
              0u,
              0u, // reads by two and four lines: none
