@@ -9,7 +9,7 @@ import unittest
 
 from tool import TARVIX, Case, run, tarvix
 
-SUB_PROGRAMS = ("trace",)
+SUB_PROGRAMS = ("bridge", "trace")
 
 
 class SubPrograms(Case):

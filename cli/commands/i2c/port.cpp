@@ -30,14 +30,16 @@ void setUpPort(Context& context, const I2cPortOptions& options)
 {
     const std::string pullUp = options.pullUp ? fmt::format(", pull-up {}", *options.pullUp) : "";
     const std::string option = options.initOption != 0 ? fmt::format(", option {}", options.initOption) : "";
-    context.setUp(
-        fmt::format("I2C bus {}", options.bus), fmt::format("{} Hz{}{}", options.clock, pullUp, option),
-        [&](TarvixSDK& sdk) {
-            const StatusCode status = sdk.i2cControllerInit(options.index(), options.clock, options.initOption);
-            return status == StatusCode::SUCCESS && options.pullUp
-                       ? sdk.i2cSetPullUpResistors(options.index(), static_cast<std::uint8_t>(*options.pullUp))
-                       : status;
-        });
+    context.setUp(fmt::format("I2C bus {}", options.bus), fmt::format("{} Hz{}{}", options.clock, pullUp, option),
+                  [&](TarvixSDK& sdk) { return initialisePort(sdk, options); });
+}
+
+StatusCode initialisePort(TarvixSDK& sdk, const I2cPortOptions& options)
+{
+    const StatusCode status = sdk.i2cControllerInit(options.index(), options.clock, options.initOption);
+    return status == StatusCode::SUCCESS && options.pullUp
+               ? sdk.i2cSetPullUpResistors(options.index(), static_cast<std::uint8_t>(*options.pullUp))
+               : status;
 }
 
 Carriage carriageOf(const I2cPortOptions& port)

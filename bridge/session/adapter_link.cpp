@@ -1,0 +1,73 @@
+#include "session/adapter_link.hpp"
+
+#include <cerrno>
+#include <cstdint>
+#include <system_error>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "adapter/statuses.hpp"
+#include "console/errors.hpp"
+
+namespace bridge {
+
+AdapterLink::AdapterLink(tool::Context& context)
+    : context_(context), sdk_(context.sdk()), lost_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+    if (lost_ < 0) {
+        throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+    sdk_.onConnectionLost([descriptor = lost_] { eventfd_write(descriptor, 1); });
+    if (!sdk_.isConnected()) { // since before the handler was there
+        eventfd_write(lost_, 1);
+    }
+}
+
+AdapterLink::~AdapterLink()
+{
+    sdk_.onConnectionLost(nullptr);
+    sdk_.onNotification(nullptr);
+    close(lost_);
+}
+
+bool AdapterLink::reopen()
+{
+    try {
+        OpenOptions options;
+        options.path = tool::chooseAdapter(context_.adapter().selector).path;
+        options.exclusive = !context_.options().shared;
+        eventfd_t ignored;
+        eventfd_read(lost_, &ignored);
+        if (!sdk_.open(options)) {
+            return false;
+        }
+    } catch (const tool::Failure&) {
+        return false;
+    }
+    ++generation_;
+    return true;
+}
+
+int errnoOf(StatusCode status)
+{
+    switch (status) {
+    case StatusCode::SUCCESS:
+        return 0;
+    case StatusCode::NO_RESPONSE:
+        return ETIMEDOUT;
+    case StatusCode::ADAPTER_LOST:
+    case StatusCode::NOT_CONNECTED:
+        return ENODEV;
+    case StatusCode::INVALID_ARGUMENT:
+        return EINVAL;
+    default:
+        break;
+    }
+    if (isStatus(status, tool::DeviceStatus::NACK)) {
+        return ENXIO;
+    }
+    return isStatus(status, tool::DeviceStatus::BUS_STUCK) ? EBUSY : EIO;
+}
+
+} // namespace bridge
