@@ -106,6 +106,11 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
     return *command;
 }
 
+void Commands::addMissing(const std::string& name, const std::string& reason, const std::string& advice)
+{
+    addCommand(name, "", [=](Context&) { throw Failure(ExitStatus::REFUSED, reason, advice); }, {}, {}).group("");
+}
+
 CommandLine::CommandLine(const CommandSet& commands, std::vector<std::string> words)
     : words_(withoutHelpWord(std::move(words))),
       app_(std::make_unique<CLI::App>("Drive I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix"))

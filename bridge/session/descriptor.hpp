@@ -35,6 +35,9 @@ public:
 
     int get() const { return descriptor_; }
 
+    // From now on it is somebody else's.
+    int release() { return std::exchange(descriptor_, -1); }
+
 private:
     int descriptor_ = -1;
 };

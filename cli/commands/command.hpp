@@ -62,6 +62,9 @@ public:
         return {command, *options};
     }
 
+    // What people will try and cannot be: help does not list it, and running it says why.
+    void addMissing(const std::string& name, const std::string& reason, const std::string& advice);
+
 private:
     CLI::App& addCommand(const std::string& name, const std::string& description, std::function<void(Context&)> run,
                          const Examples& examples, const std::string& notes);

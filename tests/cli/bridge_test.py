@@ -2,11 +2,12 @@
 
 import os
 import pathlib
+import shutil
 import signal
 import subprocess
 import unittest
 
-from tool import ENVIRONMENT, LIMIT, Case, objects, shell, simulated, tarvix
+from tool import ENVIRONMENT, LIMIT, SOURCE, TARVIX, Case, objects, run, shell, simulated, tarvix
 
 # Debian's pyserial belongs to Debian's Python.
 PYTHON = "/usr/bin/python3"
@@ -113,7 +114,24 @@ class Uart(Case):
         self.assertRegex(event.pop("device"), r"^/dev/pts/\d+$")
         self.assertEqual(event, {"bridge": "uart"})
 
+    def test_the_unit_is_one_that_systemd_takes(self):
+        if not shutil.which("systemd-analyze"):
+            self.skipTest("systemd is not installed")
+        unit = pathlib.Path(self.directory()) / "tarvix-bridge@TVX0000001.service"
+        text = (SOURCE / "packaging/systemd/tarvix-bridge@.service.in").read_text(encoding="utf-8")
+        unit.write_text(text.replace("@CMAKE_INSTALL_FULL_BINDIR@/tarvix", TARVIX), encoding="utf-8")
+        result = run(["systemd-analyze", "verify", "--man=no", str(unit)])
+        self.assertEqual((result.stderr, result.returncode), ("", 0))
+
+    @unittest.skipIf(os.path.exists("/dev/cuse"), "the kernel's module cuse is loaded")
+    def test_without_cuse(self):
+        for kind in "i2c", "spi":
+            self.fails(tarvix("bridge", kind), 1, "tarvix bridge: /dev/cuse: No such file or directory; load the kernel's module: modprobe cuse")
+
     def test_wrong_uses(self):
+        self.fails(tarvix("bridge", "gpio"), 1, "no program can make GPIO lines: that takes a kernel module; use 'tarvix gpio'")
+        self.fails(tarvix("bridge", "i2c", "--device", "a", "b"), 2, "--device: 2 names for 1 devices")
+        self.fails(tarvix("bridge", "spi", "--device", "../x"), 2, "--device: '../x' is no name of a device; use one such as spidev90.0")
         self.fails(tarvix("bridge"), 2, "tarvix bridge: missing command; one of: ")
         self.fails(tarvix("bridge", "uart", "uart"), 2, "tarvix bridge uart: unexpected argument 'uart'")
         self.fails(tarvix("bridge", "uart", "--", "/no/such"), 127, "cannot run /no/such: No such file or directory")

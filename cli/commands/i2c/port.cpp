@@ -14,6 +14,11 @@ const char* const I2C_ADDRESS_ADVICE =
 void addPortOptions(CLI::App& app, I2cPortOptions& options)
 {
     addNumber(app, "-b,--bus", options.bus, {0, 1}, "I2C port");
+    addPortSettings(app, options);
+}
+
+void addPortSettings(CLI::App& app, I2cPortOptions& options)
+{
     addFrequency(app, "-c,--clock", options.clock, {1, 3'400'000}, "Clock frequency: 100k, 400k, 1M");
     addNumber(app, "--pull-up", options.pullUp, {0, 3},
               "Pull-up setting, numbered by the firmware, 0 for none; unchanged by default");

@@ -22,6 +22,7 @@ struct I2cPortOptions {
 };
 
 void addPortOptions(CLI::App& app, I2cPortOptions& options);
+void addPortSettings(CLI::App& app, I2cPortOptions& options); // those of any port
 
 // ADDRESS
 void addTargetAddress(CLI::App& app, std::uint8_t& address);
