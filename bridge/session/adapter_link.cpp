@@ -2,10 +2,8 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <system_error>
 
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include "adapter/statuses.hpp"
 #include "console/errors.hpp"
@@ -13,22 +11,19 @@
 namespace bridge {
 
 AdapterLink::AdapterLink(tool::Context& context)
-    : context_(context), sdk_(context.sdk()), lost_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    : context_(context),
+      sdk_(context.sdk()),
+      lost_(std::make_shared<const Descriptor>(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd"))
 {
-    if (lost_ < 0) {
-        throw std::system_error(errno, std::generic_category(), "eventfd");
-    }
-    sdk_.onConnectionLost([descriptor = lost_] { eventfd_write(descriptor, 1); });
+    sdk_.onConnectionLost([lost = lost_] { eventfd_write(lost->get(), 1); });
     if (!sdk_.isConnected()) { // since before the handler was there
-        eventfd_write(lost_, 1);
+        eventfd_write(lost_->get(), 1);
     }
 }
 
 AdapterLink::~AdapterLink()
 {
     sdk_.onConnectionLost(nullptr);
-    sdk_.onNotification(nullptr);
-    close(lost_);
 }
 
 bool AdapterLink::reopen()
@@ -38,7 +33,7 @@ bool AdapterLink::reopen()
         options.path = tool::chooseAdapter(context_.adapter().selector).path;
         options.exclusive = !context_.options().shared;
         eventfd_t ignored;
-        eventfd_read(lost_, &ignored);
+        eventfd_read(lost_->get(), &ignored);
         if (!sdk_.open(options)) {
             return false;
         }

@@ -1,7 +1,10 @@
 // The session that all bridges share, and what becomes of it when the adapter goes.
 #pragma once
 
+#include <memory>
+
 #include "adapter/context.hpp"
+#include "session/descriptor.hpp"
 #include "tarvixsdk/sdk.hpp"
 
 namespace bridge {
@@ -19,7 +22,7 @@ public:
     bool isUp() const { return sdk_.isConnected(); }
 
     // Readable once the adapter is gone, until `reopen`.
-    int lossDescriptor() const { return lost_; }
+    int lossDescriptor() const { return lost_->get(); }
 
     // Takes the same adapter up again; false while it is not there or cannot be opened.
     bool reopen();
@@ -30,7 +33,7 @@ public:
 private:
     tool::Context& context_;
     TarvixSDK& sdk_;
-    int lost_;
+    const std::shared_ptr<const Descriptor> lost_; // shared with the handler, which may outlast this
     unsigned generation_ = 1;
 };
 

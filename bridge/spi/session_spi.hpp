@@ -3,6 +3,8 @@
 
 #include <memory>
 #include <optional>
+#include <thread>
+#include <utility>
 
 #include "session/adapter_link.hpp"
 #include "spi/spi_bus.hpp"
@@ -43,6 +45,7 @@ public:
     {
         return controller_->transfer(select_, settings, sent);
     }
+    void pause(std::chrono::microseconds time) override { std::this_thread::sleep_for(time); }
 
 private:
     const std::shared_ptr<SpiController> controller_;

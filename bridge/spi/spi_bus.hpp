@@ -1,6 +1,7 @@
 // A chip select as far as the adapter can drive it.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 
@@ -25,6 +26,9 @@ public:
 
     // Select, as many bytes in as out, deselect. 1 to LONGEST bytes. Throws Errno.
     virtual tool::Bytes transfer(const SpiSettings& settings, std::span<const std::uint8_t> sent) = 0;
+
+    // Before the next transfer.
+    virtual void pause(std::chrono::microseconds time) = 0;
 
     static constexpr std::size_t LONGEST = 65'535;
     static constexpr std::uint32_t FASTEST = 50'000'000; // Hz

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <thread>
 #include <utility>
 
 #include <linux/spi/spidev.h>
@@ -224,7 +223,7 @@ int SpiFile::message(UserMemory& memory, std::size_t size)
     for (Exchange& each : exchanges) {
         const Bytes more = exchange(each.settings, std::move(each.sent));
         received.insert(received.end(), more.begin(), more.end());
-        std::this_thread::sleep_for(std::chrono::microseconds(each.pause));
+        bus_.pause(std::chrono::microseconds(each.pause));
     }
     std::size_t at = 0;
     for (const spi_ioc_transfer& transfer : transfers) {

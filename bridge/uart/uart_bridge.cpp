@@ -50,10 +50,55 @@ Link::~Link()
     }
 }
 
-UartBridge::UartBridge(AdapterLink& link, const UartOptions& options)
-    : link_(link), terminal_(options.line), line_(options.line)
+void Incoming::receive(const Notification& notification)
 {
-    link_.sdk().onNotification([this](const Notification& notification) { receive(notification); });
+    const auto* const uart = notification.uartRx();
+    if (uart == nullptr || !terminal.isOpen()) {
+        return; // as a serial port that nobody has open
+    }
+    std::span<const std::uint8_t> bytes(uart->data, uart->dataLength);
+    const std::lock_guard lock(mutex_);
+    if (waiting_.empty()) {
+        bytes = bytes.subspan(terminal.write(bytes));
+    }
+    const auto kept = bytes.first(std::min(bytes.size(), LARGEST_QUEUE - waiting_.size()));
+    waiting_.insert(waiting_.end(), kept.begin(), kept.end());
+    lost_ += bytes.size() - kept.size();
+}
+
+bool Incoming::isEmpty()
+{
+    const std::lock_guard lock(mutex_);
+    return waiting_.empty();
+}
+
+void Incoming::deliver()
+{
+    const std::lock_guard lock(mutex_);
+    const std::size_t count = terminal.write(waiting_);
+    waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(count));
+}
+
+void Incoming::drop()
+{
+    const std::lock_guard lock(mutex_);
+    waiting_.clear();
+}
+
+std::uint64_t Incoming::takeLost()
+{
+    const std::lock_guard lock(mutex_);
+    return std::exchange(lost_, 0);
+}
+
+UartBridge::UartBridge(AdapterLink& link, const UartOptions& options)
+    : link_(link),
+      incoming_(std::make_shared<Incoming>(options.line)),
+      terminal_(incoming_->terminal),
+      line_(options.line)
+{
+    link_.sdk().onNotification(
+        [incoming = incoming_](const Notification& notification) { incoming->receive(notification); });
     link.context().check(setUp(line_), "setting up the UART");
     if (options.link) {
         name_.emplace(*options.link, terminal_.path());
@@ -73,8 +118,7 @@ pollfd UartBridge::awaited()
     if (closed_) {
         return {terminal_.openings(), POLLIN, 0};
     }
-    const std::lock_guard lock(mutex_);
-    const int events = (link_.isUp() ? POLLIN : 0) | (received_.empty() ? 0 : POLLOUT);
+    const int events = (link_.isUp() ? POLLIN : 0) | (incoming_->isEmpty() ? 0 : POLLOUT);
     return {events == 0 ? -1 : terminal_.descriptor(), static_cast<short>(events), 0};
 }
 
@@ -96,43 +140,15 @@ void UartBridge::serve(short events)
     }
 }
 
-void UartBridge::receive(const Notification& notification)
-{
-    const auto* const uart = notification.uartRx();
-    if (uart == nullptr || !terminal_.isOpen()) {
-        return; // as a serial port that nobody has open
-    }
-    std::span<const std::uint8_t> bytes(uart->data, uart->dataLength);
-    const std::lock_guard lock(mutex_);
-    if (received_.empty()) {
-        bytes = bytes.subspan(terminal_.write(bytes));
-    }
-    const auto kept = bytes.first(std::min(bytes.size(), LARGEST_QUEUE - received_.size()));
-    received_.insert(received_.end(), kept.begin(), kept.end());
-    lost_ += bytes.size() - kept.size();
-}
-
 void UartBridge::deliver()
 {
     if (!terminal_.isOpen()) {
-        dropReceived();
+        incoming_->drop();
     }
-    std::uint64_t lost = 0;
-    {
-        const std::lock_guard lock(mutex_);
-        const std::size_t count = terminal_.write(received_);
-        received_.erase(received_.begin(), received_.begin() + static_cast<std::ptrdiff_t>(count));
-        lost = std::exchange(lost_, 0);
-    }
-    if (lost != 0) {
+    incoming_->deliver();
+    if (const std::uint64_t lost = incoming_->takeLost(); lost != 0) {
         say(fmt::format("{} received bytes lost: no program reads {}", lost, terminal_.path()));
     }
-}
-
-void UartBridge::dropReceived()
-{
-    const std::lock_guard lock(mutex_);
-    received_.clear();
 }
 
 void UartBridge::followTerminal()
@@ -170,7 +186,7 @@ void UartBridge::transmit()
         closed_ = true;
     }
     if (written.kind == PseudoTerminal::Written::CLOSED || written.kind == PseudoTerminal::Written::FLUSHED) {
-        dropReceived();
+        incoming_->drop();
     }
     if (written.bytes.empty()) {
         return;

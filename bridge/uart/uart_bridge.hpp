@@ -31,6 +31,27 @@ private:
     const std::string target_;
 };
 
+// What the line receives, on its way to programs. Shared with the handler, which may still be running on the reader
+// thread when the bridge ends.
+class Incoming {
+public:
+    explicit Incoming(const tool::LineOptions& line) : terminal(line) {}
+
+    const PseudoTerminal terminal;
+
+    void receive(const Notification& notification);
+
+    bool isEmpty();
+    void deliver(); // what the terminal had no room for
+    void drop();
+    std::uint64_t takeLost();
+
+private:
+    std::mutex mutex_;
+    std::vector<std::uint8_t> waiting_;
+    std::uint64_t lost_ = 0; // bytes
+};
+
 class UartBridge final : public Bridge {
 public:
     UartBridge(AdapterLink& link, const UartOptions& options);
@@ -43,24 +64,19 @@ public:
     void serve(short events) override;
 
 private:
-    void receive(const Notification& notification); // on the reader thread
     void deliver();
-    void dropReceived();
     void followTerminal();
     StatusCode setUp(const tool::LineOptions& line);
     void transmit();
 
     AdapterLink& link_;
-    const PseudoTerminal terminal_;
+    const std::shared_ptr<Incoming> incoming_;
+    const PseudoTerminal& terminal_;
     std::optional<Link> name_;
     tool::LineOptions line_;
     std::optional<TerminalSettings> seen_;
     unsigned generation_ = 0; // of the adapter that was set up
     bool closed_ = true;      // by all programs
-
-    std::mutex mutex_;                   // for what follows
-    std::vector<std::uint8_t> received_; // what the terminal had no room for
-    std::uint64_t lost_ = 0;
 };
 
 } // namespace bridge

@@ -7,6 +7,7 @@
 #include "i2c/i2c_file.hpp"
 #include "i2c/smbus.hpp"
 #include "program.hpp"
+#include "session/adapter_link.hpp"
 
 namespace bridge {
 namespace {
@@ -248,6 +249,17 @@ TEST_P(I2c, WhatTheBusSaysAndMemoryThatIsNotThere)
         EXPECT_EQ(program.ioctl(file, I2C_RDWR, program.put(program.record({{table, 0}, {1, 4}, {0, 4}}))), -EFAULT);
     }
     EXPECT_EQ(bus.done, "");
+}
+
+TEST(Errors, AreThoseOfTheKernelsDrivers)
+{
+    const std::pair<unsigned, int> rows[] = {
+        {0x0000, 0},   {0x2000, ETIMEDOUT}, {0x4000, ENODEV}, {0x6000, EIO},   {0x8000, EINVAL},
+        {0xA000, EIO}, {0xC000, ENODEV},    {0x0301, ENXIO},  {0x0304, EBUSY}, {0x0103, EIO},
+    };
+    for (const auto& [status, number] : rows) {
+        EXPECT_EQ(errnoOf(static_cast<StatusCode>(status)), number) << std::hex << status;
+    }
 }
 
 // Between the rounds a program writes a larger count, another place, or other lengths.

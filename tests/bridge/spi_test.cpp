@@ -21,12 +21,14 @@ public:
         }
         return received;
     }
+    void pause(std::chrono::microseconds time) override { paused += time; }
 
     struct Done {
         SpiSettings settings;
         Bytes sent;
     };
     std::vector<Done> done;
+    std::chrono::microseconds paused{};
 };
 
 class Spi : public testing::Test {
@@ -85,6 +87,8 @@ TEST_F(Spi, TransfersThatKeepTheChipSelectedAreOne)
     EXPECT_EQ(message({{{0x06}, 0, {.cs_change = 1}}, {{0x05}, 1, {.speed_hz = 1000}}}), 2);
     ASSERT_EQ(bus.done.size(), 2U);
     EXPECT_EQ(bus.done[1].settings.clock, 1000U);
+    EXPECT_EQ(message({{{1}, 0, {.cs_change = 1, .delay_usecs = 40}}, {{2}, 0, {.delay_usecs = 2}}}), 2);
+    EXPECT_EQ(bus.paused.count(), 42);
     EXPECT_EQ(message({}), 0);
     EXPECT_EQ(message({{Bytes(65'535), 0}}), 65'535);
 }
