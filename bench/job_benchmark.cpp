@@ -362,7 +362,7 @@ void doJobs(int rounds, const std::string& flashSize, const std::string& tool)
     const Words flash{tool, "spi", "flash", "read", "-", "-n", flashSize};
     timePrograms(rounds, "tool/flash", flash, {"/proc/self/exe", "read-flash", flashSize});
     const Words dump{tool,   "i2c",         "dump", "--bus", "1",  "--clock",
-                     "400k", "--reg-bytes", "2",    "0x51",  "-n", std::to_string(DUMPED),
+                     "1M", "--reg-bytes", "2",    "0x51",  "-n", std::to_string(DUMPED),
                      "--raw"};
     timePrograms(rounds, "tool/dump", dump, {"/proc/self/exe", "read-eeprom"});
     flashInFlight(rounds);
