@@ -222,6 +222,12 @@ class Commands(Case):
                     " echo \"$line\" >&${COPROC[1]}; read -ru ${COPROC[0]} object; echo $object | cut -d, -f2; done",
                     '"command":"gpio get"\n"command":"batch expect"\n"command":"batch set"\n')
 
+    def test_batch_over_ssh(self):
+        guide = (SOURCE / "docs/other-machines.md").read_text(encoding="utf-8")
+        (command,) = re.findall(r"^printf .*ssh lab .*", guide, re.M)
+        result = run([SIM, "run", "--", "bash", "-c", 'ssh() { shift; "$@"; }; export PATH=$1:$PATH; ' + command, "-", os.path.dirname(TARVIX)])
+        self.assertEqual([sorted(row)[-1] for row in objects(result.stdout)], ["values", "pins"], result.stderr)
+
     def test_batch_from_elsewhere(self):
         with tempfile.NamedTemporaryFile("w") as file:
             for commands, expected in ((f"uart send @{file.name}\n", f": DATA: '@{file.name}' is a file"),
