@@ -1,6 +1,6 @@
 // tarvix-trace: what `tarvix trace` runs.
 #include "program.hpp"
-#include "trace/command/record.hpp"
+#include "command/record.hpp"
 
 namespace {
 

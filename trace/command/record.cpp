@@ -1,4 +1,4 @@
-#include "trace/command/record.hpp"
+#include "command/record.hpp"
 
 #include <cerrno>
 #include <cstdio>
@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "arguments/options.hpp"
+#include "command/show.hpp"
 #include "common/child_process.hpp"
 #include "common/terminal.hpp"
 #include "console/errors.hpp"
@@ -182,6 +183,8 @@ void addTraceCommands(Commands& commands)
     addFlag(app, "--preload", options.preload,
             "Print the path of the library that records, for LD_PRELOAD, and do nothing else");
     addTexts(app, "COMMAND", options.stray, "The command to run, with its arguments").valueName("-- COMMAND");
+    Commands below = commands.below(app);
+    addShowCommand(below);
 }
 
 } // namespace trace
