@@ -1,6 +1,6 @@
 // tarvix-trace: what `tarvix trace` runs.
-#include "program.hpp"
 #include "command/record.hpp"
+#include "program.hpp"
 
 namespace {
 
