@@ -38,28 +38,6 @@ const CLI::App& deepest(const CLI::App& app)
     return parsed.empty() ? app : deepest(*parsed.front());
 }
 
-// A command of a batch.
-void runLine(Context& context, const std::vector<std::string>& words)
-{
-    CommandLine commandLine(words);
-    std::string text;
-    bool runs = false;
-    try {
-        runs = commandLine.parseLine(text);
-    } catch (const Failure&) {
-        context.output().beginCommand(commandLine.chosenName());
-        throw;
-    }
-    context.output().beginCommand(commandLine.chosenName());
-    if (!runs) {
-        context.output().write(text);
-    } else if (commandLine.chosenName() == "batch") {
-        throw UsageError("a batch cannot run a batch");
-    } else {
-        commandLine.run(context);
-    }
-}
-
 std::vector<std::string> withoutHelpWord(std::vector<std::string> words)
 {
     if (!words.empty() && words.front() == "help") {
@@ -81,6 +59,11 @@ void Commands::group(const std::string& name, const std::string& description, vo
     }
 }
 
+void Commands::mention(const std::string& name, const std::string& description)
+{
+    app_.add_subcommand(name, description);
+}
+
 CLI::App& Commands::addCommand(const std::string& name, const std::string& description,
                                std::function<void(Context&)> run, const Examples& examples, const std::string& notes)
 {
@@ -92,30 +75,29 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
         const std::string before = app_.get_footer().empty() ? "Examples:" : app_.get_footer();
         app_.footer(fmt::format("{}\n  {}", before, examples.front()));
     }
-    command->callback([&selected = selected_, fullName = nameOf(*command), run = std::move(run)] {
-        selected = {fullName, run};
+    command->callback([&selected = selected_, command, run = std::move(run)] {
+        if (command->get_subcommands().empty()) {
+            selected = {nameOf(*command), run};
+        }
     });
     return *command;
 }
 
-CommandLine::CommandLine(std::vector<std::string> words)
+CommandLine::CommandLine(const CommandSet& commands, std::vector<std::string> words)
     : words_(withoutHelpWord(std::move(words))),
       app_(std::make_unique<CLI::App>("Drive I2C, SPI, UART, GPIO and I3C through a Tarvix USB adapter.", "tarvix"))
 {
+    if (const auto end = std::ranges::find(words_, "--"); commands.runsOthers && end != words_.end()) {
+        othersWords_.assign(end + 1, words_.end());
+        words_.erase(end, words_.end());
+    }
     app_->require_subcommand(1);
     app_->formatter(helpFormatter());
-    Commands commands(*app_, selected_, words_);
-    addListCommand(commands);
-    addAdapterCommands(commands);
-    addDoctorCommand(commands);
-    addRailCommands(commands);
-    addGpioCommands(commands);
-    addI2cCommands(commands);
-    addSpiCommands(commands);
-    addUartCommands(commands);
-    addI3cCommands(commands);
-    addMonitorCommand(commands);
-    addBatchCommand(commands, runLine);
+    Commands all(*app_, selected_, words_);
+    commands.add(all);
+    for (const SubProgram& program : commands.subPrograms) {
+        all.mention(program.command, program.description);
+    }
 }
 
 CommandLine::~CommandLine() = default;
@@ -138,6 +120,7 @@ bool CommandLine::parseProgram(GlobalOptions& options, std::string& text)
         "Exit status: 0 done, 1 refused by the adapter or the bus, 2 usage error, 3 no adapter, 4 several\n"
         "adapters and none chosen, 5 permission denied, 6 no answer in time, 7 adapter lost, 8 adapter in use,\n"
         "130 interrupted.");
+    options.command = othersWords_;
     return parse(text);
 }
 

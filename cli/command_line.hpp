@@ -2,11 +2,13 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "adapter/context.hpp"
 #include "commands/command.hpp"
+#include "sub_program.hpp"
 
 namespace CLI {
 class ParseError;
@@ -14,9 +16,16 @@ class ParseError;
 
 namespace tool {
 
+// The commands of a program: its own, and those that are programs of their own.
+struct CommandSet {
+    void (*add)(Commands& commands);
+    std::span<const SubProgram> subPrograms = {};
+    bool runsOthers = false; // what follows "--" is another program's command line: GlobalOptions::command
+};
+
 class CommandLine {
 public:
-    explicit CommandLine(std::vector<std::string> words); // without "tarvix"
+    CommandLine(const CommandSet& commands, std::vector<std::string> words); // without "tarvix"
     ~CommandLine();
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
@@ -38,7 +47,8 @@ private:
     bool parse(std::string& text);
     [[noreturn]] void throwUsageError(const CLI::ParseError& error) const;
 
-    const std::vector<std::string> words_;
+    std::vector<std::string> words_;
+    std::vector<std::string> othersWords_;
     std::unique_ptr<CLI::App> app_;
     Selected selected_;
 };

@@ -1,85 +1,67 @@
-#include <algorithm>
-#include <csignal>
-#include <exception>
 #include <string>
 #include <vector>
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "command_line.hpp"
-#include "common/terminal.hpp"
 #include "console/errors.hpp"
-#include "console/interrupt.hpp"
-#include "console/report.hpp"
+#include "program.hpp"
 
 namespace {
 
 using namespace tool;
 
-// Ends as any other program does that this signal ended, so that a shell sees the same.
-int endBySignal(int number)
-{
-    std::signal(number, SIG_DFL);
-    std::raise(number);
-    return 128 + number;
-}
+constexpr SubProgram SUB_PROGRAMS[] = {
+    {"trace", "Record what programs and adapters say to each other"},
+};
 
-int reported(Output& output, const Failure& failure)
-{
-    report(output, failure);
-    return static_cast<int>(failure.exitStatus());
-}
+void addCommands(Commands& commands);
 
-int run(const std::vector<std::string>& arguments)
+constexpr CommandSet COMMANDS{addCommands, SUB_PROGRAMS};
+
+// A command of a batch.
+void runLine(Context& context, const std::vector<std::string>& words)
 {
-    // What --json changes must hold for errors in the command line, too.
-    GlobalOptions options;
-    options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
-    CommandLine commandLine(arguments);
-    try {
-        std::string text;
-        if (!commandLine.parseProgram(options, text)) {
-            Output(false).write(text);
-            return 0;
-        }
-    } catch (const Failure& failure) {
-        Output output(options.json);
-        output.beginCommand(commandLine.chosenName());
-        return reported(output, failure);
+    if (const SubProgram* const program = subProgramOf(SUB_PROGRAMS, words)) {
+        throw UsageError(fmt::format("a batch cannot run '{}'", program->command));
     }
-    // Never destroyed: closing the adapter would wait for its reader. The system closes it.
-    Context& context = *new Context(options);
+    CommandLine commandLine(COMMANDS, words);
+    std::string text;
+    bool runs = false;
     try {
+        runs = commandLine.parseLine(text);
+    } catch (const Failure&) {
+        context.output().beginCommand(commandLine.chosenName());
+        throw;
+    }
+    context.output().beginCommand(commandLine.chosenName());
+    if (!runs) {
+        context.output().write(text);
+    } else if (commandLine.chosenName() == "batch") {
+        throw UsageError("a batch cannot run a batch");
+    } else {
         commandLine.run(context);
-    } catch (const Failure& failure) {
-        return reported(context.output(), failure);
     }
-    return 0;
 }
 
-int runOrReport(int argumentCount, char** arguments)
+void addCommands(Commands& commands)
 {
-    try {
-        terminal::secureStandardStreams();
-        watchForInterrupts();
-        return run(std::vector<std::string>(arguments + std::min(argumentCount, 1), arguments + argumentCount));
-    } catch (const OutputClosed&) {
-        return endBySignal(SIGPIPE);
-    } catch (const AlreadyReported& end) {
-        return static_cast<int>(end.exitStatus);
-    } catch (const Interrupted& interrupted) {
-        return 128 + interrupted.signal;
-    } catch (const std::exception& error) {
-        terminal::tell(fmt::format("tarvix: {}", error.what()));
-        return static_cast<int>(ExitStatus::REFUSED);
-    }
+    addListCommand(commands);
+    addAdapterCommands(commands);
+    addDoctorCommand(commands);
+    addRailCommands(commands);
+    addGpioCommands(commands);
+    addI2cCommands(commands);
+    addSpiCommands(commands);
+    addUartCommands(commands);
+    addI3cCommands(commands);
+    addMonitorCommand(commands);
+    addBatchCommand(commands, runLine);
 }
 
 } // namespace
 
-// Ends at once: all output is written by then, and a reader that still runs finds everything in place.
 int main(int argumentCount, char** arguments)
 {
-    _exit(runOrReport(argumentCount, arguments));
+    runProgram(COMMANDS, argumentCount, arguments);
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "adapter/listing.hpp"
 #include "console/output.hpp"
@@ -23,6 +24,7 @@ struct GlobalOptions {
     bool shared = false;                           // take no lock
     bool json = false;
     bool verbose = false;
+    std::vector<std::string> command; // of another program, for commands that run one
 };
 
 class Context {

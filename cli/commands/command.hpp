@@ -43,6 +43,9 @@ public:
         Options& options; // ... bound to these; lives as long as the command
     };
 
+    // A command that is a program of its own: for help only, nothing runs it from here.
+    void mention(const std::string& name, const std::string& description);
+
     // A command. `run` is called after the whole command line was parsed. `notes` stand above the examples in its help.
     template <class Options>
     Added<Options> add(const std::string& name, const std::string& description, void (*run)(Context&, const Options&),

@@ -5,15 +5,13 @@
 // libudev and hidraw, and TARVIX_SIM_SOCKET, where that library finds this host.
 #include "ports/port.hpp"
 
-#include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
-#include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
 
+#include "common/child_process.hpp"
 #include "common/terminal.hpp"
 #include "ports/run/host.hpp"
 #include "ports/run/private_directory.hpp"
@@ -25,103 +23,27 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int STATUS_NOT_EXECUTABLE = 126;
-constexpr int STATUS_NOT_FOUND = 127;
-constexpr int STATUS_SIGNALLED = 128;
-
-// Beside the program in the build tree, in its private directory once installed.
-std::string preloadLibrary()
-{
-    const auto home = fs::read_symlink("/proc/self/exe").parent_path();
-    for (const auto& directory : {home, home / TARVIX_SIM_LIBRARY_DIRECTORY}) {
-        const auto library = directory / TARVIX_SIM_LIBRARY;
-        if (!fs::exists(library)) {
-            continue;
-        }
-        auto path = fs::canonical(library).string();
-        if (path.find_first_of(" :") != std::string::npos) {
-            throw std::runtime_error(fmt::format(
-                "cannot preload {}: the dynamic loader splits paths at spaces and colons; move it to one without",
-                path));
-        }
-        return path;
-    }
-    throw std::runtime_error(fmt::format("{} is missing: it belongs beside {} or in {}", TARVIX_SIM_LIBRARY,
-                                         (home / "tarvix-sim").string(),
-                                         (home / TARVIX_SIM_LIBRARY_DIRECTORY).lexically_normal().string()));
-}
-
-// Ours with two more variables. Ours stays as it is, for the programs of devices.
-std::vector<std::string> commandEnvironment(const std::string& socketPath)
-{
-    const std::string preload = "LD_PRELOAD=";
-    const std::string socket = fmt::format("{}=", SOCKET_VARIABLE);
-    std::vector<std::string> variables{preload + preloadLibrary(), socket + socketPath};
-    for (char** variable = environ; *variable; ++variable) {
-        const std::string_view ours = *variable;
-        if (ours.starts_with(preload) && ours != preload) {
-            variables[0] += fmt::format(":{}", ours.substr(preload.size()));
-        } else if (!ours.starts_with(preload) && !ours.starts_with(socket)) {
-            variables.emplace_back(ours);
-        }
-    }
-    return variables;
-}
-
-std::vector<char*> pointersTo(const std::vector<std::string>& texts)
-{
-    std::vector<char*> pointers;
-    std::ranges::transform(texts, std::back_inserter(pointers),
-                           [](const std::string& text) { return const_cast<char*>(text.c_str()); });
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-// 0 or the error number. The command stays in our process group: what the terminal sends, it gets itself.
-int spawn(const std::vector<std::string>& command, const std::vector<std::string>& environment,
-          const sigset_t& signalMask, pid_t& child)
-{
-    const auto arguments = pointersTo(command);
-    posix_spawnattr_t attributes;
-    ::posix_spawnattr_init(&attributes);
-    ::posix_spawnattr_setsigmask(&attributes, &signalMask);
-    sigset_t defaults;
-    ::sigemptyset(&defaults);
-    if (!terminal::inheritedIgnoredSigpipe()) {
-        ::sigaddset(&defaults, SIGPIPE);
-    }
-    ::posix_spawnattr_setsigdefault(&attributes, &defaults);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    const int error =
-        ::posix_spawnp(&child, arguments[0], nullptr, &attributes, arguments.data(), pointersTo(environment).data());
-    ::posix_spawnattr_destroy(&attributes);
-    return error;
-}
-
-// A signal from the terminal reaches the command without us, as it goes to the whole process group.
-bool mustForward(const signalfd_siginfo& signal)
-{
-    return signal.ssi_signo != SIGCHLD && signal.ssi_code != SI_KERNEL;
-}
-
 int runCommand(EventLoop& loop, const std::string& socket, const std::vector<std::string>& command)
 {
-    const auto environment = commandEnvironment(socket);
+    // Behind what is preloaded already: a recorder must see what programs ask of our library.
+    const auto environment =
+        child_process::environmentWith(child_process::preloadLibrary(TARVIX_SIM_LIBRARY, TARVIX_SIM_LIBRARY_DIRECTORY),
+                                       child_process::Order::LAST, SOCKET_VARIABLE, socket);
     pid_t child = -1;
     int status = 0;
     loop.onSignals({SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo& signal) {
-        if (mustForward(signal)) {
+        if (child_process::mustForward(signal)) {
             ::kill(child, static_cast<int>(signal.ssi_signo));
         } else if (::waitpid(child, &status, WNOHANG) == child) {
             loop.stop();
         }
     });
-    if (const int error = spawn(command, environment, loop.originalSignalMask(), child)) {
+    if (const int error = child_process::start(command, environment, loop.originalSignalMask(), child)) {
         terminal::tell(fmt::format("tarvix-sim: cannot run {}: {}", command[0], std::strerror(error)));
-        return error == ENOENT ? STATUS_NOT_FOUND : STATUS_NOT_EXECUTABLE;
+        return child_process::statusOfError(error);
     }
     loop.run();
-    return WIFSIGNALED(status) ? STATUS_SIGNALLED + WTERMSIG(status) : WEXITSTATUS(status);
+    return child_process::statusOf(status);
 }
 
 // The name that the user gave to the socket in the private directory, as long as this object lives.

@@ -1,0 +1,35 @@
+// Running a user's command as a shell would, with a library preloaded into it.
+#pragma once
+
+#include <csignal>
+#include <string>
+#include <string_view>
+#include <sys/signalfd.h>
+#include <sys/types.h>
+#include <vector>
+
+namespace child_process {
+
+// The library of this name: beside this program in the build tree, in `directory`, relative to it, once installed.
+// Throws a std::runtime_error when it is missing, or lies where the dynamic loader would not find it.
+std::string preloadLibrary(std::string_view name, std::string_view directory);
+
+enum class Order { FIRST, LAST };
+
+// Our environment, with this library before or behind those that are preloaded already, and this variable.
+std::vector<std::string> environmentWith(const std::string& library, Order order, std::string_view variable,
+                                         const std::string& value);
+
+// Starts a command, which is found as a shell finds it; returns 0 or the error number. The child stays in our process
+// group: what the terminal sends, it gets itself.
+int start(const std::vector<std::string>& command, const std::vector<std::string>& environment,
+          const sigset_t& signalMask, pid_t& child);
+
+// Whether the child did not get this signal of ours, as it gets those from the terminal.
+bool mustForward(const signalfd_siginfo& signal);
+
+// The exit status of a command that could not be started, and of one that ended, as wait has it.
+int statusOfError(int error);
+int statusOf(int ended);
+
+} // namespace child_process

@@ -1,0 +1,17 @@
+// tarvix-trace: what `tarvix trace` runs.
+#include "command/record.hpp"
+#include "program.hpp"
+
+namespace {
+
+void addCommands(tool::Commands& commands)
+{
+    trace::addTraceCommands(commands);
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments)
+{
+    tool::runProgram({.add = addCommands, .runsOthers = true}, argumentCount, arguments);
+}
