@@ -1,5 +1,6 @@
 // What the page was made of: columns of numbers, one entry an event, that point into lists of what repeats. In every
-// list, entry 0 stands for "none". Times are microseconds; each event's is the distance from the one before.
+// list, entry 0 stands for "none". Times are microseconds; each event's is the distance from the one before. A latency is
+// one more than it is, so that 0 is none.
 const capture = (() => {
   const data = JSON.parse(document.getElementById("capture").textContent);
   const columns = data.columns;
@@ -31,7 +32,7 @@ const capture = (() => {
   return {
     file: data.file, start: data.start?.time ? startOf(data.start) : NaN, damage: data.damage, count, at, bad,
     adapters: data.adapters, commands: data.commands, statuses: data.statuses, texts: data.texts, columns,
-    end: at.reduce((latest, value) => Math.max(latest, value), 0),
+    end: at.reduce((latest, value, i) => Math.max(latest, value + Math.max(0, columns.latency[i] - 1) / 1e6), 0),
     kind, command, status,
     adapter: i => data.adapters[columns.adapter[i]] ?? "",
     text: i => data.texts[columns.text[i]] ?? "",

@@ -35,9 +35,9 @@ const timeline = (() => {
     for (let i = 0; i < capture.count; ++i) laneOf[i] = keys.indexOf(`${capture.adapter(i)}\n${capture.family(i)}`);
   }
 
-  // Seconds on the time axis. Only an exchange begins at its own time.
+  // Seconds on the time axis.
   function lasting(i) {
-    return (capture.kind(i) === "exchange" && capture.latency(i)) || 0;
+    return capture.latency(i) || 0;
   }
 
   function share(latency) {

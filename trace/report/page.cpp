@@ -1,5 +1,6 @@
 #include "page.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <string_view>
 #include <utility>
@@ -103,12 +104,12 @@ void ReportPage::add(const json& event)
     const json latency = member(event, "latency");
     const json id = member(event, "id");
     const std::int64_t idNumber = id.is_number_integer() ? id.get<std::int64_t>() : 0;
-    if (columns_.front().empty()) {
+    if (rows_.empty()) {
         start_ = {{"time", member(event, "time")}, {"at", at}};
     }
-    const std::array<std::int64_t, COLUMNS.size()> row = {
+    rows_.push_back({
         kinds_.indexOf(member(event, "event")),
-        at - std::exchange(last_, at),
+        at,
         latency.is_number() ? microseconds(latency) + 1 : 0,
         adapters_.indexOf(member(event, "adapter")),
         commands_.indexOf(command(event)),
@@ -119,10 +120,19 @@ void ReportPage::add(const json& event)
         fields_.indexOf(shortened(member(event, "response"))),
         frames_.indexOf(withoutId(member(event, "request_frame"), idNumber)),
         frames_.indexOf(withoutId(member(event, "response_frame"), idNumber)),
-    };
-    for (std::size_t i = 0; i < row.size(); ++i) {
-        columns_[i].push_back(row[i]);
+    });
+}
+
+// Times as distances, which are short.
+std::vector<std::int64_t> ReportPage::column(std::size_t number) const
+{
+    std::vector<std::int64_t> values;
+    values.reserve(rows_.size());
+    std::int64_t before = 0;
+    for (const auto& row : rows_) {
+        values.push_back(number == AT ? row[number] - std::exchange(before, row[number]) : row[number]);
     }
+    return values;
 }
 
 std::string ReportPage::capture() const
@@ -138,13 +148,14 @@ std::string ReportPage::capture() const
     }
     text += ",\n\"columns\":";
     for (std::size_t i = 0; i < COLUMNS.size(); ++i) {
-        text += fmt::format("{}\n\"{}\":[{}]", i == 0 ? "{" : ",", COLUMNS[i], fmt::join(columns_[i], ","));
+        text += fmt::format("{}\n\"{}\":[{}]", i == 0 ? "{" : ",", COLUMNS[i], fmt::join(column(i), ","));
     }
     return text + "}}";
 }
 
-std::string ReportPage::html() const
+std::string ReportPage::html()
 {
+    std::ranges::stable_sort(rows_, {}, [](const auto& row) { return row[AT]; });
     return fmt::format("{}{}{}", PAGE_BEFORE_CAPTURE, capture(), PAGE_AFTER_CAPTURE);
 }
 

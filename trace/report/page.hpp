@@ -28,27 +28,29 @@ public:
     // `title` is what the page calls the capture, as a rule its file name. It and all texts may hold any bytes.
     explicit ReportPage(std::string title) : title_(std::move(title)) {}
 
-    // An event in the form of `tarvix trace show --json --frames`, in the order of the capture.
+    // An event in the form of `tarvix trace show --json --frames`. The page has them in the order of their times.
     void add(const nlohmann::json& event);
 
     // What could not be read of the capture, in words.
     void addDamage(const std::string& text) { damage_.push_back(text); }
 
     // The whole page, in UTF-8.
-    std::string html() const;
+    std::string html();
 
 private:
     static constexpr std::array COLUMNS = {"kind", "at",   "latency", "adapter",  "command",      "status",
                                            "id",   "text", "request", "response", "requestFrame", "responseFrame"};
 
+    static constexpr std::size_t AT = 1;
+
     std::string capture() const;
+    std::vector<std::int64_t> column(std::size_t number) const;
 
     const std::string title_;
     nlohmann::json start_; // wall-clock time of the first event, and its distance from the start
-    std::int64_t last_ = 0;
     std::vector<std::string> damage_;
     ValueList kinds_, adapters_, commands_, statuses_, texts_, fields_, frames_;
-    std::array<std::vector<std::int64_t>, COLUMNS.size()> columns_; // the page's capture.js says what they mean
+    std::vector<std::array<std::int64_t, COLUMNS.size()>> rows_; // the page's capture.js says what they mean
 };
 
 } // namespace trace
