@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "arguments/options.hpp"
+#include "command/show.hpp"
 #include "common/child_process.hpp"
 #include "common/terminal.hpp"
 #include "console/errors.hpp"
@@ -82,6 +83,8 @@ void addTraceCommands(Commands& commands)
     auto [app, options] = commands.add("trace", "Record what programs and adapters say to each other", record,
                                        {"tarvix trace -- tarvix i2c get 0x48 0 -n 2"});
     addTexts(app, "COMMAND", options.stray, "The command to run, with its arguments").valueName("-- COMMAND");
+    Commands below = commands.below(app);
+    addShowCommand(below);
 }
 
 } // namespace trace
