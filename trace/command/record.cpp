@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "arguments/options.hpp"
+#include "command/report.hpp"
 #include "command/show.hpp"
 #include "common/child_process.hpp"
 #include "common/terminal.hpp"
@@ -85,6 +86,7 @@ void addTraceCommands(Commands& commands)
     addTexts(app, "COMMAND", options.stray, "The command to run, with its arguments").valueName("-- COMMAND");
     Commands below = commands.below(app);
     addShowCommand(below);
+    addReportCommand(below);
 }
 
 } // namespace trace

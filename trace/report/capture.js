@@ -43,7 +43,7 @@ const capture = (() => {
     responseFields: i => data.fields[columns.response[i]],
     requestFrame: i => frame(columns.requestFrame, i),
     responseFrame: i => frame(columns.responseFrame, i),
-    result: i => status(i)?.name ?? (kind(i) === "exchange" ? "" : kind(i)),
+    result: i => (kind(i) === "exchange" ? status(i)?.name ?? "" : kind(i)),
   };
 })();
 

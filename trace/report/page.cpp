@@ -13,7 +13,7 @@ namespace trace {
 
 namespace {
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 // As JSON inside an HTML element: ASCII, whatever bytes the texts hold, and without `<`, which could end the element.
 std::string embedded(const json& value)
@@ -51,13 +51,14 @@ json shortened(json value)
     return value;
 }
 
-// A frame without its id, which has a column of its own: without it, equal frames are one.
+// A frame as one word, without its id, which has a column of its own: without it, equal frames are one.
 json withoutId(const json& frame, std::int64_t id)
 {
     if (!frame.is_string()) {
         return {};
     }
-    const std::string& hex = frame.get_ref<const std::string&>();
+    std::string hex = frame.get<std::string>();
+    std::erase(hex, ' ');
     const std::string idBytes = fmt::format("{:02x}{:02x}", id & 0xff, id >> 8 & 0xff);
     return hex.starts_with(idBytes) ? "+" + hex.substr(idBytes.size()) : hex;
 }
@@ -71,7 +72,7 @@ json command(const json& event)
 
 json status(const json& event)
 {
-    const json number = member(event, "status");
+    const json number = member(event, "status"); // of responses
     return number.is_null() ? json() : json{{"number", number}, {"name", member(event, "status_name")}};
 }
 
@@ -104,6 +105,7 @@ void ReportPage::add(const json& event)
     const json latency = member(event, "latency");
     const json id = member(event, "id");
     const std::int64_t idNumber = id.is_number_integer() ? id.get<std::int64_t>() : 0;
+    const bool isNotification = member(event, "event") == "notification";
     if (rows_.empty()) {
         start_ = {{"time", member(event, "time")}, {"at", at}};
     }
@@ -117,7 +119,7 @@ void ReportPage::add(const json& event)
         idNumber,
         texts_.indexOf(shortened(member(event, "line"))),
         fields_.indexOf(shortened(member(event, "request"))),
-        fields_.indexOf(shortened(member(event, "response"))),
+        fields_.indexOf(shortened(member(event, isNotification ? "fields" : "response"))),
         frames_.indexOf(withoutId(member(event, "request_frame"), idNumber)),
         frames_.indexOf(withoutId(member(event, "response_frame"), idNumber)),
     });

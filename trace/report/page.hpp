@@ -15,7 +15,7 @@ namespace trace {
 // A list of different values in the order in which they first came, behind entry 0, which stands for "none".
 class ValueList {
 public:
-    std::int64_t indexOf(const nlohmann::json& value); // 0 for null
+    std::int64_t indexOf(const nlohmann::ordered_json& value); // 0 for null
     void write(std::string& text) const;
 
 private:
@@ -29,7 +29,7 @@ public:
     explicit ReportPage(std::string title) : title_(std::move(title)) {}
 
     // An event in the form of `tarvix trace show --json --frames`. The page has them in the order of their times.
-    void add(const nlohmann::json& event);
+    void add(const nlohmann::ordered_json& event);
 
     // What could not be read of the capture, in words.
     void addDamage(const std::string& text) { damage_.push_back(text); }
@@ -47,7 +47,7 @@ private:
     std::vector<std::int64_t> column(std::size_t number) const;
 
     const std::string title_;
-    nlohmann::json start_; // wall-clock time of the first event, and its distance from the start
+    nlohmann::ordered_json start_; // wall-clock time of the first event, and its distance from the start
     std::vector<std::string> damage_;
     ValueList kinds_, adapters_, commands_, statuses_, texts_, fields_, frames_;
     std::vector<std::array<std::int64_t, COLUMNS.size()>> rows_; // the page's capture.js says what they mean

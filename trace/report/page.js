@@ -83,7 +83,8 @@ function fillFilter() {
   add("kind", ["unanswered", "late", "unmatched", "torn"].filter(kind => kinds.has(kind)).map(kind => [kind, kind]));
   add("adapter", capture.adapters.map((name, i) => [i, name]).slice(1));
   add("command", capture.commands.map((command, i) => [i, command?.name]).slice(1));
-  add("status", capture.statuses.map((status, i) => [i, status?.name]).slice(1));
+  const statusText = ({ name, number }) => (number === 0 ? name : `${name} (${number})`);
+  add("status", capture.statuses.slice(1).map((status, i) => [i + 1, statusText(status)]));
 }
 
 function drawSummary() {
@@ -121,10 +122,10 @@ function drawProblems() {
   for (let i = 0; i < capture.count; ++i) {
     if (!capture.bad[i]) continue;
     const { kind, command, status, adapter } = capture.columns;
-    const failed = (capture.status(i)?.number ?? 0) !== 0 && ["exchange", "notification"].includes(capture.kind(i));
+    const failed = capture.kind(i) === "exchange";
     const name = [capture.result(i), capture.command(i)?.name ?? (capture.isSession(i) ? capture.text(i) : "")];
     const key = JSON.stringify([...name, kind[i], adapter[i]]);
-    const filter = { kind: ["exchange", "notification", "error"].includes(capture.kind(i)) ? "bad" : capture.kind(i),
+    const filter = { kind: failed || capture.kind(i) === "error" ? "bad" : capture.kind(i),
       adapter: adapter[i] || "", command: command[i] || "", status: failed ? status[i] : "" };
     const group = groups.get(key) ?? { name, filter, first: i, count: 0 };
     group.count += 1;
