@@ -281,8 +281,7 @@ TEST(Conversation, TellsWhatProgramsDoAndWhatFails)
     Bus kernel;
     kernel.out(readPin(1)).take(COMPLETED, REPORT_IN, {}, -ENOENT).take(COMPLETED, REPORT_OUT, {}, -ECONNRESET);
     kernel.take(COMPLETED, REPORT_IN, {}, -ESHUTDOWN).take(COMPLETED, REPORT_IN, {}, -ESHUTDOWN);
-    EXPECT_EQ(kernel.end(), (Lines{"read failed: Cannot send after transport endpoint shutdown",
-                                   "gpio digital read pin 6 -> no response"}));
+    EXPECT_EQ(kernel.end(), (Lines{"read failed: the adapter went away", "gpio digital read pin 6 -> no response"}));
 }
 
 } // namespace
