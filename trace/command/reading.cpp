@@ -1,4 +1,4 @@
-#include "command/reading.hpp"
+#include "trace/command/reading.hpp"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "command/report.hpp"
+#include "trace/command/report.hpp"
 
 #include <cerrno>
 #include <cstring>
@@ -10,8 +10,8 @@
 #include <fmt/format.h>
 
 #include "arguments/options.hpp"
-#include "command/reading.hpp"
 #include "console/errors.hpp"
+#include "trace/command/reading.hpp"
 #include "trace/conversation/conversation.hpp"
 #include "trace/lines/described.hpp"
 #include "trace/lines/lines.hpp"

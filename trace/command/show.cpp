@@ -1,7 +1,7 @@
-#include "command/show.hpp"
+#include "trace/command/show.hpp"
 
-#include "command/presenter.hpp"
-#include "command/reading.hpp"
+#include "trace/command/presenter.hpp"
+#include "trace/command/reading.hpp"
 
 namespace trace {
 
