@@ -130,7 +130,7 @@ class Report(unittest.TestCase):
             self.assertEqual(page.value("selection.events.length"), sum(map(self.bad, self.events)))
             page.press("e", "?")
             self.assertTrue(page.value("document.getElementById('help').open"))
-            page.press("Escape", "t")
+            page.press("Escape", "Home", "t")
             self.assertFalse(page.value("document.getElementById('help').open"))
             self.assertEqual(page.value(SHOWN)[0][0], self.events[0]["time"][11:26])
 
@@ -225,7 +225,7 @@ def make_picture(path):
         capture, page = os.path.join(directory, "bench.pcap"), os.path.join(directory, "report.html")
         record_faulty_run(capture)
         run(TARVIX, "trace", "report", capture, "-o", page)
-        with Page(page, 1280, 860) as shown:
+        with Page(page, 1180, 740) as shown:
             shown.press("n", "n")
             assert not shown.errors
             shown.picture(path)

@@ -69,12 +69,14 @@ const timeline = (() => {
     const isPlain = i => !capture.bad[i] && !capture.isSession(i);
     const isNotification = i => capture.kind(i) === "notification";
     const bars = [
-      ["line", 1.5, i => isPlain(i) && !selection.passes[i]],
-      ["bar", 1.5, i => isPlain(i) && selection.passes[i] && !isNotification(i)],
-      ["note", 2, i => isPlain(i) && selection.passes[i] && isNotification(i)],
-      ["bad", 2.5, i => capture.bad[i] && !capture.isSession(i)],
+      ["line", 1.5, false, i => isPlain(i) && !selection.passes[i]],
+      ["bar", 1.5, false, i => isPlain(i) && selection.passes[i] && !isNotification(i)],
+      ["note", 2, true, i => isPlain(i) && selection.passes[i] && isNotification(i)],
+      ["bad", 2.5, false, i => capture.bad[i] && !capture.isSession(i)],
     ];
-    for (const [name, least, belongs] of bars) drawBars(context, place, visible.filter(belongs), colour(name), least);
+    for (const [name, least, hangs, belongs] of bars) {
+      drawBars(context, place, visible.filter(belongs), colour(name), least, hangs);
+    }
     const marks = visible.filter(capture.isSession);
     drawMarks(context, place, marks.filter(i => !capture.bad[i]), colour("note"), [4, 4]);
     drawMarks(context, place, marks.filter(i => capture.bad[i]), colour("bad"), []);
@@ -82,21 +84,23 @@ const timeline = (() => {
     placeMarker(u);
   }
 
-  // Most of a long capture falls on pixels that are painted already: such bars are left out.
-  function drawBars(context, place, events, style, least) {
+  // Most of a long capture falls on pixels that are painted already: such bars are left out. Bars stand on the bottom of
+  // their lane, or hang from its top.
+  function drawBars(context, place, events, style, least, hangs) {
     const reach = new Float64Array(laneCount).fill(-1);
     const painted = new Float64Array(laneCount);
     context.fillStyle = style;
     for (const i of events) {
       const lane = laneOf[i];
       const x = Math.floor(place.x(capture.at[i]));
-      const tall = share(capture.latency(i));
+      const tall = hangs ? 0.3 : share(capture.latency(i));
       const width = Math.max(least, lasting(i) * place.perSecond);
       if (x === reach[lane] && tall <= painted[lane] && width === least) continue;
       reach[lane] = x;
       painted[lane] = tall;
       const pixels = (place.lane - 6) * tall;
-      context.fillRect(place.x(capture.at[i]), place.top + (lane + 1) * place.lane - 2 - pixels, width, pixels);
+      const top = hangs ? place.top + lane * place.lane + 4 : place.top + (lane + 1) * place.lane - 2 - pixels;
+      context.fillRect(place.x(capture.at[i]), top, width, pixels);
     }
   }
 
@@ -284,7 +288,7 @@ const histogram = (() => {
     chart.setData([bins, bins.map(bin => all[bin] ?? 0), bins.map(bin => good[bin] ?? 0)]);
     latencies.sort((a, b) => a - b);
     document.getElementById("percentiles").textContent = latencies.length === 0 ? "none in view"
-      : [["50 %", 0.5], ["99 %", 0.99], ["longest", 1]]
+      : [["p50", 0.5], ["p99", 0.99], ["max", 1]]
         .map(([name, share]) => `${name} ${format.duration(percentile(latencies, share))}`).join(" · ");
   }
 

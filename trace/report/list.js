@@ -53,13 +53,17 @@ const list = (() => {
     }
   }
 
-  // Scrolls no further than it must.
+  // Scrolls no further than it must to a row close by, and brings one from afar to the middle.
   function reveal(position) {
     fit();
     const top = position * rowHeight;
     const room = box.clientHeight - 2 * rowHeight; // beside the row itself, below the head
-    if (top < contentTop()) box.scrollTop = top / scale;
-    else if (top > contentTop() + room) box.scrollTop = Math.ceil((top - room) / scale);
+    const above = contentTop() - top;
+    const below = top - contentTop() - room;
+    const hidden = Math.max(above, below);
+    if (hidden <= 0) return;
+    const wanted = hidden > room ? top - room / 2 : above > 0 ? top : top - room;
+    box.scrollTop = Math.ceil(Math.max(0, wanted) / scale);
   }
 
   let waiting = false;

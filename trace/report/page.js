@@ -222,7 +222,7 @@ for (const [name, action] of [["in", () => timeline.zoom(0.5)], ["out", () => ti
 }
 const widest = (texts, most) => Math.min(most, Math.max(...texts.map(text => (text ?? "").length), 10));
 list.box.style.setProperty("--adapter-width", `${widest(capture.adapters, 18)}ch`);
-list.box.style.setProperty("--result-width", `${widest(capture.statuses.map(status => status?.name), 24)}ch`);
+list.box.style.setProperty("--result-width", `${widest([...capture.statuses.map(status => status?.name), "notification"], 24)}ch`);
 fitTimes();
 drawSummary();
 drawProblems();
