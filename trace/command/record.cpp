@@ -7,7 +7,10 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
+#include <iterator>
+#include <optional>
 #include <pcap/pcap.h>
+#include <poll.h>
 #include <string>
 #include <sys/signalfd.h>
 #include <sys/wait.h>
@@ -19,6 +22,8 @@
 #include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "trace/capture/layout.hpp"
+#include "trace/command/live.hpp"
+#include "trace/command/presenter.hpp"
 #include "trace/command/report.hpp"
 #include "trace/command/show.hpp"
 
@@ -32,10 +37,11 @@ using namespace tool;
 
 constexpr const char* FILE_VARIABLE = "TARVIX_TRACE";
 
-struct RecordOptions {
+struct RecordOptions : ShowOptions {
     std::string file; // empty for a name with the time
     bool force = false;
     bool preload = false;
+    bool live = false;
     std::vector<std::string> stray;
 };
 
@@ -101,53 +107,83 @@ std::string create(const RecordOptions& options)
 }
 
 // Waits for the end of the command, as a shell would; returns its exit status.
-int await(pid_t child, int signals)
+int await(pid_t child, int signals, Live* live)
 {
-    int status = 0;
     while (true) {
+        pollfd waiting[] = {{signals, POLLIN, 0}, {live != nullptr ? live->news() : -1, POLLIN, 0}};
+        ::poll(waiting, std::size(waiting), -1);
+        if (waiting[1].revents != 0) {
+            live->print();
+        }
         signalfd_siginfo signal{};
-        if (::read(signals, &signal, sizeof signal) != sizeof signal) {
+        if (waiting[0].revents == 0 || ::read(signals, &signal, sizeof signal) != sizeof signal) {
             continue;
         }
+        int status = 0;
         if (child_process::mustForward(signal)) {
             ::kill(child, static_cast<int>(signal.ssi_signo));
         } else if (::waitpid(child, &status, WNOHANG) == child) {
+            if (live != nullptr) {
+                live->end();
+            }
             return child_process::statusOf(status);
         }
     }
 }
 
-// Returns the exit status of the command; `recorded` is false if there is none, because it could not be started.
-int runCommand(const std::vector<std::string>& command, const std::vector<std::string>& environment, bool& recorded)
+// In place of the signals' handlers: a descriptor that says which came.
+int watchSignals(sigset_t& original)
 {
     sigset_t watched;
-    sigset_t original;
     ::sigemptyset(&watched);
     for (const int number : {SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}) {
         ::sigaddset(&watched, number);
     }
     ::sigprocmask(SIG_BLOCK, &watched, &original);
-    const int signals = ::signalfd(-1, &watched, SFD_CLOEXEC);
-    pid_t child = -1;
-    const int error = child_process::start(command, environment, original, child);
-    recorded = error == 0;
-    if (error != 0) {
-        terminal::tell(fmt::format("tarvix trace: cannot run {}: {}", command[0], std::strerror(error)));
-        return child_process::statusOfError(error);
-    }
-    return await(child, signals);
+    return ::signalfd(-1, &watched, SFD_CLOEXEC);
 }
 
-std::vector<std::string> checkedCommand(const Context& context, const RecordOptions& options)
+void checkUse(const GlobalOptions& common, const RecordOptions& options)
 {
     constexpr const char* ADVICE = "the command to record stands behind '--', as in 'tarvix trace -- tarvix list'";
     if (!options.stray.empty()) {
         throw UsageError(fmt::format("unexpected argument '{}'", options.stray.front()), ADVICE);
     }
-    if (context.options().command.empty()) {
+    if (common.command.empty()) {
         throw UsageError("missing command", ADVICE);
     }
-    return context.options().command;
+    if (!options.live && static_cast<const ShowOptions&>(options) != ShowOptions{}) {
+        throw UsageError("nothing is printed without --live",
+                         "everything is recorded: 'tarvix trace show' prints of it what you choose");
+    }
+}
+
+// The exit status of the command. If it cannot be started, that is told, and the file removed unless it was there
+// before.
+int run(const std::vector<std::string>& command, const std::string& library, const std::string& file, bool isNew,
+        Live* live)
+{
+    sigset_t signalMask;
+    const int signals = watchSignals(signalMask);
+    const auto environment = child_process::environmentWith(library, child_process::Order::FIRST, FILE_VARIABLE,
+                                                            fs::absolute(file).string());
+    pid_t child = -1;
+    if (const int error = child_process::start(command, environment, signalMask, child)) {
+        terminal::tell(fmt::format("tarvix trace: cannot run {}: {}", command[0], std::strerror(error)));
+        if (isNew) {
+            fs::remove(file);
+        }
+        return child_process::statusOfError(error);
+    }
+    if (live != nullptr) {
+        ::dup2(STDERR_FILENO, STDOUT_FILENO); // standard output is the command's
+    }
+    const int status = await(child, signals, live);
+    std::error_code gone;
+    if (fs::file_size(file, gone) == sizeof(FileHeader)) {
+        terminal::tell(fmt::format("tarvix trace: {} is empty: the command opened no adapter", file));
+    }
+    return status;
 }
 
 void record(Context& context, const RecordOptions& options)
@@ -156,19 +192,18 @@ void record(Context& context, const RecordOptions& options)
         context.output().write(preloadLibrary() + '\n');
         return;
     }
-    const auto command = checkedCommand(context, options);
+    checkUse(context.options(), options);
     const std::string library = preloadLibrary();
-    const std::string file = create(options);
-    const auto environment = child_process::environmentWith(library, child_process::Order::FIRST, FILE_VARIABLE,
-                                                            fs::absolute(file).string());
-    bool recorded = false;
-    const int status = runCommand(command, environment, recorded);
-    std::error_code error;
-    if (!recorded && !options.force) {
-        fs::remove(file, error);
-    } else if (recorded && fs::file_size(file, error) == sizeof(FileHeader)) {
-        terminal::tell(fmt::format("tarvix trace: {} is empty: the command opened no adapter", file));
+    std::optional<Presenter> presenter;
+    if (options.live) {
+        presenter.emplace(context.output(), options, true);
     }
+    const std::string file = create(options);
+    std::optional<Live> live;
+    if (presenter) {
+        live.emplace(*presenter, file);
+    }
+    const int status = run(context.options().command, library, file, !options.force, live ? &*live : nullptr);
     throw AlreadyReported{static_cast<ExitStatus>(status)};
 }
 
@@ -183,6 +218,8 @@ void addTraceCommands(Commands& commands)
     addFlag(app, "--force", options.force, "Overwrite a file of that name");
     addFlag(app, "--preload", options.preload,
             "Print the path of the library that records, for LD_PRELOAD, and do nothing else");
+    addFlag(app, "--live", options.live, "Print what is recorded, on standard error, as 'tarvix trace show' does");
+    addShowOptions(app, options);
     addTexts(app, "COMMAND", options.stray, "The command to run, with its arguments").valueName("-- COMMAND");
     Commands below = commands.below(app);
     addShowCommand(below);
