@@ -27,6 +27,8 @@ struct ShowOptions {
     bool frames = false;
     bool reports = false;
     bool statistics = false;
+
+    bool operator==(const ShowOptions&) const = default;
 };
 
 void addShowOptions(CLI::App& app, ShowOptions& options);
