@@ -48,6 +48,9 @@ public:
         Options& options; // ... bound to these; lives as long as the command
     };
 
+    // The commands below a command.
+    Commands below(CLI::App& command) { return Commands(command, selected_, words_); }
+
     // A command that is a program of its own: for help only, nothing runs it from here.
     void mention(const std::string& name, const std::string& description);
 

@@ -80,6 +80,49 @@ enum Refusal : unsigned {
     NO_LENGTH = 1U << 6,
 };
 
+// What an asynchronous method is given: a number, or bytes.
+struct Argument {
+    std::uint64_t number = 0;
+    Bytes bytes{};
+};
+
+inline Argument argument(const std::vector<std::uint8_t>& bytes)
+{
+    return {0, bytes};
+}
+
+inline Argument argument(const std::vector<I3cTargetInfo>& targets)
+{
+    const auto* const first = reinterpret_cast<const std::uint8_t*>(targets.data());
+    return {0, Bytes(first, first + targets.size() * sizeof(I3cTargetInfo))};
+}
+
+inline Argument argument(I3cTargetConfiguration configuration)
+{
+    return {configuration.raw, {}};
+}
+
+template <typename Value>
+Argument argument(const Value& value)
+{
+    return {static_cast<std::uint64_t>(value), {}};
+}
+
+template <typename Value>
+Argument argument(const std::optional<Value>& value)
+{
+    return value ? argument(*value) : Argument{};
+}
+
+template <typename Method>
+struct ArgumentsOf;
+
+// Takes what the method takes, behind the transaction id.
+template <typename... Parameters>
+struct ArgumentsOf<StatusCode (TarvixAsyncSDK::*)(TransactionId, Parameters...)> {
+    static std::vector<Argument> list(TransactionId, Parameters... values) { return {argument(values)...}; }
+};
+
 using AsyncCall = StatusCode (*)(TarvixAsyncSDK& sdk, TransactionId id);
 using BlockingCall = StatusCode (*)(TarvixSDK& sdk, Outputs& o);
 using FlatCall = StatusCode (*)(TarvixSDK_Handle* h, const Arguments& a);
@@ -91,6 +134,7 @@ struct Row {
     std::string name = ""; // of the methods; the flat function's in its own column
     std::string function = "";
     AsyncCall send = nullptr;
+    std::vector<Argument> (*sends)(TransactionId id) = nullptr; // what that call is given
     BlockingCall block = nullptr;
     FlatCall flat = nullptr;
     std::string request = "";                 // from the command code on
@@ -105,7 +149,10 @@ struct Row {
 // The calls of one command, side by side: (arguments of the asynchronous method), (of the blocking one), (of the flat
 // function).
 #define ASYNC(method, arguments)                                                                                       \
-    .send = [](TarvixAsyncSDK& sdk, [[maybe_unused]] TransactionId id) { return sdk.method arguments; }
+    .send = [](TarvixAsyncSDK& sdk, [[maybe_unused]] TransactionId id) { return sdk.method arguments; },               \
+    .sends = []([[maybe_unused]] TransactionId id) {                                                                   \
+        return ArgumentsOf<decltype(&TarvixAsyncSDK::method)>::list arguments;                                         \
+    }
 #define BLOCKING(method, arguments)                                                                                    \
     .block = [](TarvixSDK& sdk, [[maybe_unused]] Outputs& o) { return sdk.method arguments; }
 #define FLAT(Function, arguments)                                                                                      \

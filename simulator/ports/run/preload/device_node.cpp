@@ -13,8 +13,8 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
+#include "common/next.hpp"
 #include "ports/run/preload/client.hpp"
-#include "ports/run/preload/next.hpp"
 #include "ports/shared/identity.hpp"
 
 // Named by hand: the system's headers declare these functions in more ways than one, some of them inline.
@@ -27,6 +27,8 @@ static_assert(sizeof(off_t) == sizeof(off64_t));
 namespace sim {
 
 namespace {
+
+using preload::Next;
 
 // Descriptors that were opened here. One may have been closed since, and a copy of one is missing: that costs it no
 // more than a less fitting error.

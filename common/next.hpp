@@ -4,7 +4,7 @@
 #include <atomic>
 #include <dlfcn.h>
 
-namespace sim {
+namespace preload {
 
 // Constant-initialised, because the C library may be called before any constructor has run.
 template <typename Function>
@@ -27,4 +27,4 @@ private:
     std::atomic<Function*> found_{nullptr};
 };
 
-} // namespace sim
+} // namespace preload

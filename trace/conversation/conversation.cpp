@@ -1,0 +1,344 @@
+#include "trace/conversation/conversation.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include <nlohmann/json.hpp>
+
+#include "trace/protocol/decoder.hpp"
+
+namespace trace {
+
+namespace {
+
+constexpr std::size_t MOST_GIVEN_UP = 64; // requests that are remembered in case their response is late
+
+// Standard requests and those of HID, and where they stand in a setup packet.
+constexpr std::uint8_t GET_DESCRIPTOR = 0x06;
+constexpr std::uint8_t DEVICE_DESCRIPTOR = 1;
+constexpr std::uint8_t STRING_DESCRIPTOR = 3;
+constexpr std::uint8_t SET_REPORT_TYPE = 0x21;
+constexpr std::uint8_t SET_REPORT = 0x09;
+constexpr std::uint8_t OUTPUT_REPORT = 2;
+constexpr std::size_t DEVICE_DESCRIPTOR_SIZE = 18;
+
+// Ends of a transfer that are no errors: it was taken back.
+bool isCancelled(std::int32_t status)
+{
+    return status == -ENOENT || status == -ECONNRESET || status == IN_PROGRESS;
+}
+
+std::string asciiOf(Bytes utf16)
+{
+    std::string text;
+    for (std::size_t i = 0; i + 1 < utf16.size(); i += 2) {
+        const bool plain = utf16[i + 1] == 0 && utf16[i] >= 0x20 && utf16[i] < 0x7F;
+        text += plain ? static_cast<char>(utf16[i]) : '?';
+    }
+    return text;
+}
+
+std::string textMember(const nlohmann::json& json, const char* name)
+{
+    const auto member = json.find(name);
+    return member != json.end() && member->is_string() ? member->get<std::string>() : std::string();
+}
+
+struct Said {
+    std::string kind; // NOTE_OPEN and the like
+    std::string serial;
+    Note note;
+};
+
+// Nothing for what is no note of ours.
+std::optional<Said> noteIn(Bytes data)
+{
+    const nlohmann::json json = nlohmann::json::parse(data.begin(), data.end(), nullptr, false);
+    if (!json.is_object()) {
+        return std::nullopt;
+    }
+    Said said{textMember(json, "note"), textMember(json, "serial"), {}};
+    said.note.path = textMember(json, "path");
+    said.note.program = textMember(json, "program");
+    said.note.doing = textMember(json, "doing");
+    said.note.error = textMember(json, "error");
+    const auto process = json.find("process");
+    said.note.process = process != json.end() && process->is_number_integer() ? process->get<std::int64_t>() : 0;
+    return said;
+}
+
+} // namespace
+
+const char* nameOf(EventKind kind)
+{
+    static constexpr const char* NAMES[] = {"exchange", "notification", "unanswered", "late", "unmatched",
+                                            "torn",     "open",         "close",      "error"};
+    return NAMES[static_cast<std::size_t>(kind)];
+}
+
+std::string Adapter::name() const
+{
+    return serial.empty() ? std::to_string(bus) + "-" + std::to_string(device) : serial;
+}
+
+// One device on the bus, which may or may not be an adapter.
+class Conversation::Device {
+public:
+    Device(const Conversation& conversation, std::uint16_t bus, std::uint8_t device)
+        : table_(conversation.table_),
+          options_(conversation.options_),
+          sink_(conversation.sink_),
+          adapter_{bus, device, {}},
+          out_(options_.keepSegments),
+          in_(options_.keepSegments)
+    {
+    }
+
+    bool isAdapter() const { return known_ == Known::ADAPTER; }
+
+    void take(const Record& record)
+    {
+        const UsbHeader& header = record.header;
+        if (header.transfer == CONTROL) {
+            takeControl(record);
+        } else if (header.transfer == INTERRUPT && (header.endpoint & CONTROL_IN) != 0) {
+            takeCompletion(record, in_, "read", record.data);
+        } else if (header.transfer == INTERRUPT && header.event == SUBMITTED) {
+            takeReport(record, out_, record.data);
+        } else if (header.transfer == INTERRUPT) {
+            takeCompletion(record, out_, "write", {});
+        }
+    }
+
+    void end()
+    {
+        for (FrameJoiner* const joiner : {&out_, &in_}) {
+            if (const auto torn = joiner->end()) {
+                tellTorn(*joiner, *torn);
+            }
+        }
+        giveUp(open_.size());
+    }
+
+private:
+    // Descriptors and notes tell, or else what travels.
+    enum class Known { NO, ADAPTER, OTHER };
+
+    void takeControl(const Record& record)
+    {
+        const UsbHeader& header = record.header;
+        if (header.event == SUBMITTED && record.hasSetup()) {
+            std::copy(std::begin(header.setup), std::end(header.setup), setup_);
+            if (setup_[0] == NOTE_TYPE && setup_[1] == NOTE_REQUEST) {
+                takeNote(record);
+            } else if (setup_[0] == SET_REPORT_TYPE && setup_[1] == SET_REPORT && setup_[3] == OUTPUT_REPORT) {
+                takeReport(record, out_, record.data); // of a device without an endpoint for them
+            }
+        } else if (header.event == COMPLETED && setup_[0] == CONTROL_IN && setup_[1] == GET_DESCRIPTOR) {
+            takeDescriptor(setup_[3], setup_[2], record.data);
+        }
+    }
+
+    void takeDescriptor(std::uint8_t type, std::uint8_t index, Bytes data)
+    {
+        if (type == DEVICE_DESCRIPTOR && data.size() >= DEVICE_DESCRIPTOR_SIZE) {
+            const std::uint16_t vendor = static_cast<std::uint16_t>(data[8] | data[9] << 8);
+            const std::uint16_t product = static_cast<std::uint16_t>(data[10] | data[11] << 8);
+            const bool ours = std::ranges::any_of(table_.devices(), [&](const trace::Device& device) {
+                return device.vendorId == vendor && device.productId == product;
+            });
+            known_ = ours ? Known::ADAPTER : Known::OTHER;
+            serialIndex_ = data[16];
+        } else if (type == STRING_DESCRIPTOR && index != 0 && index == serialIndex_ && data.size() > 2) {
+            adapter_.serial = asciiOf(data.subspan(2));
+        }
+    }
+
+    void takeNote(const Record& record)
+    {
+        const auto said = noteIn(record.data);
+        if (!said) {
+            return;
+        }
+        known_ = Known::ADAPTER;
+        if (!said->serial.empty()) {
+            adapter_.serial = said->serial;
+        }
+        if (said->kind == NOTE_OPEN) {
+            lastOpener_ = said->note.process;
+            tell(EventKind::OPEN, record, said->note);
+        } else if (said->kind == NOTE_ERROR) {
+            tell(EventKind::ERROR, record, said->note);
+        } else if (said->kind == NOTE_CLOSE) {
+            if (said->note.process == lastOpener_) { // others may have ended without closing it
+                end();
+            }
+            tell(EventKind::CLOSE, record, said->note);
+        }
+    }
+
+    void takeCompletion(const Record& record, FrameJoiner& joiner, const char* doing, Bytes report)
+    {
+        const std::int32_t status = record.header.status;
+        if (status == 0 && record.header.event == COMPLETED) {
+            takeReport(record, joiner, report);
+        } else if (isAdapter() && status < 0 && !isCancelled(status) && status != failure_) {
+            failure_ = status; // once, not for each transfer that was on its way
+            Note note;
+            note.doing = doing;
+            note.error = status == -ESHUTDOWN || status == -ENODEV ? "the adapter went away"
+                                                                   : std::generic_category().message(-status);
+            tell(EventKind::ERROR, record, note);
+        }
+    }
+
+    void takeReport(const Record& record, FrameJoiner& joiner, Bytes report)
+    {
+        if (report.empty() || !isOurs(report)) {
+            return;
+        }
+        failure_ = 0;
+        FrameJoiner::Joined joined = joiner.take(record.time, record.moment, report, record.cut);
+        if (joined.torn) {
+            tellTorn(joiner, *joined.torn);
+        }
+        if (joined.whole) {
+            &joiner == &out_ ? takeRequest(std::move(*joined.whole)) : takeAnswer(*joined.whole);
+        }
+    }
+
+    // A capture that began after the device was plugged in has no descriptors: then a report of an adapter's size that
+    // begins a frame with a code that the table has is taken as one.
+    bool isOurs(Bytes report)
+    {
+        if (known_ != Known::NO) {
+            return known_ == Known::ADAPTER;
+        }
+        const bool fits = std::ranges::any_of(
+            table_.devices(), [&](const trace::Device& device) { return device.reportSize == report.size(); });
+        if (!fits || !isFirstSegment(report)) {
+            return false;
+        }
+        const Head head = headOf(report.subspan(2));
+        if (head.id == 0 ? table_.notification(head.code) != nullptr : table_.command(head.code) != nullptr) {
+            known_ = Known::ADAPTER;
+        }
+        return isAdapter();
+    }
+
+    void takeRequest(Frame frame)
+    {
+        if (!open_.empty() && frame.begin - std::max(lastHeard_, open_.front().begin) > options_.patience) {
+            giveUp(open_.size());
+        }
+        const Command* const command = table_.command(headOf(frame.bytes).code);
+        if (command != nullptr && command->noResponse) {
+            tell({EventKind::EXCHANGE, &adapter_, frame.time, frame.begin, &frame});
+        } else {
+            open_.push_back(std::move(frame));
+        }
+    }
+
+    void takeAnswer(const Frame& frame)
+    {
+        const Head head = headOf(frame.bytes);
+        if (head.id == 0) {
+            tell({EventKind::NOTIFICATION, &adapter_, frame.time, frame.begin, nullptr, &frame});
+            return;
+        }
+        lastHeard_ = frame.end;
+        const auto answers = [&](const Frame& request) {
+            const Head asked = headOf(request.bytes);
+            return asked.id == head.id && asked.code == head.code;
+        };
+        if (const auto request = std::ranges::find_if(open_, answers); request != open_.end()) {
+            giveUp(static_cast<std::size_t>(request - open_.begin()));
+            tell({EventKind::EXCHANGE, &adapter_, open_.front().time, open_.front().begin, &open_.front(), &frame});
+            open_.pop_front();
+        } else if (const auto late = std::ranges::find_if(givenUp_, answers); late != givenUp_.end()) {
+            tell({EventKind::LATE, &adapter_, late->time, late->begin, &*late, &frame});
+            givenUp_.erase(late);
+        } else {
+            tell({EventKind::UNMATCHED, &adapter_, frame.time, frame.begin, nullptr, &frame});
+        }
+    }
+
+    // The oldest requests.
+    void giveUp(std::size_t count)
+    {
+        for (; count > 0; --count) {
+            const Frame& request = open_.front();
+            tell({EventKind::UNANSWERED, &adapter_, request.time, request.begin, &request});
+            givenUp_.push_back(std::move(open_.front()));
+            open_.pop_front();
+        }
+        while (givenUp_.size() > MOST_GIVEN_UP) {
+            givenUp_.pop_front();
+        }
+    }
+
+    void tellTorn(const FrameJoiner& joiner, const Frame& frame)
+    {
+        const bool fromHost = &joiner == &out_;
+        tell({EventKind::TORN, &adapter_, frame.time, frame.begin, fromHost ? &frame : nullptr,
+              fromHost ? nullptr : &frame});
+    }
+
+    void tell(EventKind kind, const Record& record, const Note& note)
+    {
+        tell({kind, &adapter_, record.time, record.moment, nullptr, nullptr, note});
+    }
+    void tell(const Event& event) { sink_(event); }
+
+    const Table& table_;
+    const Options& options_;
+    const Sink& sink_;
+    Adapter adapter_;
+    Known known_ = Known::NO;
+    std::int64_t lastOpener_ = 0;                   // process id
+    std::uint8_t setup_[sizeof UsbHeader::setup]{}; // of the last control transfer
+    std::uint8_t serialIndex_ = 0;
+    std::int32_t failure_ = 0; // the last that was told
+    FrameJoiner out_;
+    FrameJoiner in_;
+    std::int64_t lastHeard_ = 0; // moment of the last response
+    std::deque<Frame> open_;     // requests, the oldest first
+    std::deque<Frame> givenUp_;
+};
+
+Conversation::Conversation(const Table& table, Options options, Sink sink)
+    : table_(table), options_(options), sink_(std::move(sink))
+{
+}
+
+Conversation::~Conversation() = default;
+
+Conversation::Device& Conversation::deviceOf(const Record& record)
+{
+    const auto key = std::pair(record.header.bus, record.header.device);
+    std::unique_ptr<Device>& device = devices_[key];
+    if (!device) {
+        device = std::make_unique<Device>(*this, key.first, key.second);
+    }
+    return *device;
+}
+
+void Conversation::take(const Record& record)
+{
+    deviceOf(record).take(record);
+}
+
+void Conversation::end()
+{
+    for (const auto& [place, device] : devices_) {
+        device->end();
+    }
+}
+
+bool Conversation::hasAdapters() const
+{
+    return std::ranges::any_of(devices_, [](const auto& entry) { return entry.second->isAdapter(); });
+}
+
+} // namespace trace
