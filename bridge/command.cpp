@@ -54,7 +54,9 @@ std::string deviceName(const std::vector<std::string>& given, std::size_t index,
         return fmt::format("{}{}", prefix, number);
     }
     const std::string& name = given[index];
-    if (name.empty() || name.size() > 64 || name.front() == '.' || name.find_first_of("/=, ") != std::string::npos) {
+    constexpr std::string_view ALLOWED = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
+    if (name.empty() || name.size() > 64 || name.front() == '.' ||
+        name.find_first_not_of(ALLOWED) != std::string::npos) {
         throw tool::UsageError(fmt::format("--device: '{}' is no name of a device", name),
                                fmt::format("use one such as {}{}: it will stand in /dev", prefix, number));
     }
@@ -64,7 +66,8 @@ std::string deviceName(const std::vector<std::string>& given, std::size_t index,
 void requireNoMore(const std::vector<std::string>& names, std::size_t devices)
 {
     if (names.size() > devices) {
-        throw tool::UsageError(fmt::format("--device: {} names for {} devices", names.size(), devices), "give as many");
+        throw tool::UsageError(fmt::format("--device: {} names, but {} to be made", names.size(), devices),
+                               "give as many");
     }
 }
 

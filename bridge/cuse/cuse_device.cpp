@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <iterator>
 #include <utility>
 #include <vector>
@@ -51,7 +52,7 @@ void answering(fuse_req_t request, Answer answer)
         answer();
     } catch (const Errno& error) {
         fuse_reply_err(request, error.number);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) { // out of memory; none may reach libfuse, which is C
         fuse_reply_err(request, ENOMEM);
     }
 }

@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "scenario.hpp"
@@ -112,9 +113,19 @@ const Scenario I2C_TOOLS("bridge-i2c-tools", [](Place place) {
         {"i2ctransfer -y 91 r2@0x51 r2", 1, "Operation not supported"},
         {"i2ctransfer -y 91 w1@0x33 0", 1, "No such device or address"},
     });
+    eventually("udev gives the device to the person at the machine", [] {
+        return run({"udevadm", "info", "--query=property", "/dev/i2c-90"}).output.find("TAGS=:uaccess:") !=
+               std::string::npos;
+    });
     bridge.signal(SIGTERM);
     require(bridge.wait() == 128 + SIGTERM, "the bridge does not end cleanly");
     require(::access("/dev/i2c-90", F_OK) != 0, "the device stays");
+
+    ::chmod(cable.node().c_str(), 0666);
+    const Outcome user = run(bridgeOf(place, {"i2c"}, {"true"}), [] { require(::setuid(1000) == 0, "setuid"); });
+    require(user.exitStatus == 5 && user.output == "tarvix bridge: /dev/cuse: Permission denied; run it as root, or as "
+                                                   "the service in docs/existing-tools.md\n",
+            user.output);
 });
 
 // smbus2 and the driver are Debian's, and know only /dev/i2c-90. The worked example of the sensor's data sheet, in an
