@@ -191,8 +191,10 @@ TEST_P(I2c, PacketErrorCodes)
     EXPECT_EQ(smbus(1, 5, I2C_SMBUS_BYTE_DATA, {0}), -EBADMSG) << "the bus counts up, which is no code";
     Bytes block(34, 1);
     EXPECT_EQ(smbus(1, 5, I2C_SMBUS_I2C_BLOCK_DATA, block), 0) << "such blocks have none";
+    EXPECT_EQ(smbus(0, 5, I2C_SMBUS_QUICK, {}), 0) << "nor has this";
     const Bytes written{0x48 << 1, 5, 7};
-    EXPECT_EQ(bus.done, "w 48: 05 07" + hex(Bytes{packetErrorCode(0, written)}) + "\nr 48: 05 -> 2\nr 48: 05 -> 1\n");
+    EXPECT_EQ(bus.done,
+              "w 48: 05 07" + hex(Bytes{packetErrorCode(0, written)}) + "\nr 48: 05 -> 2\nr 48: 05 -> 1\nw 48:\n");
     // 0x90 05 91 is followed by 0x71 and this code: so the byte after 0x71 has to be it.
     const Bytes whole{0x48 << 1, 5, 0x48 << 1 | 1};
     for (unsigned value = 0; value < 256; ++value) {

@@ -12,12 +12,13 @@ from tool import ENVIRONMENT, LIMIT, SOURCE, TARVIX, Case, objects, run, shell, 
 # Debian's pyserial belongs to Debian's Python.
 PYTHON = "/usr/bin/python3"
 
-# Both ways at once, more than all buffers hold, at the highest rate.
+# More than all buffers hold, at the highest rate: first nobody reads, then both ways go at once.
 FULL_RATE = """
 import random, serial, sys, threading
 port = serial.Serial(sys.argv[1], 921600, timeout=20)
-sent = random.Random(1).randbytes(100000)
-writer = threading.Thread(target=port.write, args=[sent])
+sent = random.Random(1).randbytes(200000)
+port.write(sent[:100000])
+writer = threading.Thread(target=port.write, args=[sent[100000:]])
 writer.start()
 print(port.read(len(sent)) == sent)
 writer.join()
@@ -25,7 +26,7 @@ writer.join()
 
 # Each change is in effect when the next bytes come back; a rate that the adapter lacks is not.
 SETTINGS = """
-import serial, sys
+import serial, sys, termios
 port = serial.Serial(sys.argv[1], 9600, timeout=20)
 def echo(text):
     port.write(text)
@@ -35,7 +36,7 @@ port.stopbits, port.rtscts = 2, True
 echo(b"two")
 port.baudrate = 250000
 echo(b"odd")
-print(serial.Serial(sys.argv[1]).fileno() > 0)
+print(termios.tcgetattr(port.fileno())[4] == termios.B9600)
 """
 
 
