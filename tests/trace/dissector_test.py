@@ -79,7 +79,7 @@ class Dissector(unittest.TestCase):
         """Lists, records, texts, bits and variants of a command."""
         rows = (
             ("0501 0609 00 00", "0501 0609 0000 00 03 01 48 50 51 7879",
-             "i2c scan bus bus 0 -> 0x48 0x50 0x51 78 79", "tarvix.i2c.addresses == 0x51"),
+             "i2c scan bus 0 -> 0x48 0x50 0x51 78 79", "tarvix.i2c.addresses == 0x51"),
             ("0601 0704 03", "0601 0704 0000 04 414243", 'get usb string 3 -> "ABC"', 'tarvix.adapter.string == "ABC"'),
             ("0701 0819 08 01 00 02 12340000 0200", "0701 0819 0000 0000 0200 a1a2",
              "i3c sdr read 0x08 reg 12 34 len 2 -> a1 a2", 'tarvix.i3c.data == a1:a2 && tarvix.name == "i3c sdr read"'),
