@@ -1,8 +1,12 @@
 """Wireshark's dissector, run by tshark on captures that were written for it."""
 
 import collections
+import json
 import os
+import pathlib
 import random
+import re
+import shlex
 import shutil
 import subprocess
 import tempfile
@@ -10,6 +14,9 @@ import unittest
 
 from captures import Capture
 
+TARVIX = os.environ["TARVIX"]
+SIM = os.environ["TARVIX_SIM"]
+SOURCE = os.environ["TARVIX_SOURCE"]
 DISSECTOR = os.environ["TARVIX_DISSECTOR"]
 LIMIT = 120
 
@@ -75,11 +82,73 @@ class Dissector(unittest.TestCase):
                 self.assertEqual(self.fields("tarvix.notification", "gpio.pin", "line"), [["5", "gpio interrupt pin 5"]])
                 self.assertEqual(self.fields("tarvix.note", "note"), [['{"note":"open"}']] if descriptor else [])
 
+    def record(self, script):
+        """A trace of what a shell script does on a virtual adapter."""
+        environment = {**os.environ, "PATH": os.pathsep.join([os.path.dirname(TARVIX), os.path.dirname(SIM), os.environ["PATH"]])}
+        subprocess.run([SIM, "run", "--", TARVIX, "trace", "-o", self.file, "--", "bash", "-c", script], env=environment,
+                       check=True, timeout=LIMIT, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        os.chmod(self.file, 0o644)
+
+    def test_what_the_recorder_writes(self):
+        """The guide's command, after an EEPROM was written and a sensor read."""
+        self.record("printf calibrated | tarvix i2c eeprom write 0x50 - --part 24c02 --offset 16; tarvix i2c get 0x48 0 -n 2")
+        written = self.fields("tarvix.i2c.address == 0x50 && tarvix.command == 0x0904", "i2c.register", "i2c.data", "status")
+        self.assertEqual(written, [["10", "63 61 6c 69 62 72 61 74", ""], ["", "", "0x0000"],
+                                   ["18", "65 64", ""], ["", "", "0x0000"]])
+        guide = (pathlib.Path(SOURCE) / "docs/trace.md").read_text(encoding="utf-8")
+        words = shlex.split(re.search(r"^tshark -r run.pcap (.*)$", guide, re.MULTILINE)[1])
+        lines = [line.split("\t") for line in self.tshark(*words).splitlines()]
+        self.assertEqual([line for line, _ in lines], ["i2c read bus 0 0x48 reg 00 len 2", "i2c read bus 0 0x48 reg 00 len 2 -> 17 80"])
+        self.assertEqual(lines[0][1], "")
+        self.assertGreater(float(lines[1][1]), 0)
+        for condition in re.findall(r"^\| `(tarvix[^|]*)` \|", guide, re.MULTILINE):
+            for part in condition.split("` or `"):
+                self.tshark("-Y", part)
+
+    def test_says_what_trace_show_says(self):
+        self.record("""tarvix batch -k - <<'END' || true
+i2c scan
+i2c get 0x33 0
+i2c get 0x50 0 -n 70
+i2c set 0x50 8 1 2 3 4
+spi id
+spi transfer 0x9f 0 0 0
+gpio set 2=1
+gpio get 2 3
+uart send text:hello
+rail set shared 3300mV
+rail set shared 60V
+i3c init
+i3c table
+i3c ccc GETPID @0x08
+i3c ccc GETMWL @0x08
+i3c ccc SETMRL @0x08 64 16
+i3c ccc DISEC 0x01
+i3c ccc RSTACT 1
+i3c ccc 0x90 @0x08 --read 2
+i3c read 0x08 0 -n 4
+i3c write 0x08 0 1 2
+i3c ddr-read 0x08 0x20 -n 4
+i3c ddr-write 0x08 0 hex:12345678
+i3c legacy-read 0x57 0x10 -n 16
+i3c target-reset
+i3c exit-hdr
+i3c reset
+info
+END""")
+        shown = subprocess.run([TARVIX, "trace", "show", self.file, "--json"], capture_output=True, text=True, check=True).stdout
+        events = sorted((json.loads(line) for line in shown.splitlines()), key=lambda event: event["at"])
+        answered = [event["line"] for event in events if event["event"] == "exchange" and "response" in event]
+        self.assertEqual([line for line, in self.fields("tarvix.response_time", "line")], answered)
+        self.assertEqual(["notification: " + line for line, in self.fields("tarvix.notification", "line")],
+                         [event["line"] for event in events if event["event"] == "notification"])
+        self.assertGreater(len({line.split(" bus ")[0] for line in answered}), 20)
+
     def test_frames_of_every_kind(self):
         """Lists, records, texts, bits and variants of a command."""
         rows = (
             ("0501 0609 00 00", "0501 0609 0000 00 03 01 48 50 51 7879",
-             "i2c scan bus bus 0 -> 0x48 0x50 0x51 78 79", "tarvix.i2c.addresses == 0x51"),
+             "i2c scan bus 0 -> 0x48 0x50 0x51 78 79", "tarvix.i2c.addresses == 0x51"),
             ("0601 0704 03", "0601 0704 0000 04 414243", 'get usb string 3 -> "ABC"', 'tarvix.adapter.string == "ABC"'),
             ("0701 0819 08 01 00 02 12340000 0200", "0701 0819 0000 0000 0200 a1a2",
              "i3c sdr read 0x08 reg 12 34 len 2 -> a1 a2", 'tarvix.i3c.data == a1:a2 && tarvix.name == "i3c sdr read"'),

@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -35,6 +36,17 @@ def run(*command):
 def record_faulty_run(path):
     run(SIM, "run", "--fault", "drop:0.02", "--seed", "7", "--", TARVIX, "trace", "-o", path, "--", "python3", "-B",
         str(SOURCE / "tests/trace/faulty_run.py"))
+
+
+def make_picture(path):
+    with tempfile.TemporaryDirectory() as directory:
+        capture, page = os.path.join(directory, "bench.pcap"), os.path.join(directory, "report.html")
+        record_faulty_run(capture)
+        run(TARVIX, "trace", "report", capture, "-o", page)
+        with Page(page, 1180, 740) as shown:
+            shown.press("n", "n")
+            assert not shown.errors
+            shown.picture(path)
 
 
 @unittest.skipUnless(CHROMIUM, "there is no chromium")
@@ -164,6 +176,38 @@ class Report(unittest.TestCase):
         with self.page(self.faulty, width=600, height=900) as page:
             self.assertLessEqual(page.value("document.documentElement.scrollWidth"), 600)
 
+    def test_picture_of_the_guide(self):
+        """As it is made again; times differ."""
+        picture = self.directory / "picture.png"
+        make_picture(str(picture))
+        kept = SOURCE / "docs/images/trace-report.png"
+        head = picture.read_bytes()[:24] # with width and height
+        self.assertEqual(kept.read_bytes()[:24], head)
+        self.assertLess(kept.stat().st_size, 150_000)
+
+    def test_keys_are_those_of_the_guide(self):
+        guide = (SOURCE / "docs/trace.md").read_text(encoding="utf-8")
+        keys = re.findall(r"`([^`]+)`", "".join(re.findall(r"^\| (.*?) \|", guide.split("| Key |")[1].split("\n\n")[0], re.MULTILINE)))
+        with self.page(self.faulty) as page:
+            page.press("?")
+            listed = page.value("Array.from(document.querySelectorAll('#help kbd'), key => key.textContent)")
+            self.assertTrue(len(keys) > 10 and set(keys) <= {"?", *listed}, keys)
+            known = page.value("Object.keys(keys)")
+            self.assertLessEqual(set(keys), set(known))
+
+    def test_damaged_trace(self):
+        """What can be read is on the page, which says what is wrong."""
+        cut = self.directory / "cut.pcap"
+        cut.write_bytes(pathlib.Path(self.faulty).read_bytes()[:-40])
+        result = subprocess.run([TARVIX, "trace", "report", str(cut)], capture_output=True, text=True, timeout=LIMIT,
+                                check=False, env=ENVIRONMENT)
+        self.assertEqual(result.returncode, 1)
+        reason = result.stderr.removeprefix("tarvix trace report: ").strip()
+        with Page(self.directory / "cut.html") as page:
+            self.assertGreaterEqual(page.value("capture.count"), len(self.events) - 2)
+            self.assertIn(page.value("document.querySelector('#problems .mono').textContent"), reason)
+            self.assertEqual(page.errors, [])
+
     def test_hostile_capture(self):
         """Texts that would be markup stay texts, and bytes that are no text hurt nothing."""
         attack = "</script><script>window.hit = 1</script><img src=x onerror='window.hit = 2'><!--<script>"
@@ -218,17 +262,6 @@ class Report(unittest.TestCase):
             page.type("17 3f")
             self.assertEqual(page.value("selection.events.length"), total // 64)
             self.assertLess(page.value(NODES), nodes + 100)
-
-
-def make_picture(path):
-    with tempfile.TemporaryDirectory() as directory:
-        capture, page = os.path.join(directory, "bench.pcap"), os.path.join(directory, "report.html")
-        record_faulty_run(capture)
-        run(TARVIX, "trace", "report", capture, "-o", page)
-        with Page(page, 1180, 740) as shown:
-            shown.press("n", "n")
-            assert not shown.errors
-            shown.picture(path)
 
 
 if __name__ == "__main__":
