@@ -3,45 +3,40 @@
 import collections
 import json
 import os
-import pathlib
 import random
 import re
 import shlex
 import shutil
 import subprocess
-import tempfile
 import unittest
 
-from captures import Capture
+from captures import COMPLETED, IN, OUT, SUBMITTED, Capture, reports
+from tool import LIMIT, SOURCE, TARVIX, Case, run, simulated
 
-TARVIX = os.environ["TARVIX"]
-SIM = os.environ["TARVIX_SIM"]
-SOURCE = os.environ["TARVIX_SOURCE"]
 DISSECTOR = os.environ["TARVIX_DISSECTOR"]
-LIMIT = 120
 
 
 def frame(text):
     return bytes.fromhex(text)
 
 
-class Dissector(unittest.TestCase):
-    maxDiff = None
-
+class Dissector(Case):
     def setUp(self):
-        directory = tempfile.TemporaryDirectory()
-        self.addCleanup(directory.cleanup)
-        self.directory = directory.name
-        os.chmod(self.directory, 0o755)
-        self.file = os.path.join(self.directory, "capture.pcap")
-        self.script = shutil.copy(DISSECTOR, self.directory)
+        self.home = self.directory()
+        os.chmod(self.home, 0o755)
+        self.file = os.path.join(self.home, "capture.pcap")
+        self.script = shutil.copy(DISSECTOR, self.home)
+
+    def write(self, capture):
+        with open(self.file, "wb") as file:
+            file.write(capture.pcap())
 
     def tshark(self, *arguments):
         """What tshark prints of the capture. It runs no scripts for root."""
         nobody = {"user": "nobody", "group": "nogroup", "extra_groups": []} if os.geteuid() == 0 else {}
         result = subprocess.run(["tshark", "-X", f"lua_script:{self.script}", "-r", self.file, "-2", *arguments],
                                 capture_output=True, text=True, errors="replace", timeout=LIMIT, check=True,
-                                env={**os.environ, "HOME": self.directory, "LC_ALL": "C.UTF-8"}, **nobody)
+                                env={**os.environ, "HOME": self.home, "LC_ALL": "C.UTF-8"}, **nobody)
         self.assertNotRegex(result.stdout + result.stderr, r"Lua Error|\.lua:\d+")
         return result.stdout
 
@@ -56,17 +51,15 @@ class Dissector(unittest.TestCase):
         data = "".join(f"{byte:02x}" for byte in range(64))
         for report_size, descriptor, segments in ((64, True, "2"), (64, False, "2"), (1024, True, ""), (1024, False, "")):
             with self.subTest(report_size=report_size, descriptor=descriptor):
-                with Capture(self.file, report_size) as capture:
-                    if descriptor:
-                        capture.descriptor()
-                        capture.note(b'{"note":"open"}')
-                    capture.request(frame(f"0201 0409 01 4000 50 02 34120000 01 {data}"))
-                    capture.response(frame("0201 0409 0000"))
-                    capture.request(frame("0301 0509 00 0200 48 01 00000000 00"))
-                    capture.response(frame("0000 8114 0000 05"))
-                    capture.response(frame("0301 0509 0000 000000 1780"))
-                    capture.request(frame("0401 0509 00 0200 33 01 00000000 00"))
-                    capture.response(frame("0401 0509 0103"))
+                capture = Capture(report_size=report_size)
+                if descriptor:
+                    capture.descriptor().note(b'{"note":"open"}')
+                capture.exchange(f"0201 0409 01 4000 50 02 34120000 01 {data}", "0201 0409 0000")
+                capture.request(frame("0301 0509 00 0200 48 01 00000000 00"))
+                capture.response(frame("0000 8114 0000 05"), after=100)
+                capture.response(frame("0301 0509 0000 000000 1780"), after=200)
+                capture.exchange("0401 0509 00 0200 33 01 00000000 00", "0401 0509 0103")
+                self.write(capture)
                 self.assertEqual(
                     self.fields('tarvix.command == "i2c write"', "i2c.address", "i2c.register", "i2c.data", "segments",
                                 "status"),
@@ -84,9 +77,8 @@ class Dissector(unittest.TestCase):
 
     def record(self, script):
         """A trace of what a shell script does on a virtual adapter."""
-        environment = {**os.environ, "PATH": os.pathsep.join([os.path.dirname(TARVIX), os.path.dirname(SIM), os.environ["PATH"]])}
-        subprocess.run([SIM, "run", "--", TARVIX, "trace", "-o", self.file, "--", "bash", "-c", script], env=environment,
-                       check=True, timeout=LIMIT, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        result = run(simulated([TARVIX, "trace", "-o", self.file, "--", "bash", "-c", script]))
+        self.assertEqual(result.returncode, 0, result.stderr)
         os.chmod(self.file, 0o644)
 
     def test_what_the_recorder_writes(self):
@@ -95,7 +87,7 @@ class Dissector(unittest.TestCase):
         written = self.fields("tarvix.i2c.address == 0x50 && tarvix.command == 0x0904", "i2c.register", "i2c.data", "status")
         self.assertEqual(written, [["10", "63 61 6c 69 62 72 61 74", ""], ["", "", "0x0000"],
                                    ["18", "65 64", ""], ["", "", "0x0000"]])
-        guide = (pathlib.Path(SOURCE) / "docs/trace.md").read_text(encoding="utf-8")
+        guide = (SOURCE / "docs/trace.md").read_text(encoding="utf-8")
         words = shlex.split(re.search(r"^tshark -r run.pcap (.*)$", guide, re.MULTILINE)[1])
         lines = [line.split("\t") for line in self.tshark(*words).splitlines()]
         self.assertEqual([line for line, _ in lines], ["i2c read bus 0 0x48 reg 00 len 2", "i2c read bus 0 0x48 reg 00 len 2 -> 17 80"])
@@ -136,7 +128,7 @@ i3c exit-hdr
 i3c reset
 info
 END""")
-        shown = subprocess.run([TARVIX, "trace", "show", self.file, "--json"], capture_output=True, text=True, check=True).stdout
+        shown = run([TARVIX, "trace", "show", self.file, "--json"]).stdout
         events = sorted((json.loads(line) for line in shown.splitlines()), key=lambda event: event["at"])
         answered = [event["line"] for event in events if event["event"] == "exchange" and "response" in event]
         self.assertEqual([line for line, in self.fields("tarvix.response_time", "line")], answered)
@@ -161,28 +153,26 @@ END""")
             ("0b01 0114 05 02 01", "0b01 0114 0000", "gpio configure pin 5 input pull-up high -> SUCCESS",
              'tarvix.status == 0 && tarvix.gpio.functionality == "input pull-up"'),
         )
-        with Capture(self.file) as capture:
-            capture.descriptor()
-            for request, response, _, _ in rows:
-                capture.request(frame(request))
-                capture.response(frame(response))
+        capture = Capture().descriptor()
+        for request, response, _, _ in rows:
+            capture.exchange(request, response)
+        self.write(capture)
         for _, _, line, condition in rows:
             self.assertEqual(self.fields(condition, "line"), [[line]], condition)
 
     def test_what_is_missing(self):
         """Unanswered, unmatched, torn and short frames are marked, and nothing else is."""
-        with Capture(self.file) as capture:
-            capture.descriptor()
-            capture.request(frame("0201 ff09")) # no such command, no answer
-            capture.response(frame("0301 0409 0000"))
-            first, last = capture.segments(bytes(100))
-            capture.read(last)
-            capture.read(first)
-            capture.response(frame("0401 0109 0000"))
-            capture.request(frame("0501 0109 00 801a"))
-            capture.read(frame("0b00 0701"))
-            capture.request(frame("0601 0104")) # a reset is never answered
-            capture.write(frame("03"))
+        capture = Capture().descriptor()
+        capture.request(frame("0201 ff09"))  # no such command, no answer
+        capture.response(frame("0301 0409 0000"))
+        first, last = reports(bytes(100))
+        capture.add(COMPLETED, IN, last).add(COMPLETED, IN, first)
+        capture.response(frame("0401 0109 0000"))
+        capture.request(frame("0501 0109 00 801a"))
+        capture.add(COMPLETED, IN, frame("0b00 0701"))
+        capture.request(frame("0601 0104"))  # a reset is never answered
+        capture.add(SUBMITTED, OUT, frame("03"))
+        self.write(capture)
         found = collections.Counter(
             line.split("|")[0] for line in self.tshark("-T", "fields", "-E", "separator=|", "-e", "_ws.expert.message",
                                                        "-Y", "tarvix && _ws.expert").splitlines())
@@ -197,27 +187,24 @@ END""")
         draw = random.Random(4)
         codes = [code for family in (4, 8, 9, 13, 16, 20, 25) for code in range(family << 8, (family << 8) + 16)]
         codes += [0x1081, 0x1481, 0x1981, 0x1982, 0xFFFF]
-        with Capture(self.file) as capture:
-            capture.descriptor()
-            for _ in range(3000):
-                payload = bytes(draw.choice((0, 1, 2, 3, 16, 48, 255, draw.randrange(256)))
-                                for _ in range(draw.choice((0, 1, 5, 13, 40, 200))))
-                packet = bytes((draw.randrange(3), 0)) + draw.choice(codes).to_bytes(2, "little") + payload
-                kind = draw.randrange(5)
-                if kind == 0:
-                    draw.choice((capture.read, capture.write))(draw.randbytes(draw.choice((1, 2, 3, 63, 64))))
-                else:
-                    (capture.request, capture.response)[kind % 2](packet[:draw.choice((3, 5, 300, 300))])
-            capture.note(b"\xff\0{")
+        capture = Capture().descriptor()
+        for _ in range(3000):
+            payload = bytes(draw.choice((0, 1, 2, 3, 16, 48, 255, draw.randrange(256)))
+                            for _ in range(draw.choice((0, 1, 5, 13, 40, 200))))
+            packet = bytes((draw.randrange(3), 0)) + draw.choice(codes).to_bytes(2, "little") + payload
+            if draw.random() < 0.2:
+                capture.add(*draw.choice(((SUBMITTED, OUT), (COMPLETED, IN))), draw.randbytes(draw.choice((1, 2, 3, 63, 64))))
+            else:
+                draw.choice((capture.request, capture.response))(packet[:draw.choice((3, 5, 300, 300))])
+        self.write(capture.note(b"\xff\0{"))
         self.assertEqual(self.tshark().count(" note "), 1)
         self.assertIn("Tarvix", self.tshark("-V"))
 
     def test_leaves_other_devices_alone(self):
-        with Capture(self.file) as capture:
-            capture.read(bytes(8))
-            capture.read(frame("0200 3039").ljust(64, b"\0"))
-            capture.read(frame("0bf0 0201 0509").ljust(64, b"\0"))
-            capture.read(frame("0b00 0201 0509").ljust(64, b"\1"))
+        capture = Capture().add(COMPLETED, IN, bytes(8))
+        for begin, padding in (("0200 3039", b"\0"), ("0bf0 0201 0509", b"\0"), ("0b00 0201 0509", b"\1")):
+            capture.add(COMPLETED, IN, frame(begin).ljust(64, padding))
+        self.write(capture)
         self.assertEqual(self.fields("tarvix", "line"), [])
 
 
