@@ -10,7 +10,7 @@ import shutil
 import subprocess
 import unittest
 
-from captures import COMPLETED, IN, OUT, SUBMITTED, Capture, reports
+from captures import COMPLETED, CONTROL, CONTROL_IN, IN, OUT, SUBMITTED, Capture, reports
 from tool import LIMIT, SOURCE, TARVIX, Case, run, simulated
 
 DISSECTOR = os.environ["TARVIX_DISSECTOR"]
@@ -200,9 +200,19 @@ END""")
         self.assertEqual(self.tshark().count(" note "), 1)
         self.assertIn("Tarvix", self.tshark("-V"))
 
+    def test_a_kernel_that_saw_a_hid_device(self):
+        """Without the device's own descriptor, but with one that makes the HID dissector claim its reports."""
+        interface = "0902 2900 01 01 00 80 32  09 04 00 00 02 03 00 00 00  09 21 1101 00 01 22 1c00"
+        endpoints = "07 05 81 03 4000 01  07 05 01 03 4000 01"
+        setup = frame("80 06 0002 0000 2900")
+        capture = Capture().add(SUBMITTED, CONTROL_IN, b"", transfer=CONTROL, setup=setup)
+        capture.add(COMPLETED, CONTROL_IN, frame(interface + endpoints), transfer=CONTROL)
+        self.write(capture.exchange("0301 0314 03", "0301 0314 0000 01"))
+        self.assertEqual(self.fields("tarvix.response_time", "line"), [["gpio digital read pin 3 -> high"]])
+
     def test_leaves_other_devices_alone(self):
         capture = Capture().add(COMPLETED, IN, bytes(8))
-        for begin, padding in (("0200 3039", b"\0"), ("0bf0 0201 0509", b"\0"), ("0b00 0201 0509", b"\1")):
+        for begin, padding in (("0200 3039", b"\0"), ("3bf0 0201 0509", b"\0"), ("1300 0201 0509", b"\1")):
             capture.add(COMPLETED, IN, frame(begin).ljust(64, padding))
         self.write(capture)
         self.assertEqual(self.fields("tarvix", "line"), [])
