@@ -171,12 +171,13 @@ END""")
         capture.request(frame("0501 0109 00 801a"))
         capture.add(COMPLETED, IN, frame("0b00 0701"))
         capture.request(frame("0601 0104"))  # a reset is never answered
+        capture.exchange("0701 0514 05", "0701 0414 0000")  # of another command
         capture.add(SUBMITTED, OUT, frame("03"))
         self.write(capture)
         found = collections.Counter(
             line.split("|")[0] for line in self.tshark("-T", "fields", "-E", "separator=|", "-e", "_ws.expert.message",
                                                        "-Y", "tarvix && _ws.expert").splitlines())
-        self.assertEqual(found, {"No response in this capture": 1, "Response without a request": 1,
+        self.assertEqual(found, {"No response in this capture": 2, "Response without a request": 2,
                                  "Torn frame: its first segment is missing": 1,
                                  "Torn frame: another frame began before its last segment,Response without a request": 1,
                                  "3 bytes are missing,No response in this capture": 1,
