@@ -87,7 +87,7 @@ class Report(Case):
             self.assertTrue(counts["notification"] and counts["unanswered"] and counts["error"] and counts["open"] == 2)
 
     def test_errors_lead_to_their_bytes(self):
-        refused = [event for event in self.events if event.get("status_name") == "NACK"]
+        refused = [event for event in self.events if event.get("status_name") == "NACK" and event["event"] == "exchange"]
         with self.page(self.faulty) as page:
             problems = page.value("Array.from(document.querySelectorAll('#problems button'), one => one.textContent)")
             place = problems.index(f"{len(refused)} × NACK · i2c read")
