@@ -53,7 +53,8 @@ def shell(script, sim=(), **options):
     return run(simulated(["bash", "-c", script], sim), **options)
 
 
-KINDS = {"number": lambda value: type(value) is int, "text": lambda value: isinstance(value, str),
+KINDS = {"number": lambda value: type(value) is int, "number of seconds": lambda value: isinstance(value, (int, float)),
+         "text": lambda value: isinstance(value, str),
          "hex": lambda value: re.fullmatch("([0-9a-f]{2})*", value), "object": lambda value: isinstance(value, dict),
          "true or false": lambda value: isinstance(value, bool)}
 

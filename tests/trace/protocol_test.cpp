@@ -313,7 +313,7 @@ const Line LINES[]{
     {"04 09 01 03 00 50 02 34 12 00 00 00 A1 A2 A3", "23 01",
      "i2c write bus 1 0x50 reg 12 34 data a1 a2 a3 -> status 0x0123",
      R"({"bus":1,"length":3,"address":"0x50","register":"12 34","flag":false,"data":"a1 a2 a3"})", "{}"},
-    {"06 09 00 00", "00 00 00 02 01 48 50 A1 A2", "i2c scan bus bus 0 -> 0x48 0x50 a1 a2", R"({"bus":0,"flag":false})",
+    {"06 09 00 00", "00 00 00 02 01 48 50 A1 A2", "i2c scan bus 0 -> 0x48 0x50 a1 a2", R"({"bus":0,"flag":false})",
      R"({"addresses":["0x48","0x50"],"two_byte_entries":"a1 a2"})"},
     {"01 0D 00 03 00 02 01 40 42 0F 00", "00 00",
      "spi controller init mode 3 msb first 8 bits select 2 active high 1 MHz -> SUCCESS",

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "command/presenter.hpp"
+#include "trace/command/presenter.hpp"
 #include "trace/capture/reader.hpp"
 
 namespace trace {

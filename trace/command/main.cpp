@@ -1,5 +1,5 @@
 // tarvix-trace: what `tarvix trace` runs.
-#include "command/record.hpp"
+#include "trace/command/record.hpp"
 #include "program.hpp"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "command/presenter.hpp"
+#include "trace/command/presenter.hpp"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "command/record.hpp"
+#include "trace/command/record.hpp"
 
 #include <cerrno>
 #include <cstdio>
@@ -18,13 +18,13 @@
 #include <vector>
 
 #include "arguments/options.hpp"
-#include "command/live.hpp"
-#include "command/presenter.hpp"
-#include "command/show.hpp"
 #include "common/child_process.hpp"
 #include "common/terminal.hpp"
 #include "console/errors.hpp"
 #include "trace/capture/layout.hpp"
+#include "trace/command/live.hpp"
+#include "trace/command/presenter.hpp"
+#include "trace/command/show.hpp"
 
 namespace trace {
 

@@ -1,10 +1,10 @@
-#include "command/show.hpp"
+#include "trace/command/show.hpp"
 
 #include <fmt/format.h>
 
-#include "command/presenter.hpp"
 #include "console/errors.hpp"
 #include "trace/capture/reader.hpp"
+#include "trace/command/presenter.hpp"
 
 namespace trace {
 

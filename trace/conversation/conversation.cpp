@@ -162,19 +162,17 @@ private:
             return;
         }
         known_ = Known::ADAPTER;
-        hasNotes_ = true;
         if (!said->serial.empty()) {
             adapter_.serial = said->serial;
         }
         if (said->kind == NOTE_OPEN) {
-            ++opened_;
+            lastOpener_ = said->note.process;
             tell(EventKind::OPEN, record, said->note);
         } else if (said->kind == NOTE_ERROR) {
             tell(EventKind::ERROR, record, said->note);
         } else if (said->kind == NOTE_CLOSE) {
-            opened_ -= std::min(opened_, 1U);
-            if (opened_ == 0) {
-                end(); // nobody reads an answer any more
+            if (said->note.process == lastOpener_) { // others may have ended without closing it
+                end();
             }
             tell(EventKind::CLOSE, record, said->note);
         }
@@ -185,11 +183,12 @@ private:
         const std::int32_t status = record.header.status;
         if (status == 0 && record.header.event == COMPLETED) {
             takeReport(record, joiner, report);
-        } else if (isAdapter() && !hasNotes_ && status < 0 && !isCancelled(status) && status != failure_) {
+        } else if (isAdapter() && status < 0 && !isCancelled(status) && status != failure_) {
             failure_ = status; // once, not for each transfer that was on its way
             Note note;
             note.doing = doing;
-            note.error = std::generic_category().message(-status);
+            note.error = status == -ESHUTDOWN || status == -ENODEV ? "the adapter went away"
+                                                                   : std::generic_category().message(-status);
             tell(EventKind::ERROR, record, note);
         }
     }
@@ -297,8 +296,7 @@ private:
     const Sink& sink_;
     Adapter adapter_;
     Known known_ = Known::NO;
-    bool hasNotes_ = false;
-    unsigned opened_ = 0;                           // how many programs have it open, as far as notes tell
+    std::int64_t lastOpener_ = 0;                   // process id
     std::uint8_t setup_[sizeof UsbHeader::setup]{}; // of the last control transfer
     std::uint8_t serialIndex_ = 0;
     std::int32_t failure_ = 0; // the last that was told

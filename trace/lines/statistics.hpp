@@ -44,12 +44,11 @@ public:
 
     struct Row {
         std::uint64_t count = 0;      // requests, or notifications
+        std::uint64_t failed = 0;     // of these
         std::uint64_t unanswered = 0; // without those whose response was late
         std::uint64_t late = 0;
         std::map<std::uint16_t, std::uint64_t> failures{}; // by status
         Distribution latency{};                            // of exchanges, in microseconds
-
-        std::uint64_t failed() const;
     };
 
     // By the name of the command or notification, or the kind of an event that has none.

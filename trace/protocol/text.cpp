@@ -351,6 +351,13 @@ void appendCode(std::string& text, std::uint16_t code)
 
 void appendQuoted(std::string& json, std::string_view text)
 {
+    const auto isPlain = [](char c) { return c >= ' ' && c < 0x7F && c != '"' && c != '\\'; };
+    if (std::ranges::all_of(text, isPlain)) {
+        json += '"';
+        json += text;
+        json += '"';
+        return;
+    }
     json += nlohmann::json(text).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
 }
 
