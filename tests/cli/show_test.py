@@ -6,7 +6,7 @@ import re
 import unittest
 
 from captures import COMPLETED, IN, LINK_USB_LINUX, OUT, SUBMITTED, Capture
-from tool import SOURCE, TARVIX, Case, check_fields, documented_fields, run
+from tool import SOURCE, TARVIX, Case, check_fields, documented_fields, run, shell
 
 READ = "02 01 05 09 00 02 00 48 01 00 00 00 00 00"
 ANSWER = "02 01 05 09 00 00 00 02 00 17 80"
@@ -160,6 +160,17 @@ class Show(Case):
             with self.subTest(options=options):
                 self.fails(self.show(sample().pcap(), *options), 2, *texts)
 
+
+    def test_the_guide_shows_what_is_printed(self):
+        text = (SOURCE / "docs/trace.md").read_text(encoding="utf-8")
+        shown = re.search(r"^tarvix trace show run.pcap\n```\n\n```\n(.*?)^```", text, re.MULTILINE | re.DOTALL)[1]
+        record = re.search(r"^tarvix trace -o run.pcap .*", text, re.MULTILINE)[0]
+        result = shell(f"{record} >/dev/null && tarvix trace show run.pcap", cwd=self.directory())
+
+        def timeless(lines):
+            return re.sub(r"^[\d:.]+ +(\d+us)?|/\S+|\(\d+\)", "*", lines, flags=re.MULTILINE)
+
+        self.assertEqual((timeless(result.stdout), result.stderr), (timeless(shown), ""))
 
 
 if __name__ == "__main__":

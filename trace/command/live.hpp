@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "trace/command/presenter.hpp"
 #include "trace/capture/reader.hpp"
+#include "trace/command/presenter.hpp"
 
 namespace trace {
 

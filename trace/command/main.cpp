@@ -1,6 +1,6 @@
 // tarvix-trace: what `tarvix trace` runs.
-#include "trace/command/record.hpp"
 #include "program.hpp"
+#include "trace/command/record.hpp"
 
 namespace {
 
