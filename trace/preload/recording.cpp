@@ -19,7 +19,7 @@
 #include "trace/preload/note.hpp"
 #include "trace/preload/system.hpp"
 
-namespace trace {
+namespace recorder {
 
 namespace {
 
@@ -328,4 +328,4 @@ void recordFailedOpening(const Adapter& adapter, const char* error)
     appendNote(adapter, noteOf(NOTE_ERROR, adapter).add("doing", "open").add("error", error));
 }
 
-} // namespace trace
+} // namespace recorder
