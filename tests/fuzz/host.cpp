@@ -2,6 +2,7 @@
 #include "ports/run/host.hpp"
 #include "fuzz.hpp"
 #include "ports/run/private_directory.hpp"
+#include "ports/run/virtual_adapters.hpp"
 
 static sim::EventLoop loop;
 
@@ -15,8 +16,10 @@ static std::unique_ptr<sim::RunHost> newHost()
 {
     ::setenv("XDG_RUNTIME_DIR", "/dev/shm", 1); // a disk would take most of the time
     static const sim::PrivateDirectory directory;
+    static std::optional<sim::VirtualAdapters> adapters;
+    adapters.emplace(onDefaultBoard());
     std::remove((directory.path() + '/' + sim::SOCKET_NAME).c_str());
-    return std::make_unique<sim::RunHost>(loop, onDefaultBoard(), directory.path());
+    return std::make_unique<sim::RunHost>(loop, *adapters, directory.path());
 }
 
 // Over a connection of its own. Returns whether the answer is consent.

@@ -19,6 +19,7 @@
 #include "ports/run/node.hpp"
 #include "ports/run/private_directory.hpp"
 #include "ports/run/socket.hpp"
+#include "ports/run/virtual_adapters.hpp"
 #include "ports/shared/adapter_host.hpp"
 #include "ports/shared/event_loop.hpp"
 #include "ports/shared/report_codec.hpp"
@@ -263,7 +264,9 @@ TEST(RunNode, HoldsReportsForAReaderAndLosesThemForAnother)
         EventLoop loop;
         HostOptions options{.adapters = defaultBoard()};
         options.adapters.front().reportSize = reportSize;
-        RunNode node(loop, options, 0, directory, [](const RunNode&, const char*) {});
+        VirtualAdapters adapters(options);
+        RunNode node(loop, adapters, identityOf(options.adapters.front()), 0, directory,
+                     [](const RunNode&, const char*) {});
         node.adapter().plugIn();
         const auto take = [&](const FileDescriptor& handle, Bytes& ids) {
             std::array<std::uint8_t, 1024> report{};

@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <sys/epoll.h>
 
-#include "ports/shared/control.hpp"
 #include "ports/shared/identity.hpp"
 
 namespace sim {
@@ -17,31 +16,36 @@ namespace {
 
 Fields record(const RunNode& node)
 {
-    const auto& adapter = node.adapter();
+    const UsbIdentity& adapter = node.adapter().identity();
     return {node.path(),
-            std::to_string(productId(adapter.reportSize())),
-            std::to_string(adapter.reportSize()),
-            adapter.serialNumber(),
-            adapter.board().manufacturer,
-            adapter.board().product};
+            std::to_string(productId(adapter.reportSize)),
+            std::to_string(adapter.reportSize),
+            adapter.serialNumber,
+            adapter.manufacturer,
+            adapter.product};
 }
 
 } // namespace
 
-RunHost::RunHost(EventLoop& loop, const HostOptions& options, const std::string& directory) : loop_(loop)
+RunHost::RunHost(EventLoop& loop, AdapterSource& source, const std::string& directory) : loop_(loop), source_(source)
 {
     const std::string path = directory + '/' + SOCKET_NAME;
     FileDescriptor socket = listenOn(path);
     if (!socket) {
         throw std::runtime_error(fmt::format("cannot listen on {}: {}", path, std::strerror(errno)));
     }
-    for (std::size_t index = 0; index < options.adapters.size(); ++index) {
+    for (const UsbIdentity& identity : source.identities()) {
         nodes_.push_back(
-            std::make_unique<RunNode>(loop, options, index, directory,
+            std::make_unique<RunNode>(loop, source, identity, nodes_.size(), directory,
                                       [this](const RunNode& node, const char* event) { tellWatchers(node, event); }));
         nodes_.back()->adapter().plugIn();
     }
     listener_.emplace(loop, std::move(socket), [this](FileDescriptor connection) { accept(std::move(connection)); });
+}
+
+void RunHost::drain()
+{
+    std::ranges::for_each(nodes_, [](const auto& node) { node->drain(); });
 }
 
 void RunHost::accept(FileDescriptor connection)
@@ -114,10 +118,8 @@ void RunHost::tellWatchers(const RunNode& node, const char* event)
 
 Fields RunHost::control(const std::string& request)
 {
-    std::vector<AdapterHost*> adapters;
-    std::ranges::transform(nodes_, std::back_inserter(adapters), [](const auto& node) { return &node->adapter(); });
     try {
-        Fields answer{OK, sim::control(adapters, request)};
+        Fields answer{OK, source_.control(request)};
         if (joinFields(answer).size() >= LARGEST_MESSAGE) {
             return {fmt::format("the answer is longer than the {} bytes of a message", LARGEST_MESSAGE)};
         }

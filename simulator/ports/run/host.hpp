@@ -16,8 +16,12 @@ namespace sim {
 
 class RunHost {
 public:
-    // Listens on a socket in `directory`, and plugs in the adapters, whose nodes are there as well.
-    RunHost(EventLoop& loop, const HostOptions& options, const std::string& directory);
+    // Listens on a socket in `directory`, and plugs in the adapters, whose nodes are there as well. The source outlives
+    // it.
+    RunHost(EventLoop& loop, AdapterSource& source, const std::string& directory);
+
+    // Takes what programs have written before they ended.
+    void drain();
 
     // Serves the program at the other end of a connection, which does not block.
     void accept(FileDescriptor connection);
@@ -31,6 +35,7 @@ private:
     Fields control(const std::string& request);
 
     EventLoop& loop_;
+    AdapterSource& source_;
     std::optional<Listener> listener_;
     std::unordered_map<int, FileDescriptor> newcomers_; // connected, purpose not received yet
     std::unordered_map<int, FileDescriptor> watchers_;

@@ -1,15 +1,19 @@
 #include "ports/run/node.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
+#include <iterator>
 #include <linux/sockios.h>
+#include <ranges>
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <system_error>
+#include <vector>
 
 #include "ports/run/socket.hpp"
 #include "ports/run/sysfs.hpp"
@@ -47,17 +51,15 @@ int measureReport(std::size_t reportSize)
 
 } // namespace
 
-RunNode::RunNode(EventLoop& loop, const HostOptions& options, std::size_t index, const std::string& directory,
-                 Changed changed)
+RunNode::RunNode(EventLoop& loop, AdapterSource& source, const UsbIdentity& identity, std::size_t index,
+                 const std::string& directory, Changed changed)
     : loop_(loop),
       path_(fmt::format("{}/{}{}", directory, NODE_NAME, index)),
-      usbPath_(
-          sysPath(directory, SysDevice::USB_DEVICE, unsigned(index), productId(options.adapters.at(index).reportSize))),
-      hidrawPath_(
-          sysPath(directory, SysDevice::HIDRAW, unsigned(index), productId(options.adapters.at(index).reportSize))),
+      usbPath_(sysPath(directory, SysDevice::USB_DEVICE, unsigned(index), productId(identity.reportSize))),
+      hidrawPath_(sysPath(directory, SysDevice::HIDRAW, unsigned(index), productId(identity.reportSize))),
       changed_(std::move(changed)),
-      bytesOfOneReport_(measureReport(options.adapters.at(index).reportSize)),
-      adapter_(loop, options, AbsenceTimes{.reset = std::chrono::milliseconds(200)}, index, *this)
+      bytesOfOneReport_(measureReport(identity.reportSize)),
+      adapter_(source.make(loop, index, *this))
 {
 }
 
@@ -76,6 +78,7 @@ void RunNode::addHandle(FileDescriptor connection)
     handles_[descriptor].connection = std::move(connection);
     loop_.watch(descriptor, EPOLLIN, [this, descriptor](std::uint32_t events) { serve(descriptor, events); });
     sendFields(handles_[descriptor].connection, {OK}, MSG_DONTWAIT);
+    adapter_->opened();
 }
 
 void RunNode::close(int descriptor)
@@ -87,15 +90,16 @@ void RunNode::close(int descriptor)
 
 void RunNode::makeFiles()
 {
+    const UsbIdentity& identity = adapter_->identity();
     if (!FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600))) {
         throw std::system_error(errno, std::generic_category(), fmt::format("cannot create {}", path_));
     }
     fs::create_directories(hidrawPath_);
     fs::create_symlink("../..", hidrawPath_ + "/device");
     std::ofstream(hidrawPath_ + "/device/uevent")
-        << hidUevent(productId(adapter_.reportSize()), hidName(adapter_.board().manufacturer, adapter_.board().product),
-                     adapter_.serialNumber());
-    const auto descriptor = reportDescriptor(adapter_.reportSize());
+        << hidUevent(productId(identity.reportSize), hidName(identity.manufacturer, identity.product),
+                     identity.serialNumber);
+    const auto descriptor = reportDescriptor(identity.reportSize);
     std::ofstream(hidrawPath_ + "/device/report_descriptor", std::ios::binary)
         .write(reinterpret_cast<const char*>(descriptor.data()), descriptor.size());
 }
@@ -143,7 +147,7 @@ void RunNode::serve(int descriptor, std::uint32_t events)
     }
     for (int i = 0; i < MESSAGES_PER_ROUND && receive(descriptor); ++i) {
     }
-    adapter_.pump();
+    adapter_->pump();
 }
 
 // False when there is nothing more to receive.
@@ -153,7 +157,7 @@ bool RunNode::receive(int descriptor)
     const auto size = receiveMessage(descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (size > 0) {
         const auto written = std::span(buffer).first(static_cast<std::size_t>(size));
-        adapter_.outputReport(written.subspan(written.front() == 0 ? 1 : 0)); // no report id travels
+        adapter_->outputReport(written.subspan(written.front() == 0 ? 1 : 0)); // no report id travels
         return handles_.contains(descriptor);                                 // the report may have reset the adapter
     }
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
@@ -161,6 +165,16 @@ bool RunNode::receive(int descriptor)
     }
     close(descriptor);
     return false;
+}
+
+void RunNode::drain()
+{
+    std::vector<int> descriptors;
+    std::ranges::copy(std::views::keys(handles_), std::back_inserter(descriptors));
+    for (const int descriptor : descriptors) {
+        while (handles_.contains(descriptor) && receive(descriptor)) {
+        }
+    }
 }
 
 bool RunNode::hasRoom(const Handle& handle) const
@@ -174,7 +188,7 @@ void RunNode::becomeFull(int descriptor, Handle& handle)
     loop_.change(descriptor, EPOLLIN | EPOLLOUT);
     handle.patience = loop_.after(PATIENCE, [this, &handle] {
         handle.state = Handle::STUCK;
-        adapter_.pump();
+        adapter_->pump();
     });
 }
 

@@ -3,12 +3,13 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "ports/run/adapter_source.hpp"
 #include "ports/run/listener.hpp"
-#include "ports/shared/adapter_host.hpp"
 #include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
@@ -26,13 +27,17 @@ public:
     // Told ADDED or REMOVED.
     using Changed = std::function<void(const RunNode& node, const char* event)>;
 
-    RunNode(EventLoop& loop, const HostOptions& options, std::size_t index, const std::string& directory,
-            Changed changed);
+    // Of the adapter with this identity and index.
+    RunNode(EventLoop& loop, AdapterSource& source, const UsbIdentity& identity, std::size_t index,
+            const std::string& directory, Changed changed);
     ~RunNode() override;
 
     const std::string& path() const { return path_; }
-    AdapterHost& adapter() { return adapter_; }
-    const AdapterHost& adapter() const { return adapter_; }
+    UsbAdapter& adapter() { return *adapter_; }
+    const UsbAdapter& adapter() const { return *adapter_; }
+
+    // Takes what programs have written before they ended.
+    void drain();
 
     void plugIn() override;
     void pullOut() override;
@@ -63,7 +68,7 @@ private:
     std::optional<Listener> listener_; // while the adapter is present
     const int bytesOfOneReport_;       // as the kernel accounts for them
     std::map<int, Handle> handles_;
-    AdapterHost adapter_; // last: its end pulls on nothing above
+    const std::unique_ptr<UsbAdapter> adapter_; // last: its end pulls on nothing above
 };
 
 } // namespace sim

@@ -1,50 +1,22 @@
 // `tarvix-sim run`: adapters for one command and everything that it starts. `tarvix-sim serve`: adapters for commands
 // that are run with --connect.
-//
-// The command gets the environment variables LD_PRELOAD, so that a library of ours answers what it asks of hidapi,
-// libudev and hidraw, and TARVIX_SIM_SOCKET, where that library finds this host.
 #include "ports/port.hpp"
 
-#include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
 #include <stdexcept>
-#include <sys/wait.h>
 
-#include "common/child_process.hpp"
-#include "common/terminal.hpp"
+#include "ports/run/command.hpp"
 #include "ports/run/host.hpp"
 #include "ports/run/private_directory.hpp"
 #include "ports/run/socket.hpp"
+#include "ports/run/virtual_adapters.hpp"
 
 namespace sim {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-int runCommand(EventLoop& loop, const std::string& socket, const std::vector<std::string>& command)
-{
-    // Behind what is preloaded already: a recorder must see what programs ask of our library.
-    const auto environment =
-        child_process::environmentWith(child_process::preloadLibrary(TARVIX_SIM_LIBRARY, TARVIX_SIM_LIBRARY_DIRECTORY),
-                                       child_process::Order::LAST, SOCKET_VARIABLE, socket);
-    pid_t child = -1;
-    int status = 0;
-    loop.onSignals({SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo& signal) {
-        if (child_process::mustForward(signal)) {
-            ::kill(child, static_cast<int>(signal.ssi_signo));
-        } else if (::waitpid(child, &status, WNOHANG) == child) {
-            loop.stop();
-        }
-    });
-    if (const int error = child_process::start(command, environment, loop.originalSignalMask(), child)) {
-        terminal::tell(fmt::format("tarvix-sim: cannot run {}: {}", command[0], std::strerror(error)));
-        return child_process::statusOfError(error);
-    }
-    loop.run();
-    return child_process::statusOf(status);
-}
 
 // The name that the user gave to the socket in the private directory, as long as this object lives.
 class SocketLink {
@@ -97,8 +69,9 @@ int runPort(const HostOptions& options, const std::vector<std::string>& command)
 {
     const PrivateDirectory directory;
     EventLoop loop;
-    RunHost host(loop, options, directory.path());
-    return runCommand(loop, directory.path() + '/' + SOCKET_NAME, command);
+    VirtualAdapters adapters(options);
+    RunHost host(loop, adapters, directory.path());
+    return Command(loop).run(directory.path() + '/' + SOCKET_NAME, command);
 }
 
 int connectPort(const std::string& socket, const std::vector<std::string>& command)
@@ -109,7 +82,7 @@ int connectPort(const std::string& socket, const std::vector<std::string>& comma
             fmt::format("nobody serves at {0}: start 'tarvix-sim serve --socket {0}' first", socket));
     }
     EventLoop loop;
-    return runCommand(loop, path, command);
+    return Command(loop).run(path, command);
 }
 
 int servePort(const HostOptions& options, const std::string& socket)
@@ -117,7 +90,8 @@ int servePort(const HostOptions& options, const std::string& socket)
     const PrivateDirectory directory;
     EventLoop loop;
     loop.onSignals({SIGINT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo&) { loop.stop(); });
-    RunHost host(loop, options, directory.path());
+    VirtualAdapters adapters(options);
+    RunHost host(loop, adapters, directory.path());
     const SocketLink link(socket, directory.path() + '/' + SOCKET_NAME);
     std::string serialNumbers;
     for (const AdapterBoard& adapter : options.adapters) {

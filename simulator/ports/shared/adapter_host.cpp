@@ -1,34 +1,18 @@
 #include "ports/shared/adapter_host.hpp"
 
-#include <algorithm>
 #include <sys/epoll.h>
 #include <utility>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
-#include "commands.hpp"
 #include "common/terminal.hpp"
 
 namespace sim {
 
-namespace {
-
-// Reports that may wait for the cable. When the queue is full nobody listens, and later frames are lost.
-constexpr std::size_t MOST_WAITING_REPORTS = 8192;
-
-std::string_view commandName(const Frame& frame)
+UsbIdentity identityOf(const AdapterBoard& board)
 {
-    if (frame.size() < 4) {
-        return "short frame";
-    }
-    const unsigned code = frame[2] | static_cast<unsigned>(frame[3]) << 8;
-    const auto found = std::find_if(COMMANDS.begin(), COMMANDS.end(),
-                                    [&](const CommandInfo& command) { return unsigned(command.code) == code; });
-    return found == COMMANDS.end() ? "other" : found->name;
+    return {board.serialNumber, board.reportSize, board.manufacturer, board.product};
 }
-
-} // namespace
 
 // The loop's time, timers and descriptors; whatever happens in a handler, the host hears of it at once.
 class AdapterHost::LoopWorld final : public World {
@@ -76,13 +60,10 @@ private:
 
 AdapterHost::AdapterHost(EventLoop& loop, const HostOptions& options, const AbsenceTimes& absence, std::size_t index,
                          Cable& cable)
-    : loop_(loop),
+    : UsbAdapter(loop, identityOf(options.adapters.at(index)), cable),
       options_(options),
       absence_(absence),
       index_(index),
-      serialNumber_(options.adapters.at(index).serialNumber),
-      reportSize_(options.adapters.at(index).reportSize),
-      cable_(cable),
       world_(std::make_unique<LoopWorld>(loop, *this)),
       adapter_(
           options.adapters.at(index), *world_, [this](const Frame& frame) { send(frame); },
@@ -91,56 +72,13 @@ AdapterHost::AdapterHost(EventLoop& loop, const HostOptions& options, const Abse
 {
 }
 
-AdapterHost::~AdapterHost()
-{
-    loop_.cancel(frameTimer_);
-    loop_.cancel(returnTimer_);
-}
-
-void AdapterHost::plugIn()
-{
-    loop_.cancel(returnTimer_);
-    if (!present_) {
-        adapter_.powerUp();
-        present_ = true;
-        cable_.plugIn();
-    }
-}
-
-void AdapterHost::pullOut()
-{
-    leave(std::nullopt);
-}
-
-void AdapterHost::leave(std::optional<std::chrono::milliseconds> time)
-{
-    loop_.cancel(returnTimer_);
-    loop_.cancel(frameTimer_);
-    frames_.clear();
-    reports_.clear();
-    joiner_.clear();
-    if (present_) {
-        present_ = false;
-        cable_.pullOut();
-    }
-    if (time) {
-        returnTimer_ = loop_.after(*time, [this] { plugIn(); });
-    }
-}
-
-void AdapterHost::outputReport(std::span<const std::uint8_t> report)
-{
-    if (!present_) {
-        return;
-    }
-    if (const Frame* frame = joiner_.take(report.first(std::min(report.size(), reportSize_)))) {
-        execute(*frame);
-    }
-}
+AdapterHost::~AdapterHost() = default;
 
 void AdapterHost::execute(const Frame& request)
 {
-    log("<", request);
+    if (options_.verbose) {
+        log("<", request);
+    }
     const bool unplugs = faults_.unplugs();
     adapter_.request(request);
     if (unplugs) {
@@ -162,29 +100,16 @@ void AdapterHost::execute(const Frame& request)
 
 void AdapterHost::send(Frame frame)
 {
-    if (!present_) { // a device has raised an event
+    if (!isPresent()) { // a device has raised an event
         return;
     }
     const auto passage = faults_.pass(frame);
     const auto due = EventLoop::Clock::now() + options_.latency + passage.delay + std::exchange(stretched_, {});
-    log(passage.copies == 0 ? "> lost:" : ">", frame);
+    if (options_.verbose) {
+        log(passage.copies == 0 ? "> lost:" : ">", frame);
+    }
     for (unsigned copy = 0; copy < passage.copies; ++copy) {
-        frames_.push_back({due, frame});
-    }
-}
-
-void AdapterHost::sendDueFrames()
-{
-    const auto now = EventLoop::Clock::now();
-    while (!frames_.empty() && frames_.front().due <= now) {
-        if (reports_.size() < MOST_WAITING_REPORTS) {
-            std::ranges::move(cutIntoReports(frames_.front().frame, reportSize_), std::back_inserter(reports_));
-        }
-        frames_.pop_front();
-    }
-    loop_.cancel(frameTimer_);
-    if (!frames_.empty()) {
-        frameTimer_ = loop_.at(frames_.front().due, [this] { pump(); });
+        sendAt(due, frame);
     }
 }
 
@@ -194,43 +119,25 @@ void AdapterHost::settle()
     pump();
 }
 
-void AdapterHost::pump()
-{
-    sendDueFrames();
-    while (!reports_.empty() && cable_.accepts()) {
-        const Report report = std::move(reports_.front());
-        reports_.pop_front();
-        cable_.carry(report);
-    }
-}
-
 bool AdapterHost::receiveOnUart(std::span<const std::uint8_t> bytes)
 {
-    const bool received = present_ && adapter_.receiveOnUart(bytes);
+    const bool received = isPresent() && adapter_.receiveOnUart(bytes);
     settle();
     return received;
 }
 
 bool AdapterHost::raiseInBandInterrupt(std::size_t target, std::span<const std::uint8_t> payload)
 {
-    const bool raised = present_ && adapter_.raiseInBandInterrupt(target, payload);
+    const bool raised = isPresent() && adapter_.raiseInBandInterrupt(target, payload);
     pump();
     return raised;
 }
 
 bool AdapterHost::raiseHotJoin(std::size_t target)
 {
-    const bool raised = present_ && adapter_.raiseHotJoin(target);
+    const bool raised = isPresent() && adapter_.raiseHotJoin(target);
     pump();
     return raised;
-}
-
-void AdapterHost::log(const char* direction, const Frame& frame) const
-{
-    if (options_.verbose) {
-        terminal::tell(fmt::format("tarvix-sim: {} {} {:02x} ({})", serialNumber_, direction, fmt::join(frame, " "),
-                                   commandName(frame)));
-    }
 }
 
 } // namespace sim

@@ -129,7 +129,7 @@ Json deviceState(const BenchDevice& part, FaultSource* faults)
 Json adapterState(const AdapterHost& adapter)
 {
     return {{"serial", adapter.serialNumber()},
-            {"product", adapter.board().product},
+            {"product", adapter.identity().product},
             {"report_size", adapter.reportSize()},
             {"present", adapter.isPresent()}};
 }

@@ -1,4 +1,4 @@
-// What the adapter says of itself on USB.
+// What an adapter says of itself on USB.
 #pragma once
 
 #include <array>
@@ -7,6 +7,13 @@
 #include <string>
 
 namespace sim {
+
+struct UsbIdentity {
+    std::string serialNumber;
+    std::size_t reportSize; // 64 or 1024
+    std::string manufacturer;
+    std::string product;
+};
 
 inline constexpr std::uint16_t VENDOR_ID = 0x1FC9;
 inline constexpr std::uint16_t RELEASE_NUMBER = 0x0100; // binary-coded decimal

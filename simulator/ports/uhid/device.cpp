@@ -56,7 +56,7 @@ void UhidDevice::plugIn()
     uhid_event event{};
     event.type = UHID_CREATE2;
     auto& create = event.u.create2;
-    copyText(create.name, adapter_.board().product); // there is no other field for the strings
+    copyText(create.name, adapter_.identity().product); // there is no other field for the strings
     copyText(create.phys, physicalPath(adapter_.serialNumber()));
     copyText(create.uniq, adapter_.serialNumber());
     const auto descriptor = reportDescriptor(adapter_.reportSize());
