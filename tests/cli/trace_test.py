@@ -15,7 +15,7 @@ import unittest
 
 from tool import ENVIRONMENT, LIMIT, SOURCE, TARVIX, Case, run, simulated, tarvix
 
-SUB_PROGRAMS = ("trace",)
+SUB_PROGRAMS = ("bridge", "trace")
 SOAK = os.environ["TARVIX_SOAK"]
 
 
