@@ -77,7 +77,7 @@ private:
     std::uint64_t given_ = 0;
 
     const bool inOrder_;
-    Conversation conversation_{table_, {100'000'000, true}, [this](const Event& event) { print(event); }};
+    Conversation conversation_{table_, {100 * MILLISECOND, true}, [this](const Event& event) { print(event); }};
 };
 
 void readFile(fuzz::Input& input)
@@ -103,7 +103,7 @@ void converse(fuzz::Input& input)
 {
     Shown shown(true);
     Record record;
-    while (!input.empty()) {
+    for (int left = 40; left > 0 && !input.empty(); --left) {
         const std::uint8_t what = input.u8();
         const std::uint8_t endpoint = (what & 1) != 0 ? REPORT_IN : REPORT_OUT;
         ::Bytes data = input.counted();
@@ -140,7 +140,7 @@ void converse(fuzz::Input& input)
             std::memcpy(record.header.setup, data.data(), sizeof record.header.setup);
             break;
         default: // time passes
-            record.time += std::int64_t{1'000'000} * static_cast<std::int64_t>(data.size());
+            record.time += MILLISECOND * static_cast<std::int64_t>(data.size());
             record.moment = record.time;
             continue;
         }

@@ -17,8 +17,6 @@ namespace {
 
 using Frame = std::vector<std::uint8_t>;
 
-constexpr std::int64_t MILLISECOND = 1'000'000;
-
 // A capture in the making, and the lines that its records become.
 class Bus {
 public:
@@ -34,6 +32,7 @@ public:
     }
 
     std::uint8_t device = 5;
+    std::uint64_t process = 0;
 
     Bus& pass(std::int64_t milliseconds)
     {
@@ -59,9 +58,10 @@ public:
         conversation_.take(record);
         return *this;
     }
-    Bus& take(std::uint8_t event, std::uint8_t endpoint, const Frame& data, std::int32_t status = 0)
+    Bus& take(std::uint8_t event, std::uint8_t endpoint, const Frame& data, std::int32_t status = 0, bool cut = false)
     {
         Record record = recordOf(event, endpoint, data);
+        record.cut = cut;
         record.header.status = status;
         conversation_.take(record);
         return *this;
@@ -97,6 +97,7 @@ private:
         record.header.endpoint = endpoint;
         record.header.bus = 1;
         record.header.device = device;
+        record.header.id = process << 32 | 7;
         return record;
     }
 
@@ -201,9 +202,9 @@ TEST(Conversation, TellsWhatWasGivenUpAndWhatCameLate)
          [](Bus& bus) { bus.out(readPin(1)).pass(11'000).in(level(1)); },
          {"11.0s  gpio digital read pin 6 -> high"}},
         {"nor is there a request",
-         [](Bus& bus) { bus.out(readPin(1)).in(level(1)).in(level(1)).in("02 00 04 14 00 00"); },
-         {"1000us  gpio digital read pin 6 -> high", "gpio digital read -> high (no request 1 is open)",
-          "gpio configure interrupt -> SUCCESS (no request 2 is open)"}},
+         [](Bus& bus) { bus.out(readPin(1)).in("01 00 04 14 00 00").in(level(1)).in(level(1)); },
+         {"gpio configure interrupt -> SUCCESS (no request 1 is open)", "2000us  gpio digital read pin 6 -> high",
+          "gpio digital read -> high (no request 1 is open)"}},
     };
     for (const auto& one : CASES) {
         Bus bus;
@@ -227,7 +228,8 @@ TEST(Conversation, MarksWhatIsTorn)
     bus.inReport("F8 00 " + full).inReport("0A 00 A1 A2"); // no beginning
     EXPECT_EQ(bus.lines(), (Lines{torn("response of 124 bytes: ", shown) + " ..."}));
     bus.outReport("09 00 A1 A2");
-    EXPECT_EQ(bus.end(), Lines{torn("request of 2 bytes: ", "A1 A2")});
+    bus.take(COMPLETED, REPORT_IN, padded(hex("1F 00 " + level(1)), 40), 0, true); // the capture has not all of it
+    EXPECT_EQ(bus.end(), (Lines{torn("response of 7 bytes: ", level(1)), torn("request of 2 bytes: ", "A1 A2")}));
 }
 
 TEST(Conversation, KnowsAnAdapterByWhatTheCaptureHas)
@@ -282,6 +284,33 @@ TEST(Conversation, TellsWhatProgramsDoAndWhatFails)
     kernel.out(readPin(1)).take(COMPLETED, REPORT_IN, {}, -ENOENT).take(COMPLETED, REPORT_OUT, {}, -ECONNRESET);
     kernel.take(COMPLETED, REPORT_IN, {}, -ESHUTDOWN).take(COMPLETED, REPORT_IN, {}, -ESHUTDOWN);
     EXPECT_EQ(kernel.end(), (Lines{"read failed: the adapter went away", "gpio digital read pin 6 -> no response"}));
+}
+
+// Two processes have the adapter open: each gets all that it sends, in pieces that may interleave.
+TEST(Conversation, TellsWhoAskedAndDropsTheOthersCopy)
+{
+    Bus bus;
+    const std::string first = "FD 00 01 00 03 14 00 00 01"; // goes on in the next report
+    for (bus.process = 1; bus.process <= 2; ++bus.process) {
+        bus.note(R"({"note":"open","path":"/p","process":7})");
+    }
+    bus.lines();
+    bus.process = 1;
+    bus.out(readPin(1)).out("02 00 05 14 02");
+    bus.process = 2;
+    bus.in(level(1)).inReport(first);
+    bus.process = 1;
+    bus.in(level(1)).in("02 00 05 14 00 00");
+    bus.process = 2;
+    bus.inReport("06 00 AA").in("02 00 05 14 00 00").in(level(9));
+    EXPECT_EQ(bus.lines(),
+              (Lines{"3000us  gpio digital read pin 6 -> high", "3000us  gpio disable interrupt pin 2 -> SUCCESS",
+                     "gpio digital read -> high (no request 9 is open)"}));
+    bus.process = 1;
+    bus.out(readPin(3));
+    bus.process = 2;
+    bus.note(R"({"note":"close","path":"/p","process":7})");
+    EXPECT_EQ(bus.lines(), Lines{"close /p by a program (7)"}) << "the other still waits";
 }
 
 } // namespace
