@@ -43,10 +43,10 @@ public:
     }
 
     // Where a symbolic link leads; empty if that is unknown.
-    std::string target(const char* name) const
+    std::string target(const std::string& name) const
     {
         std::array<char, PATH_MAX> path;
-        const ssize_t length = readlinkat(dirfd(folder_), name, path.data(), path.size());
+        const ssize_t length = readlinkat(dirfd(folder_), name.c_str(), path.data(), path.size());
         return {path.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
     }
 
@@ -90,7 +90,8 @@ std::vector<std::vector<Holder>> holdersOf(const std::vector<std::string>& paths
     Numbers processes("/proc");
     while (const char* const id = processes.next()) {
         const int number = std::atoi(id);
-        if (number == getpid()) {
+        const bool unreadable = processes.target(fmt::format("{}/exe", id)).empty(); // others', and the kernel's own
+        if (unreadable || number == getpid()) {
             continue;
         }
         const std::string process = fmt::format("/proc/{}", id);

@@ -74,7 +74,7 @@ void requireAddressable(std::string_view what, const RegisterOptions& first, con
 {
     const std::uint64_t end = std::uint64_t{1} << (8 * first.bytes);
     if (count.value > end - registerNumber(first)) {
-        throw UsageError(fmt::format("{}: {} starting at {} is more than a {}-byte register address reaches", what,
+        throw UsageError(fmt::format("{}: {} starting at {} goes beyond the last {}-byte register address", what,
                                      count.text, first.text, first.bytes),
                          "raise --reg-bytes");
     }

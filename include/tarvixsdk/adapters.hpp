@@ -50,9 +50,10 @@ struct OpenOptions {
     bool strict = true;
 
     /**
-     * Open no adapter: each request frame goes to this function, and the frame that it returns arrives as the response;
-     * none arrives when it returns an empty one. For tests and for seeing what would be sent. It runs on the thread
-     * that sends, one request at a time, and must not use the session.
+     * Open no adapter, whatever the members above choose: each request frame goes to this function, and the frame that
+     * it returns arrives as the response; an empty one is no response. For tests, and for seeing what would be sent. It
+     * runs on the thread that sends, one request at a time, and so do the session's handlers. It must not use the
+     * session; what it throws leaves the command. It is let go when `disconnect` returns.
      */
     std::function<std::vector<std::uint8_t>(const std::vector<std::uint8_t>& request)> answer{};
 };

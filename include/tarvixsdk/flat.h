@@ -113,6 +113,17 @@ typedef struct TarvixSDK_OpenResult {
     char message[512]; /**< for people: "/dev/hidraw3 is in use by process 4711 (logger)" */
 } TarvixSDK_OpenResult;
 
+/** One transfer of `TarvixSDK_I2cTransfers`: a read when `readData` is given, else a write. */
+typedef struct TarvixSDK_I2cTransfer {
+    const uint8_t* writeData;      /**< `length` bytes to write; may be null when that is 0 */
+    uint8_t* readData;             /**< room for the `length` bytes that are read; null for a write */
+    uint16_t length;               /**< bytes of data */
+    uint8_t targetAddress;         /**< 7 bits, unshifted */
+    uint8_t registerAddressLength; /**< 0 to 4 */
+    uint8_t registerAddress[4];    /**< sent before the data, in this order */
+    bool flag;                     /**< as for `i2cWrite` and `i2cRead` */
+} TarvixSDK_I2cTransfer;
+
 /**
  * Takes one notification as a whole frame of any length, valid during the call only: bytes 2..3 the notification code,
  * the payload from byte 6, multi-byte fields little-endian. Runs on the handle's reader thread, under the rules of
@@ -371,6 +382,20 @@ TARVIX_API StatusCode TarvixSDK_I2cWrite(TarvixSDK_Handle* handle, uint8_t bus, 
 TARVIX_API StatusCode TarvixSDK_I2cRead(TarvixSDK_Handle* handle, uint8_t bus, uint8_t targetAddress,
                                         const uint8_t* registerAddress, uint8_t registerAddressLength, uint16_t length,
                                         uint8_t* readData, bool flag);
+
+/**
+ * Does these transfers in their order without waiting for each response before the next request: `i2cRead` and
+ * `i2cWrite` in a job of `runInFlight`, where `inFlight` and what a failure leaves are described. Strict sessions only.
+ *
+ * @param transfers `count` of them; their memory is used until this returns
+ * @param completed set to the number of transfers before the first that failed, all of which succeeded; `count` when
+ *        none failed. May be null
+ * @return the status of the first transfer that failed; `INVALID_ARGUMENT` also for a transfer with both pointers or
+ *         with data and neither, and then nothing is sent
+ */
+TARVIX_API StatusCode TarvixSDK_I2cTransfers(TarvixSDK_Handle* handle, uint8_t bus,
+                                             const TarvixSDK_I2cTransfer* transfers, size_t count, size_t inFlight,
+                                             size_t* completed);
 
 /**
  * Mirrors `i2cScanBus`.

@@ -14,6 +14,7 @@ from ._version import VERSION
 from .adapter import Adapter, AdapterInfo, list_adapters
 from .enums import *
 from .errors import *
+from .i2c import I2cRead, I2cTransfer, I2cWrite
 from .i3c import I3cTarget, MaxReadLength
 from .notifications import (
     Edge,
@@ -33,6 +34,9 @@ __all__ = [
     "AdapterInfo",
     "Edge",
     "HotJoin",
+    "I2cRead",
+    "I2cTransfer",
+    "I2cWrite",
     "I3cRailReading",
     "I3cTarget",
     "InBandInterrupt",

@@ -41,6 +41,15 @@ class OpenResult(ctypes.Structure):
     _fields_ = [("status", c_uint32), ("holder", c_int64), ("path", c_char * 256), ("message", c_char * 512)]
 
 
+class I2cTransfer(ctypes.Structure):
+    """TarvixSDK_I2cTransfer"""
+
+    _fields_ = [
+        ("writeData", c_void_p), ("readData", c_void_p), ("length", c_uint16), ("targetAddress", c_uint8),
+        ("registerAddressLength", c_uint8), ("registerAddress", c_uint8 * 4), ("flag", c_bool),
+    ]
+
+
 class DeviceInfo(ctypes.Structure):
     """TarvixSDK_DeviceInfo"""
 
@@ -175,6 +184,7 @@ FUNCTIONS: Dict[str, Signature] = {
     "I2cSetPullUpResistors": _command(c_uint8, c_uint8),
     "I2cWrite": _command(c_uint8, c_uint8, Bytes, c_uint8, Bytes, c_uint32, c_bool),
     "I2cRead": _command(c_uint8, c_uint8, Bytes, c_uint8, c_uint16, Buffer, c_bool),
+    "I2cTransfers": _command(c_uint8, POINTER(I2cTransfer), c_size_t, c_size_t, Size),
     "I2cScanBus": _command(Buffer, c_uint8, Byte, Byte, c_uint8, c_bool),
     "SpiControllerInit": _command(*_SPI_SETTINGS),
     "SpiSetParameters": _command(*_SPI_SETTINGS),

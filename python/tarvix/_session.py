@@ -10,7 +10,7 @@ from enum import IntEnum
 from typing import Any, Iterable, Optional, Type, TypeVar, Union
 
 from . import _flat
-from .errors import BadAnswer, InvalidArgument, command_error, open_error
+from .errors import BadAnswer, InvalidArgument, TarvixError, command_error, open_error
 
 LONGEST = 0xFFFF
 """Bytes that one transfer carries at most."""
@@ -65,7 +65,11 @@ class Session:
         """Runs a command. ``what`` is tried: a format for ``arguments``, used for the message of an error."""
         status = function(self.handle, *arguments)
         if status:
-            raise command_error(status, f"adapter {self.serial or self.path}: {what.format(*arguments)}")
+            raise self.error(status, what.format(*arguments))
+
+    def error(self, status: int, what: str) -> TarvixError:
+        """The exception for a command's status."""
+        return command_error(status, f"adapter {self.serial or self.path}: {what}")
 
 
 def _close_all() -> None:

@@ -236,6 +236,7 @@ class I2cPort:
     set_pull_ups = _coroutine(i2c.I2cPort.set_pull_ups)
     read = _coroutine(i2c.I2cPort.read)
     write = _coroutine(i2c.I2cPort.write)
+    transfer_all = _coroutine(i2c.I2cPort.transfer_all)
     probe = _coroutine(i2c.I2cPort.probe)
     scan = _coroutine(i2c.I2cPort.scan)
 

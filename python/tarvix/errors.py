@@ -27,6 +27,9 @@ __all__ = [
 class TarvixError(Exception):
     """Anything that goes wrong with an adapter."""
 
+    transfer: Optional[int] = None
+    """Of `I2cPort.transfer_all`: which transfer failed, counted from 0."""
+
 
 class LibraryError(TarvixError):
     """The shared library is missing, is of another version, or is none of ours."""

@@ -3,10 +3,47 @@
 from __future__ import annotations
 
 import ctypes
-from typing import List, Optional
+from dataclasses import dataclass
+from typing import List, Optional, Sequence
 
+from . import _flat
 from ._session import Data, Register, Session, address_of, buffer, bytes_of, check, register_of
-from .errors import Nack
+from .errors import InvalidArgument, Nack
+
+MOST_IN_FLIGHT = 63
+
+
+@dataclass(frozen=True)
+class I2cTransfer:
+    """One transfer of `I2cPort.transfer_all`: an `I2cRead` or an `I2cWrite`."""
+
+    address: int
+
+
+@dataclass(frozen=True)
+class I2cRead(I2cTransfer):
+    """A read, with the arguments of `I2cPort.read`."""
+
+    length: int
+    register: Optional[Register] = None
+    register_size: int = 1
+    flag: bool = False
+
+    def __str__(self) -> str:
+        return f"reading {self.length} bytes from I2C target {self.address:#04x}"
+
+
+@dataclass(frozen=True)
+class I2cWrite(I2cTransfer):
+    """A write, with the arguments of `I2cPort.write`."""
+
+    data: Data
+    register: Optional[Register] = None
+    register_size: int = 1
+    flag: bool = False
+
+    def __str__(self) -> str:
+        return f"writing to I2C target {self.address:#04x}"
 
 
 class I2cPort:
@@ -72,6 +109,33 @@ class I2cPort:
             self.index, address_of(address), sent, len(sent), taken, len(taken), flag,
         )
 
+    def transfer_all(self, transfers: Sequence[I2cTransfer], *, in_flight: int = 1) -> List[bytes]:
+        """Does many transfers in their order: the pages of a memory, a list of registers.
+
+        Each begins and ends on the bus like a `read` or `write`. With more than one in flight the next requests are
+        sent before the answer to the first is there, which saves the time that they spend on USB. How many an adapter
+        takes is a matter of its firmware; their answers together should fit in the 63 reports that Linux keeps.
+
+        :param in_flight: how many may be unanswered, 1 to 63
+        :returns: what each transfer read, in their order; nothing for a write
+        :raises TarvixError: for the first that fails; its `transfer` says which that is, counted from 0. Those before
+            it have succeeded, and up to ``in_flight - 1`` behind it may have been carried out
+        """
+        check("in_flight", in_flight, MOST_IN_FLIGHT, 1)
+        records = (_flat.I2cTransfer * len(transfers))()
+        data = [_fill(record, transfer) for record, transfer in zip(records, transfers)]
+        completed = ctypes.c_size_t()
+        status = self._session.flat.I2cTransfers(
+            self._session.handle, self.index, records, len(transfers), in_flight, completed
+        )
+        if status:
+            number = completed.value
+            tried = f": {transfers[number]}" if number < len(transfers) else ""
+            error = self._session.error(status, f"transfer {number} on I2C port {self.index}{tried}")
+            error.transfer = number
+            raise error
+        return [bytes(each) if record.readData else b"" for record, each in zip(records, data)]
+
     def probe(self, address: int) -> bool:
         """Whether a target acknowledges its address."""
         try:
@@ -95,3 +159,23 @@ class I2cPort:
             function, "setting I2C port {} to {} Hz",
             self.index, check("frequency", frequency, 0xFFFFFFFF), check("option", option, 0xFF),
         )
+
+
+def _fill(record: _flat.I2cTransfer, transfer: I2cTransfer) -> ctypes.Array[ctypes.c_uint8]:
+    """Describes the transfer in the record; the bytes that this points to."""
+    if not isinstance(transfer, (I2cRead, I2cWrite)):
+        raise InvalidArgument(f"transfers must be I2cRead or I2cWrite, not {transfer!r}")
+    register = register_of(transfer.register, transfer.register_size)
+    record.targetAddress = address_of(transfer.address)
+    record.registerAddressLength = len(register)
+    record.registerAddress[: len(register)] = register
+    record.flag = transfer.flag
+    if isinstance(transfer, I2cRead):
+        data = buffer(transfer.length)
+        record.readData = ctypes.addressof(data)
+    else:
+        sent = bytes_of(transfer.data)
+        data = (ctypes.c_uint8 * len(sent)).from_buffer_copy(sent)
+        record.writeData = ctypes.addressof(data)
+    record.length = len(data)
+    return data

@@ -85,7 +85,7 @@ def test_records() -> None:
             fields.append((field, kind * size if size else kind))
         assert [(field, kind) for field, kind in ours._fields_] == fields, name
         names.append(name)
-    assert len(names) == 9
+    assert len(names) == 10
 
 
 def test_enumerations() -> None:

@@ -96,3 +96,17 @@ def run_as_shown(path: pathlib.Path) -> "subprocess.CompletedProcess[str]":
     command = PYTEST if "def test_" in path.read_text(encoding="utf-8") else [sys.executable]
     with Bench() as bench:
         return subprocess.run([*command, str(path)], env=bench.environment, check=False, text=True)
+
+
+def test_labgrid() -> None:
+    """The guide shows the files of the example, and these work."""
+    pytest.importorskip("labgrid", reason="needs the package python3-labgrid")
+    folder = ROOT / "examples/labgrid"
+    guide = (ROOT / "docs/other-machines.md").read_text(encoding="utf-8")
+    assert f"```yaml\n{(folder / 'lab.yaml').read_text(encoding='utf-8')}```" in guide
+    test = (folder / "test_board.py").read_text(encoding="utf-8")
+    assert f"```python\n{test[test.index('def '):]}```" in guide
+    command = [sys.executable, "-B", "-m", "pytest", "-p", "no:cacheprovider", "--lg-env", "lab.yaml", "test_board.py"]
+    with Bench() as bench:
+        result = subprocess.run(command, env=bench.environment, cwd=folder, capture_output=True, text=True, check=False)
+        assert result.returncode == 0 and "1 passed" in result.stdout, result.stdout + result.stderr

@@ -14,6 +14,8 @@ from tarvix import (
     DeviceError,
     GpioFunctionality,
     GpioLogicLevel,
+    I2cRead,
+    I2cWrite,
     I3cEvents,
     I3cRailReading,
     I3cTarget,
@@ -31,6 +33,7 @@ from tarvix import (
 from tarvix.simulator import Bench
 
 Step = Tuple[Callable[[Adapter], Any], Any]
+PAGES = [I2cWrite(0x51, bytes([page]) * 64, 64 * page, 2) for page in range(8)]
 
 
 
@@ -62,6 +65,9 @@ I2C: List[Step] = [
     (lambda a: a.i2c[1].configure(), None),
     (lambda a: a.i2c[1].write(0x51, b"far", 0x1234, register_size=2), None),
     (lambda a: a.i2c[1].read(0x51, 3, 0x1234, register_size=2), b"far"),
+    (lambda a: a.i2c[1].transfer_all([*PAGES, I2cRead(0x51, 3, 0x13E, 2), I2cRead(0x51, 2)], in_flight=3),
+     [b""] * 8 + [b"\4\4\5", b"\5\5"]),
+    (lambda a: a.i2c[1].transfer_all([]), []),
     (lambda a: len(a.i2c[1].read(0x51, 0xFFFF, b"\0\0")), 0xFFFF),
     (lambda a: a.i2c[1].read(0x51, 0xFFFF, b"\0\0")[0x1234 + 0x8000 :][:4], b"far\xff"),
 ]
@@ -199,6 +205,9 @@ REFUSED: List[Tuple[Callable[[Adapter], Any], str]] = [
     (lambda a: a.i2c[0].write(0x48, "text"), r"write 'text'.encode\(\)"),  # type: ignore[arg-type]
     (lambda a: a.i2c[0].write(0x48, [256]), "data must be bytes or numbers from 0 to 255"),
     (lambda a: a.i2c[0].write(0x48, bytes(65536)), "data must be at most 65535 bytes, not 65536"),
+    (lambda a: a.i2c[0].transfer_all([I2cRead(0x48, 1)], in_flight=64), "in_flight must be 0x1 to 0x3f, not 0x40"),
+    (lambda a: a.i2c[0].transfer_all([I2cRead(0x48, 1), I2cWrite(0x80, b"")]), "address must be 0x0 to 0x7f"),
+    (lambda a: a.i2c[0].transfer_all([0x48]), "must be I2cRead or I2cWrite, not 72"),  # type: ignore[list-item]
     (lambda a: a.i2c[0].configure(-1), "frequency must be 0x0 to 0xffffffff, not -0x1"),
     (lambda a: a.spi.transfer(b"123", 2), "length must be at least the 3 bytes of data, not 2"),
     (lambda a: a.uart.configure(300), "baud_rate must be one of 1200, 2400, .*921600, not 300"),
@@ -240,6 +249,17 @@ def test_statuses_of_the_adapter_are_exceptions(tarvix_adapter: Adapter) -> None
             call(tarvix_adapter)
         assert (caught.value.status, caught.value.name) == (status, tarvix.DeviceStatus(status).name)
         assert isinstance(caught.value, Nack) == (status == 0x0301)
+
+
+def test_a_failing_transfer_of_many_is_named(tarvix_adapter: Adapter) -> None:
+    port = tarvix_adapter.i2c[0]
+    port.configure()
+    transfers = [I2cWrite(0x50, b"\1", 0), I2cRead(0x50, 1, 0), I2cRead(0x33, 2), I2cWrite(0x50, b"\2", 0)]
+    message = "TVX0000001: transfer 2 on I2C port 0: reading 2 bytes from I2C target 0x33: no target acknowledged"
+    with pytest.raises(Nack, match=message) as caught:
+        port.transfer_all(transfers)
+    assert caught.value.transfer == 2
+    assert port.read(0x50, 1, 0) == b"\1"
 
 
 def test_asyncio_has_the_same_methods() -> None:

@@ -5,7 +5,6 @@ namespace {
 constexpr std::uint8_t LAST_BUS = 1;
 
 // Offsets in the responses.
-constexpr std::size_t I2C_READ_DATA = 9;
 constexpr std::size_t SCAN_ONE_BYTE_COUNT = 7;
 constexpr std::size_t SCAN_TWO_BYTE_COUNT = 8;
 constexpr std::size_t SCAN_ENTRIES = 9;
@@ -40,13 +39,12 @@ StatusCode TarvixSDK::i2cWrite(std::uint8_t bus, std::uint8_t targetAddress,
     return session_->exchange(requests::i2cWrite, bus, targetAddress, registerAddress, data, flag).status();
 }
 
-// The request decides how many bytes are delivered; the firmware defines what bytes 6 to 8 of the response say.
 TarvixSDK::Session::Reading TarvixSDK::Session::i2cRead(std::uint8_t bus, std::uint8_t targetAddress,
                                                         requests::Bytes registerAddress, std::uint16_t length,
                                                         bool flag)
 {
     return {exchange(requests::i2cRead, bus, targetAddress, registerAddress, length, flag),
-            exactly(length, I2C_READ_DATA)};
+            i2cReadBytes(length)};
 }
 
 StatusCode TarvixSDK::i2cRead(std::uint8_t bus, std::uint8_t targetAddress,

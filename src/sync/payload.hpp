@@ -50,6 +50,12 @@ inline auto exactly(std::size_t count, std::size_t offset)
     return [=](const ResponseFrame&) { return Payload{offset, count, count, count}; };
 }
 
+// Those of an I2C read. The request decides how many; the firmware defines what bytes 6 to 8 of the response say.
+inline auto i2cReadBytes(std::size_t count)
+{
+    return exactly(count, 9);
+}
+
 // As many bytes as the number at `countAt` says, `least` to `most`.
 inline auto counted8(std::size_t countAt, std::size_t offset, std::size_t least, std::size_t most)
 {

@@ -12,8 +12,8 @@ OpenResult openedFunction()
 bool FrameLink::connect(const std::string& path, const std::string& serial)
 {
     const Lifecycle opening = lifecycle();
-    if (!opening || answered_ || transport_.isConnected()) {
-        return answered_ || transport_.isConnected();
+    if (!opening || isAnswered() || transport_.isConnected()) {
+        return isAnswered() || transport_.isConnected();
     }
     transport_.close();
     const std::lock_guard sending(sendMutex_);
@@ -25,8 +25,8 @@ OpenResult FrameLink::open(const OpenOptions& options)
 {
     const Lifecycle opening = lifecycle();
     if (isAlive()) {
-        return answered_ ? openedFunction()
-                         : OpenResult{OpenStatus::OPENED, transport_.path(), 0, "opened " + transport_.path()};
+        return isAnswered() ? openedFunction()
+                            : OpenResult{OpenStatus::OPENED, transport_.path(), 0, "opened " + transport_.path()};
     }
     if (!opening) {
         return {OpenStatus::FAILED,
@@ -41,6 +41,7 @@ OpenResult FrameLink::open(const OpenOptions& options)
     assembler_.takeContinuations(!options.strict);
     answer_ = options.answer;
     if (answer_) {
+        home_.moveHere();
         answered_ = true;
         return openedFunction();
     }
@@ -50,13 +51,17 @@ OpenResult FrameLink::open(const OpenOptions& options)
 void FrameLink::disconnect()
 {
     const Lifecycle closing = lifecycle();
-    answered_ = false;
+    if (isAnswered()) {
+        answered_ = false;
+        const std::lock_guard sending(sendMutex_);
+        answer_ = nullptr;
+    }
     transport_.close();
 }
 
 StatusCode FrameLink::connection() const
 {
-    if (answered_ || transport_.isConnected()) {
+    if (isAnswered() || transport_.isConnected()) {
         return StatusCode::SUCCESS;
     }
     return transport_.isLost() ? StatusCode::ADAPTER_LOST : StatusCode::NOT_CONNECTED;
@@ -64,10 +69,17 @@ StatusCode FrameLink::connection() const
 
 bool FrameLink::send(std::span<const std::uint8_t> frame)
 {
-    const std::lock_guard sending(sendMutex_);
+    std::unique_lock sending(sendMutex_);
     if (answered_) {
-        handler_.call(answer_({frame.begin(), frame.end()}));
+        const auto response = answer_({frame.begin(), frame.end()});
+        sending.unlock(); // a handler may send
+        if (!response.empty()) {
+            handler_.call(response);
+        }
         return true;
+    }
+    if (transport_.reportSize() == 0) { // the session ended meanwhile, and never had an adapter
+        return false;
     }
     const ReportSegmenter segmenter(transport_.reportSize());
     const std::size_t count = segmenter.segmentCount(frame.size());

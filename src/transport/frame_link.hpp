@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "handler_slot.hpp"
+#include "home_process.hpp"
 #include "transport/hid_transport.hpp"
 #include "transport/report_segmenter.hpp"
 
@@ -38,11 +39,11 @@ public:
 
     // SUCCESS while connected, or else ADAPTER_LOST or NOT_CONNECTED.
     StatusCode connection() const;
-    bool isAlive() const { return answered_ || transport_.isAlive(); }
+    bool isAlive() const { return isAnswered() || transport_.isAlive(); }
 
     // Whether another process opened the session; see HidTransport. The owner then leaves the link, and whatever its
     // threads may have locked, as it is.
-    bool isInherited() const { return transport_.isInherited(); }
+    bool isInherited() const { return transport_.isInherited() || (answered_ && !home_.isHere()); }
 
     // Writes the frame's segments in order, one frame at a time. A plain session writes on whatever the writes report:
     // whether a frame arrived shows in the response alone. A strict one stops at the first that fails and returns
@@ -56,6 +57,7 @@ public:
     void onLoss(LossSlot::Handler handler) { lossHandler_.set(std::move(handler)); }
 
 private:
+    bool isAnswered() const { return answered_ && home_.isHere(); }
     void receive(std::span<const std::uint8_t> report);
 
     // The transport comes last: its reader thread uses the others and ends first.
@@ -66,6 +68,7 @@ private:
     std::mutex sendMutex_; // the transport's outgoing report, and the function
     decltype(OpenOptions::answer) answer_;
     std::atomic<bool> answered_ = false; // by the function, in an adapter's place
+    HomeProcess home_;                   // of a session that it answers
     HidTransport transport_{[this](std::span<const std::uint8_t> report) { receive(report); },
                             [this] { lossHandler_.call(); }};
 };

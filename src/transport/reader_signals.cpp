@@ -7,7 +7,7 @@ namespace {
 // Raised by a fault of the thread itself: blocked, they would end the program without its crash handler.
 constexpr int FAULTS[]{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT};
 
-thread_local sigset_t applicationMask;
+thread_local const sigset_t* applicationMask = nullptr; // null on threads that are no readers
 
 } // namespace
 
@@ -28,12 +28,12 @@ SignalsBlocked::~SignalsBlocked()
 
 void setApplicationSignals(const sigset_t& mask)
 {
-    applicationMask = mask;
+    applicationMask = &mask;
 }
 
 ApplicationSignals::ApplicationSignals()
 {
-    pthread_sigmask(SIG_SETMASK, &applicationMask, &readers_);
+    pthread_sigmask(SIG_SETMASK, applicationMask, &readers_);
 }
 
 ApplicationSignals::~ApplicationSignals()

@@ -24,10 +24,10 @@ private:
     sigset_t before_;
 };
 
-// Tells a reader thread, at its start, the application's mask.
+// Tells a reader thread, at its start, the application's mask, which must outlive it.
 void setApplicationSignals(const sigset_t& mask);
 
-// While it lives, the calling thread, a reader, has the application's mask.
+// While it lives, the calling thread has the application's mask: a reader the one that it was told, any other its own.
 class ApplicationSignals {
 public:
     ApplicationSignals();

@@ -133,7 +133,7 @@ TEST(Data, RegistersGoOutMostSignificantByteFirst)
     EXPECT_EQ(refusal([] {
                   requireAddressable("--length", {"0xfe", 1}, {3, "0b11"});
               }),
-              "--length: 0b11 starting at 0xfe is more than a 1-byte register address reaches; raise --reg-bytes");
+              "--length: 0b11 starting at 0xfe goes beyond the last 1-byte register address; raise --reg-bytes");
 }
 
 TEST(Words, QuotesEscapesAndComments)

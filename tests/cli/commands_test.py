@@ -209,17 +209,24 @@ class Commands(Case):
             ("info", 1, rest), ("i3c init", 4, rest), ("sleep 10000s", 0, None), ("expect .*", 0, none),
             ("list --watch", 0, "not evaluated: nothing comes in a dry run"), ("set a=match:.*", 0, none), ("set b=${a}3", 0,
             "not evaluated: ${a} depends on an answer"), ("gpio set ${b}", 0, "not evaluated: ${b} depends on an answer"),
+            ("include ${b}", 0, "not evaluated: ${b} depends on an answer"), ("include /dev/null", 0, None),
             ("set a=3", 0, None), ("gpio set ${a}=1", 1, None))
         result = run([TARVIX, "--json", "batch", "--dry-run", "-"], stdin="\n".join(row[0] for row in without_answers), cwd=directory)
         self.assertEqual([(row["line"], len(row["frames"]), row.get("note")) for row in objects(result.stdout)], list(without_answers))
         self.assertEqual((result.returncode, result.stderr, os.listdir(directory)), (0, "", []))
         wrong = run([TARVIX, "batch", "--dry-run", "-"], stdin="expect (\ngpio get 8\nset a=json:x\nsleep 5\ninclude /-\ni2c set 1 ${x}")
-        self.assertEqual((re.findall(r"input:(\d):", wrong.stderr), wrong.stdout.count("\n"), wrong.returncode), (list("12356"), 1, 2))
+        self.assertEqual((re.findall(r"input:(\d):", wrong.stderr), wrong.stdout.count("\n"), wrong.returncode), (list("12356"), 2, 2))
 
     def test_batch_answers_each_line_at_once(self):
         self.prints("coproc tarvix --json batch -; for line in 'gpio get 3' 'expect low' 'set A=1'; do"
                     " echo \"$line\" >&${COPROC[1]}; read -ru ${COPROC[0]} object; echo $object | cut -d, -f2; done",
                     '"command":"gpio get"\n"command":"batch expect"\n"command":"batch set"\n')
+
+    def test_batch_over_ssh(self):
+        guide = (SOURCE / "docs/other-machines.md").read_text(encoding="utf-8")
+        (command,) = re.findall(r"^printf .*ssh lab .*", guide, re.M)
+        result = run([SIM, "run", "--", "bash", "-c", 'ssh() { shift; "$@"; }; export PATH=$1:$PATH; ' + command, "-", os.path.dirname(TARVIX)])
+        self.assertEqual([sorted(row)[-1] for row in objects(result.stdout)], ["values", "pins"], result.stderr)
 
     def test_batch_from_elsewhere(self):
         with tempfile.NamedTemporaryFile("w") as file:

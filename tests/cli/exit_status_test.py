@@ -101,7 +101,7 @@ class ExitStatus(Case):
             ("rail log --plot", "--plot: standard output is not a terminal; use --csv or --json"),
             ("rail log --csv --plot", "--json, --csv and --plot cannot be combined; use one of them"),
             ("batch /nonexistent", "FILE: /nonexistent: No such file or directory"),
-            ("batch /", "FILE: /: Is a directory"), ("i2c dump 0x50 0x80 -n 0x81", "--length: 0x81 starting at 0x80 is more"), ("i3c ccc GetX", "'GetX'"), ("i2c set 0x50 0", "DATA"),
+            ("batch /", "FILE: /: Is a directory"), ("i2c dump 0x50 0x80 -n 0x81", "--length: 0x81 starting at 0x80 goes beyond"), ("i3c ccc GetX", "'GetX'"), ("i2c set 0x50 0", "DATA"),
             ("i2c set 0x50 0xff 1 2 --page 8", "raise --reg-bytes"), ("i2c set 0x50 0xff 1 2", "raise --reg-bytes"),
             ("i2c set 0x50 0 text:123456789", "a memory would wrap 9 bytes within its page; add --page 8"),
             ("i2c scan 0x40", "LAST is missing; write 0x40 0x40"), ("i2c scan 0x9 8", "FIRST: 0x9 is above LAST, 8"),

@@ -61,7 +61,7 @@ class Show(Case):
                 (["--family", "i2c"], [0, 1]), (["--family", "gpio,spi"], [2, 3]), (["--address", "0x49"], [1]),
                 (["--address", "72,0x49"], [0, 1]), (["--status", "nack"], [1]), (["--status", "0x0301,BUS_STUCK"], [1]),
                 (["--status", "failed"], [1]), (["--status", "success"], [0, 2]), (["--adapter", "1-5"], [0, 1, 2, 3]),
-                (["--adapter", "1-4"], []), (["--from", "02:11:04.13"], [2, 3]), (["--to", "02:11:04.125856"], [0]),
+                (["--adapter", "1-4"], []), (["--from", "02:11:04.13"], [2, 3]), (["--to", "02:11:04.125856"], [0, 1]),
                 (["--from", "2026-11-22T02:11:05Z"], [3]), (["--from", "20ms", "--to", "0.5s"], [2]),
                 (["--family", "i2c", "--status", "success"], [0])):
             with self.subTest(options=options):
@@ -98,12 +98,13 @@ class Show(Case):
         capture = sample()
         for latency in range(100, 1100, 10):
             capture.exchange(READ, ANSWER, latency=latency)
-        capture.exchange("05 01 03 14 06", "05 01 03 14 05 01").add(SUBMITTED, OUT, bytes(64))
+        capture.exchange(READ, "").now += 200_000_000
+        capture.exchange("05 01 03 14 06", "05 01 03 14 05 01").exchange("", ANSWER).add(SUBMITTED, OUT, bytes(64))
         self.assertEqual([re.sub(" +", " ", line) for line in self.lines(capture, "--stats")], [
             "command count failed median 90 % 99 % most",
             "gpio digital read 2 1 400us 400us 400us 400us 1 BAD_PIN",
             "gpio interrupt 1 0 - - - -",
-            "i2c read 102 1 591us 1007us 1103us 20000us 1 NACK", "torn 1 1 - - - -"])
+            "i2c read 103 2 591us 1007us 1103us 20000us 1 NACK, 1 late", "torn 1 1 - - - -"])
         values = {value["command"]: value for value in self.objects(capture, "--stats", "--json")}
         self.assertEqual(values["i2c read"]["statuses"], {"NACK": 1})
         self.assertEqual(values["i2c read"]["latency"]["least"], 0.0001)

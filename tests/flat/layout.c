@@ -10,6 +10,7 @@ HOLDS(enumerations, sizeof(GpioPinNumber) == 4 && sizeof(GpioLogicLevel) == 4 &&
                         sizeof(NotificationKind) == 4);
 HOLDS(boolean, sizeof(bool) == 1);
 HOLDS(target, sizeof(I3cTargetInfo) == 16);
+HOLDS(transfer, sizeof(TarvixSDK_I2cTransfer) == 32 && offsetof(TarvixSDK_I2cTransfer, registerAddress) == 20);
 HOLDS(configuration, sizeof(I3cTargetConfiguration) == 1);
 HOLDS(notification, offsetof(Notification, data) == 8 && offsetof(Notification, length) == 16);
 HOLDS(information, sizeof(TarvixSDK_DeviceInfo) == 10 * 8);

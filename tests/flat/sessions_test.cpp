@@ -226,4 +226,65 @@ TEST_F(FlatSession, BeyondItsBoundsTheQueueDropsTheOldest)
     }
 }
 
+// Holds the requests back until `inFlight` of them wait, then answers the newest first.
+TEST_F(FlatSession, I2cTransfersGoOutTogetherAndComeBackInTheirOrder)
+{
+    const Bytes page{1, 2, 3};
+    Bytes word(2), byte(1), untouched(1, 9);
+    size_t completed = 99;
+    const TarvixSDK_I2cTransfer transfers[]{
+        {page.data(), nullptr, 3, 0x51, 2, {0x12, 0x34}, true},
+        {nullptr, word.data(), 2, 0x48, 1, {7}, false},
+        {nullptr, nullptr, 0, 0x30, 0, {}, false},
+        {nullptr, byte.data(), 1, 0x49, 0, {}, true},
+        {nullptr, untouched.data(), 1, 0x4A, 0, {}, false},
+    };
+    const auto run = [&](size_t count, size_t inFlight) {
+        return TarvixSDK_I2cTransfers(handle, 1, transfers, count, inFlight, &completed);
+    };
+    EXPECT_EQ(run(4, 4), StatusCode::NOT_CONNECTED);
+    ASSERT_EQ(open(), OpenStatus::OPENED);
+    std::vector<Bytes> waiting;
+    const std::vector<Bytes> payloads{{}, {0, 0, 0, 0x17, 0x80}, {}, {0, 0, 0, 0x2A}, {0, 0, 0}};
+    device->onFrame([&](const Bytes& request) {
+        waiting.push_back(request);
+        if (waiting.size() == 4) {
+            for (size_t i = 4; i-- > 0;) {
+                device->deliverFrame(answerTo(waiting[i], Bytes{0, 0} + payloads[i]));
+            }
+        }
+    });
+    EXPECT_EQ(run(4, 4), StatusCode::SUCCESS);
+    EXPECT_EQ(completed, 4U);
+    EXPECT_EQ(hexOf(word + byte), "17 80 2A");
+    const char* const expected[]{"04 09 01 03 00 51 02 34 12 00 00 01 01 02 03", "05 09 01 02 00 48 01 07 00 00 00 00",
+                                 "04 09 01 00 00 30 00 00 00 00 00 00", "05 09 01 01 00 49 00 00 00 00 00 01"};
+    for (size_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(hexOf(part(waiting[i], 2, waiting[i].size())), expected[i]);
+    }
+    device->onFrame([&](const Bytes& request) { // no target at 0x30; too little from 0x4A
+        const Bytes status = request.at(7) == 0x30 ? Bytes{1, 3} : Bytes{0, 0};
+        device->deliverFrame(answerTo(request, status + Bytes{0, 0, 0, 1, 2}));
+    });
+    EXPECT_EQ(run(5, 1), static_cast<StatusCode>(0x0301));
+    EXPECT_EQ(completed, 2U);
+    answer("00 00 00 00 00");
+    EXPECT_EQ(TarvixSDK_I2cTransfers(handle, 0, transfers + 4, 1, 1, nullptr), StatusCode::RESPONSE_TOO_SHORT);
+    EXPECT_EQ(untouched.front(), 9);
+
+    device->forget();
+    TarvixSDK_I2cTransfer wrong[]{transfers[0], transfers[0], transfers[0]};
+    wrong[0].readData = word.data();
+    wrong[1].writeData = nullptr;
+    wrong[2].registerAddressLength = 5;
+    for (const TarvixSDK_I2cTransfer& each : wrong) {
+        const TarvixSDK_I2cTransfer both[]{transfers[0], each};
+        EXPECT_EQ(TarvixSDK_I2cTransfers(handle, 0, both, 2, 1, nullptr), StatusCode::INVALID_ARGUMENT);
+    }
+    EXPECT_EQ(TarvixSDK_I2cTransfers(handle, 0, nullptr, 1, 1, nullptr), StatusCode::INVALID_ARGUMENT);
+    EXPECT_EQ(run(5, 64), StatusCode::INVALID_ARGUMENT);
+    EXPECT_EQ(run(0, 1), StatusCode::SUCCESS);
+    EXPECT_TRUE(device->frames().empty());
+}
+
 } // namespace

@@ -55,7 +55,9 @@ TEST(GoldenTable, HasARowForEveryCommandOfEveryFaceAndSoHasTheProtocolDocument)
     }
     EXPECT_EQ(commandsOf("async_sdk.hpp"), sent);
     EXPECT_EQ(commandsOf("sdk.hpp"), blocking);
-    EXPECT_EQ(commandsOf("flat.h"), flat);
+    auto functions = commandsOf("flat.h");
+    functions.erase("i2ctransfers"); // a job of reads and writes
+    EXPECT_EQ(functions, flat);
     EXPECT_EQ(blocking, flat) << "a face lacks a command of another";
     // Composed of other commands, or readers of one answer, which the asynchronous class asks for.
     blocking.insert("getanalogmeasurements");

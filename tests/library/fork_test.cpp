@@ -114,6 +114,20 @@ TEST_F(Fork, AChildNeitherUsesNorSpoilsWhatItsParentHasOpen)
     TarvixSDK_Destroy(unused);
 }
 
+TEST_F(Fork, AFunctionAnswersNoChild)
+{
+    OpenOptions options;
+    options.answer = [](const Bytes& request) { return answerTo(request, hex("00 00")); };
+    TarvixSDK sdk(LONG_ENOUGH);
+    ASSERT_TRUE(sdk.open(options));
+    EXPECT_TRUE(succeedsInAChild([&] {
+        EXPECT_EQ(sdk.uartDeinit(), StatusCode::NOT_CONNECTED);
+        EXPECT_EQ(sdk.open(options).status, OpenStatus::FAILED);
+        sdk.disconnect();
+    }));
+    EXPECT_EQ(sdk.uartDeinit(), StatusCode::SUCCESS);
+}
+
 TEST_F(Fork, AChildDoesNotHoldTheLock)
 {
     const TemporaryFile node;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <memory>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -384,6 +385,43 @@ TEST_F(Strict, AFunctionAnswersInAnAdaptersPlace)
     ASSERT_TRUE(sdk.open());
     EXPECT_EQ(sdk.uartDeinit(), StatusCode::SUCCESS);
     EXPECT_EQ(requests.size(), 2U);
+}
+
+TEST_F(Strict, AFunctionThatAnswersCallsHandlersAsAReaderDoes)
+{
+    auto captured = std::make_shared<int>();
+    const std::weak_ptr<int> released = captured;
+    OpenOptions options;
+    options.answer = [captured = std::move(captured)](const Bytes& request) {
+        return request.at(2) == 3 ? answerTo(request, {0, 0, 1}) : Bytes{};
+    };
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR1);
+    ::pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+    {
+        TarvixAsyncSDK sdk;
+        ASSERT_TRUE(sdk.open(options));
+        options.answer = nullptr;
+        std::vector<Bytes> responses;
+        sdk.onResponse([&](const Bytes& response) {
+            sigset_t mask;
+            ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+            EXPECT_TRUE(sigismember(&mask, SIGUSR1) && !sigismember(&mask, SIGUSR2));
+            responses.push_back(response);
+            if (responses.size() < 3) {
+                EXPECT_EQ(sdk.gpioDigitalRead(2, GpioPinNumber::PIN_5), StatusCode::SUCCESS);
+            }
+        });
+        EXPECT_EQ(sdk.uartDeinit(1), StatusCode::SUCCESS);
+        EXPECT_TRUE(responses.empty());
+        EXPECT_EQ(sdk.gpioDigitalRead(1, GpioPinNumber::PIN_5), StatusCode::SUCCESS);
+        EXPECT_EQ(responses.size(), 3U);
+        EXPECT_FALSE(released.expired());
+        sdk.disconnect();
+        EXPECT_TRUE(released.expired());
+    }
+    ::pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
 }
 
 TEST_F(Strict, ServesSeveralThreadsOneAfterAnother)

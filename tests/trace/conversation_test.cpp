@@ -17,8 +17,6 @@ namespace {
 
 using Frame = std::vector<std::uint8_t>;
 
-constexpr std::int64_t MILLISECOND = 1'000'000;
-
 // A capture in the making, and the lines that its records become.
 class Bus {
 public:
@@ -59,9 +57,10 @@ public:
         conversation_.take(record);
         return *this;
     }
-    Bus& take(std::uint8_t event, std::uint8_t endpoint, const Frame& data, std::int32_t status = 0)
+    Bus& take(std::uint8_t event, std::uint8_t endpoint, const Frame& data, std::int32_t status = 0, bool cut = false)
     {
         Record record = recordOf(event, endpoint, data);
+        record.cut = cut;
         record.header.status = status;
         conversation_.take(record);
         return *this;
@@ -201,9 +200,9 @@ TEST(Conversation, TellsWhatWasGivenUpAndWhatCameLate)
          [](Bus& bus) { bus.out(readPin(1)).pass(11'000).in(level(1)); },
          {"11.0s  gpio digital read pin 6 -> high"}},
         {"nor is there a request",
-         [](Bus& bus) { bus.out(readPin(1)).in(level(1)).in(level(1)).in("02 00 04 14 00 00"); },
-         {"1000us  gpio digital read pin 6 -> high", "gpio digital read -> high (no request 1 is open)",
-          "gpio configure interrupt -> SUCCESS (no request 2 is open)"}},
+         [](Bus& bus) { bus.out(readPin(1)).in("01 00 04 14 00 00").in(level(1)).in(level(1)); },
+         {"gpio configure interrupt -> SUCCESS (no request 1 is open)", "2000us  gpio digital read pin 6 -> high",
+          "gpio digital read -> high (no request 1 is open)"}},
     };
     for (const auto& one : CASES) {
         Bus bus;
@@ -227,7 +226,8 @@ TEST(Conversation, MarksWhatIsTorn)
     bus.inReport("F8 00 " + full).inReport("0A 00 A1 A2"); // no beginning
     EXPECT_EQ(bus.lines(), (Lines{torn("response of 124 bytes: ", shown) + " ..."}));
     bus.outReport("09 00 A1 A2");
-    EXPECT_EQ(bus.end(), Lines{torn("request of 2 bytes: ", "A1 A2")});
+    bus.take(COMPLETED, REPORT_IN, padded(hex("1F 00 " + level(1)), 40), 0, true); // the capture has not all of it
+    EXPECT_EQ(bus.end(), (Lines{torn("response of 7 bytes: ", level(1)), torn("request of 2 bytes: ", "A1 A2")}));
 }
 
 TEST(Conversation, KnowsAnAdapterByWhatTheCaptureHas)

@@ -1,5 +1,6 @@
 #include "trace/capture/reader.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <string_view>
 #include <system_error>
@@ -87,7 +88,7 @@ bool CaptureReader::next(Record& record)
                                            header->caplen));
         }
         // With nanoseconds, as asked for, though the field is called otherwise.
-        record.time = std::int64_t{header->ts.tv_sec} * 1'000'000'000 + header->ts.tv_usec;
+        record.time = std::clamp<std::int64_t>(header->ts.tv_sec, 0, MOST_SECONDS) * SECOND + header->ts.tv_usec;
         return true;
     }
 }

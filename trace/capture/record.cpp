@@ -19,10 +19,8 @@ bool parseRecord(int linkType, std::span<const std::uint8_t> packet, std::size_t
     }
     record.header = {};
     std::memcpy(&record.header, packet.data(), size);
-    // No clock counts more seconds than these, which keeps nanoseconds within 64 bits.
-    constexpr std::int64_t MOST_SECONDS = std::int64_t{1} << 33;
     const std::int64_t seconds = std::clamp<std::int64_t>(record.header.seconds, 0, MOST_SECONDS);
-    record.moment = seconds * 1'000'000'000 + std::int64_t{record.header.microseconds} * 1000;
+    record.moment = seconds * SECOND + std::int64_t{record.header.microseconds} * MICROSECOND;
     const bool hasData = record.header.dataFlag == 0;
     const std::size_t wanted = hasData ? record.header.captured : 0;
     record.data = packet.subspan(size, std::min(wanted, packet.size() - size));

@@ -9,9 +9,17 @@
 
 namespace trace {
 
+// All times are in nanoseconds.
+inline constexpr std::int64_t MICROSECOND = 1'000;
+inline constexpr std::int64_t MILLISECOND = 1'000'000;
+inline constexpr std::int64_t SECOND = 1'000'000'000;
+
+// What no clock goes beyond: so their nanoseconds, and differences of them, fit.
+inline constexpr std::int64_t MOST_SECONDS = std::int64_t{1} << 32;
+
 struct Record {
-    std::int64_t time = 0;   // of the wall clock: nanoseconds since 1970
-    std::int64_t moment = 0; // in nanoseconds of a clock that never jumps, where the writer had one: for differences
+    std::int64_t time = 0;   // of the wall clock, since 1970
+    std::int64_t moment = 0; // of a clock that never jumps, where the writer had one: for differences
     UsbHeader header{};
     std::span<const std::uint8_t> data{}; // valid until the next record is read
     bool cut = false;                     // the capture does not hold all of the data

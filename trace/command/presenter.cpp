@@ -21,8 +21,7 @@ namespace {
 using namespace tool;
 
 constexpr std::size_t FLUSHED_AT = std::size_t{64} * 1024;
-constexpr std::int64_t NANOSECONDS = 1'000'000'000;
-constexpr std::int64_t DAY = 86'400 * NANOSECONDS;
+constexpr std::int64_t DAY = 86'400 * SECOND;
 
 std::vector<std::string> listOf(const char* option, std::string_view text)
 {
@@ -105,7 +104,7 @@ public:
             return std::nullopt;
         }
         if (text_.find(':') == std::string::npos) {
-            return first + parsePeriod(option_, text_, {}).count() * 1'000'000;
+            return first + parsePeriod(option_, text_).count() * MILLISECOND;
         }
         std::int64_t day = first / DAY * DAY;
         if (const std::size_t end = text_.find('T'); end != std::string::npos) {
@@ -133,10 +132,10 @@ private:
         if (takes(':')) {
             time += number(2, 59);
         }
-        time *= NANOSECONDS;
+        time *= SECOND;
         if (takes('.')) {
-            for (std::int64_t digit = NANOSECONDS / 10;
-                 !rest_.empty() && std::isdigit(static_cast<unsigned char>(rest_[0])); digit /= 10) {
+            for (std::int64_t digit = SECOND / 10; !rest_.empty() && std::isdigit(static_cast<unsigned char>(rest_[0]));
+                 digit /= 10) {
                 time += digit * number(1, 9);
             }
         }
@@ -214,7 +213,7 @@ Presenter::Presenter(tool::Output& output, const ShowOptions& options, bool atOn
       filter_(filterOf(table_, options)),
       lines_(table_, {options.frames, options.reports}),
       statistics_(table_),
-      conversation_(table_, {options.patience.count() * 1'000'000, options.reports},
+      conversation_(table_, {options.patience.count() * MILLISECOND, options.reports},
                     [this](const Event& event) { print(event); })
 {
     for (const auto& [option, text] : {std::pair("--from", options.from), std::pair("--to", options.to)}) {

@@ -24,6 +24,7 @@
 #include "trace/capture/layout.hpp"
 #include "trace/command/live.hpp"
 #include "trace/command/presenter.hpp"
+#include "trace/command/report.hpp"
 #include "trace/command/show.hpp"
 
 namespace trace {
@@ -222,6 +223,7 @@ void addTraceCommands(Commands& commands)
     addTexts(app, "COMMAND", options.stray, "The command to run, with its arguments").valueName("-- COMMAND");
     Commands below = commands.below(app);
     addShowCommand(below);
+    addReportCommand(below);
 }
 
 } // namespace trace

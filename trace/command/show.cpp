@@ -1,10 +1,7 @@
 #include "trace/command/show.hpp"
 
-#include <fmt/format.h>
-
-#include "console/errors.hpp"
-#include "trace/capture/reader.hpp"
 #include "trace/command/presenter.hpp"
+#include "trace/command/reading.hpp"
 
 namespace trace {
 
@@ -16,29 +13,15 @@ struct ShowFile : ShowOptions {
     std::string file;
 };
 
-// What can be read of a damaged file is shown.
 void show(Context& context, const ShowFile& options)
 {
-    try {
-        CaptureReader reader(options.file);
-        Presenter presenter(context.output(), options, false);
-        try {
-            for (Record record; reader.next(record);) {
-                presenter.take(record);
-            }
-        } catch (const CaptureError&) {
+    Presenter presenter(context.output(), options, false);
+    readCapture(
+        options.file, [&](const Record& record) { presenter.take(record); },
+        [&](const CaptureError*) {
             presenter.end();
-            throw;
-        }
-        presenter.end();
-        if (!presenter.sawAdapters()) {
-            throw CaptureError(
-                fmt::format("{}: no traffic of an adapter in its {} records", options.file, reader.count()),
-                "record it with 'tarvix trace -o FILE -- COMMAND'");
-        }
-    } catch (const CaptureError& error) {
-        throw Failure(ExitStatus::REFUSED, error.what(), error.advice());
-    }
+            return presenter.sawAdapters();
+        });
 }
 
 } // namespace

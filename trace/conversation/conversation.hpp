@@ -58,13 +58,13 @@ struct Note {
 struct Event {
     EventKind kind;
     const Adapter* adapter;
-    std::int64_t time = 0;           // wall clock, nanoseconds since 1970: when it began
+    std::int64_t time = 0;           // wall clock: when it began
     std::int64_t moment = 0;         // the same in the clock for differences
     const Frame* request = nullptr;  // null for none
     const Frame* response = nullptr; // likewise; also a notification, and what is torn on the way to the host
     Note note{};
 
-    // From the request's first segment to the response's last, in nanoseconds; with both only.
+    // From the request's first segment to the response's last; with both only.
     std::optional<std::int64_t> latency() const
     {
         return request != nullptr && response != nullptr ? std::optional(response->end - request->begin) : std::nullopt;
@@ -77,7 +77,7 @@ struct Event {
 class Conversation {
 public:
     struct Options {
-        std::int64_t patience = 100'000'000; // nanoseconds
+        std::int64_t patience = 100 * MILLISECOND;
         bool keepSegments = false;
     };
     // Gets each event; what it points to is valid during the call only, but for the adapter, which stays as long as the

@@ -29,7 +29,7 @@ bool hasAddress(const Values& values, const std::vector<std::uint32_t>& addresse
 bool Filter::wants(const Described& described) const
 {
     const Event& event = *described.event;
-    if ((from && event.time < *from) || (to && event.time > *to)) {
+    if ((from && event.time < *from) || (to && event.time / MICROSECOND > *to / MICROSECOND)) {
         return false;
     }
     if (!families.empty() && !isIn(families, described.family)) {

@@ -17,8 +17,8 @@ struct Filter {
     std::vector<std::uint16_t> statuses{};
     bool failed = false; // see Described::failed; alongside statuses, either is enough
     std::vector<std::string> adapters{};
-    std::optional<std::int64_t> from{}; // moments of the wall clock, in nanoseconds since 1970
-    std::optional<std::int64_t> to{};   // included
+    std::optional<std::int64_t> from{}; // moments of the wall clock
+    std::optional<std::int64_t> to{};   // included, with its whole microsecond
 
     bool wants(const Described& described) const;
 };

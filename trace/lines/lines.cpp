@@ -14,9 +14,6 @@ namespace trace {
 
 namespace {
 
-constexpr std::int64_t SECOND = 1'000'000'000;
-constexpr std::int64_t MICROSECOND = 1'000;
-
 template <typename... Arguments>
 void print(std::string& text, fmt::format_string<Arguments...> format, Arguments&&... arguments)
 {
@@ -34,7 +31,7 @@ void appendClock(std::string& text, std::int64_t time)
 // "412us", "12.3ms", "1.2s", in a column.
 void appendLatency(std::string& text, std::optional<std::int64_t> latency)
 {
-    constexpr std::int64_t LONGEST_IN_MICROSECONDS = 10'000'000;
+    constexpr std::int64_t LONGEST_IN_MICROSECONDS = 10 * MILLISECOND;
     constexpr std::int64_t LONGEST_IN_MILLISECONDS = 10 * SECOND;
     if (!latency) {
         print(text, "{:8}", "");

@@ -9,7 +9,7 @@
 
 namespace trace {
 
-// "2026-11-22T02:11:04.123456Z" of nanoseconds since 1970.
+// "2026-11-22T02:11:04.123456Z", of a time of the wall clock.
 std::string timeText(std::int64_t time);
 
 class LineWriter {

@@ -12,8 +12,6 @@ namespace trace {
 
 namespace {
 
-constexpr std::int64_t NANOSECONDS_IN_MICROSECOND = 1000;
-
 void appendFailures(std::string& text, const Table& table, const Statistics::Row& row)
 {
     const char* separator = "";
@@ -93,8 +91,7 @@ void Statistics::add(const Described& described)
             ++row.failures[*described.status];
         }
         if (const auto latency = event.latency()) {
-            row.latency.add(
-                static_cast<std::uint64_t>(std::max<std::int64_t>(*latency, 0) / NANOSECONDS_IN_MICROSECOND));
+            row.latency.add(static_cast<std::uint64_t>(std::max<std::int64_t>(*latency, 0) / MICROSECOND));
         }
         break;
     default:

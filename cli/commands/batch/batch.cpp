@@ -70,7 +70,7 @@ public:
             } catch (const Failure& failure) {
                 report(context_.output(), failure, placed());
                 firstFailure_ = firstFailure_.value_or(failure.exitStatus());
-                stopped_ = !options_.keepGoing && !dryRun_;
+                stopped_ = !options_.keepGoing && !(dryRun_ && failure.exitStatus() == ExitStatus::USAGE);
             }
         }
     }
@@ -93,12 +93,21 @@ private:
             return;
         }
         context_.note(line);
-        if (words.front() == "include") {
-            include(onlyWord(expanded(words), "FILE"), directory, placed());
-        } else if (dryRun_) {
-            dryRun_->run(placed(), line, [&] { runWords(expanded(words)); });
+        std::optional<std::string> included;
+        const auto command = [&] {
+            if (words.front() == "include") {
+                included = onlyWord(expanded(words), "FILE");
+            } else {
+                runWords(expanded(words));
+            }
+        };
+        if (dryRun_) {
+            dryRun_->run(placed(), line, command);
         } else {
-            runWords(expanded(words));
+            command();
+        }
+        if (included) {
+            include(*included, directory, placed());
         }
     }
 
@@ -236,9 +245,9 @@ void addBatchCommand(Commands& commands, RunLine runLine)
         "Expressions are ECMAScript's without back-references; a line of output is searched up\n"
         "to 8192 bytes.\n\n"
         "A dry run prints each line and under it, in hex, the frames that it would send. It has no\n"
-        "answers: a command is followed up to the first that it reads or waits for, 'expect' and\n"
-        "what 'set' takes from output are not evaluated, and nor are lines that use it. All lines\n"
-        "are checked, nothing waits, and no file is written.");
+        "answers: a command is followed up to the first that it reads or waits for. 'expect' is not\n"
+        "evaluated, nor is what 'set' takes from output, nor any line that uses it. All lines are\n"
+        "checked, nothing waits, and no file is written.");
     options.runLine = runLine;
     addText(app, "FILE", options.file, "Command file, or - for standard input; # starts a comment").required();
     addFlag(app, "-k,--keep-going", options.keepGoing, "Continue after a failed command");
