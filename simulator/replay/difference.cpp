@@ -23,6 +23,7 @@ bool differsAt(const Frame& expected, const Frame& received, std::size_t index)
 void appendRow(std::string& text, const char* title, const Frame& frame, std::size_t begin)
 {
     text += title;
+    text += frame.size() <= begin ? " nothing" : "";
     for (std::size_t i = begin; i < std::min(frame.size(), begin + BYTES_IN_ROW); ++i) {
         text += i < ID_SIZE ? " --" : fmt::format(" {:02x}", frame[i]);
     }

@@ -240,7 +240,8 @@ try {
     conversation.end();
     auto recordings = sorters.recordings();
     if (recordings.empty()) {
-        throw trace::CaptureError(damage.empty() ? capture + ": no traffic of an adapter" : damage);
+        throw trace::CaptureError(damage.empty() ? capture + ": no traffic of an adapter" : damage,
+                                  damage.empty() ? "record with 'tarvix trace'" : "");
     }
     if (recordings.size() > MOST_ADAPTERS) {
         throw trace::CaptureError(

@@ -25,20 +25,37 @@ class Capture:
     def __init__(self, order="<", link=LINK_USB_LINUX_MMAPPED):
         self.order, self.link, self.now, self.records = order, link, BEGIN, []
 
-    def add(self, event, endpoint, data, device=5, after=0, status=0):
+    def add(self, event, endpoint, data, device=5, after=0, status=0, setup=None):
+        """One record: of an interrupt transfer, or with `setup` of a control transfer."""
         self.now += after * MICROSECOND
-        header = struct.pack(self.order + "QBBBBHccqiiII8s", 1, event, 1, endpoint, device, 1, b"-", b"\0",
-                             self.now // 10**9, self.now % 10**9 // 1000, status, len(data), len(data), bytes(8))
+        header = struct.pack(self.order + "QBBBBHccqiiII8s", 1, event, 1 if setup is None else 2, endpoint, device, 1,
+                             b"-" if setup is None else b"\0", b"\0", self.now // 10**9, self.now % 10**9 // 1000, status,
+                             len(data), len(data), setup or bytes(8))
         if self.link == LINK_USB_LINUX_MMAPPED:
             header += struct.pack(self.order + "iiII", 0, 0, 0, 0)
         self.records.append((self.now, header + data))
         return self
 
-    def exchange(self, request, response, latency=400, **options):
+    def note(self, kind, **options):
+        """Of a program that opens or closes the adapter."""
+        text = b'{"note":"%s","path":"/dev/hidraw3","process":4711,"program":"python3"}' % kind.encode()
+        return self.add(SUBMITTED, 0x00, text, setup=bytes.fromhex("4054000000000000"), **options)
+
+    def descriptors(self, serial, product=0x82FC, texts=(), **options):
+        """What the adapter says when it is plugged in; `texts` are those of manufacturer and product."""
+        device = bytes.fromhex("12 01 00 02 00 00 00 40") + struct.pack("<HH", 0x1FC9, product) + bytes.fromhex("0001 01 02 03 01")
+        self.add(SUBMITTED, 0x80, b"", setup=bytes.fromhex("8006000100001200"), **options)
+        self.add(COMPLETED, 0x80, device, setup=bytes(8), **options)
+        for index, text in [*enumerate(texts, 1), (3, serial)]:
+            self.add(SUBMITTED, 0x80, b"", setup=bytes([0x80, 6, index, 3, 9, 4, 255, 0]), **options)
+            self.add(COMPLETED, 0x80, bytes([2 + 2 * len(text), 3]) + text.encode("utf-16-le"), setup=bytes(8), **options)
+        return self
+
+    def exchange(self, request, response, latency=400, size=64, **options):
         """Two frames in hexadecimal; the response comes after so many microseconds."""
-        for report in reports(bytes.fromhex(request)):
+        for report in reports(bytes.fromhex(request), size):
             self.add(SUBMITTED, OUT, report, after=1000, **options)
-        for report in reports(bytes.fromhex(response)):
+        for report in reports(bytes.fromhex(response), size):
             self.add(COMPLETED, IN, report, after=latency, **options)
         return self
 
