@@ -274,12 +274,12 @@ void addReplay(CLI::App& app, Arguments& arguments)
 {
     auto& replay = *app.add_subcommand("replay", "Run a command with adapters that answer as recorded");
     replay.footer(
-        "FILE comes from 'tarvix trace' or the kernel's usbmon. The command follows '--':\n"
+        "Record a trace, and play it back. The command follows '--':\n"
         "  tarvix-sim run -- tarvix trace -o run.pcap -- tarvix i2c get 0x48 0 -n 2\n"
         "  tarvix-sim replay run.pcap -- tarvix i2c get 0x48 0 -n 2\n"
         "  tarvix-sim replay run.pcap --lenient -- tarvix i2c get 0x48 0 -n 2 --every 1ms --count 3\n"
         "The exit status is the command's, as under 'run'; 125 if its requests are not those of the recording.");
-    replay.add_option("FILE", arguments.replay.capture, "Recording")->required();
+    replay.add_option("FILE", arguments.replay.capture, "Trace, or a capture of the kernel's usbmon")->required();
     replay.add_flag("--lenient", arguments.replay.lenient,
                     "Answer each request as it was answered in the recording, in any order and any number of times");
     replay.add_flag("--timing", arguments.replay.timing, "Answer after the recorded time, not at once");
