@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <limits>
-#include <map>
 #include <stdexcept>
 #include <utility>
 
 #include "board/board.hpp"
+#include "common/terminal.hpp"
 #include "trace/capture/reader.hpp"
 #include "trace/conversation/conversation.hpp"
 
@@ -19,8 +19,16 @@ using trace::Event;
 using trace::EventKind;
 
 constexpr auto LONGEST_ABSENCE = std::chrono::milliseconds(200); // as under run
+constexpr auto LONGEST = std::chrono::hours(24);                 // that anything takes
 constexpr std::size_t MOST_ADAPTERS = 128;
+constexpr std::size_t LONGEST_TEXT = 126;   // of USB
 constexpr std::size_t SHORTEST_REQUEST = 4; // transaction id and code
+
+// What an adapter says of itself comes from a file.
+std::string usbText(const std::string& text, const std::string& otherwise)
+{
+    return text.empty() ? otherwise : terminal::printable(text).substr(0, LONGEST_TEXT);
+}
 
 // The events of one adapter, which come when they are certain, put into the order in which they happened.
 class Sorter {
@@ -156,7 +164,7 @@ private:
         const auto opening = std::ranges::upper_bound(openings_, happened.begin);
         const bool opened = deed.kind != Deed::ANSWER && opening != openings_.begin() && *(opening - 1) > request;
         const std::int64_t before = opened ? *(opening - 1) : count == 0 ? happened.end : request;
-        deed.after = std::chrono::nanoseconds(std::max<std::int64_t>(happened.end - before, 0));
+        deed.after = std::clamp<std::chrono::nanoseconds>(std::chrono::nanoseconds(happened.end - before), {}, LONGEST);
         if (deed.kind == Deed::LEAVE) {
             deed.absence = absence(happened.begin);
         }
@@ -179,11 +187,9 @@ private:
     UsbIdentity identity() const
     {
         const AdapterBoard usual;
-        const auto known = [](const std::string& text, const std::string& otherwise) {
-            return text.empty() ? otherwise : text;
-        };
-        return {adapter_->name(), adapter_->reportSize == 1024 ? std::size_t{1024} : std::size_t{64},
-                known(adapter_->manufacturer, usual.manufacturer), known(adapter_->product, usual.product)};
+        return {usbText(adapter_->name(), usual.serialNumber),
+                adapter_->reportSize == 1024 ? std::size_t{1024} : usual.reportSize,
+                usbText(adapter_->manufacturer, usual.manufacturer), usbText(adapter_->product, usual.product)};
     }
 
     const trace::Adapter* adapter_ = nullptr;

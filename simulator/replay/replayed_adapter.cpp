@@ -22,18 +22,23 @@ void setId(Frame& frame, unsigned id)
     frame[1] = static_cast<std::uint8_t>(id >> 8 & 0xFF);
 }
 
-Frame compared(const Frame& request)
+// Without the transaction id.
+std::span<const std::uint8_t> compared(const Frame& request)
 {
-    return {request.begin() + static_cast<std::ptrdiff_t>(std::min(request.size(), ID_SIZE)), request.end()};
+    return std::span(request).subspan(std::min(request.size(), ID_SIZE));
+}
+
+Frame keyOf(const Frame& request)
+{
+    return {compared(request).begin(), compared(request).end()};
 }
 
 bool fits(const Step& step, const Frame& request)
 {
-    const Frame expected = compared(step.request);
-    const Frame received = compared(request);
-    return step.torn
-               ? received.size() >= expected.size() && std::equal(expected.begin(), expected.end(), received.begin())
-               : received == expected;
+    const auto expected = compared(step.request);
+    const auto received = compared(request);
+    const bool longEnough = step.torn ? received.size() >= expected.size() : received.size() == expected.size();
+    return longEnough && std::ranges::equal(expected, received.first(expected.size()));
 }
 
 } // namespace
@@ -47,7 +52,7 @@ ReplayedAdapter::ReplayedAdapter(EventLoop& loop, Recording recording, const Rep
 {
     for (std::size_t step = 0; options.lenient && step + 1 < steps_.size(); ++step) {
         if (!steps_[step].torn) {
-            occurrences_[compared(steps_[step].request)].steps.push_back(step);
+            occurrences_[keyOf(steps_[step].request)].steps.push_back(step);
         }
     }
 }
@@ -55,7 +60,7 @@ ReplayedAdapter::ReplayedAdapter(EventLoop& loop, Recording recording, const Rep
 void ReplayedAdapter::opened()
 {
     perform(std::exchange(steps_[next_].atOpening, {}), nullptr, nullptr);
-    pump();
+    pumpSoon(); // the port may not be ready to lose the adapter
 }
 
 std::optional<std::string> ReplayedAdapter::leftOver() const
@@ -93,9 +98,9 @@ void ReplayedAdapter::playNext(const Frame& request)
 
 void ReplayedAdapter::playAny(const Frame& request)
 {
-    const auto found = occurrences_.find(compared(request));
+    const auto found = occurrences_.find(keyOf(request));
     if (found == occurrences_.end()) {
-        if (unknown_.insert(compared(request)).second) {
+        if (unknown_.insert(keyOf(request)).second) {
             terminal::tell(fmt::format("tarvix-sim: {}: not in the recording, and not answered: {}", serialNumber(),
                                        requestText(request)));
         }
@@ -119,7 +124,8 @@ void ReplayedAdapter::playAny(const Frame& request)
 void ReplayedAdapter::play(std::size_t step, const Frame& request)
 {
     perform(std::exchange(steps_[step].atOpening, {}), nullptr, nullptr);
-    perform(steps_[step].deeds, &steps_[step].request, &request);
+    Step& played = steps_[step];
+    perform(options_.lenient ? played.deeds : std::exchange(played.deeds, {}), &played.request, &request);
     next_ = step + 1;
 }
 

@@ -155,6 +155,8 @@ class Replay(Case):
         capture.exchange(PIN, "").note("close")  # nobody got that
         capture.note("open", after=1_000_000).exchange(PIN, HIGH)
         self.says(capture, ["open:0", READ, "read", "read", "close", "open:0", PIN, "read"], [ANSWER, "gone", HIGH])
+        capture = Capture().note("open").add(COMPLETED, IN, b"", status=GONE).note("close").note("open", after=1000)
+        self.says(capture.exchange(PIN, HIGH), ["open:0", "read", "close", "open:0", PIN, "read"], ["gone", HIGH])
 
     def test_torn_frames(self):
         whole = "02 01 04 09" + " 11" * 100
