@@ -4,10 +4,12 @@ open:N      opens the Nth adapter, as soon as it is there
 close       closes it
 HEX...      sends this frame
 read        prints the next report's part of a frame, without padding, or 'gone'
+stop        stops tarvix-sim until this program has ended
 end:STATUS  ends so
 """
 
 import os
+import signal
 import sys
 import time
 
@@ -32,6 +34,15 @@ for word in sys.argv[1:]:
             print(report[2:2 + (report[0] | report[1] << 8) // 4].hex(" "))
         except OSError:
             print("gone")
+    elif word == "stop":
+        simulator = os.getppid()
+        os.kill(simulator, signal.SIGSTOP)
+        if os.fork() == 0:
+            me = os.getppid()
+            while os.getppid() == me:
+                time.sleep(0.01)
+            os.kill(simulator, signal.SIGCONT)
+            os._exit(0)
     elif word.startswith("end:"):
         sys.exit(int(word[4:]))
     else:

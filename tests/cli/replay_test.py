@@ -116,8 +116,9 @@ class Replay(Case):
         for end, status in ("end:0", DIFFERENT), ("end:3", 3):
             result = self.talk(capture, "open:0", READ, "read", end)
             self.assertEqual((result.stderr, result.returncode), (message, status))
-        # What was written in the last moment counts.
-        self.says(capture, ["open:0", READ, PIN, PIN], [])
+        # What was written in the last moment counts, however much it is.
+        long = "02 01 04 09" + " 11" * 8000
+        self.says(Capture().exchange(long, ""), ["open:0", "stop", long], [])
 
     def test_answers_have_the_ids_of_this_run(self):
         capture = Capture().exchange(READ, ANSWER)
@@ -126,10 +127,12 @@ class Replay(Case):
                   [renumbered(ANSWER, 0x42), renumbered(HIGH, 0x43)])
 
     def test_requests_without_answers_stay_so(self):
-        late = Capture().exchange(READ, "").exchange(PIN, ANSWER, latency=200_000).exchange("", HIGH)
+        lost = Capture().exchange(READ, "").exchange(PIN, HIGH)
+        self.says(lost, ["open:0", READ, PIN, "read"], [HIGH])
+        late = Capture().exchange(READ, "")
+        late.now += 10**9
+        late.exchange(PIN, ANSWER).exchange("", HIGH)
         self.says(late, ["open:0", READ, PIN, "read", "read"], [ANSWER, HIGH])
-        late = Capture().exchange(READ, "").exchange(PIN, HIGH)
-        self.says(late, ["open:0", READ, PIN, "read"], [HIGH])
 
     def test_notifications_come_at_their_place(self):
         def edge(pin):
@@ -146,9 +149,11 @@ class Replay(Case):
         self.says(capture, words, [edge(1), ANSWER, edge(2), HIGH], options=["--lenient"])
 
     def test_several_requests_in_flight(self):
-        capture = Capture().exchange(READ, "").exchange(PIN, "").exchange("", ANSWER).exchange("", EDGE).exchange("", HIGH)
-        for words in ([READ, PIN, "read", "read", "read"], [READ, "read", PIN, "read", "read"]):
-            self.says(capture, ["open:0", *words], [ANSWER, EDGE, HIGH])
+        capture = Capture().exchange(READ, "").exchange(PIN, "")
+        for frame in EDGE, ANSWER, EDGE, HIGH:
+            capture.exchange("", frame)
+        for words in ([READ, PIN, *["read"] * 4], [READ, "read", "read", PIN, "read", "read"]):
+            self.says(capture, ["open:0", *words], [EDGE, ANSWER, EDGE, HIGH])
 
     def test_a_loss_comes_at_its_place(self):
         capture = Capture().note("open").exchange(READ, ANSWER).add(COMPLETED, IN, b"", status=GONE, after=1000)
