@@ -47,6 +47,18 @@ std::vector<std::string> withoutHelpWord(std::vector<std::string> words)
     return words;
 }
 
+using Run = std::function<void(Context&)>;
+
+Run inTurn(Run first, Run second)
+{
+    return [first = std::move(first), second = std::move(second)](Context& context) {
+        if (first) {
+            first(context);
+        }
+        second(context);
+    };
+}
+
 } // namespace
 
 void Commands::group(const std::string& name, const std::string& description, void (*fill)(Commands& family))
@@ -64,6 +76,17 @@ void Commands::mention(const std::string& name, const std::string& description)
     app_.add_subcommand(name, description);
 }
 
+void Commands::together(const std::string& name, const std::string& description, void (*fill)(Commands& family),
+                        void (*run)(Context&))
+{
+    CLI::App* family = app_.add_subcommand(name, description);
+    family->require_subcommand(1, 0)->fallthrough()->footer("");
+    Commands commands(*family, selected_, words_);
+    commands.together_ = true;
+    fill(commands);
+    family->callback([&selected = selected_, name, run] { selected = {name, inTurn(std::move(selected.run), run)}; });
+}
+
 CLI::App& Commands::addCommand(const std::string& name, const std::string& description,
                                std::function<void(Context&)> run, const Examples& examples, const std::string& notes)
 {
@@ -75,12 +98,17 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
         const std::string before = app_.get_footer().empty() ? "Examples:" : app_.get_footer();
         app_.footer(fmt::format("{}\n  {}", before, examples.front()));
     }
-    command->callback([&selected = selected_, command, run = std::move(run)] {
+    command->callback([&selected = selected_, command, run = std::move(run), together = together_] {
         if (command->get_subcommands().empty()) {
-            selected = {nameOf(*command), run};
+            selected = {nameOf(*command), together ? inTurn(std::move(selected.run), run) : run};
         }
     });
     return *command;
+}
+
+void Commands::addMissing(const std::string& name, const std::string& reason, const std::string& advice)
+{
+    addCommand(name, "", [=](Context&) { throw Failure(ExitStatus::REFUSED, reason, advice); }, {}, {}).group("");
 }
 
 CommandLine::CommandLine(const CommandSet& commands, std::vector<std::string> words)

@@ -12,6 +12,7 @@ namespace {
 using namespace tool;
 
 constexpr SubProgram SUB_PROGRAMS[] = {
+    {"bridge", "Make the adapter a device that other tools know"},
     {"trace", "Record what programs and adapters say to each other"},
 };
 

@@ -59,8 +59,10 @@ std::vector<std::string> environmentWith(const std::string& library, Order order
                                          const std::string& value)
 {
     constexpr std::string_view PRELOAD = "LD_PRELOAD=";
+    constexpr std::string_view SANITIZER = "ASAN_OPTIONS="; // AddressSanitizer wants to be loaded first, unless told so
     const std::string assignment = std::string(variable) + '=';
     std::string preload = library;
+    std::string sanitizer = "verify_asan_link_order=0";
     std::vector<std::string> variables{assignment + value};
     for (char** each = environ; *each; ++each) {
         const std::string_view ours = *each;
@@ -69,11 +71,14 @@ std::vector<std::string> environmentWith(const std::string& library, Order order
             if (!others.empty()) {
                 preload = order == Order::FIRST ? library + ':' + others : others + ':' + library;
             }
+        } else if (ours.starts_with(SANITIZER)) {
+            sanitizer += ':' + std::string(ours.substr(SANITIZER.size()));
         } else if (!ours.starts_with(assignment)) {
             variables.emplace_back(ours);
         }
     }
     variables.push_back(std::string(PRELOAD) + preload);
+    variables.push_back(std::string(SANITIZER) + sanitizer);
     return variables;
 }
 

@@ -19,7 +19,8 @@ std::string preloadLibrary(std::string_view name, std::string_view directory);
 
 enum class Order { FIRST, LAST };
 
-// Our environment, with this library before or behind those that are preloaded already, and this variable.
+// Our environment, with this library before or behind those that are preloaded already, and this variable. Programs
+// built with AddressSanitizer run with it, too.
 std::vector<std::string> environmentWith(const std::string& library, Order order, std::string_view variable,
                                          const std::string& value);
 

@@ -37,6 +37,11 @@ public:
     // reach none of them, and making all costs more than most commands do.
     void group(const std::string& name, const std::string& description, void (*fill)(Commands& family));
 
+    // A family whose commands may stand together on one line, each with its options. They run in this order, and `run`
+    // after them.
+    void together(const std::string& name, const std::string& description, void (*fill)(Commands& family),
+                  void (*run)(Context&));
+
     template <class Options>
     struct Added {
         CLI::App& app;    // add the command's options here ...
@@ -60,6 +65,9 @@ public:
         return {command, *options};
     }
 
+    // What people will try and cannot be: help does not list it, and running it says why.
+    void addMissing(const std::string& name, const std::string& reason, const std::string& advice);
+
 private:
     CLI::App& addCommand(const std::string& name, const std::string& description, std::function<void(Context&)> run,
                          const Examples& examples, const std::string& notes);
@@ -67,6 +75,7 @@ private:
     CLI::App& app_;
     Selected& selected_;
     std::span<const std::string> words_;
+    bool together_ = false;
 };
 
 // For commands that have none.

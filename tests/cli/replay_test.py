@@ -13,6 +13,7 @@ from tool import ENVIRONMENT, SIM, SOURCE, TARVIX, Case, run
 READ, ANSWER = "00 01 05 09 00 02 00 48 01 00 00 00 00 00", "00 01 05 09 00 00 00 02 00 17 80"
 PIN, HIGH, LOW = "01 01 03 14 06", "01 01 03 14 00 00 01", "01 01 03 14 00 00 00"
 EDGE = "00 00 81 14 00 00 05"
+OPEN, CLOSE = b'{"note":"open"}', b'{"note":"close"}'
 GONE = -108
 DIFFERENT = 125
 
@@ -142,8 +143,8 @@ class Replay(Case):
         capture.exchange("", HIGH)
         self.says(capture, ["open:0", READ, "read", "read", "read", PIN, "read", "read"],
                   [ANSWER, edge(1), edge(2), edge(3), HIGH])
-        capture = Capture().note("open").exchange("", edge(1)).exchange(READ, ANSWER).note("close")
-        capture.note("open").exchange("", edge(2)).exchange(PIN, HIGH)
+        capture = Capture().note(OPEN).exchange("", edge(1)).exchange(READ, ANSWER).note(CLOSE)
+        capture.note(OPEN).exchange("", edge(2)).exchange(PIN, HIGH)
         words = ["open:0", "read", READ, "read", "close", "open:0", "read", PIN, "read"]
         self.says(capture, words, [edge(1), ANSWER, edge(2), HIGH])
         self.says(capture, words, [edge(1), ANSWER, edge(2), HIGH], options=["--lenient"])
@@ -156,11 +157,11 @@ class Replay(Case):
             self.says(capture, ["open:0", *words], [EDGE, ANSWER, EDGE, HIGH])
 
     def test_a_loss_comes_at_its_place(self):
-        capture = Capture().note("open").exchange(READ, ANSWER).add(COMPLETED, IN, b"", status=GONE, after=1000)
-        capture.exchange(PIN, "").note("close")  # nobody got that
-        capture.note("open", after=1_000_000).exchange(PIN, HIGH)
+        capture = Capture().note(OPEN).exchange(READ, ANSWER).add(COMPLETED, IN, b"", status=GONE, after=1000)
+        capture.exchange(PIN, "").note(CLOSE)  # nobody got that
+        capture.note(OPEN, after=1_000_000).exchange(PIN, HIGH)
         self.says(capture, ["open:0", READ, "read", "read", "close", "open:0", PIN, "read"], [ANSWER, "gone", HIGH])
-        capture = Capture().note("open").add(COMPLETED, IN, b"", status=GONE).note("close").note("open", after=1000)
+        capture = Capture().note(OPEN).add(COMPLETED, IN, b"", status=GONE).note(CLOSE).note(OPEN, after=1000)
         self.says(capture.exchange(PIN, HIGH), ["open:0", "read", "close", "open:0", PIN, "read"], ["gone", HIGH])
 
     def test_torn_frames(self):
@@ -182,15 +183,17 @@ class Replay(Case):
                          ("tarvix-sim: 1-5: not in the recording, and not answered: gpio digital read pin 3\n", 0))
 
     def test_timing(self):
-        capture = Capture().descriptors("TVX0000009")
+        capture = Capture().descriptor()
         capture.exchange("01 00 03 14 05", "01 00 03 14 00 00 01", latency=30_000_000)
         for options, status in ((), 0), (["--timing"], 6):
             result = self.replay(capture, TARVIX, "gpio", "get", "5", "--timeout", "300", options=options)
             self.assertEqual(result.returncode, status, result.stderr)
 
     def test_what_is_known_of_the_adapters(self):
-        capture = Capture().descriptors("A-1", device=7, product=0x82FD, texts=("Somebody", "Some adapter"))
-        capture.descriptors("A-2", device=8).exchange(PIN, HIGH, device=7, size=1024).exchange(PIN, LOW, device=8)
+        capture = Capture().descriptor(size=1024, device=7).descriptor(device=8).string(3, "A-2", device=8)
+        for index, text in (1, "Somebody"), (2, "Some adapter"), (3, "A-1"):
+            capture.string(index, text, device=7)
+        capture.exchange(PIN, HIGH, device=7, size=1024).exchange(PIN, LOW, device=8)
         result = self.replay(capture, TARVIX, "list", "--json", options=["--lenient"])
         found = [tuple(adapter[key] for key in ("serial", "product", "report_size")) for adapter in
                  json.loads(result.stdout)["adapters"]]

@@ -8,13 +8,14 @@ import re
 import shutil
 import signal
 import struct
+import subprocess
 import time
 import types
 import unittest
 
 from tool import ENVIRONMENT, LIMIT, SOURCE, TARVIX, Case, run, simulated, tarvix
 
-SUB_PROGRAMS = ("trace",)
+SUB_PROGRAMS = ("bridge", "trace")
 SOAK = os.environ["TARVIX_SOAK"]
 
 
@@ -81,6 +82,11 @@ def story(records):
     return [each for each in told if each != ("C", 0)]
 
 
+def told(text):
+    """Lines of a trace without what differs from run to run."""
+    return re.sub(r"(?m)^[\d:.]+ +([\d.]+[mu]?s)?|open \S+|\(\d+\)", "", text)
+
+
 class Record(Case):
     def record(self, *command, sim=("--adapters", "1"), file=None, options=(), status=0, errors=""):
         """The output of a command, and what it leaves."""
@@ -118,6 +124,13 @@ class Record(Case):
         self.assertTrue(before - 1 < records[0].time < time.time() + 1)
 
 
+    def test_any_serial_number(self):
+        serial = 'Ä"\\ \N{GRINNING FACE}'
+        board = pathlib.Path(self.directory()) / "board.json"
+        board.write_text(json.dumps({"version": 1, "adapters": [{"serial": serial}]}), encoding="utf-8")
+        _, records = self.record(TARVIX, "info", sim=("--board", board))
+        self.assertEqual((notes(records)[0]["serial"], records[3].data[2:].decode("utf-16-le")), (serial, serial))
+
     def test_programs_that_know_nothing_of_it(self):
         asked, answered = (">", "17000100070403"), ("<", "4700" "0100" "0704" "0000" "0b" + b"TVX0000002".hex())
         reset, lost = (">", "1300" "0200" "0104"), ("C", -errno.ESHUTDOWN)
@@ -140,6 +153,7 @@ def ask(node, number):
 os.close(os.open(path, os.O_RDONLY))  # the file, for a lock
 node = os.open(path, os.O_RDWR)
 assert ask(node, 1) == b"TVX0000001"
+assert os.system("! test -e /proc/self/fd/900") == 0  # other programs do not inherit the capture
 os.closerange(3, 2000)  # the node, and the capture
 other = os.open(sys.argv[1], os.O_RDWR | os.O_CREAT)
 assert other == node and os.write(other, b"mine") == 4
@@ -246,10 +260,29 @@ for arguments in ("open_path", b"/dev/hidraw99"), ("open", 0x1FC9, 0x82FC), ("op
         result = run(simulated(["bash", "-e", "-c", f"PATH=/usr/bin:$PATH\n{commands}"]), cwd=directory)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertIn("TVX0000001\n", result.stdout)
+        live = (SOURCE / "docs/trace.md").read_text(encoding="utf-8").partition("02:11:04")
+        self.assertEqual(told((directory / "live.txt").read_text(encoding="utf-8")), told((live[1] + live[2]).partition("```")[0]))
         stories = {file.name: story(transfers(file)) for file in directory.glob("*.pcap")}
-        self.assertEqual(sorted(stories), ["inside.pcap", "outside.pcap", "python.pcap", "run.pcap", "service.pcap"])
+        self.assertEqual(sorted(stories), ["inside.pcap", "live.pcap", "outside.pcap", "python.pcap", "run.pcap", "service.pcap"])
         self.assertEqual(stories["inside.pcap"], stories["outside.pcap"])
         self.assertEqual((stories["python.pcap"][0], stories["python.pcap"][-1]), ("open", "close"))
+
+    def test_prints_what_is_recorded(self):
+        path = os.path.join(self.directory(), "run.pcap")
+        script = "tarvix i2c get 0x48 0 -n 2 --json; read -r line; tarvix i2c scan"
+        with subprocess.Popen(simulated([TARVIX, "trace", "-o", path, "--live", "--family", "i2c", "--", "sh", "-c", script]),
+                              env=ENVIRONMENT, text=True, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE) as process:
+            lines = [process.stderr.readline() for _ in range(2)]  # while the command waits
+            output, rest = process.communicate("go on\n", timeout=LIMIT)
+        self.assertEqual((process.returncode, json.loads(output.partition("\n")[0])["data"]), (0, "1780"))
+        self.assertEqual("".join(lines) + rest, run([TARVIX, "trace", "show", path, "--family", "i2c"]).stdout)
+        self.assertIn("i2c read bus 0 0x48 reg 00 len 2 -> 17 80\n", lines[1])
+
+    def test_nobody_needs_to_read_that(self):
+        command = ["bash", "-c", "exec 2>&-; exec \"$@\"", "bash", *simulated([TARVIX, "trace", "-o", "run.pcap", "--live", "--"])]
+        result = run([*command, "sh", "-c", "tarvix spi id; exit 3"], cwd=self.directory())
+        self.assertEqual((result.returncode, "manufacturer" in result.stdout), (3, True))
 
     def test_ends_as_the_command(self):
         for command, status in (("exit 3", 3), ("kill -TERM $$", 128 + signal.SIGTERM), ("true --json", 0)):
@@ -278,6 +311,8 @@ for arguments in ("open_path", b"/dev/hidraw99"), ("open", 0x1FC9, 0x82FC), ("op
                 (["-o", there, "--", "ls"], 1, f"{there} exists; choose another name, or overwrite it with --force"),
                 (["-o", f"{missing}/file", "--", "ls"], 1, f"cannot write {missing}/file: No such file or directory"),
                 (["--force", "-o", directory, "--", "ls"], 1, f"cannot write {directory}: Is a directory"),
+                (["-o", missing, "--stats", "--", "ls"], 2, "nothing is printed without --live"),
+                (["-o", missing, "--live", "--family", "x", "--", "ls"], 2, "--family: 'x' is not one of "),
                 (["--force", "-o", "/dev/full", "--", "ls"], 1, "cannot write /dev/full: No space left on device")):
             with self.subTest(words=words):
                 self.fails(run([TARVIX, "trace", *words]), status, f"tarvix trace: {message}")

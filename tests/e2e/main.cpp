@@ -34,10 +34,11 @@ struct Play {
     Place place;
 };
 
-// Figures take their time: `speed` is played only when it is asked for by name.
+// Figures take their time: `speed` is played only when it is asked for by name. Bridges see neither ports nor reports.
 bool isMeant(const std::string& name, std::string_view pattern)
 {
-    return name.find(pattern) != std::string::npos &&
+    const bool isBridge = name.find("/bridge-") != std::string::npos;
+    return name.find(pattern) != std::string::npos && (!isBridge || name.starts_with("gadget/1024/")) &&
            (!name.ends_with("/speed") || pattern.find("speed") != std::string_view::npos);
 }
 

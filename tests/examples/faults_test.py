@@ -10,7 +10,7 @@ sim, example, output = sys.argv[1:4]
 arguments = sys.argv[4:]
 
 # Not the 1 of an example that fails.
-os.environ["ASAN_OPTIONS"] += ":exitcode=99"
+os.environ["ASAN_OPTIONS"] = "exitcode=99"
 os.environ["UBSAN_OPTIONS"] = "exitcode=99"
 
 MESSAGES = ["NO_RESPONSE", "ADAPTER_LOST", "UNEXPECTED_RESPONSE", "RESPONSE_TOO_SHORT",

@@ -78,7 +78,7 @@ std::FILE* openGrowing(const std::string& path)
     if (stream == nullptr) {
         throw CaptureError(path + ": " + std::generic_category().message(errno));
     }
-    file.release();
+    static_cast<void>(file.release());
     return stream;
 }
 

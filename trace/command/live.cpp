@@ -1,5 +1,6 @@
 #include "trace/command/live.hpp"
 
+#include <exception>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -31,7 +32,7 @@ void Live::unlessEnded(Work work)
         work();
     } catch (const tool::OutputClosed&) {
         ended_ = true;
-    } catch (const CaptureError& error) {
+    } catch (const std::exception& error) {
         ended_ = true;
         terminal::tell(std::string("tarvix trace: ") + error.what());
     }

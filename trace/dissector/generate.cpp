@@ -43,8 +43,8 @@ std::string lua(const json& value)
     switch (value.type()) {
     case json::value_t::string: {
         const auto& text = value.get_ref<const std::string&>();
-        const bool isNumber = text.starts_with("0x") &&
-                              text.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos;
+        const bool isNumber =
+            text.starts_with("0x") && text.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos;
         return isNumber ? text : quoted(text);
     }
     case json::value_t::array: {

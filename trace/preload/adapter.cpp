@@ -13,7 +13,7 @@
 
 #include "trace/preload/system.hpp"
 
-namespace trace {
+namespace recorder {
 
 namespace {
 
@@ -109,4 +109,4 @@ bool identify(Adapter& adapter, int descriptor)
     return true;
 }
 
-} // namespace trace
+} // namespace recorder

@@ -5,7 +5,7 @@
 
 #include "trace/preload/recording.hpp"
 
-namespace trace {
+namespace recorder {
 
 // Fills in path, bus and device: what the kernel says of a node or of a path of libusb's; for an adapter that it does
 // not know, such as a virtual one, numbers that the path always gets.
@@ -17,4 +17,4 @@ bool isNode(const char* path, int descriptor);
 // Asks a hidraw node who it is; false if it is none.
 bool identify(Adapter& adapter, int descriptor);
 
-} // namespace trace
+} // namespace recorder

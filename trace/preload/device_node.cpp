@@ -18,7 +18,7 @@
 static_assert(sizeof(off_t) == sizeof(off64_t));
 #define ANSWERS_ALSO(name, first) __asm__(name) __attribute__((alias(first), visibility("default")))
 
-namespace trace {
+namespace recorder {
 
 namespace {
 
@@ -160,4 +160,4 @@ ssize_t writeTo(int descriptor, const void* data, std::size_t size)
 
 } // extern "C"
 
-} // namespace trace
+} // namespace recorder

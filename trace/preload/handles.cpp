@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace trace {
+namespace recorder {
 
 namespace {
 
@@ -61,4 +61,4 @@ void removeHandle(Handle& handle)
     handle.key = FREE_AGAIN;
 }
 
-} // namespace trace
+} // namespace recorder

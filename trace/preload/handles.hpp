@@ -9,7 +9,7 @@
 
 struct hid_device_;
 
-namespace trace {
+namespace recorder {
 
 // hidapi's functions that are called for a device: those of the library that opened it. A process may have two.
 struct HidFunctions {
@@ -49,4 +49,4 @@ Handle* findHandle(std::uintptr_t key);
 // It stays readable, but may become another one's.
 void removeHandle(Handle& handle);
 
-} // namespace trace
+} // namespace recorder

@@ -16,7 +16,7 @@
 #include "trace/preload/inside.hpp"
 #include "trace/preload/note.hpp"
 
-using namespace trace;
+using namespace recorder;
 
 namespace {
 

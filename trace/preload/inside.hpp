@@ -1,7 +1,7 @@
 // Whether this thread is inside hidapi: what hidapi asks of itself or of the C library is not the program's.
 #pragma once
 
-namespace trace {
+namespace recorder {
 
 class Inside {
 public:
@@ -16,4 +16,4 @@ private:
     static inline constinit thread_local int depth __attribute__((tls_model("initial-exec"))) = 0;
 };
 
-} // namespace trace
+} // namespace recorder

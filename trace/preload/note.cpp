@@ -6,7 +6,7 @@
 
 #include "common/utf8.hpp"
 
-namespace trace {
+namespace recorder {
 
 namespace {
 
@@ -141,4 +141,4 @@ void toUtf8(const wchar_t* text, std::span<char> buffer)
     buffer[size] = '\0';
 }
 
-} // namespace trace
+} // namespace recorder

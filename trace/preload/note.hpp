@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-namespace trace {
+namespace recorder {
 
 // One JSON object. What does not fit is left out.
 class Note {
@@ -34,4 +34,4 @@ std::size_t stringDescriptor(std::string_view text, std::span<std::uint8_t, 255>
 // UTF-8 of a wide string, cut to the buffer, with a zero byte.
 void toUtf8(const wchar_t* text, std::span<char> buffer);
 
-} // namespace trace
+} // namespace recorder

@@ -19,7 +19,7 @@
 #include "trace/preload/note.hpp"
 #include "trace/preload/system.hpp"
 
-namespace trace {
+namespace recorder {
 
 namespace {
 
@@ -32,14 +32,12 @@ constinit std::atomic<int> file{NOT_YET};
 constinit std::atomic<dev_t> fileDevice{0};
 constinit std::atomic<ino_t> fileNumber{0};
 constinit std::atomic<rlim_t> largestFile{RLIM_INFINITY};
-constinit std::atomic<bool> told{false};
 constinit std::atomic<std::uint32_t> transfers{0};
 
 // Told with the program's name, because others may go on.
 int giveUp(const char* what, const char* why)
 {
-    file = NEVER;
-    if (!told.exchange(true)) {
+    if (file.exchange(NEVER) != NEVER) {
         std::array<char, PATH_MAX + 256> line{};
         const int size = std::snprintf(line.data(), line.size(), "tarvix trace: %s %s: %s; '%s' goes on unrecorded\n",
                                        what, path.data(), why, ::program_invocation_short_name);
@@ -328,4 +326,4 @@ void recordFailedOpening(const Adapter& adapter, const char* error)
     appendNote(adapter, noteOf(NOTE_ERROR, adapter).add("doing", "open").add("error", error));
 }
 
-} // namespace trace
+} // namespace recorder

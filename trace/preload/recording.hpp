@@ -9,7 +9,9 @@
 
 #include "trace/capture/layout.hpp"
 
-namespace trace {
+namespace recorder {
+
+using namespace trace; // what a capture is made of
 
 inline constexpr const char* FILE_VARIABLE = "TARVIX_TRACE"; // holds the file's path
 
@@ -58,4 +60,4 @@ void recordOpening(const Adapter& adapter);
 void recordClosing(const Adapter& adapter);
 void recordFailedOpening(const Adapter& adapter, const char* error);
 
-} // namespace trace
+} // namespace recorder

@@ -7,7 +7,7 @@
 
 #include "common/next.hpp"
 
-namespace trace::next {
+namespace recorder::next {
 
 using preload::Next;
 
@@ -20,4 +20,4 @@ inline constinit Next<ssize_t(int, void*, std::size_t, std::size_t)> readChecked
 inline constinit Next<ssize_t(int, const void*, std::size_t)> write("write");
 inline constinit Next<int(int)> close("close");
 
-} // namespace trace::next
+} // namespace recorder::next

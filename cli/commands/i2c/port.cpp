@@ -14,6 +14,11 @@ const char* const I2C_ADDRESS_ADVICE =
 void addPortOptions(CLI::App& app, I2cPortOptions& options)
 {
     addNumber(app, "-b,--bus", options.bus, {0, 1}, "I2C port");
+    addPortSettings(app, options);
+}
+
+void addPortSettings(CLI::App& app, I2cPortOptions& options)
+{
     addFrequency(app, "-c,--clock", options.clock, {1, 3'400'000}, "Clock frequency: 100k, 400k, 1M");
     addNumber(app, "--pull-up", options.pullUp, {0, 3},
               "Pull-up setting, numbered by the firmware, 0 for none; unchanged by default");
@@ -30,14 +35,16 @@ void setUpPort(Context& context, const I2cPortOptions& options)
 {
     const std::string pullUp = options.pullUp ? fmt::format(", pull-up {}", *options.pullUp) : "";
     const std::string option = options.initOption != 0 ? fmt::format(", option {}", options.initOption) : "";
-    context.setUp(
-        fmt::format("I2C bus {}", options.bus), fmt::format("{} Hz{}{}", options.clock, pullUp, option),
-        [&](TarvixSDK& sdk) {
-            const StatusCode status = sdk.i2cControllerInit(options.index(), options.clock, options.initOption);
-            return status == StatusCode::SUCCESS && options.pullUp
-                       ? sdk.i2cSetPullUpResistors(options.index(), static_cast<std::uint8_t>(*options.pullUp))
-                       : status;
-        });
+    context.setUp(fmt::format("I2C bus {}", options.bus), fmt::format("{} Hz{}{}", options.clock, pullUp, option),
+                  [&](TarvixSDK& sdk) { return initialisePort(sdk, options); });
+}
+
+StatusCode initialisePort(TarvixSDK& sdk, const I2cPortOptions& options)
+{
+    const StatusCode status = sdk.i2cControllerInit(options.index(), options.clock, options.initOption);
+    return status == StatusCode::SUCCESS && options.pullUp
+               ? sdk.i2cSetPullUpResistors(options.index(), static_cast<std::uint8_t>(*options.pullUp))
+               : status;
 }
 
 Carriage carriageOf(const I2cPortOptions& port)

@@ -22,11 +22,13 @@ struct I2cPortOptions {
 };
 
 void addPortOptions(CLI::App& app, I2cPortOptions& options);
+void addPortSettings(CLI::App& app, I2cPortOptions& options); // those of any port
 
 // ADDRESS
 void addTargetAddress(CLI::App& app, std::uint8_t& address);
 
 void setUpPort(Context& context, const I2cPortOptions& options);
+StatusCode initialisePort(TarvixSDK& sdk, const I2cPortOptions& options);
 
 // How reads from it are carried, for pieces.
 Carriage carriageOf(const I2cPortOptions& port);

@@ -37,13 +37,16 @@ void addLineOptions(CLI::App& app, LineOptions& options)
     addChoice(app, "--handshake", options.handshake, HANDSHAKES, "Hardware flow control");
 }
 
+std::string describe(const LineOptions& line)
+{
+    return fmt::format("{} baud, {}{}{}{}", line.baud.rate, 5 + static_cast<unsigned>(line.bits),
+                       "NOE"[static_cast<unsigned>(line.parity)], line.stop == UartStopBit::ONE ? 1 : 2,
+                       line.handshake == UartHwHandshake::ENABLED ? ", RTS/CTS" : "");
+}
+
 void setUpLine(Context& context, const LineOptions& options)
 {
-    const std::string settings =
-        fmt::format("{} baud, {}{}{}{}", options.baud.rate, 5 + static_cast<unsigned>(options.bits),
-                    "NOE"[static_cast<unsigned>(options.parity)], options.stop == UartStopBit::ONE ? 1 : 2,
-                    options.handshake == UartHwHandshake::ENABLED ? ", RTS/CTS" : "");
-    context.setUp("UART", settings, [&](TarvixSDK& sdk) {
+    context.setUp("UART", describe(options), [&](TarvixSDK& sdk) {
         return sdk.uartInit(options.baud.number, options.handshake, options.parity, options.bits, options.stop);
     });
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 
 #include "adapter/context.hpp"
 #include "adapter/notifications.hpp"
@@ -24,7 +25,11 @@ struct LineOptions {
     UartDataSize bits = UartDataSize::BITS_8;
     UartStopBit stop = UartStopBit::ONE;
     UartHwHandshake handshake = UartHwHandshake::DISABLED;
+
+    bool operator==(const LineOptions&) const = default;
 };
+
+std::string describe(const LineOptions& line); // "9600 baud, 8N1"
 
 void addLineOptions(CLI::App& app, LineOptions& options);
 

@@ -4,20 +4,14 @@ import contextlib
 import json
 import os
 import pathlib
-import subprocess
+import re
 import sys
 import tempfile
 import unittest
 
-from browser import CHROMIUM, Page
+from browser import CHROMIUM, Browser
 from captures import Capture
-
-TARVIX = os.environ["TARVIX"]
-SIM = os.environ["TARVIX_SIM"]
-SOURCE = pathlib.Path(os.environ["TARVIX_SOURCE"])
-LIMIT = 120
-ENVIRONMENT = {**os.environ, "PYTHONPATH": str(SOURCE / "python"),
-               "PATH": os.pathsep.join([os.path.dirname(TARVIX), os.path.dirname(SIM), os.environ["PATH"]])}
+from tool import ENVIRONMENT, SOURCE, TARVIX, Case, objects, run, simulated
 
 SHOWN = "Array.from(document.querySelectorAll('#rows .row'), row => Array.from(row.children, cell => cell.textContent))"
 DETAIL = ("Object.fromEntries(Array.from(document.querySelectorAll('#detail dt'), "
@@ -26,41 +20,54 @@ CHOSEN = "document.querySelector('#rows [aria-selected=true]')?.children[3].text
 NODES = "document.querySelectorAll('*').length"
 
 
-def run(*command):
-    result = subprocess.run(command, capture_output=True, text=True, timeout=LIMIT, check=False, env=ENVIRONMENT)
-    assert result.returncode == 0, result.stderr
+def output_of(command, **options):
+    result = run(command, **options)
+    assert (result.returncode, result.stderr) == (0, ""), result.stderr
     return result.stdout
 
 
 def record_faulty_run(path):
-    run(SIM, "run", "--fault", "drop:0.02", "--seed", "7", "--", TARVIX, "trace", "-o", path, "--", "python3", "-B",
-        str(SOURCE / "tests/trace/faulty_run.py"))
+    program = [TARVIX, "trace", "-o", path, "--", "python3", "-B", str(SOURCE / "tests/cli/faulty_run.py")]
+    output_of(simulated(program, ["--fault", "drop:0.02", "--seed", "7"]),
+              env={**ENVIRONMENT, "PYTHONPATH": str(SOURCE / "python")})
+
+
+READY = "typeof drawAll === 'function'"
+
+
+def make_picture(browser, path):
+    with tempfile.TemporaryDirectory() as directory:
+        capture, page = os.path.join(directory, "bench.pcap"), os.path.join(directory, "report.html")
+        record_faulty_run(capture)
+        output_of([TARVIX, "trace", "report", capture, "-o", page])
+        browser.open(page, READY, 1180, 740)
+        browser.press("n", "n")
+        assert not browser.errors
+        browser.picture(path)
 
 
 @unittest.skipUnless(CHROMIUM, "there is no chromium")
-class Report(unittest.TestCase):
-    maxDiff = None
-
+class Report(Case):
     @classmethod
     def setUpClass(cls):
-        directory = cls.enterClassContext(tempfile.TemporaryDirectory())
-        cls.directory = pathlib.Path(directory)
-        cls.faulty = str(cls.directory / "faulty.pcap")
+        cls.browser = cls.enterClassContext(Browser())
+        cls.home = pathlib.Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        cls.faulty = str(cls.home / "faulty.pcap")
         record_faulty_run(cls.faulty)
         cls.events = [json.loads(line) for line in
-                      run(TARVIX, "trace", "show", cls.faulty, "--json", "--frames").splitlines()]
+                      output_of([TARVIX, "trace", "show", cls.faulty, "--json", "--frames"]).splitlines()]
         cls.events.sort(key=lambda event: event["at"])
 
     @contextlib.contextmanager
     def page(self, capture, **options):
         """The page of a capture; it must neither complain nor ask for anything else."""
-        path = str(self.directory / "report.html")
-        run(TARVIX, "trace", "report", str(capture), "-o", path)
-        with Page(path, **options) as page:
-            page.settled()
-            yield page
-            self.assertEqual(page.errors, [])
-            self.assertEqual([url.split("/")[-1] for url in page.requests if not url.startswith("data:")], ["report.html"])
+        path = str(self.home / "report.html")
+        output_of([TARVIX, "trace", "report", str(capture), "-o", path])
+        self.browser.open(path, READY, **options)
+        yield self.browser
+        self.assertEqual(self.browser.errors, [])
+        asked = [url.split("/")[-1] for url in self.browser.requests if not url.startswith("data:")]
+        self.assertEqual(asked, ["report.html"])
 
     def bad(self, event):
         return event.get("status", 0) != 0 or event["event"] in ("error", "unanswered", "late", "unmatched", "torn")
@@ -80,7 +87,7 @@ class Report(unittest.TestCase):
             self.assertTrue(counts["notification"] and counts["unanswered"] and counts["error"] and counts["open"] == 2)
 
     def test_errors_lead_to_their_bytes(self):
-        refused = [event for event in self.events if event.get("status_name") == "NACK"]
+        refused = [event for event in self.events if event.get("status_name") == "NACK" and event["event"] == "exchange"]
         with self.page(self.faulty) as page:
             problems = page.value("Array.from(document.querySelectorAll('#problems button'), one => one.textContent)")
             place = problems.index(f"{len(refused)} × NACK · i2c read")
@@ -164,16 +171,50 @@ class Report(unittest.TestCase):
         with self.page(self.faulty, width=600, height=900) as page:
             self.assertLessEqual(page.value("document.documentElement.scrollWidth"), 600)
 
+    def test_picture_of_the_guide(self):
+        """As it is made again; times differ."""
+        picture = self.home / "picture.png"
+        make_picture(self.browser, str(picture))
+        kept = SOURCE / "docs/images/trace-report.png"
+        head = picture.read_bytes()[:24] # with width and height
+        self.assertEqual(kept.read_bytes()[:24], head)
+        self.assertLess(kept.stat().st_size, 150_000)
+
+    def test_keys_are_those_of_the_guide(self):
+        guide = (SOURCE / "docs/trace.md").read_text(encoding="utf-8")
+        keys = re.findall(r"`([^`]+)`", "".join(re.findall(r"^\| (.*?) \|", guide.split("| Key |")[1].split("\n\n")[0], re.MULTILINE)))
+        with self.page(self.faulty) as page:
+            page.press("?")
+            listed = page.value("Array.from(document.querySelectorAll('#help kbd'), key => key.textContent)")
+            self.assertTrue(len(keys) > 10 and set(keys) <= {"?", *listed}, keys)
+            known = page.value("Object.keys(keys)")
+            self.assertLessEqual(set(keys), set(known))
+
+    def test_damaged_trace(self):
+        """What can be read is on the page, which says what is wrong."""
+        cut = self.home / "cut.pcap"
+        cut.write_bytes(pathlib.Path(self.faulty).read_bytes()[:-40])
+        result = run([TARVIX, "--json", "trace", "report", str(cut)])
+        self.assertEqual(result.returncode, 1)
+        printed = objects(result.stdout)[0]
+        page = self.browser
+        page.open(self.home / "cut.html", READY)
+        self.assertGreaterEqual(page.value("capture.count"), len(self.events) - 2)
+        self.assertEqual(printed, {
+            "file": str(self.home / "cut.html"), "events": page.value("capture.count"),
+            "errors": page.value("capture.bad.reduce((sum, bad) => sum + bad, 0)"),
+            "error": {"exit": 1, "message": page.value("document.querySelector('#problems .mono').textContent")}})
+        self.assertEqual(page.errors, [])
+
     def test_hostile_capture(self):
         """Texts that would be markup stay texts, and bytes that are no text hurt nothing."""
         attack = "</script><script>window.hit = 1</script><img src=x onerror='window.hit = 2'><!--<script>"
-        capture = self.directory / "<img src=x onerror=hit=3>.pcap"
-        with Capture(capture) as file:
-            file.descriptor()
-            file.note(json.dumps({"note": "open", "path": attack, "program": attack, "process": 1}).encode())
-            file.note(b'{"note": "error", "doing": "read", "error": "\xff\xfe</script>"}')
-            file.request(bytes.fromhex("0201 0704 03"))
-            file.response(bytes.fromhex("0201 0704 0000") + bytes([len(attack) + 1]) + attack.encode())
+        capture = self.home / "<img src=x onerror=hit=3>.pcap"
+        hostile = Capture().descriptor()
+        hostile.note(json.dumps({"note": "open", "path": attack, "program": attack, "process": 1}).encode())
+        hostile.note(b'{"note": "error", "doing": "read", "error": "\xff\xfe</script>"}')
+        hostile.exchange("0201 0704 03", "0201 0704 0000" + (bytes([len(attack) + 1]) + attack.encode()).hex())
+        capture.write_bytes(hostile.pcap())
         with self.page(capture) as page:
             self.assertIsNone(page.value("window.hit ?? null"))
             self.assertEqual(page.value("document.querySelectorAll('img, #rows script').length"), 0)
@@ -184,26 +225,24 @@ class Report(unittest.TestCase):
             self.assertIn("<img src=x onerror=", page.value("document.getElementById('detail').textContent"))
 
     def test_without_any_traffic(self):
-        capture = self.directory / "empty.pcap"
-        with Capture(capture) as file:
-            file.descriptor()
+        capture = self.home / "empty.pcap"
+        capture.write_bytes(Capture().descriptor().pcap())
         with self.page(capture) as page:
             page.press("j", "n", "Enter", "+", "ArrowLeft", "t", "e", "Escape")
             self.assertEqual(page.value("capture.count"), 0)
 
     def test_100000_exchanges(self):
         """Only what is in sight is in the document, wherever the list stands."""
-        capture = self.directory / "long.pcap"
+        capture = self.home / "long.pcap"
         total = 100_000
-        with Capture(capture) as file:
-            file.descriptor()
-            for number in range(total):
-                head = (number % 0xFFFF + 1).to_bytes(2, "little") + b"\x05\x09"
-                file.request(head + bytes.fromhex("00 0200 48 01 00000000 00"))
-                file.response(head + bytes(5) + (0x1700 + number % 64).to_bytes(2, "big"))
+        long = Capture().descriptor()
+        for number in range(total):
+            head = (number % 0xFFFF + 1).to_bytes(2, "little").hex() + "0509"
+            long.exchange(head + "00 0200 48 01 00000000 00", head + f"0000 000000 17{number % 64:02x}")
+        capture.write_bytes(long.pcap())
         with self.page(capture) as page:
             self.assertEqual(page.value("selection.events.length"), total)
-            self.assertLess(os.path.getsize(self.directory / "report.html"), 40 * total)
+            self.assertLess(os.path.getsize(self.home / "report.html"), 40 * total)
             nodes = page.value(NODES)
             self.assertLess(nodes, 1000)
             line = "i2c read bus 0 0x48 reg 00 len 2 -> 17 %02x"
@@ -220,19 +259,9 @@ class Report(unittest.TestCase):
             self.assertLess(page.value(NODES), nodes + 100)
 
 
-def make_picture(path):
-    with tempfile.TemporaryDirectory() as directory:
-        capture, page = os.path.join(directory, "bench.pcap"), os.path.join(directory, "report.html")
-        record_faulty_run(capture)
-        run(TARVIX, "trace", "report", capture, "-o", page)
-        with Page(page, 1180, 740) as shown:
-            shown.press("n", "n")
-            assert not shown.errors
-            shown.picture(path)
-
-
 if __name__ == "__main__":
     if sys.argv[1:2] == ["--picture"]:
-        make_picture(sys.argv[2])
+        with Browser() as browser:
+            make_picture(browser, sys.argv[2])
     else:
         unittest.main()

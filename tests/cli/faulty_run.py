@@ -11,34 +11,34 @@ from tarvix import Adapter, AdapterLost, TarvixError
 SENSOR, MEMORY, NOBODY = 0x48, 0x50, 0x33
 
 
+def attempt(steps, draw):
+    """Whatever fails, it goes on, unless the adapter is gone."""
+    for step in steps:
+        try:
+            step()
+        except AdapterLost:
+            raise
+        except TarvixError:
+            pass
+        time.sleep(draw.expovariate(1 / 0.002))
+
+
 def work(adapter, draw, turns):
-    """Whatever fails, it goes on."""
     port = adapter.i2c[0]
-    port.configure()
-    adapter.spi.configure()
-    adapter.gpio[2].output()
-    adapter.gpio[3].input()
-    adapter.gpio[3].arm()
+    attempt([port.configure, adapter.spi.configure, adapter.gpio[2].output, adapter.gpio[3].input, adapter.gpio[3].arm], draw)
     for turn in range(turns):
         steps = [lambda: port.read(SENSOR, 2, 0)] * 4
         steps += [lambda: adapter.spi.transfer(b"\x9f\0\0\0"),
-                  lambda: port.write(MEMORY, draw.randbytes(8), 8 * (turn % 16)),
-                  lambda: adapter.gpio[2].write(turn % 2)]
+                  lambda at=8 * (turn % 16): port.write(MEMORY, draw.randbytes(8), at),
+                  lambda level=turn % 2: adapter.gpio[2].write(level)]
         if turn % 9 == 4:
             steps.append(lambda: port.read(NOBODY, 2, 0))
-        for step in steps:
-            try:
-                step()
-            except AdapterLost:
-                raise
-            except TarvixError:
-                pass
-            time.sleep(draw.expovariate(1 / 0.002))
+        attempt(steps, draw)
 
 
 def main():
     draw = random.Random(3)
-    with Adapter(timeout=0.03) as adapter:
+    with Adapter(timeout=0.06) as adapter:
         work(adapter, draw, 40)
         subprocess.run(["tarvix-sim", "trigger", "unplug"], check=True)
         try:

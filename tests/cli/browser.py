@@ -9,9 +9,10 @@ import shutil
 import subprocess
 import tempfile
 import time
+import urllib.parse
 
 CHROMIUM = shutil.which("chromium")
-LIMIT = 120 # seconds for one answer, far beyond what anything here takes
+LIMIT = 120  # seconds for one answer, far beyond what anything here takes
 
 ARGUMENTS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-extensions",
              "--disable-background-networking", "--disable-component-update", "--disable-sync", "--disable-dev-shm-usage",
@@ -22,48 +23,55 @@ KEYS = {"Enter": 13, "Escape": 27, "End": 35, "Home": 36, "ArrowLeft": 37, "Arro
         "PageUp": 33, "PageDown": 34, "Tab": 9}
 
 
-class Page:
-    """One page of one browser. `errors` are what its console said and exceptions that nothing caught."""
+class Browser:
+    """Shows one page after another. `errors` are what a page's console said and exceptions that nothing caught,
+    `requests` what it asked for."""
 
-    def __init__(self, path, width=1400, height=950, dark=False):
-        self.errors = []
+    def __init__(self):
+        self.errors, self.requests = [], []
         self._number = 0
         self._unread = b""
+        self._session = None
         self._stack = contextlib.ExitStack()
         profile = self._stack.enter_context(tempfile.TemporaryDirectory(ignore_cleanup_errors=True))
         their_input, self._output = os.pipe()
         self._input, their_output = os.pipe()
         # The browser reads commands from descriptor 3 and writes to 4, so those are opened in a shell.
-        self._process = subprocess.Popen(
+        self._process = subprocess.Popen(  # pylint: disable=consider-using-with
             ["sh", "-c", f'exec 3<&{their_input} 4>&{their_output}; exec "$@"', "sh", CHROMIUM,
-             f"--user-data-dir={profile}", f"--window-size={width},{height}", *ARGUMENTS],
+             f"--user-data-dir={profile}", *ARGUMENTS],
             pass_fds=(their_input, their_output), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
             env={**os.environ, "HOME": profile})
         os.close(their_input)
         os.close(their_output)
-        self._session = None
         targets = self.send("Target.getTargets")["targetInfos"]
         target = next(target["targetId"] for target in targets if target["type"] == "page")
         self._session = self.send("Target.attachToTarget", targetId=target, flatten=True)["sessionId"]
-        for domain in "Page", "Runtime", "Log":
+        for domain in "Page", "Runtime", "Log", "Network":
             self.send(f"{domain}.enable")
-        self.send("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=False)
-        self.media(dark)
-        self.requests = []
-        self.send("Network.enable")
-        self.send("Page.navigate", url="file://" + os.path.abspath(path))
-        self.wait("document.readyState === 'complete' && typeof drawAll === 'function'")
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
         with contextlib.suppress(OSError, AssertionError):
+            self._session = None
             self.send("Browser.close")
         self._process.wait(LIMIT)
         os.close(self._output)
         os.close(self._input)
         self._stack.close()
+
+    def open(self, path, ready, width=1400, height=950, dark=False):
+        """Shows a page from a file, as soon as the expression `ready` holds."""
+        self.send("Page.navigate", url="about:blank")
+        self.send("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=False)
+        self.media(dark)
+        self.errors.clear()
+        self.requests.clear()
+        self.send("Page.navigate", url="file://" + urllib.parse.quote(os.path.abspath(path)))
+        self.wait(f"location.protocol === 'file:' && document.readyState === 'complete' && ({ready})")
+        self.settled()
 
     def _message(self):
         while b"\0" not in self._unread:

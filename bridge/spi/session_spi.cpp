@@ -1,0 +1,43 @@
+#include "spi/session_spi.hpp"
+
+#include "cuse/open_file.hpp"
+
+namespace bridge {
+
+namespace {
+
+void requireTransferred(StatusCode status)
+{
+    if (const int number = errnoOf(status); number != 0) {
+        throw Errno{number};
+    }
+}
+
+} // namespace
+
+tool::Bytes SpiController::transfer(SpiChipSelect select, const SpiSettings& settings,
+                                    std::span<const std::uint8_t> sent)
+{
+    requireTransferred(use(select, settings));
+    tool::Bytes data(sent.begin(), sent.end());
+    tool::Bytes received;
+    requireTransferred(link_.sdk().spiTransfer(data, received, static_cast<std::uint16_t>(data.size())));
+    return received;
+}
+
+StatusCode SpiController::use(SpiChipSelect select, const SpiSettings& settings)
+{
+    const InUse wanted{link_.generation(), select, settings};
+    if (inUse_ == wanted) {
+        return StatusCode::SUCCESS;
+    }
+    inUse_.reset();
+    const StatusCode status = link_.sdk().spiControllerInit(settings.bitOrder, settings.mode, settings.width, select,
+                                                            settings.polarity, settings.clock);
+    if (status == StatusCode::SUCCESS) {
+        inUse_ = wanted;
+    }
+    return status;
+}
+
+} // namespace bridge

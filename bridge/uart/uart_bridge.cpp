@@ -1,0 +1,200 @@
+#include "uart/uart_bridge.hpp"
+
+#include <array>
+#include <filesystem>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "adapter/statuses.hpp"
+#include "common/terminal.hpp"
+#include "console/errors.hpp"
+
+namespace bridge {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// No event tells of new settings.
+constexpr auto PERIOD = 10ms;
+
+// What waits for a program that has the terminal open and does not read.
+constexpr std::size_t LARGEST_QUEUE = 1 << 20;
+
+void say(const std::string& text)
+{
+    terminal::tell("tarvix bridge: uart: " + text);
+}
+
+} // namespace
+
+Link::Link(std::string path, std::string target) : path_(std::move(path)), target_(std::move(target))
+{
+    std::error_code error;
+    if (std::filesystem::read_symlink(path_, error).string().starts_with("/dev/pts/")) {
+        std::filesystem::remove(path_, error);
+    }
+    std::filesystem::create_symlink(target_, path_, error);
+    if (error) {
+        throw tool::Failure(tool::ExitStatus::REFUSED, fmt::format("--link: {}: {}", path_, error.message()),
+                            "choose another place");
+    }
+}
+
+Link::~Link()
+{
+    std::error_code error;
+    if (std::filesystem::read_symlink(path_, error) == target_) { // else another bridge has taken the name
+        std::filesystem::remove(path_, error);
+    }
+}
+
+void Incoming::receive(const Notification& notification)
+{
+    const auto* const uart = notification.uartRx();
+    if (uart == nullptr || !terminal.isOpen()) {
+        return; // as a serial port that nobody has open
+    }
+    std::span<const std::uint8_t> bytes(uart->data, uart->dataLength);
+    const std::lock_guard lock(mutex_);
+    if (waiting_.empty()) {
+        bytes = bytes.subspan(terminal.write(bytes));
+    }
+    const auto kept = bytes.first(std::min(bytes.size(), LARGEST_QUEUE - waiting_.size()));
+    waiting_.insert(waiting_.end(), kept.begin(), kept.end());
+    lost_ += bytes.size() - kept.size();
+}
+
+bool Incoming::isEmpty()
+{
+    const std::lock_guard lock(mutex_);
+    return waiting_.empty();
+}
+
+void Incoming::deliver()
+{
+    const std::lock_guard lock(mutex_);
+    const std::size_t count = terminal.write(waiting_);
+    waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(count));
+}
+
+void Incoming::drop()
+{
+    const std::lock_guard lock(mutex_);
+    waiting_.clear();
+}
+
+std::uint64_t Incoming::takeLost()
+{
+    const std::lock_guard lock(mutex_);
+    return std::exchange(lost_, 0);
+}
+
+UartBridge::UartBridge(AdapterLink& link, const UartOptions& options)
+    : link_(link),
+      incoming_(std::make_shared<Incoming>(options.line)),
+      terminal_(incoming_->terminal),
+      line_(options.line)
+{
+    link_.sdk().onNotification(
+        [incoming = incoming_](const Notification& notification) { incoming->receive(notification); });
+    link.context().check(setUp(line_), "setting up the UART");
+    if (options.link) {
+        name_.emplace(*options.link, terminal_.path());
+    }
+}
+
+UartBridge::~UartBridge()
+{
+    link_.sdk().onNotification(nullptr);
+    if (link_.isUp()) {
+        link_.sdk().uartDeinit();
+    }
+}
+
+pollfd UartBridge::awaited()
+{
+    if (closed_) {
+        return {terminal_.openings(), POLLIN, 0};
+    }
+    const int events = (link_.isUp() ? POLLIN : 0) | (incoming_->isEmpty() ? 0 : POLLOUT);
+    return {events == 0 ? -1 : terminal_.descriptor(), static_cast<short>(events), 0};
+}
+
+std::optional<std::chrono::milliseconds> UartBridge::period() const
+{
+    return closed_ ? std::nullopt : std::optional<std::chrono::milliseconds>(PERIOD);
+}
+
+void UartBridge::serve(short events)
+{
+    if (closed_ && events != 0) {
+        terminal_.forgetOpenings();
+        closed_ = false;
+    }
+    deliver();
+    if (!closed_ && link_.isUp()) {
+        followTerminal();
+        transmit();
+    }
+}
+
+void UartBridge::deliver()
+{
+    if (!terminal_.isOpen()) {
+        incoming_->drop();
+    }
+    incoming_->deliver();
+    if (const std::uint64_t lost = incoming_->takeLost(); lost != 0) {
+        say(fmt::format("{} received bytes lost: no program reads {}", lost, terminal_.path()));
+    }
+}
+
+void UartBridge::followTerminal()
+{
+    const TerminalSettings wanted = terminalSettings(terminal_.descriptor());
+    if (wanted == seen_ && generation_ == link_.generation()) {
+        return;
+    }
+    const tool::LineOptions line = follow(line_, wanted);
+    if (wanted.rate != line.baud.rate && wanted.rate != 0) {
+        say(fmt::format("the adapter does not have {} baud: staying at {}", wanted.rate, line.baud.rate));
+    }
+    if (line != line_ || generation_ != link_.generation()) {
+        if (const StatusCode status = setUp(line); status != StatusCode::SUCCESS) {
+            say(fmt::format("setting the line to {}: {}", tool::describe(line), tool::nameOf(status)));
+        }
+    }
+    setTerminal(terminal_.descriptor(), line); // a program that asks gets to know what it has
+    seen_ = terminalSettings(terminal_.descriptor());
+}
+
+StatusCode UartBridge::setUp(const tool::LineOptions& line)
+{
+    line_ = line;
+    generation_ = link_.generation();
+    return link_.sdk().uartInit(line.baud.number, line.handshake, line.parity, line.bits, line.stop);
+}
+
+void UartBridge::transmit()
+{
+    std::array<std::uint8_t, 1 + 1024> buffer; // a byte of the terminal's own stands before
+    const std::size_t size = 1 + std::min(tool::largestPiece(line_), buffer.size() - 1);
+    const PseudoTerminal::Written written = terminal_.read(std::span(buffer).first(size));
+    if (written.kind == PseudoTerminal::Written::CLOSED) {
+        closed_ = true;
+    }
+    if (written.kind == PseudoTerminal::Written::CLOSED || written.kind == PseudoTerminal::Written::FLUSHED) {
+        incoming_->drop();
+    }
+    if (written.bytes.empty()) {
+        return;
+    }
+    const StatusCode status = link_.sdk().uartSendMessage({written.bytes.begin(), written.bytes.end()});
+    if (status != StatusCode::SUCCESS) {
+        say(fmt::format("sending {} bytes: {}", written.bytes.size(), tool::nameOf(status)));
+    }
+}
+
+} // namespace bridge

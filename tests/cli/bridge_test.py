@@ -1,0 +1,142 @@
+"""`tarvix bridge uart`, with the programs that it is for. The devices that need the kernel's CUSE are in tests/e2e."""
+
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import unittest
+
+from tool import ENVIRONMENT, LIMIT, SOURCE, TARVIX, Case, objects, run, shell, simulated, tarvix
+
+# Debian's pyserial belongs to Debian's Python.
+PYTHON = "/usr/bin/python3"
+
+# More than all buffers hold, at the highest rate: first nobody reads, then both ways go at once.
+FULL_RATE = """
+import random, serial, sys, threading
+port = serial.Serial(sys.argv[1], 921600, timeout=20)
+sent = random.Random(1).randbytes(200000)
+port.write(sent[:100000])
+writer = threading.Thread(target=port.write, args=[sent[100000:]])
+writer.start()
+print(port.read(len(sent)) == sent)
+writer.join()
+"""
+
+# Each change is in effect when the next bytes come back; a rate that the adapter lacks is not.
+SETTINGS = """
+import serial, sys, termios
+port = serial.Serial(sys.argv[1], 9600, timeout=20)
+def echo(text):
+    port.write(text)
+    print(port.read(len(text)))
+echo(b"slow")
+port.stopbits, port.rtscts = 2, True
+echo(b"two")
+port.baudrate = 250000
+echo(b"odd")
+print(termios.tcgetattr(port.fileno())[4] == termios.B9600)
+"""
+
+
+class Uart(Case):
+    def script(self, text):
+        file = pathlib.Path(self.directory()) / "program.py"
+        file.write_text(text, encoding="utf-8")
+        return str(file)
+
+    def bridged(self, command, *options, sim=()):
+        """A shell command in a directory where the terminal is `tty`."""
+        return shell(f"cd {self.directory()} && tarvix bridge uart --link tty {' '.join(options)} -- sh -c '{command}'", sim)
+
+    def test_nothing_is_lost_at_the_full_rate(self):
+        result = self.bridged(f"{PYTHON} {self.script(FULL_RATE)} tty", sim=["--report-size", "1024"])
+        self.assertEqual((result.stdout, result.stderr, result.returncode), ("True\n", "", 0))
+
+    def test_the_line_follows_the_terminal(self):
+        result = self.bridged(f"{PYTHON} {self.script(SETTINGS)} tty", "--parity", "even", sim=["--verbose"])
+        self.assertEqual(result.stdout, "b'slow'\nb'two'\nb'odd'\nTrue\n", result.stderr)
+        self.assertIn("tarvix bridge: uart: the adapter does not have 250000 baud: staying at 9600\n", result.stderr)
+        # Rate, handshake, parity, data size, stop bits, by the adapter's numbers.
+        for settings in "07 00 02 03 00", "03 00 02 03 00", "03 01 02 03 01":
+            self.assertRegex(result.stderr, rf"{settings} \(UART init\)")
+
+    def test_minicoms_and_picocoms_way_to_end(self):
+        self.assertEqual(self.bridged("printf AT | picocom -qrx 200 -b 115200 tty").stdout, "AT")
+
+    def test_what_comes_while_nobody_listens_is_gone(self):
+        result = self.bridged("tarvix-sim trigger uart early; { sleep 0.3; tarvix-sim trigger uart late; } & timeout 1 head -c 4 tty")
+        self.assertEqual((result.stdout, result.returncode), ("late", 0), result.stderr)
+
+    def test_the_link(self):
+        result = self.bridged("ls -l tty | grep -o .dev.pts.*; ls -H tty > /dev/null; tarvix list > /dev/null; exit 3")
+        self.assertRegex(result.stdout, r"^/dev/pts/\d+\n$")
+        self.assertEqual((result.stderr, result.returncode), ("", 3))
+        where = self.directory()
+        stale = "ln -s /dev/pts/99999 tty; tarvix bridge uart --link tty -- test -c tty && ls | wc -l"
+        self.prints(f"cd {where}; {stale}", "0\n")
+        self.fails(shell(f"cd {where}; touch tty; tarvix bridge uart --link tty"), 1, "bridge: --link: tty: File exists; choose")
+
+    def start(self, *options):
+        """A bridge beside which the test goes on, and a shell on its adapter."""
+        process = subprocess.Popen(simulated(["bash"]), env=ENVIRONMENT, cwd=self.directory(), text=True, bufsize=1,
+                                   stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(lambda: [pipe.close() for pipe in (process.stdin, process.stdout, process.stderr)])
+        self.addCleanup(process.kill)
+        process.stdin.write(f"tarvix bridge uart --link tty {' '.join(options)} & BRIDGE=$!\n")
+        self.assertRegex(process.stdout.readline(), r"^uart: /dev/pts/\d+\n$")
+        return process
+
+    def finish(self, process, script):
+        output, errors = process.communicate(f"{script}\nwait $BRIDGE; echo status $?; ls\n", timeout=LIMIT)
+        return output, errors
+
+    def test_the_end(self):
+        for name in "TERM", "HUP":
+            number = getattr(signal, f"SIG{name}")
+            self.assertEqual(self.finish(self.start(), f"kill -{name} $BRIDGE"), (f"status {128 + number}\n", ""))
+
+    def test_the_adapter_goes(self):
+        self.assertEqual(self.finish(self.start(), "tarvix-sim trigger unplug"),
+                         ("status 7\n", "tarvix bridge: the adapter has left the USB bus; plug it back in, or use --reconnect\n"))
+
+    def test_the_adapter_comes_back(self):
+        process = self.start("--reconnect")
+        process.stdin.write("exec 3<> tty; tarvix-sim trigger unplug\n")
+        self.assertIn("the adapter has left the USB bus; waiting until it is back\n", process.stderr.readline())
+        process.stdin.write("printf kept >&3; tarvix-sim trigger replug\n")
+        self.assertEqual(process.stderr.readline(), "tarvix bridge: the adapter is back\n")
+        self.assertEqual(self.finish(process, "head -c 4 <&3; exec 3<&-; kill $BRIDGE"), ("keptstatus 143\n", ""))
+
+    def test_json(self):
+        result = shell("tarvix --json bridge uart > out & until [ -s out ]; do sleep 0.1; done; kill $!; cat out", cwd=self.directory())
+        (event,) = objects(result.stdout)
+        self.assertRegex(event.pop("device"), r"^/dev/pts/\d+$")
+        self.assertEqual(event, {"bridge": "uart"})
+
+    def test_the_unit_is_one_that_systemd_takes(self):
+        if not shutil.which("systemd-analyze"):
+            self.skipTest("systemd is not installed")
+        unit = pathlib.Path(self.directory()) / "tarvix-bridge@TVX0000001.service"
+        text = (SOURCE / "packaging/systemd/tarvix-bridge@.service.in").read_text(encoding="utf-8")
+        unit.write_text(text.replace("@CMAKE_INSTALL_FULL_BINDIR@/tarvix", TARVIX), encoding="utf-8")
+        result = run(["systemd-analyze", "verify", "--man=no", str(unit)])
+        self.assertEqual((result.stderr, result.returncode), ("", 0))
+
+    @unittest.skipIf(os.path.exists("/dev/cuse"), "the kernel's module cuse is loaded")
+    def test_without_cuse(self):
+        for kind in "i2c", "spi":
+            self.fails(tarvix("bridge", kind), 1, "tarvix bridge: /dev/cuse: No such file or directory; load the kernel's module: modprobe cuse")
+
+    def test_wrong_uses(self):
+        self.fails(tarvix("bridge", "gpio"), 1, "no program can make GPIO lines: that takes a kernel module; use 'tarvix gpio'")
+        self.fails(tarvix("bridge", "i2c", "--device", "a", "b"), 2, "--device: 2 names, but 1 to be made")
+        self.fails(tarvix("bridge", "spi", "--device", "../x"), 2, "--device: '../x' is no name of a device; use one such as spidev90.0")
+        self.fails(tarvix("bridge"), 2, "tarvix bridge: missing command; one of: ")
+        self.fails(tarvix("bridge", "uart", "uart"), 2, "tarvix bridge uart: unexpected argument 'uart'")
+        self.fails(tarvix("bridge", "uart", "--", "/no/such"), 127, "cannot run /no/such: No such file or directory")
+
+
+if __name__ == "__main__":
+    unittest.main()
