@@ -2,16 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
 #include <string_view>
 
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include "common/terminal.hpp"
+#include "common/child_process.hpp"
 #include "console/errors.hpp"
 
 namespace tool {
@@ -54,16 +52,7 @@ const SubProgram* subProgramOf(std::span<const SubProgram> programs, const std::
 void become(const SubProgram& program, const std::vector<std::string>& words)
 {
     const std::string path = pathOf(fmt::format("tarvix-{}", program.command));
-    std::vector<char*> arguments{const_cast<char*>(path.c_str())};
-    std::ranges::transform(words, std::back_inserter(arguments),
-                           [](const std::string& word) { return const_cast<char*>(word.c_str()); });
-    arguments.push_back(nullptr);
-    if (!terminal::inheritedIgnoredSigpipe()) {
-        std::signal(SIGPIPE, SIG_DFL);
-    }
-    ::execv(path.c_str(), arguments.data());
-    const int error = errno;
-    std::signal(SIGPIPE, SIG_IGN);
+    const int error = child_process::become(path, words);
     throw Failure(ExitStatus::REFUSED, fmt::format("cannot run {}: {}", path, std::strerror(error)),
                   error == ENOENT ? fmt::format("install tarvix-{} there: it is a program of its own", program.command)
                                   : "");

@@ -33,23 +33,26 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts)
 
 } // namespace
 
-std::string preloadLibrary(std::string_view name, std::string_view directory)
+std::string companion(std::string_view name, std::string_view directory)
 {
     const auto home = fs::read_symlink("/proc/self/exe").parent_path();
     for (const auto& place : {home, home / directory}) {
-        const auto library = place / name;
-        if (!fs::exists(library)) {
-            continue;
+        if (fs::exists(place / name)) {
+            return fs::canonical(place / name).string();
         }
-        auto path = fs::canonical(library).string();
-        if (path.find_first_of(" :") != std::string::npos) {
-            throw std::runtime_error("cannot preload " + path +
-                                     ": the dynamic loader splits paths at spaces and colons; move it to one without");
-        }
-        return path;
     }
     throw std::runtime_error(std::string(name) + " is missing: it belongs into " + home.string() + " or " +
                              (home / directory).lexically_normal().string());
+}
+
+std::string preloadLibrary(std::string_view name, std::string_view directory)
+{
+    std::string path = companion(name, directory);
+    if (path.find_first_of(" :") != std::string::npos) {
+        throw std::runtime_error("cannot preload " + path +
+                                 ": the dynamic loader splits paths at spaces and colons; move it to one without");
+    }
+    return path;
 }
 
 std::vector<std::string> environmentWith(const std::string& library, Order order, std::string_view variable,
@@ -96,6 +99,19 @@ int start(const std::vector<std::string>& command, const std::vector<std::string
     const int error =
         ::posix_spawnp(&child, arguments[0], nullptr, &attributes, arguments.data(), pointersTo(environment).data());
     ::posix_spawnattr_destroy(&attributes);
+    return error;
+}
+
+int become(const std::string& path, const std::vector<std::string>& words)
+{
+    std::vector<char*> arguments = pointersTo(words);
+    arguments.insert(arguments.begin(), const_cast<char*>(path.c_str()));
+    if (!terminal::inheritedIgnoredSigpipe()) {
+        std::signal(SIGPIPE, SIG_DFL);
+    }
+    ::execv(path.c_str(), arguments.data());
+    const int error = errno;
+    std::signal(SIGPIPE, SIG_IGN);
     return error;
 }
 

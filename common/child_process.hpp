@@ -10,8 +10,11 @@
 
 namespace child_process {
 
-// The library of this name: beside this program in the build tree, in `directory`, relative to it, once installed.
-// Throws a std::runtime_error when it is missing, or lies where the dynamic loader would not find it.
+// The file of this name that belongs to this program: beside it in the build tree, in `directory`, relative to it, once
+// installed. Throws a std::runtime_error when it is missing.
+std::string companion(std::string_view name, std::string_view directory);
+
+// The same for a library. Throws also when it lies where the dynamic loader would not find it.
 std::string preloadLibrary(std::string_view name, std::string_view directory);
 
 enum class Order { FIRST, LAST };
@@ -25,6 +28,9 @@ std::vector<std::string> environmentWith(const std::string& library, Order order
 // group: what the terminal sends, it gets itself.
 int start(const std::vector<std::string>& command, const std::vector<std::string>& environment,
           const sigset_t& signalMask, pid_t& child);
+
+// Goes on as the program at this path; `words` are without its name. Returns the error number when it cannot.
+int become(const std::string& path, const std::vector<std::string>& words);
 
 // Whether the child did not get this signal of ours, as it gets those from the terminal.
 bool mustForward(const signalfd_siginfo& signal);

@@ -37,6 +37,7 @@ constexpr const char* EXAMPLES = R"(Examples:
                                                 a slow adapter that loses 1 % of its responses
   sudo tarvix-sim uhid --report-size 1024       a HID device that every program sees
   sudo tarvix-sim gadget /dev/hidg0             a USB device for the computer at the other end
+  tarvix-sim replay run.pcap -- ./my_test       an adapter that answers as 'tarvix trace' has recorded
   tarvix-sim trigger ibi --target 0 0x0a 0x0b   inside 'run': target 0 interrupts with two bytes)";
 
 // Whole numbers, decimal or with 0x, from `low` to `high`.
@@ -118,7 +119,8 @@ Board equip(Board board, const Wishes& wishes)
 
 void readBoardOf(Arguments& arguments, const Wishes& wishes)
 {
-    if (arguments.action == Arguments::Action::TRIGGER || arguments.printsBoard) {
+    if (arguments.action == Arguments::Action::TRIGGER || arguments.action == Arguments::Action::REPLAY ||
+        arguments.printsBoard) {
         return; // needs none, and reading one takes time
     }
     try {
@@ -266,6 +268,28 @@ void addServe(CLI::App& app, Arguments& arguments, Wishes& wishes)
         ->type_name("PATH")
         ->required();
     serve.callback([&] { arguments.action = Arguments::Action::SERVE; });
+}
+
+void addReplay(CLI::App& app, Arguments& arguments)
+{
+    auto& replay = *app.add_subcommand("replay", "Run a command with adapters that answer as recorded");
+    replay.footer(
+        "Record a trace, and play it back. The command follows '--':\n"
+        "  tarvix-sim run -- tarvix trace -o run.pcap -- tarvix i2c get 0x48 0 -n 2\n"
+        "  tarvix-sim replay run.pcap -- tarvix i2c get 0x48 0 -n 2\n"
+        "  tarvix-sim replay run.pcap --lenient -- tarvix i2c get 0x48 0 -n 2 --every 1ms --count 3\n"
+        "The exit status is the command's, as under 'run'; 125 if its requests are not those of the recording.");
+    replay.add_option("FILE", arguments.replay.capture, "Trace, or a capture of the kernel's usbmon")->required();
+    replay.add_flag("--lenient", arguments.replay.lenient,
+                    "Answer each request as it was answered in the recording, in any order and any number of times");
+    replay.add_flag("--timing", arguments.replay.timing, "Answer after the recorded time, not at once");
+    replay.add_flag("--verbose", arguments.replay.verbose, "Print every frame on standard error");
+    replay.callback([&] {
+        if (arguments.replay.capture == "-") {
+            throw CLI::ValidationError("FILE: standard input is the command's; name a file");
+        }
+        arguments.action = Arguments::Action::REPLAY;
+    });
 }
 
 void addUhid(CLI::App& app, Arguments& arguments, Wishes& wishes)
@@ -609,6 +633,7 @@ Arguments parseArguments(int count, char** arguments)
     Wishes wishes;
     addRun(app, result, wishes);
     addServe(app, result, wishes);
+    addReplay(app, result);
     addUhid(app, result, wishes);
     addGadget(app, result, wishes);
     Json request;
@@ -626,12 +651,15 @@ Arguments parseArguments(int count, char** arguments)
             result.command.assign(separator + 1, end);
         }
         if (result.action == Arguments::Action::NOTHING) {
-            throw CLI::RequiredError("One of run, serve, uhid, gadget, trigger, state, board");
+            throw CLI::RequiredError("One of run, serve, replay, uhid, gadget, trigger, state, board");
         }
-        if (result.action == Arguments::Action::RUN && result.command.empty()) {
-            throw CLI::RequiredError("A command after '--' (as in 'tarvix-sim run -- bash')");
+        const bool isReplay = result.action == Arguments::Action::REPLAY;
+        const bool takesCommand = isReplay || result.action == Arguments::Action::RUN;
+        if (takesCommand && result.command.empty()) {
+            throw CLI::RequiredError(fmt::format("A command after '--' (as in 'tarvix-sim {} -- bash')",
+                                                 isReplay ? "replay run.pcap" : "run"));
         }
-        if (result.action != Arguments::Action::RUN && separator != end) {
+        if (!takesCommand && separator != end) {
             throw CLI::ExtrasError({"--"});
         }
         if (result.action == Arguments::Action::TRIGGER) {

@@ -6,11 +6,12 @@
 #include <vector>
 
 #include "ports/shared/adapter_host.hpp"
+#include "replay/options.hpp"
 
 namespace sim {
 
 struct Arguments {
-    enum class Action { RUN, SERVE, UHID, GADGET, TRIGGER, STATE, BOARD, NOTHING };
+    enum class Action { RUN, SERVE, REPLAY, UHID, GADGET, TRIGGER, STATE, BOARD, NOTHING };
 
     Action action = Action::NOTHING; // nothing to do but to exit with `status`
     int status = 0;
@@ -21,7 +22,8 @@ struct Arguments {
     std::string vcdFile;      // empty for none; whoever performs the action makes the recorder
     std::chrono::steady_clock::duration longestVcdPause = std::chrono::steady_clock::duration::max();
 
-    std::vector<std::string> command;     // run
+    std::vector<std::string> command;     // run, replay
+    ReplayOptions replay;                 // replay
     std::string uhidDevice = "/dev/uhid"; // uhid
     std::vector<std::string> gadgetNodes; // gadget
     std::vector<std::string> udcFiles;    // gadget

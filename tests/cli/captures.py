@@ -37,13 +37,13 @@ class Capture:
         self.records.append((self.now, header + data))
         return self
 
-    def request(self, frame, after=1000, **options):
-        for report in reports(frame, self.report_size):
+    def request(self, frame, after=1000, size=None, **options):
+        for report in reports(frame, size or self.report_size):
             self.add(SUBMITTED, OUT, report, after=after, **options)
         return self
 
-    def response(self, frame, after=400, **options):
-        for report in reports(frame, self.report_size):
+    def response(self, frame, after=400, size=None, **options):
+        for report in reports(frame, size or self.report_size):
             self.add(COMPLETED, IN, report, after=after, **options)
         return self
 
@@ -52,16 +52,23 @@ class Capture:
         self.request(bytes.fromhex(request), **options)
         return self.response(bytes.fromhex(response), after=latency, **options)
 
-    def descriptor(self):
+    def descriptor(self, size=None, **options):
         """What the kernel asks a device first, which tells whose it is."""
-        product = 0x82FC if self.report_size == 64 else 0x82FD
-        self.add(SUBMITTED, CONTROL_IN, b"", transfer=CONTROL, setup=bytes.fromhex("8006000100001200"))
+        product = 0x82FC if (size or self.report_size) == 64 else 0x82FD
+        self.add(SUBMITTED, CONTROL_IN, b"", transfer=CONTROL, setup=bytes.fromhex("8006000100001200"), **options)
         device = struct.pack("<BBHBBBBHHHBBBB", 18, 1, 0x200, 0, 0, 0, 64, 0x1FC9, product, 0x100, 1, 2, 3, 1)
-        return self.add(COMPLETED, CONTROL_IN, device, transfer=CONTROL)
+        return self.add(COMPLETED, CONTROL_IN, device, transfer=CONTROL, **options)
 
-    def note(self, text):
+    def string(self, index, text, **options):
+        """What it asks then: manufacturer, product or serial number."""
+        setup = struct.pack("<BBBBHH", 0x80, 6, index, 3, 0x409, 255)
+        self.add(SUBMITTED, CONTROL_IN, b"", transfer=CONTROL, setup=setup, **options)
+        answer = bytes([2 + 2 * len(text), 3]) + text.encode("utf-16-le")
+        return self.add(COMPLETED, CONTROL_IN, answer, transfer=CONTROL, **options)
+
+    def note(self, text, **options):
         setup = struct.pack("<BBHHH", 0x40, ord("T"), 0, 0, len(text))
-        return self.add(SUBMITTED, CONTROL_OUT, text, transfer=CONTROL, setup=setup)
+        return self.add(SUBMITTED, CONTROL_OUT, text, transfer=CONTROL, setup=setup, **options)
 
     def pcap(self):
         """As 'tarvix trace' writes it."""

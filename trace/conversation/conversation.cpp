@@ -86,10 +86,9 @@ std::string Adapter::name() const
 class Conversation::Device {
 public:
     Device(const Conversation& conversation, std::uint16_t bus, std::uint8_t device)
-        : table_(conversation.table_),
-          options_(conversation.options_),
-          sink_(conversation.sink_),
-          adapter_{bus, device, {}}
+        : table_(conversation.table_), options_(conversation.options_), sink_(conversation.sink_), adapter_{bus, device,
+                                                                                                            {},  {},
+                                                                                                            {},  0}
     {
     }
 
@@ -170,13 +169,18 @@ private:
         if (type == DEVICE_DESCRIPTOR && data.size() >= DEVICE_DESCRIPTOR_SIZE) {
             const std::uint16_t vendor = static_cast<std::uint16_t>(data[8] | data[9] << 8);
             const std::uint16_t product = static_cast<std::uint16_t>(data[10] | data[11] << 8);
-            const bool ours = std::ranges::any_of(table_.devices(), [&](const trace::Device& device) {
+            const auto ours = std::ranges::find_if(table_.devices(), [&](const trace::Device& device) {
                 return device.vendorId == vendor && device.productId == product;
             });
-            known_ = ours ? Known::ADAPTER : Known::OTHER;
-            serialIndex_ = data[16];
-        } else if (type == STRING_DESCRIPTOR && index != 0 && index == serialIndex_ && data.size() > 2) {
-            adapter_.serial = asciiOf(data.subspan(2));
+            known_ = ours != table_.devices().end() ? Known::ADAPTER : Known::OTHER;
+            adapter_.reportSize = isAdapter() ? ours->reportSize : 0;
+            std::copy_n(&data[14], std::size(strings_), strings_);
+        } else if (type == STRING_DESCRIPTOR && index != 0 && data.size() > 2) {
+            const auto string = std::ranges::find(strings_, index);
+            if (string != std::end(strings_)) {
+                std::string* const texts[] = {&adapter_.manufacturer, &adapter_.product, &adapter_.serial};
+                *texts[string - std::begin(strings_)] = asciiOf(data.subspan(2));
+            }
         }
     }
 
@@ -208,10 +212,11 @@ private:
             takeReport(record, fromHost, report);
         } else if (isAdapter() && status < 0 && !isCancelled(status) && status != failure_) {
             failure_ = status; // once, not for each transfer that was on its way
+            const bool gone = status == -ESHUTDOWN || status == -ENODEV;
             Note note;
+            note.lost = !fromHost && (gone || status == -EIO); // EIO is how a hidraw node says so
             note.doing = doing;
-            note.error = status == -ESHUTDOWN || status == -ENODEV ? "the adapter went away"
-                                                                   : std::generic_category().message(-status);
+            note.error = gone ? "the adapter went away" : std::generic_category().message(-status);
             tell(EventKind::ERROR, record, note);
         }
     }
@@ -248,6 +253,7 @@ private:
         const Head head = headOf(report.subspan(2));
         if (head.id == 0 ? table_.notification(head.code) != nullptr : table_.command(head.code) != nullptr) {
             known_ = Known::ADAPTER;
+            adapter_.reportSize = report.size();
         }
         return isAdapter();
     }
@@ -344,8 +350,8 @@ private:
     Adapter adapter_;
     Known known_ = Known::NO;
     std::uint8_t setup_[sizeof UsbHeader::setup]{}; // of the last control transfer
-    std::uint8_t serialIndex_ = 0;
-    std::int32_t failure_ = 0; // the last that was told
+    std::uint8_t strings_[3]{}; // indices of the manufacturer's, the product's and the serial number's
+    std::int32_t failure_ = 0;  // the last that was told
     bool hasNotes_ = false;
     std::map<std::uint32_t, Session> sessions_; // by process id
 };

@@ -36,7 +36,10 @@ const char* nameOf(EventKind kind);
 struct Adapter {
     std::uint16_t bus = 0;
     std::uint8_t device = 0;
-    std::string serial; // empty until it is known
+    std::string serial;         // empty until it is known
+    std::string manufacturer{}; // likewise
+    std::string product{};      // likewise
+    std::size_t reportSize = 0; // 0 until it is known
 
     // The serial number, or bus and device: "TVX0001", "1-5".
     std::string name() const;
@@ -49,6 +52,7 @@ struct Note {
     std::int64_t process = 0;
     std::string doing; // with ERROR: "open", "read" or "write"
     std::string error; // likewise, its text
+    bool lost = false; // likewise: the adapter is gone
 };
 
 struct Event {

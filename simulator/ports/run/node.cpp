@@ -9,7 +9,6 @@
 #include <fstream>
 #include <iterator>
 #include <linux/sockios.h>
-#include <ranges>
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <system_error>
@@ -170,7 +169,7 @@ bool RunNode::receive(int descriptor)
 void RunNode::drain()
 {
     std::vector<int> descriptors;
-    std::ranges::copy(std::views::keys(handles_), std::back_inserter(descriptors));
+    std::ranges::transform(handles_, std::back_inserter(descriptors), [](const auto& entry) { return entry.first; });
     for (const int descriptor : descriptors) {
         while (handles_.contains(descriptor) && receive(descriptor)) {
         }

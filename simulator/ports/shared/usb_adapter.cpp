@@ -126,6 +126,12 @@ void UsbAdapter::pump()
     }
 }
 
+void UsbAdapter::pumpSoon()
+{
+    loop_.cancel(frameTimer_);
+    frameTimer_ = loop_.after({}, [this] { pump(); });
+}
+
 void UsbAdapter::log(const char* direction, const Frame& frame) const
 {
     terminal::tell(fmt::format("tarvix-sim: {} {} {:02x} ({})", serialNumber(), direction, fmt::join(frame, " "),

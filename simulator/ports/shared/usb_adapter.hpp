@@ -65,6 +65,9 @@ protected:
     void sendAt(TimePoint due, Frame frame);
     void leaveAt(TimePoint due, std::optional<std::chrono::milliseconds> time);
 
+    // Outside of what the port is doing now.
+    void pumpSoon();
+
     // Now, and for so long; nothing for until somebody plugs it in.
     void leave(std::optional<std::chrono::milliseconds> time);
 
