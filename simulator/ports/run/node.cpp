@@ -95,9 +95,8 @@ void RunNode::makeFiles()
     }
     fs::create_directories(hidrawPath_);
     fs::create_symlink("../..", hidrawPath_ + "/device");
-    std::ofstream(hidrawPath_ + "/device/uevent")
-        << hidUevent(productId(identity.reportSize), hidName(identity.manufacturer, identity.product),
-                     identity.serialNumber);
+    std::ofstream(hidrawPath_ + "/device/uevent") << hidUevent(
+        productId(identity.reportSize), hidName(identity.manufacturer, identity.product), identity.serialNumber);
     const auto descriptor = reportDescriptor(identity.reportSize);
     std::ofstream(hidrawPath_ + "/device/report_descriptor", std::ios::binary)
         .write(reinterpret_cast<const char*>(descriptor.data()), descriptor.size());
@@ -157,7 +156,7 @@ bool RunNode::receive(int descriptor)
     if (size > 0) {
         const auto written = std::span(buffer).first(static_cast<std::size_t>(size));
         adapter_->outputReport(written.subspan(written.front() == 0 ? 1 : 0)); // no report id travels
-        return handles_.contains(descriptor);                                 // the report may have reset the adapter
+        return handles_.contains(descriptor);                                  // the report may have reset the adapter
     }
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
         return false;
