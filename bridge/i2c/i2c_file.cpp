@@ -118,6 +118,9 @@ int I2cFile::ioctl(unsigned command, UserMemory& memory)
 
 Bytes I2cFile::read(std::size_t size)
 {
+    if (size == 0) {
+        return {};
+    }
     return bus_.read(address_, {}, static_cast<std::uint16_t>(std::min(size, LONGEST_MESSAGE)));
 }
 

@@ -43,8 +43,7 @@ TarvixSDK::Session::Reading TarvixSDK::Session::i2cRead(std::uint8_t bus, std::u
                                                         requests::Bytes registerAddress, std::uint16_t length,
                                                         bool flag)
 {
-    return {exchange(requests::i2cRead, bus, targetAddress, registerAddress, length, flag),
-            i2cReadBytes(length)};
+    return {exchange(requests::i2cRead, bus, targetAddress, registerAddress, length, flag), i2cReadBytes(length)};
 }
 
 StatusCode TarvixSDK::i2cRead(std::uint8_t bus, std::uint8_t targetAddress,

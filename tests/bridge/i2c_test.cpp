@@ -235,6 +235,7 @@ TEST_P(I2c, TheOtherCalls)
     EXPECT_EQ(file.read(2), (Bytes{0x71, 0x72}));
     EXPECT_EQ(file.write(Bytes{1, 2}), 2U);
     EXPECT_EQ(file.read(9000).size(), 8192U);
+    EXPECT_EQ(file.read(0), Bytes());
     EXPECT_EQ(bus.done, "r 50: -> 2\nw 50: 01 02\nr 50: -> 8192\n");
 }
 

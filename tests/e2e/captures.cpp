@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <string>
 
 #include "scenario.hpp"
@@ -29,7 +30,7 @@ kill %1
 grep -v controller own
 # Of the first record, the device and the lower byte of the bus.
 [ "$(od -An -tu1 -j 51 -N 2 own.pcap | awk '{ print "device", $1, "bus", $2 }')" = "$place" ] || echo "not at $place"
-diff own kernel && echo alike
+diff own kernel && for name in own kernel; do echo "capture $2.$name $(base64 -w 0 $name.pcap)"; done && echo alike
 )shell";
 
 const Scenario CAPTURES("captures", [](Place place) {
@@ -37,10 +38,11 @@ const Scenario CAPTURES("captures", [](Place place) {
     if (place.port == Port::UHID) {
         return; // not USB
     }
-    const Outcome outcome = run({"sh", "-c", RECORD_TWICE, "sh", cable.node()});
+    const Outcome outcome = run({"sh", "-c", RECORD_TWICE, "sh", cable.node(), std::to_string(place.reportSize)});
     require(outcome.output.find("i2c read bus 0 0x48 reg 00 len 2 -> 17 80") != std::string::npos &&
                 outcome.output.find("not at") == std::string::npos && outcome.output.ends_with("\nalike\n"),
             "the kernel's capture and ours: " + outcome.output);
+    std::printf("%s", outcome.output.substr(outcome.output.find("capture ")).c_str()); // script/e2e has tshark look at them
 });
 
 } // namespace

@@ -32,6 +32,7 @@ public:
     }
 
     std::uint8_t device = 5;
+    std::uint64_t process = 0;
 
     Bus& pass(std::int64_t milliseconds)
     {
@@ -96,6 +97,7 @@ private:
         record.header.endpoint = endpoint;
         record.header.bus = 1;
         record.header.device = device;
+        record.header.id = process << 32 | 7;
         return record;
     }
 
@@ -282,6 +284,33 @@ TEST(Conversation, TellsWhatProgramsDoAndWhatFails)
     kernel.out(readPin(1)).take(COMPLETED, REPORT_IN, {}, -ENOENT).take(COMPLETED, REPORT_OUT, {}, -ECONNRESET);
     kernel.take(COMPLETED, REPORT_IN, {}, -ESHUTDOWN).take(COMPLETED, REPORT_IN, {}, -ESHUTDOWN);
     EXPECT_EQ(kernel.end(), (Lines{"read failed: the adapter went away", "gpio digital read pin 6 -> no response"}));
+}
+
+// Two processes have the adapter open: each gets all that it sends, in pieces that may interleave.
+TEST(Conversation, TellsWhoAskedAndDropsTheOthersCopy)
+{
+    Bus bus;
+    const std::string first = "FD 00 01 00 03 14 00 00 01"; // goes on in the next report
+    for (bus.process = 1; bus.process <= 2; ++bus.process) {
+        bus.note(R"({"note":"open","path":"/p","process":7})");
+    }
+    bus.lines();
+    bus.process = 1;
+    bus.out(readPin(1)).out("02 00 05 14 02");
+    bus.process = 2;
+    bus.in(level(1)).inReport(first);
+    bus.process = 1;
+    bus.in(level(1)).in("02 00 05 14 00 00");
+    bus.process = 2;
+    bus.inReport("06 00 AA").in("02 00 05 14 00 00").in(level(9));
+    EXPECT_EQ(bus.lines(),
+              (Lines{"3000us  gpio digital read pin 6 -> high", "3000us  gpio disable interrupt pin 2 -> SUCCESS",
+                     "gpio digital read -> high (no request 9 is open)"}));
+    bus.process = 1;
+    bus.out(readPin(3));
+    bus.process = 2;
+    bus.note(R"({"note":"close","path":"/p","process":7})");
+    EXPECT_EQ(bus.lines(), Lines{"close /p by a program (7)"}) << "the other still waits";
 }
 
 } // namespace

@@ -12,7 +12,7 @@ namespace trace {
 
 namespace {
 
-constexpr std::size_t MOST_GIVEN_UP = 64; // requests that are remembered in case their response is late
+constexpr std::size_t MOST_REMEMBERED = 64; // requests and answers, for what comes late or to others, too
 
 // Standard requests and those of HID, and where they stand in a setup packet.
 constexpr std::uint8_t GET_DESCRIPTOR = 0x06;
@@ -86,12 +86,9 @@ std::string Adapter::name() const
 class Conversation::Device {
 public:
     Device(const Conversation& conversation, std::uint16_t bus, std::uint8_t device)
-        : table_(conversation.table_),
-          options_(conversation.options_),
-          sink_(conversation.sink_),
-          adapter_{bus, device, {}, {}, {}, 0},
-          out_(options_.keepSegments),
-          in_(options_.keepSegments)
+        : table_(conversation.table_), options_(conversation.options_), sink_(conversation.sink_), adapter_{bus, device,
+                                                                                                            {},  {},
+                                                                                                            {},  0}
     {
     }
 
@@ -103,27 +100,54 @@ public:
         if (header.transfer == CONTROL) {
             takeControl(record);
         } else if (header.transfer == INTERRUPT && (header.endpoint & CONTROL_IN) != 0) {
-            takeCompletion(record, in_, "read", record.data);
+            takeCompletion(record, false, "read", record.data);
         } else if (header.transfer == INTERRUPT && header.event == SUBMITTED) {
-            takeReport(record, out_, record.data);
+            takeReport(record, true, record.data);
         } else if (header.transfer == INTERRUPT) {
-            takeCompletion(record, out_, "write", {});
+            takeCompletion(record, true, "write", {});
         }
     }
 
     void end()
     {
-        for (FrameJoiner* const joiner : {&out_, &in_}) {
-            if (const auto torn = joiner->end()) {
-                tellTorn(*joiner, *torn);
-            }
+        for (auto& [process, session] : sessions_) {
+            end(session);
         }
-        giveUp(open_.size());
     }
 
 private:
     // Descriptors and notes tell, or else what travels.
     enum class Known { NO, ADAPTER, OTHER };
+
+    // What one process says and hears: each that has the adapter open gets its own copy of what the adapter sends. A
+    // capture of the kernel has one of everything, and so one session.
+    struct Session {
+        explicit Session(bool keepSegments) : out(keepSegments), in(keepSegments) {}
+
+        FrameJoiner out;
+        FrameJoiner in;
+        std::int64_t lastHeard = 0; // moment of the last response
+        std::deque<Frame> open{};   // requests, the oldest first
+        std::deque<Frame> givenUp{};
+        std::deque<Head> answered{}; // the last ones
+    };
+
+    // The recorder's transfers have the process in their numbers.
+    Session& sessionOf(const Record& record)
+    {
+        const auto process = hasNotes_ ? static_cast<std::uint32_t>(record.header.id >> 32) : 0;
+        return sessions_.try_emplace(process, options_.keepSegments).first->second;
+    }
+
+    void end(Session& session)
+    {
+        for (const bool fromHost : {true, false}) {
+            if (const auto torn = (fromHost ? session.out : session.in).end()) {
+                tellTorn(fromHost, *torn);
+            }
+        }
+        giveUp(session, session.open.size());
+    }
 
     void takeControl(const Record& record)
     {
@@ -133,7 +157,7 @@ private:
             if (setup_[0] == NOTE_TYPE && setup_[1] == NOTE_REQUEST) {
                 takeNote(record);
             } else if (setup_[0] == SET_REPORT_TYPE && setup_[1] == SET_REPORT && setup_[3] == OUTPUT_REPORT) {
-                takeReport(record, out_, record.data); // of a device without an endpoint for them
+                takeReport(record, true, record.data); // of a device without an endpoint for them
             }
         } else if (header.event == COMPLETED && setup_[0] == CONTROL_IN && setup_[1] == GET_DESCRIPTOR) {
             takeDescriptor(setup_[3], setup_[2], record.data);
@@ -167,50 +191,50 @@ private:
             return;
         }
         known_ = Known::ADAPTER;
+        hasNotes_ = true;
         if (!said->serial.empty()) {
             adapter_.serial = said->serial;
         }
         if (said->kind == NOTE_OPEN) {
-            lastOpener_ = said->note.process;
             tell(EventKind::OPEN, record, said->note);
         } else if (said->kind == NOTE_ERROR) {
             tell(EventKind::ERROR, record, said->note);
         } else if (said->kind == NOTE_CLOSE) {
-            if (said->note.process == lastOpener_) { // others may have ended without closing it
-                end();
-            }
+            end(sessionOf(record));
             tell(EventKind::CLOSE, record, said->note);
         }
     }
 
-    void takeCompletion(const Record& record, FrameJoiner& joiner, const char* doing, Bytes report)
+    void takeCompletion(const Record& record, bool fromHost, const char* doing, Bytes report)
     {
         const std::int32_t status = record.header.status;
         if (status == 0 && record.header.event == COMPLETED) {
-            takeReport(record, joiner, report);
+            takeReport(record, fromHost, report);
         } else if (isAdapter() && status < 0 && !isCancelled(status) && status != failure_) {
             failure_ = status; // once, not for each transfer that was on its way
             const bool gone = status == -ESHUTDOWN || status == -ENODEV;
             Note note;
-            note.lost = &joiner == &in_ && (gone || status == -EIO); // EIO is how a hidraw node says so
+            note.lost = !fromHost && (gone || status == -EIO); // EIO is how a hidraw node says so
             note.doing = doing;
             note.error = gone ? "the adapter went away" : std::generic_category().message(-status);
             tell(EventKind::ERROR, record, note);
         }
     }
 
-    void takeReport(const Record& record, FrameJoiner& joiner, Bytes report)
+    void takeReport(const Record& record, bool fromHost, Bytes report)
     {
         if (report.empty() || !isOurs(report)) {
             return;
         }
         failure_ = 0;
-        FrameJoiner::Joined joined = joiner.take(record.time, record.moment, report, record.cut);
+        Session& session = sessionOf(record);
+        FrameJoiner::Joined joined =
+            (fromHost ? session.out : session.in).take(record.time, record.moment, report, record.cut);
         if (joined.torn) {
-            tellTorn(joiner, *joined.torn);
+            tellTorn(fromHost, *joined.torn);
         }
         if (joined.whole) {
-            &joiner == &out_ ? takeRequest(std::move(*joined.whole)) : takeAnswer(*joined.whole);
+            fromHost ? takeRequest(session, std::move(*joined.whole)) : takeAnswer(session, *joined.whole);
         }
     }
 
@@ -234,60 +258,82 @@ private:
         return isAdapter();
     }
 
-    void takeRequest(Frame frame)
+    void takeRequest(Session& session, Frame frame)
     {
-        if (!open_.empty() && frame.begin - std::max(lastHeard_, open_.front().begin) > options_.patience) {
-            giveUp(open_.size());
+        if (!session.open.empty() &&
+            frame.begin - std::max(session.lastHeard, session.open.front().begin) > options_.patience) {
+            giveUp(session, session.open.size());
         }
         const Command* const command = table_.command(headOf(frame.bytes).code);
         if (command != nullptr && command->noResponse) {
             tell({EventKind::EXCHANGE, &adapter_, frame.time, frame.begin, &frame});
         } else {
-            open_.push_back(std::move(frame));
+            session.open.push_back(std::move(frame));
         }
     }
 
-    void takeAnswer(const Frame& frame)
+    void takeAnswer(Session& session, const Frame& frame)
     {
         const Head head = headOf(frame.bytes);
         if (head.id == 0) {
             tell({EventKind::NOTIFICATION, &adapter_, frame.time, frame.begin, nullptr, &frame});
             return;
         }
-        lastHeard_ = frame.end;
-        const auto answers = [&](const Frame& request) {
-            const Head asked = headOf(request.bytes);
-            return asked.id == head.id && asked.code == head.code;
-        };
-        if (const auto request = std::ranges::find_if(open_, answers); request != open_.end()) {
-            giveUp(static_cast<std::size_t>(request - open_.begin()));
-            tell({EventKind::EXCHANGE, &adapter_, open_.front().time, open_.front().begin, &open_.front(), &frame});
-            open_.pop_front();
-        } else if (const auto late = std::ranges::find_if(givenUp_, answers); late != givenUp_.end()) {
+        const auto answers = [&](const Frame& request) { return isSame(headOf(request.bytes), head); };
+        if (const auto request = std::ranges::find_if(session.open, answers); request != session.open.end()) {
+            giveUp(session, static_cast<std::size_t>(request - session.open.begin()));
+            const Frame& asked = session.open.front();
+            tell({EventKind::EXCHANGE, &adapter_, asked.time, asked.begin, &asked, &frame});
+            session.open.pop_front();
+        } else if (const auto late = std::ranges::find_if(session.givenUp, answers); late != session.givenUp.end()) {
             tell({EventKind::LATE, &adapter_, late->time, late->begin, &*late, &frame});
-            givenUp_.erase(late);
+            session.givenUp.erase(late);
+        } else if (isForAnother(session, head)) {
+            return;
         } else {
             tell({EventKind::UNMATCHED, &adapter_, frame.time, frame.begin, nullptr, &frame});
         }
+        session.lastHeard = frame.end;
+        remember(session.answered, head);
+    }
+
+    static bool isSame(const Head& one, const Head& other) { return one.id == other.id && one.code == other.code; }
+
+    // Whether it answers, or answered a while ago, what another process asked.
+    bool isForAnother(const Session& session, const Head& head) const
+    {
+        const auto asked = [&](const Frame& request) { return isSame(headOf(request.bytes), head); };
+        const auto heard = [&](const Head& answer) { return isSame(answer, head); };
+        return std::ranges::any_of(sessions_, [&](const auto& entry) {
+            const Session& other = entry.second;
+            return &other != &session &&
+                   (std::ranges::any_of(other.open, asked) || std::ranges::any_of(other.givenUp, asked) ||
+                    std::ranges::any_of(other.answered, heard));
+        });
     }
 
     // The oldest requests.
-    void giveUp(std::size_t count)
+    void giveUp(Session& session, std::size_t count)
     {
         for (; count > 0; --count) {
-            const Frame& request = open_.front();
+            const Frame& request = session.open.front();
             tell({EventKind::UNANSWERED, &adapter_, request.time, request.begin, &request});
-            givenUp_.push_back(std::move(open_.front()));
-            open_.pop_front();
-        }
-        while (givenUp_.size() > MOST_GIVEN_UP) {
-            givenUp_.pop_front();
+            remember(session.givenUp, std::move(session.open.front()));
+            session.open.pop_front();
         }
     }
 
-    void tellTorn(const FrameJoiner& joiner, const Frame& frame)
+    template <typename Item>
+    static void remember(std::deque<Item>& items, Item item)
     {
-        const bool fromHost = &joiner == &out_;
+        items.push_back(std::move(item));
+        if (items.size() > MOST_REMEMBERED) {
+            items.pop_front();
+        }
+    }
+
+    void tellTorn(bool fromHost, const Frame& frame)
+    {
         tell({EventKind::TORN, &adapter_, frame.time, frame.begin, fromHost ? &frame : nullptr,
               fromHost ? nullptr : &frame});
     }
@@ -303,15 +349,11 @@ private:
     const Sink& sink_;
     Adapter adapter_;
     Known known_ = Known::NO;
-    std::int64_t lastOpener_ = 0;                   // process id
     std::uint8_t setup_[sizeof UsbHeader::setup]{}; // of the last control transfer
     std::uint8_t strings_[3]{}; // indices of the manufacturer's, the product's and the serial number's
     std::int32_t failure_ = 0;  // the last that was told
-    FrameJoiner out_;
-    FrameJoiner in_;
-    std::int64_t lastHeard_ = 0; // moment of the last response
-    std::deque<Frame> open_;     // requests, the oldest first
-    std::deque<Frame> givenUp_;
+    bool hasNotes_ = false;
+    std::map<std::uint32_t, Session> sessions_; // by process id
 };
 
 Conversation::Conversation(const Table& table, Options options, Sink sink)
