@@ -31,9 +31,9 @@ for word in sys.argv[1:]:
     elif word == "read":
         try:
             report = os.read(node, size)
-            print(report[2:2 + (report[0] | report[1] << 8) // 4].hex(" "))
+            print(report[2:2 + (report[0] | report[1] << 8) // 4].hex(" "), flush=True)
         except OSError:
-            print("gone")
+            print("gone", flush=True)
     elif word == "stop":
         simulator = os.getppid()
         os.kill(simulator, signal.SIGSTOP)
@@ -50,4 +50,4 @@ for word in sys.argv[1:]:
             try:
                 os.write(node, b"\0" + report)
             except OSError:
-                print("gone")
+                print("gone", flush=True)

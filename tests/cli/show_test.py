@@ -68,6 +68,9 @@ class Show(Case):
                 self.assertEqual(self.lines(sample(), *options), [SAMPLE_LINES[i] for i in expected])
         self.assertEqual(self.lines(other, "--adapter", "1-6"), [f"02:11:05.148256    400us  {READ_LINE}"])
         self.assertEqual(self.lines(other)[-1], f"02:11:05.148256    400us  [1-6] {READ_LINE}")
+        for name, count in (("TVX1", 1), ("1-5", 1), ("TVX2", 0)):
+            known = Capture().descriptor().string(3, "TVX1").exchange(READ, ANSWER)
+            self.assertEqual(len(self.lines(known, "--adapter", name)), count, name)
 
     def test_prints_the_bytes(self):
         lines = self.lines(Capture().exchange(READ, ANSWER), "--frames", "--reports")

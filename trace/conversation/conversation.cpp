@@ -77,9 +77,9 @@ const char* nameOf(EventKind kind)
     return NAMES[static_cast<std::size_t>(kind)];
 }
 
-std::string Adapter::name() const
+std::string Adapter::place() const
 {
-    return serial.empty() ? std::to_string(bus) + "-" + std::to_string(device) : serial;
+    return std::to_string(bus) + "-" + std::to_string(device);
 }
 
 // One device on the bus, which may or may not be an adapter.

@@ -41,8 +41,10 @@ struct Adapter {
     std::string product{};      // likewise
     std::size_t reportSize = 0; // 0 until it is known
 
-    // The serial number, or bus and device: "TVX0001", "1-5".
-    std::string name() const;
+    std::string place() const; // bus and device: "1-5"
+
+    // The serial number or, as long as that is not known, the place.
+    std::string name() const { return serial.empty() ? place() : serial; }
 };
 
 // What a note says of a program; empty where it does not.

@@ -35,7 +35,7 @@ bool Filter::wants(const Described& described) const
     if (!families.empty() && !isIn(families, described.family)) {
         return false;
     }
-    if (!adapters.empty() && !isIn(adapters, event.adapter->name())) {
+    if (!adapters.empty() && !isIn(adapters, event.adapter->serial) && !isIn(adapters, event.adapter->place())) {
         return false;
     }
     if (!addresses.empty() && !hasAddress(described.request.values, addresses) &&
