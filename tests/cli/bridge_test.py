@@ -63,10 +63,11 @@ class Uart(Case):
             self.assertRegex(result.stderr, rf"{settings} \(UART init\)")
 
     def test_minicoms_and_picocoms_way_to_end(self):
-        self.assertEqual(self.bridged("printf AT | picocom -qrx 200 -b 115200 tty").stdout, "AT")
+        self.assertEqual(self.bridged("printf AT | picocom -qrx 2000 -b 115200 tty").stdout, "AT")
 
     def test_what_comes_while_nobody_listens_is_gone(self):
-        result = self.bridged("tarvix-sim trigger uart early; { sleep 0.3; tarvix-sim trigger uart late; } & timeout 1 head -c 4 tty")
+        result = self.bridged("tarvix-sim trigger uart early; sleep 1; while sleep 0.3; do tarvix-sim trigger uart late; done & "
+                              "timeout 20 head -c 4 tty; status=$?; kill $!; exit $status")
         self.assertEqual((result.stdout, result.returncode), ("late", 0), result.stderr)
 
     def test_the_link(self):

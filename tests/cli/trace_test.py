@@ -19,6 +19,12 @@ SUB_PROGRAMS = ("bridge", "trace")
 SOAK = os.environ["TARVIX_SOAK"]
 
 
+def python_shares_hidapi():
+    """Debian 13's modules carry hidapi inside, that of `hid` goes through libusb, and unplugging shows in poll alone."""
+    module = run(["/usr/bin/python3", "-c", "import hidraw; print(hidraw.__file__)"]).stdout.strip()
+    return "libhidapi" in run(["ldd", module]).stdout
+
+
 class SubPrograms(Case):
     def test_are_described_as_they_describe_themselves(self):
         for name in SUB_PROGRAMS:
@@ -134,13 +140,14 @@ class Record(Case):
     def test_programs_that_know_nothing_of_it(self):
         asked, answered = (">", "17000100070403"), ("<", "4700" "0100" "0704" "0000" "0b" + b"TVX0000002".hex())
         reset, lost = (">", "1300" "0200" "0104"), ("C", -errno.ESHUTDOWN)
-        for module in "hid", "hidraw":  # in two libraries that Python loads late
+        shared = python_shares_hidapi()
+        for module in ("hid", "hidraw") if shared else ("hidraw",):  # in libraries that Python loads late
             with self.subTest(module=module):
                 program = ["/usr/bin/python3", "-B", SOURCE / "tests/simulator/foreign_program.py", module]
                 sim = ("--adapters", "3", "--away", "60000")
                 output, records = self.record(*program, sim=sim)
                 self.assertEqual(output, run(simulated(program, sim)).stdout)
-                self.assertEqual(story(records), ["open", asked, answered, reset, lost, "close"])
+                self.assertEqual(story(records), ["open", asked, answered, reset, *[lost] * shared, "close"])
                 self.assertEqual({note["serial"] for note in notes(records)}, {"TVX0000002"})
 
     def test_programs_that_use_the_node_itself(self):
@@ -217,10 +224,12 @@ for arguments in ("open_path", b"/dev/hidraw99"), ("open", 0x1FC9, 0x82FC), ("op
         self.assertEqual((result.stdout, result.stderr), (run(command).stdout, ""))
         found = [{name: note.get(name) for name in ("note", "doing", "path", "serial", "error")} for note in notes(transfers(path))]
         none = "No HID devices with requested VID/PID found in the system."
+        no_file = "No such file or directory"
         self.assertEqual([tuple(note.values()) for note in found], [
-            ("error", "open", "/dev/hidraw99", None, "Failed to open a device with path '/dev/hidraw99': No such file or directory"),
+            ("error", "open", "/dev/hidraw99", None, f"Failed to open a device with path '/dev/hidraw99': {no_file}"),
             ("error", "open", None, None, none),
-            ("error", "open", None, "mine", none)])
+            ("error", "open", None, "mine", none),
+        ] if python_shares_hidapi() else [("error", "open", "/dev/hidraw99", None, no_file)])
 
     def test_changes_nothing_when_it_cannot_write(self):
         preload = run([TARVIX, "trace", "--preload"]).stdout.strip()
@@ -256,6 +265,8 @@ for arguments in ("open_path", b"/dev/hidraw99"), ("open", 0x1FC9, 0x82FC), ("op
         commands, program = ("".join(re.findall(rf"^```{language}\n(.*?)^```", text, re.MULTILINE | re.DOTALL))
                              for language in ("sh", "python"))
         directory = pathlib.Path(self.directory())
+        if not python_shares_hidapi():
+            program = program.replace("import hid\n", "import hidraw as hid\n")
         (directory / "program.py").write_text(program, encoding="utf-8")
         result = run(simulated(["bash", "-e", "-c", f"PATH=/usr/bin:$PATH\n{commands}"]), cwd=directory)
         self.assertEqual((result.returncode, result.stderr), (0, ""))

@@ -112,7 +112,7 @@ std::string Statistics::text() const
     for (const auto& [name, row] : rows_) {
         fmt::format_to(std::back_inserter(text), "{:{}}  {:8}  {:8}", name, width, row.count, row.failed);
         const bool timed = row.latency.count() != 0;
-        for (const unsigned percent : {50, 90, 99, 100}) {
+        for (const unsigned percent : {50U, 90U, 99U, 100U}) {
             text += timed ? fmt::format("  {:6}us", row.latency.percentile(percent)) : fmt::format("  {:>8}", "-");
         }
         text += "  ";
