@@ -42,7 +42,8 @@ const Scenario CAPTURES("captures", [](Place place) {
     require(outcome.output.find("i2c read bus 0 0x48 reg 00 len 2 -> 17 80") != std::string::npos &&
                 outcome.output.find("not at") == std::string::npos && outcome.output.ends_with("\nalike\n"),
             "the kernel's capture and ours: " + outcome.output);
-    std::printf("%s", outcome.output.substr(outcome.output.find("capture ")).c_str()); // script/e2e has tshark look at them
+    std::printf("%s",
+                outcome.output.substr(outcome.output.find("capture ")).c_str()); // script/e2e has tshark look at them
 });
 
 } // namespace

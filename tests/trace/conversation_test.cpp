@@ -157,7 +157,7 @@ TEST(Conversation, FindsTheResponseToEachRequest)
 
 TEST(Conversation, JoinsReportsOfBothSizes)
 {
-    for (const std::size_t size : {64, 1024}) {
+    for (const std::size_t size : {std::size_t{64}, std::size_t{1024}}) {
         Bus bus(size, {true, true});
         const std::string data = hexOf(counting(70));
         bus.out("01 00 05 10 46 00 " + data).in("01 00 05 10 00 00");
