@@ -66,10 +66,10 @@ TEST(Program, LeavesNothingBehindAndKeepsWhatWasPreloaded)
 {
     const auto outcome = shell("export SIM=" TARVIX_SIM R"( XDG_RUNTIME_DIR=$(mktemp -d)
         $SIM run -- sh -c 'kill -KILL $PPID' 2>/dev/null
-        LD_PRELOAD=libm.so.6 $SIM run -- sh -c '
+        LD_PRELOAD=libdl.so.2 $SIM run -- sh -c '
             cd $(dirname $TARVIX_SIM_SOCKET); stat -c %a . hidraw0
             ls ..; $SIM trigger unplug; find . -name "hidraw*"
-            echo $LD_PRELOAD | grep -c libm.so.6:.*libtarvixsim-hid.so' | sed 's/sim\..*/sim/'
+            echo $LD_PRELOAD | grep -c libdl.so.2:.*libtarvixsim-hid.so' | sed 's/sim\..*/sim/'
         rmdir $XDG_RUNTIME_DIR && echo empty)");
     EXPECT_EQ(outcome.output, "700\n600\ntarvix-sim\n1\nempty\n");
 }
