@@ -16,8 +16,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "common/file_descriptor.hpp"
 #include "console/errors.hpp"
-#include "session/descriptor.hpp"
 
 namespace bridge {
 
@@ -25,7 +25,7 @@ namespace {
 
 constexpr const char* CONTROL = "/dev/cuse";
 
-Descriptor openControl()
+FileDescriptor openControl()
 {
     const int descriptor = open(CONTROL, O_RDWR | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) {
@@ -140,7 +140,7 @@ fuse_session* newSession(const std::string& name, CuseDevice* device)
 CuseDevice::CuseDevice(std::string kind, const std::string& name, Open open)
     : kind_(std::move(kind)), path_("/dev/" + name), open_(std::move(open))
 {
-    Descriptor control = openControl();
+    FileDescriptor control = openControl();
     if (access(path_.c_str(), F_OK) == 0) {
         throw tool::Failure(tool::ExitStatus::REFUSED, path_ + " exists already", "choose another name with --device");
     }

@@ -13,7 +13,7 @@ namespace bridge {
 AdapterLink::AdapterLink(tool::Context& context)
     : context_(context),
       sdk_(context.sdk()),
-      lost_(std::make_shared<const Descriptor>(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd"))
+      lost_(std::make_shared<const FileDescriptor>(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd"))
 {
     sdk_.onConnectionLost([lost = lost_] { eventfd_write(lost->get(), 1); });
     if (!sdk_.isConnected()) { // since before the handler was there

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "adapter/context.hpp"
-#include "session/descriptor.hpp"
+#include "common/file_descriptor.hpp"
 #include "tarvixsdk/sdk.hpp"
 
 namespace bridge {
@@ -33,7 +33,7 @@ public:
 private:
     tool::Context& context_;
     TarvixSDK& sdk_;
-    const std::shared_ptr<const Descriptor> lost_; // shared with the handler, which may outlast this
+    const std::shared_ptr<const FileDescriptor> lost_; // shared with the handler, which may outlast this
     unsigned generation_ = 1;
 };
 

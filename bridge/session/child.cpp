@@ -25,7 +25,7 @@ Child::Child(const std::vector<std::string>& command)
         terminal::tell(fmt::format("tarvix bridge: cannot run {}: {}", command[0], std::strerror(error)));
         throw tool::AlreadyReported{static_cast<tool::ExitStatus>(child_process::statusOfError(error))};
     }
-    end_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)), "pidfd_open");
+    end_ = FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)), "pidfd_open");
 }
 
 Child::~Child()

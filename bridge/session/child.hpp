@@ -6,7 +6,7 @@
 
 #include <sys/types.h>
 
-#include "session/descriptor.hpp"
+#include "common/file_descriptor.hpp"
 
 namespace bridge {
 
@@ -25,7 +25,7 @@ public:
 
 private:
     pid_t process_ = -1;
-    Descriptor end_;
+    FileDescriptor end_;
 };
 
 } // namespace bridge

@@ -23,7 +23,7 @@ PseudoTerminal::PseudoTerminal(const tool::LineOptions& line)
         throw std::system_error(errno, std::generic_category(), "making a pseudo-terminal");
     }
     path_ = name;
-    const Descriptor programs(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC), path_);
+    const FileDescriptor programs(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC), path_);
     makeRaw(programs.get());
     setTerminal(programs.get(), line);
     if (inotify_add_watch(openings_.get(), name, IN_OPEN) < 0) {

@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "session/descriptor.hpp"
+#include "common/file_descriptor.hpp"
 #include "uart/line_settings.hpp"
 
 namespace bridge {
@@ -37,8 +37,8 @@ public:
     std::size_t write(std::span<const std::uint8_t> bytes) const;
 
 private:
-    Descriptor controlling_;
-    Descriptor openings_;
+    FileDescriptor controlling_;
+    FileDescriptor openings_;
     std::string path_;
 };
 

@@ -7,7 +7,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "ports/shared/file_descriptor.hpp"
+#include "common/file_descriptor.hpp"
 
 namespace sim {
 

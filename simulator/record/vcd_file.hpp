@@ -7,7 +7,7 @@
 #include <string_view>
 #include <sys/types.h>
 
-#include "ports/shared/file_descriptor.hpp"
+#include "common/file_descriptor.hpp"
 
 namespace sim {
 

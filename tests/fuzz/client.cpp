@@ -14,14 +14,14 @@ __attribute__((constructor(101))) static void setVariable()
 }
 
 static std::vector<Bytes> messages; // the first is said last
-static std::vector<sim::FileDescriptor> hosts;
+static std::vector<FileDescriptor> hosts;
 
 // Every connection leads to a host that says one message, and to a handle one more, its report. Then it says no more.
 extern "C" int connect(int socket, const sockaddr* address, socklen_t)
 {
     int ends[2];
     fuzz::require(::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) == 0, "there are sockets");
-    const sim::FileDescriptor program(ends[0]);
+    const FileDescriptor program(ends[0]);
     hosts.emplace_back(ends[1]);
     ::dup2(program.get(), socket);
     const bool isNode = reinterpret_cast<const sockaddr_un*>(address)->sun_path == NODE + sim::NODE_SOCKET_SUFFIX;

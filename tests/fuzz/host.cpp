@@ -27,9 +27,9 @@ static bool ask(sim::RunHost& host, const Bytes& purpose)
 {
     int ends[2];
     fuzz::require(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends) == 0, "there are sockets");
-    const sim::FileDescriptor program(ends[0]);
+    const FileDescriptor program(ends[0]);
     purpose.empty() ? 0 : ::send(program.get(), purpose.data(), purpose.size(), MSG_NOSIGNAL);
-    host.accept(sim::FileDescriptor(ends[1]));
+    host.accept(FileDescriptor(ends[1]));
     loop.after({}, [] { loop.stop(); });
     loop.run();
     char text[4];

@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "common/file_descriptor.hpp"
 #include "ports/shared/adapter_host.hpp"
-#include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
 

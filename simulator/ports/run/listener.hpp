@@ -4,8 +4,8 @@
 #include <functional>
 #include <string>
 
+#include "common/file_descriptor.hpp"
 #include "ports/shared/event_loop.hpp"
-#include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <utility>
 
+#include "common/file_descriptor.hpp"
 #include "ports/run/adapter_source.hpp"
 #include "ports/run/listener.hpp"
-#include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "ports/shared/file_descriptor.hpp"
+#include "common/file_descriptor.hpp"
 
 namespace sim {
 

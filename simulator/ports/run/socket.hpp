@@ -27,7 +27,7 @@
 #include <system_error>
 #include <vector>
 
-#include "ports/shared/file_descriptor.hpp"
+#include "common/file_descriptor.hpp"
 
 namespace sim {
 

@@ -12,7 +12,7 @@
 #include <sys/signalfd.h>
 #include <unordered_map>
 
-#include "ports/shared/file_descriptor.hpp"
+#include "common/file_descriptor.hpp"
 
 namespace sim {
 

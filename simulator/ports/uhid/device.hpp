@@ -4,8 +4,8 @@
 #include <linux/uhid.h>
 #include <string>
 
+#include "common/file_descriptor.hpp"
 #include "ports/shared/adapter_host.hpp"
-#include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
 

@@ -10,8 +10,8 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "common/file_descriptor.hpp"
 #include "ports/run/socket.hpp"
-#include "ports/shared/file_descriptor.hpp"
 
 namespace sim {
 

@@ -1,15 +1,23 @@
 // Owner of one file descriptor.
 #pragma once
 
+#include <cerrno>
+#include <string>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
-
-namespace sim {
 
 class FileDescriptor {
 public:
     FileDescriptor() = default;
     explicit FileDescriptor(int number) : number_(number) {}
+    // Throws std::system_error for what a failed call returns; `action` says what was tried.
+    FileDescriptor(int number, const std::string& action) : number_(number)
+    {
+        if (number < 0) {
+            throw std::system_error(errno, std::generic_category(), action);
+        }
+    }
     FileDescriptor(FileDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     FileDescriptor& operator=(FileDescriptor&& other) noexcept
     {
@@ -34,5 +42,3 @@ public:
 private:
     int number_ = -1;
 };
-
-} // namespace sim
