@@ -1,0 +1,94 @@
+"""Sphinx's settings for the site; script/docs builds it."""
+
+import os
+import pathlib
+import re
+import sys
+
+from docutils import nodes
+from sphinx.util.nodes import make_refnode
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "python"))
+
+project = "Tarvix SDK"
+version = release = re.search(r'define TARVIXSDK_VERSION "(.*)"', (ROOT / "include/tarvixsdk/types.h").read_text())[1]
+extensions = ["myst_parser", "sphinx.ext.autodoc"]
+nitpicky = True
+# The standard libraries' names have no page here.
+nitpick_ignore_regex = [("cpp:identifier", r"(std(::\w+)?|u?int\d+_t|size_t|string|vector|function|optional)"),
+                        ("py:.*", r"(?!tarvix).*"), ("py:.*", r"tarvix\.(_.*|\w+\.T)")]
+myst_enable_extensions = ["colon_fence"]
+myst_heading_anchors = 4
+default_role = "literal"
+highlight_language = "text"
+toc_object_entries = True
+toc_object_entries_show_parents = "hide"
+
+autodoc_member_order = "bysource"
+autodoc_typehints_format = "short"
+autodoc_default_options = {"members": True, "undoc-members": True}
+add_module_names = False
+
+html_theme = "furo"
+html_title = f"Tarvix SDK {version}"
+html_static_path = ["static", "/usr/share/javascript/normalize.css/normalize.css"]
+html_css_files = ["style.css"]
+html_show_sphinx = html_show_copyright = False
+html_copy_source = False
+pygments_style, pygments_dark_style = "tango", "monokai"
+
+
+def link_names(app, document, page):
+    """Names of the API in `code` lead to where they are described; in the reference, short ones do, too."""
+    names = {}
+    for domain in ("cpp", "py"):
+        for full, _, kind, target, anchor, _ in app.env.get_domain(domain).get_objects():
+            names.setdefault(full, (target, anchor))
+            if full.count(".") == 2 and kind != "module":
+                names.setdefault("tarvix." + full.rpartition(".")[2], (target, anchor))  # where users find most of it
+            if kind in ("functionParam", "templateParam") or not page.startswith("reference/"):
+                continue
+            separator = "::" if domain == "cpp" else "."
+            parts = full.split(separator)
+            if (domain == "py") == page.startswith("reference/python"):
+                for first in range(1, len(parts)):
+                    names.setdefault(separator.join(parts[first:]), (target, anchor))
+    for node in list(document.findall(nodes.literal)):
+        name = node.astext().removesuffix("()")
+        if isinstance(node.parent, nodes.reference):
+            continue
+        if name in names:
+            target, anchor = names[name]
+            if (page, anchor) != (target, ""):
+                node.replace_self(make_refnode(app.builder, page, target, anchor, node.deepcopy()))
+        elif re.fullmatch(r"Tarvix(Async)?SDK(::|_)\w+", name) and not name.endswith("_"):
+            raise ValueError(f"{page}: there is no {name}")
+
+
+def hide_internals(app, what, name, thing, options, signature, returns):
+    """Nobody but the package makes the objects that hang from an adapter."""
+    if what == "class" and re.search("Session|Dispatcher|_Worker", signature or ""):
+        return "", returns
+    return None
+
+
+def mend_theme(app, error):
+    """Debian's furo takes a style sheet from a web server, stays light on a dark desktop, and its script does not start."""
+    static = pathlib.Path(app.outdir) / "_static"
+    styles, script = static / "styles/furo.css", static / "scripts/furo.js"
+    if error or not styles.exists():
+        return
+    css = styles.read_text().replace("/javascript/normalize.css/normalize.css", "../normalize.css")
+    if "prefers-color-scheme" not in css:
+        dark = re.search(r'body\[data-theme="dark"\] \{(.*?)\}', css, re.DOTALL)[1]
+        css += f'@media (prefers-color-scheme: dark) {{ body[data-theme="auto"] {{ {dark} }} }}\n'
+    styles.write_text(css)
+    module = 'import Gumshoe from "./gumshoe-patched.js";'
+    script.write_text(script.read_text().replace(module, (script.parent / "gumshoe-patched.js").read_text(), 1))
+
+
+def setup(app):
+    app.connect("build-finished", mend_theme)
+    app.connect("autodoc-process-signature", hide_internals)
+    app.connect("doctree-resolved", link_names)
