@@ -3,10 +3,12 @@
 Not breathe: it gives a class of a hundred methods no sections, and declares each record of C twice.
 """
 
+import pathlib
 import re
 import subprocess
 import xml.etree.ElementTree as ET
 
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 TITLES = {
     "sdk.hpp": "Blocking commands: TarvixSDK",
     "async_sdk.hpp": "Commands without waiting: TarvixAsyncSDK",
@@ -25,7 +27,6 @@ QUIET = YES
 WARN_AS_ERROR = FAIL_ON_WARNINGS
 # A parameter whose name and type say everything has no words of its own.
 WARN_IF_INCOMPLETE_DOC = NO
-JAVADOC_AUTOBRIEF = YES
 MACRO_EXPANSION = YES
 PREDEFINED = __cplusplus=201703L TARVIX_API= "TARVIX_ENUM(name,type)=enum class name : type" \
     "TARVIX_MEMBER(name,member)=member" TARVIX_SLOT=
@@ -103,12 +104,8 @@ def text(node):
 
 
 def comment(node):
-    lines = []
-    for part in ("briefdescription", "detaileddescription"):
-        found = text(node.find(part))
-        # The fields of one function stand together, whichever part they are in.
-        lines += [""] * bool(lines and found) + found
-    return lines
+    # A short one behind a member counts as brief.
+    return text(node.find("briefdescription")) + text(node.find("detaileddescription"))
 
 
 def heading(title, mark):
@@ -198,6 +195,11 @@ def page(header, compounds):
             sections.append((line_of(node), body + [".. cpp:namespace-pop::", ""]))
         elif "::" not in name:
             sections.append((line_of(node), record(node)))
+    # Parts of a header are marked so: /* ---- GPIO ---- */
+    source = (ROOT / "include/tarvixsdk" / header).read_text(encoding="utf-8")
+    for number, line in enumerate(source.splitlines()):
+        part = re.fullmatch(r"/\* -+ (.*?) -+ \*/", line)
+        sections += [(number, heading(part[1], "-"))] if part else []
     lines = heading(TITLES[header], "=") + [f"``#include <tarvixsdk/{header}>``", ""] + comment(root) + [""]
     for _, more in scoped(root, sections, compounds):
         lines += more

@@ -77,7 +77,8 @@ def main(site, library):
     problems = sorted(set(broken_links(site)))
     names = documented(site)
     problems += [f"{name} is public and not in the reference" for name in sorted(set(public_names(library)) - names)]
-    print("\n".join(f"check: {problem}" for problem in problems))
+    for problem in problems:
+        print(f"check: {problem}", file=sys.stderr)
     sys.exit(bool(problems))
 
 

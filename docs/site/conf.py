@@ -6,6 +6,7 @@ import re
 import sys
 
 from docutils import nodes
+from sphinx.domains.cpp import CPPDomain
 from sphinx.util.nodes import make_refnode
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -32,7 +33,7 @@ add_module_names = False
 
 html_theme = "furo"
 html_title = f"Tarvix SDK {version}"
-html_static_path = ["static", "/usr/share/javascript/normalize.css/normalize.css"]
+html_static_path = ["static"]
 html_css_files = ["style.css"]
 html_show_sphinx = html_show_copyright = False
 html_copy_source = False
@@ -47,8 +48,8 @@ def link_names(app, document, page):
             names.setdefault(full, (target, anchor))
             if full.count(".") == 2 and kind != "module":
                 names.setdefault("tarvix." + full.rpartition(".")[2], (target, anchor))  # where users find most of it
-            if kind in ("functionParam", "templateParam") or not page.startswith("reference/"):
-                continue
+            if kind in ("functionParam", "member", "attribute", "property") or not page.startswith("reference/"):
+                continue  # too short a name to be told from a parameter
             separator = "::" if domain == "cpp" else "."
             parts = full.split(separator)
             if (domain == "py") == page.startswith("reference/python"):
@@ -66,6 +67,14 @@ def link_names(app, document, page):
             raise ValueError(f"{page}: there is no {name}")
 
 
+def without_parameters(self, get_objects=CPPDomain.get_objects):
+    """Or else a search for a function finds it once for each of its parameters."""
+    return (thing for thing in get_objects(self) if thing[2] != "functionParam")
+
+
+CPPDomain.get_objects = without_parameters
+
+
 def hide_internals(app, what, name, thing, options, signature, returns):
     """Nobody but the package makes the objects that hang from an adapter."""
     if what == "class" and re.search("Session|Dispatcher|_Worker", signature or ""):
@@ -74,18 +83,21 @@ def hide_internals(app, what, name, thing, options, signature, returns):
 
 
 def mend_theme(app, error):
-    """Debian's furo takes a style sheet from a web server, stays light on a dark desktop, and its script does not start."""
+    """Debian's furo wants a style sheet from a web server, stays light on a dark desktop, and its script does not start.
+
+    Debian 13's has only the last fault left.
+    """
     static = pathlib.Path(app.outdir) / "_static"
     styles, script = static / "styles/furo.css", static / "scripts/furo.js"
     if error or not styles.exists():
         return
-    css = styles.read_text().replace("/javascript/normalize.css/normalize.css", "../normalize.css")
+    css = re.sub(r"@import url\((/javascript/.*?)\);", lambda match: pathlib.Path("/usr/share" + match[1]).read_text(), styles.read_text())
     if "prefers-color-scheme" not in css:
         dark = re.search(r'body\[data-theme="dark"\] \{(.*?)\}', css, re.DOTALL)[1]
         css += f'@media (prefers-color-scheme: dark) {{ body[data-theme="auto"] {{ {dark} }} }}\n'
     styles.write_text(css)
-    module = 'import Gumshoe from "./gumshoe-patched.js";'
-    script.write_text(script.read_text().replace(module, (script.parent / "gumshoe-patched.js").read_text(), 1))
+    module = (script.parent / "gumshoe-patched.js").read_text()
+    script.write_text(re.sub(r"^import .*;$", lambda _: module, script.read_text(), count=1, flags=re.MULTILINE))
 
 
 def setup(app):

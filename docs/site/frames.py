@@ -55,17 +55,21 @@ def diagram(fields, constants):
     """The frame as boxes in a row, which wraps where the window is narrow."""
     boxes = []
     for at, size, here in cells(fields):
-        names = dict.fromkeys(label(field, constants) for field in here) or {"<span>firmware’s</span>": None}
+        names = dict.fromkeys(label(field, constants) for field in here) or {"<span>firmware's</span>": None}
         kind = "varies" if size is None else "fixed" if here and here[0]["name"] in constants else "field" if here else "gap"
         boxes.append(f'<div class="{kind}" style="flex-grow: {size or 4}"><small>{place(at, size)}</small>'
                      f"{''.join(names)}</div>")
     return [".. raw:: html", "", f"   <div class=\"frame\">{''.join(boxes)}</div>", ""]
 
 
+def words_of(name):
+    return name.replace("_", " ").replace("request.", "the request's ")
+
+
 def condition(when):
-    def is_one_of(value):
-        return " or ".join(map(str, value)) if isinstance(value, list) else str(value)
-    return ", ".join(f"{name.replace('_', ' ').replace('request.', 'the request’s ')} is {is_one_of(value)}" for name, value in when.items())
+    def one_of(value):
+        return " or ".join(map(str, value)) if isinstance(value, list) else value
+    return ", ".join(f"{words_of(name)} is {one_of(value)}" for name, value in when.items())
 
 
 def meaning(field):
@@ -77,9 +81,9 @@ def meaning(field):
     if "count" in field:
         factor = f"{field['times']} × " if "times" in field else ""
         less = f" less {field['less']}" if "less" in field else ""
-        words.append(f"as many as {factor}{field['count'].replace('_', ' ').replace('request.', 'the request’s ')}{less} says")
+        words.append(f"as many as {factor}{words_of(field['count'])}{less} says")
     if "announced" in field:
-        words.append(f"to the end; {field['announced'].replace('_', ' ')} says how many")
+        words.append(f"to the end; {words_of(field['announced'])} says how many")
     words += ["last byte first"] if field.get("reversed") else []
     words += [f"if {condition(field['when'])}"] if field.get("when") else []
     return ", ".join(words)

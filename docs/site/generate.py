@@ -54,6 +54,8 @@ def write_guide(name, source):
     def rewrite(match):
         target, _, anchor = match[2].partition("#")
         path = (ROOT / name).parent.joinpath(target).resolve()
+        if match[1] == match[2] and target.endswith(".md"):
+            return f"[]({target})"  # Sphinx puts the title there
         if not target or "://" in target or target.endswith(".md") or target.startswith("images/"):
             return match[0]
         if not path.exists():
