@@ -23,8 +23,7 @@ ELSEWHERE = {
     "docs/bench-control.md": {"import json": "tests/cli/bench_test.py"},
     "docs/board.md": {'"0x50"': "tests/cli/boards_test.py", "{\n  \"version\"": "tests/cli/boards_test.py",
                       "{\n  \"type\"": "tests/cli/devices_test.py"},
-    "docs/cli.md": {"printf 'AT": "tests/cli/terminal_test.py", "# bring-up": "tests/cli/commands_test.py",
-                    "bring-up.txt:3": "tests/cli/commands_test.py"},
+    "docs/cli.md": {"printf 'AT": "tests/cli/terminal_test.py"},
     "docs/devices-in-your-language.md": {'{"type"': "a part of a board"},
     "docs/existing-tools.md": {"": "tests/e2e/bridges.cpp"},
     "docs/fuzzing.md": {"script/fuzz": ".ci/run", "od ": "needs a crash that there should not be"},
@@ -101,12 +100,12 @@ class Guides(Case):
         steps, text = [], text_of(page)
         for match in FENCE.finditer(text):
             language, block = match.groups()
-            name = re.search(r"`([\w-]+\.\w+)`:\n\n$", text[:match.start()])
+            name = re.search(r"`([\w-]+\.\w+)`:\n\n$", text[:match.start()]) or re.match(r"# ([\w-]+\.txt)\n", block)
             if elsewhere(page, block) or language.startswith("{"):
                 continue
             if language == "yaml":  # a job
                 steps += [(command, "*") for command in re.findall(r"- run: (.*)", block)]
-            elif name and language not in ("", "text"):
+            elif name and language != "text":
                 (folder / name[1]).write_text(block, encoding="utf-8")
             elif language == "sh":
                 steps.append((block, "*"))
