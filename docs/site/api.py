@@ -112,8 +112,9 @@ def heading(title, mark):
     return [title, mark * len(title), ""]
 
 
-def directive(name, signature, lines, *options):
-    return [f".. cpp:{name}:: {signature}", *(f"   :{option}:" for option in options), "",
+def directive(name, signature, lines):
+    # The list beside the page has the sections: with all names it would have no end.
+    return [f".. cpp:{name}:: {signature}", "   :nocontentsentry:", "",
             *("   " + line if line else "" for line in lines), ""]
 
 
@@ -143,8 +144,7 @@ def declaration(member):
         values = [value.findtext("name") for value in member.iter("enumvalue")]
         lines += ["", "In C: " + ", ".join(f"``{name}_{value}``" for value in values) + ".", ""]
         for value in member.iter("enumvalue"):
-            lines += directive("enumerator", f"{value.findtext('name')} {value.findtext('initializer')}", comment(value),
-                               "nocontentsentry")
+            lines += directive("enumerator", f"{value.findtext('name')} {value.findtext('initializer')}", comment(value))
         return directive("enum-class", f"{name} : {member.findtext('type')}", lines)
     if kind == "define":
         return directive("var", f"const char {name}[]", lines)

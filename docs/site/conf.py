@@ -83,21 +83,21 @@ def hide_internals(app, what, name, thing, options, signature, returns):
 
 
 def mend_theme(app, error):
-    """Debian's furo wants a style sheet from a web server, stays light on a dark desktop, and its script does not start.
+    """Debian's furo stays light on a dark desktop, and its script does not start from a file.
 
-    Debian 13's has only the last fault left.
+    That of Debian 12 also wants a style sheet from a web server.
     """
     static = pathlib.Path(app.outdir) / "_static"
     styles, script = static / "styles/furo.css", static / "scripts/furo.js"
     if error or not styles.exists():
         return
     css = re.sub(r"@import url\((/javascript/.*?)\);", lambda match: pathlib.Path("/usr/share" + match[1]).read_text(), styles.read_text())
-    if "prefers-color-scheme" not in css:
-        dark = re.search(r'body\[data-theme="dark"\] \{(.*?)\}', css, re.DOTALL)[1]
-        css += f'@media (prefers-color-scheme: dark) {{ body[data-theme="auto"] {{ {dark} }} }}\n'
-    styles.write_text(css)
+    dark = re.search(r'body\[data-theme="dark"\] \{(.*?)\}', css, re.DOTALL)[1]
+    styles.write_text(css + f'@media (prefers-color-scheme: dark) {{ body[data-theme="auto"] {{ {dark} }} }}\n')
     module = (script.parent / "gumshoe-patched.js").read_text()
     script.write_text(re.sub(r"^import .*;$", lambda _: module, script.read_text(), count=1, flags=re.MULTILINE))
+    for page in pathlib.Path(app.outdir).rglob("*.html"):
+        page.write_text(page.read_text().replace('<script type="module" ', "<script "))
 
 
 def setup(app):
