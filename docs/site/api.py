@@ -123,7 +123,8 @@ def line_of(node):
 
 
 def public(node):
-    return node.get("prot") == "public" and node.get("kind") != "friend" and "=delete" not in node.findtext("argsstring", "")
+    deleted = "=delete" in node.findtext("argsstring", "")
+    return node.get("prot") == "public" and node.get("kind") != "friend" and not deleted
 
 
 def record(node):
@@ -150,7 +151,8 @@ def declaration(member):
         return directive("var", f"const char {name}[]", lines)
     # Doxygen says TarvixSDK::i2cRead; the section has said TarvixSDK before.
     arguments = member.findtext("argsstring")
-    before = member.findtext("definition").removesuffix(arguments if kind == "variable" else "").removesuffix(member.findtext("qualifiedname") or name)
+    before = member.findtext("definition").removesuffix(arguments if kind == "variable" else "")
+    before = before.removesuffix(member.findtext("qualifiedname") or name)
     if kind == "typedef":
         if "(*" in member.findtext("definition"):  # a pointer to a function
             return directive("type", member.findtext("definition").removeprefix("typedef "), lines)

@@ -64,13 +64,15 @@ def public_names(library):
     yield from re.findall(r"^TARVIX_ENUM\((\w+), ", types, re.MULTILINE)
     yield from (f"{kind}::{member}" for kind, member in re.findall(r"TARVIX_MEMBER\((\w+), (\w+)\) =", types))
     for header in (ROOT / "include/tarvixsdk").iterdir():
-        yield from re.findall(r"^(?:typedef )?(?:struct|union|class TARVIX_API) (\w+) ", header.read_text(encoding="utf-8"), re.MULTILINE)
+        text = header.read_text(encoding="utf-8")
+        yield from re.findall(r"^(?:typedef )?(?:struct|union|class TARVIX_API) (\w+) ", text, re.MULTILINE)
     sys.path.insert(0, str(ROOT / "python"))
     import tarvix.aio
     import tarvix.simulator
     import tarvix.smbus
     for module in (tarvix, tarvix.aio, tarvix.simulator, tarvix.smbus):
-        yield from (f"{getattr(module, name).__module__}.{name}" for name in module.__all__ if name != "Notification")  # a union
+        for name in set(module.__all__) - {"Notification"}:  # a union of the others
+            yield f"{getattr(module, name).__module__}.{name}"
 
 
 def main(site, library):

@@ -91,7 +91,8 @@ def mend_theme(app, error):
     styles, script = static / "styles/furo.css", static / "scripts/furo.js"
     if error or not styles.exists():
         return
-    css = re.sub(r"@import url\((/javascript/.*?)\);", lambda match: pathlib.Path("/usr/share" + match[1]).read_text(), styles.read_text())
+    css = re.sub(r"@import url\((/javascript/.*?)\);", lambda match: pathlib.Path("/usr/share" + match[1]).read_text(),
+                 styles.read_text())
     dark = re.search(r'body\[data-theme="dark"\] \{(.*?)\}', css, re.DOTALL)[1]
     styles.write_text(css + f'@media (prefers-color-scheme: dark) {{ body[data-theme="auto"] {{ {dark} }} }}\n')
     module = (script.parent / "gumshoe-patched.js").read_text()

@@ -51,12 +51,13 @@ def label(field, constants):
     return f"<b>{name}</b>" + (f"<span>{bits(field)}</span>" if "bits" in field else "")
 
 
-def diagram(fields, constants):
-    """The frame as boxes in a row, which wraps where the window is narrow."""
+def diagram(fields, constants, gap):
+    """The frame as boxes in a row, which wraps where the window is narrow. Between fields stands what `gap` says."""
     boxes = []
     for at, size, here in cells(fields):
-        names = dict.fromkeys(label(field, constants) for field in here) or {"<span>firmware's</span>": None}
-        kind = "varies" if size is None else "fixed" if here and here[0]["name"] in constants else "field" if here else "gap"
+        names = dict.fromkeys(label(field, constants) for field in here) or {f"<span>{gap}</span>": None}
+        fixed = any(field["name"] in constants for field in here)
+        kind = "varies" if size is None else "fixed" if fixed else "field" if here else "gap"
         boxes.append(f'<div class="{kind}" style="flex-grow: {size or 4}"><small>{place(at, size)}</small>'
                      f"{''.join(names)}</div>")
     return [".. raw:: html", "", f"   <div class=\"frame\">{''.join(boxes)}</div>", ""]
@@ -90,19 +91,19 @@ def meaning(field):
 
 
 def kind(field):
-    size = f", {field['size']} bytes each" if field["type"] == "records" else f", {field['size']} bytes" if "size" in field else ""
-    return {"u16be": "u16, big-endian"}.get(field["type"], field["type"]) + size
+    size = f", {field['size']} bytes" if "size" in field else ""
+    each = " each" if field["type"] == "records" else ""
+    return {"u16be": "u16, big-endian"}.get(field["type"], field["type"]) + size + each
 
 
 def table(fields):
     rows = [(at, size, field) for at, size, here in cells(fields) for field in here]
     if not rows:
         return []
-    lines = [".. list-table::", "   :header-rows: 1", "   :class: fields", "", "   * - Bytes", "     - Field", "     - Type", "     - Meaning"]
+    lines = [".. list-table::", "   :header-rows: 1", "", "   * - Bytes", "     - Field", "     - Type", "     - Meaning"]
     for at, _, field in rows:
         where = place(at, size_of(field)) + (f", {bits(field)}" if "bits" in field else "")
-        for what in (where, field["name"].replace("_", " "), kind(field), meaning(field)):
-            lines.append(f"     - {what}" if what != where else f"   * - {what}")
+        lines += [f"   * - {where}", f"     - {words_of(field['name'])}", f"     - {kind(field)}", f"     - {meaning(field)}"]
     return lines + [""]
 
 
@@ -110,10 +111,12 @@ def frame(title, head, fields, code):
     constants = {"code": " ".join(f"{byte:02X}" for byte in int(code, 16).to_bytes(2, "little"))}
     if head is NOTIFICATION:
         constants["id"] = "00 00"
-    lines = [f"**{title}**", "", *diagram([*head, *fields], constants), *table(fields)]
+    gap = "zero" if head is HEAD else "firmware's"
+    lines = [f"**{title}**", "", *diagram([*head, *fields], constants, gap), *table(fields)]
     for field in fields:
         if "fields" in field:
-            lines += [f"Each of the {field['name'].replace('_', ' ')}:", "", *diagram(field["fields"], {}), *table(field["fields"])]
+            parts = field["fields"]
+            lines += [f"Each of the {words_of(field['name'])}:", "", *diagram(parts, {}, gap), *table(parts)]
     return lines
 
 
@@ -124,7 +127,8 @@ def command(entry, form=None):
     merged = {**entry, **(form or {})}
     name, code = merged["name"], entry["code"]
     lines = [name, ("~" if form else "-") * len(name), ""]
-    methods = ", ".join(f"``TarvixSDK::{method}``" for method in merged.get("methods", []) if method != "getAnalogMeasurements")
+    methods = ", ".join(f"``{'TarvixAsyncSDK' if method == 'getAnalogMeasurements' else 'TarvixSDK'}::{method}``"
+                        for method in merged.get("methods", []))
     lines += [f"Code {code}" + (f", when {condition(form['when'])}" if form and form["when"] else "")
               + (f". Sent by {methods}." if methods else "."), ""]
     request = entry.get("request", []) + (form or {}).get("request", [])
@@ -153,6 +157,6 @@ def write_pages(table_file, source):
         (folder / f"{family}.rst").write_text("\n".join(lines), encoding="utf-8")
     lines = ["Frames", "======", "", "Every request, response and notification, byte by byte, from the table that traces are decoded with. "
              ":doc:`/docs/wire-protocol` says how they travel. Multi-byte fields are little-endian unless they say otherwise; a dashed box varies in "
-             "length, and a hatched one is defined by the firmware.", "", ".. toctree::", ""]
+             "length, and a hatched one is no field: zero in a request, the firmware's in what comes back.", "", ".. toctree::", ""]
     lines += [f"   {family}" for family in protocol["families"]]
     (folder / "index.rst").write_text("\n".join(lines) + "\n", encoding="utf-8")
