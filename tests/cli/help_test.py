@@ -4,9 +4,7 @@ import collections
 import functools
 import os
 import re
-import shutil
 import tempfile
-import unittest
 
 from tool import ENVIRONMENT, SIM, SOURCE, TARVIX, Case, attached, objects, run, shell
 
@@ -159,8 +157,3 @@ class Help(Case):
 
         check()
         self.assertEqual(set(re.findall(r"\\fB(--[a-z0-9-]+)", source)), options)
-
-    @unittest.skipUnless(shutil.which("mandoc"), "mandoc is not installed")
-    def test_manual_pages_are_well_formed(self):
-        result = run(["mandoc", "-Tlint", *map(str, (SOURCE / "packaging").glob("*.1"))])
-        self.assertEqual((result.stdout, result.stderr), ("", ""))
