@@ -20,9 +20,9 @@ static void tell(StatusCode status)
     const char* const name = TarvixSDK_StatusName(status);
 
     if (name != NULL) {
-        fprintf(stderr, "temperature: %s\n", name);
+        fprintf(stderr, "sensor: %s\n", name);
     } else { /* the adapter's own: nothing at 0x48, for example */
-        fprintf(stderr, "temperature: adapter status 0x%04x\n", status);
+        fprintf(stderr, "sensor: adapter status 0x%04x\n", status);
     }
 }
 

@@ -10,7 +10,7 @@ import shutil
 import sys
 import textwrap
 
-from headers import Trouble, functions_of, head_of, methods_of, types_of, words_of
+from headers import Trouble, functions_of, head_of, methods_of, types_of
 
 # The families of flat.h: the page's name behind "tarvixsdk-", and what it is about.
 FAMILIES = {
@@ -34,9 +34,10 @@ RENAMED = {
 }
 # Names in comments that are not the library's.
 SYSTEM_NAMES = {"fork", "exec", "exit", "_exit", "free", "dlclose"}
+COLUMNS = 71  # of a line that is not filled
 MIRRORS = r"\s*\bMirrors `(\w+)`[.;]\s*"
 # Complete programs of examples/.
-EXAMPLES = {"tarvixsdk": "temperature.c"}
+EXAMPLES = {"tarvixsdk": "temperature.c", "tarvixsdk-i2c": "transfers.c"}
 
 
 def escaped(text):
@@ -46,7 +47,16 @@ def escaped(text):
 
 
 def code(text, font="B"):
-    return f"\\f{font}" + escaped(text).replace("-", "\\-").replace(" ", "\\~") + "\\fP"
+    """A word of a program, in bold or italics."""
+    return f"\\f{font}" + escaped(text).replace("-", "\\-") + "\\fP"
+
+
+def unbroken(text):
+    return text.replace(" ", "\\~")
+
+
+def sentence(text):
+    return text[0].upper() + text[1:].rstrip(".") + "."
 
 
 def filled(text):
@@ -77,7 +87,8 @@ class Manual:
         self.types = {**types_of(types), **types_of(flat)}
         self.cpp_types = types_of(adapters)
         self.heads = {"FLAT": head_of(flat), "SDK": head_of(sdk)}
-        self.names = SYSTEM_NAMES | set(re.findall(r"\w+", re.sub(r"/\*.*?\*/", "", flat + sdk + adapters + types, flags=re.S)))
+        declarations = re.sub(r"/\*.*?\*/", "", flat + sdk + adapters + types, flags=re.S)
+        self.names = SYSTEM_NAMES | set(re.findall(r"\w+", declarations))
         self.mirrors = {}
         for function in self.functions:
             found = re.search(MIRRORS, function.comment.text)
@@ -119,14 +130,14 @@ class Manual:
         if name in {function.name for function in self.functions}:
             return code(name) + ("" if name in page else "(3)")
         if text in params:
-            return code(text, "I")
+            return unbroken(code(text, "I"))
         member = self.member(scope, name, near) if re.fullmatch(r"[A-Z]\w*", name) else None
         if member:
             return code(member)
         for word, more in re.findall(r"(?<!std::)\b([A-Za-z_]\w{2,})(\.{3})?", text):
             if not any(known.startswith(word) if more or word[-1] == "_" else known == word for known in self.names):
                 raise Trouble(f"{where}: '{word}' is neither a name of the public headers nor a parameter")
-        return code(f"TarvixSDK::{text}" if text in self.methods and text[0].islower() else text)
+        return unbroken(code(f"TarvixSDK::{text}" if text in self.methods and text[0].islower() else text))
 
     def inline(self, text, page=(), params=(), near=(), where="a header"):
         text = re.sub(r"\bconventions? \d+(?: and \d+)?(?! of)", r"\g<0> in `tarvixsdk`(3)" if page else r"\g<0>", text)
@@ -164,22 +175,22 @@ class Manual:
     @staticmethod
     def prototype(function):
         """As in a synopsis, parameters in italics."""
-        lines, line = [], f"{function.returns} {function.name}(".replace("* ", " *")
-        pairs = function.params or [("void", "")]
+        line = f"{function.returns} {function.name}(".replace("* ", " *")
+        lines, width, pairs = [code(line)], len(line), function.params or [("void", "")]
         for number, (kind, name) in enumerate(pairs):
-            piece = re.sub(r"(\*+) (?=\w+$)", r" \1", f"{kind} {name}").strip() + (");" if number == len(pairs) - 1 else ",")
-            if len(line) + len(piece) > 70 and number:
-                lines.append(line.rstrip())
-                line = "    "
-            line += piece + " "
-        lines.append(line.rstrip())
-        names = {name for _, name in function.params if name}
-        return [code(re.sub(r"[ *](\w+)(?=[,)])", lambda found: f"{found[0][0]}\0{found[1]}\1" if found[1] in names
-                            else found[0], each)).replace("\\~", " ").replace("\0", "\\fI").replace("\1", "\\fB")
-                for each in lines]
+            kind = re.sub(r"(\*+)$", r" \1", kind) + ("" if kind.endswith("*") or not name else " ")
+            end = ");" if number == len(pairs) - 1 else ","
+            gap = "" if not number else " "
+            if width + len(gap + kind + name + end) > COLUMNS:
+                lines.append("")
+                gap, width = "    ", 0
+            width += len(gap + kind + name + end)
+            lines[-1] += gap + code(kind) + (code(name, "I") if name else "") + code(end)
+        return lines
 
     def merged(self, function):
-        """The comment of the method with what flat.h adds: text, parameters and what is returned."""
+        """The comment of the method with what flat.h adds: text, parameters and what is returned. What flat.h says of an
+        output counts alone, for a method has other outputs."""
         own = function.comment
         found = re.search(MIRRORS, own.text)
         method = self.methods[found[1]] if found else None
@@ -206,7 +217,7 @@ class Manual:
                    "where": f"the comment of {function.name} or of what it mirrors"}
         output = [f".SS {function.name}", *self.blocks(text, "", **context)]
         for name, what in params.items():
-            output += [".TP", code(name, "I"), *filled(self.inline(what[0].upper() + what[1:] + ".", **context))]
+            output += [".TP", code(name, "I"), *filled(self.inline(sentence(what), **context))]
         if returns:
             output += [".PP", *filled(self.inline(f"Returns {returns}.", **context))]
         return output
@@ -228,8 +239,8 @@ class Manual:
         context = {"page": page, "params": {name for member, _, _ in each.members for name in re.findall(r"\w+", member)},
                    "near": {each.name}, "where": f"the comment of {each.name}"}
         if each.kind == "callback":
-            lines = textwrap.wrap(f"{each.members[0][0].replace('* ', ' *')};", 70, subsequent_indent="    ")
-            output = [f".SS {each.name}", ".nf", *(code(line).replace("\\~", " ") for line in lines), ".fi"]
+            lines = textwrap.wrap(f"{each.members[0][0].replace('* ', ' *')};", COLUMNS, subsequent_indent="    ")
+            output = [f".SS {each.name}", ".nf", *(code(line) for line in lines), ".fi"]
             return [*output, *self.blocks(each.comment, ".PP", **context)]
         flags = each.kind == "flags"
         output = [".SS Flags" if flags else f".SS {each.name}", *self.blocks(each.comment, "", **context)]
@@ -239,13 +250,12 @@ class Manual:
         same = self.cpp_types.get(each.name.removeprefix("TarvixSDK_"))
         above = {re.search(r"(\w+)(?: = .*|$)", field)[1]: what for field, _, what in same.members} if same else {}
         if not above and not any(what for _, _, what in each.members):
-            lines = [code(member.replace("* ", " *")).replace("\\~", " ") for member, _, _ in each.members]
+            lines = [code(member.replace("* ", " *")) for member, _, _ in each.members]
             return [*output, ".PP", ".nf", *lines, ".fi"]
         for member, value, what in each.members:
             what = what or above.get(re.search(r"(\w+)(?:\[\d+\])?$", member)[1], "")
-            label = code(member.replace("* ", " *")).replace("\\~", " ") + (f" ({value})" if value else "")
-            output += [".TP", label, *(filled(self.inline(what[0].upper() + what[1:].rstrip(".") + ".", **context))
-                                       if what else ["\\&"])]
+            label = code(member.replace("* ", " *")) + (f" ({value})" if value else "")
+            output += [".TP", label, *(filled(self.inline(sentence(what), **context)) if what else ["\\&"])]
         return output
 
     def statuses(self):
@@ -258,13 +268,14 @@ class Manual:
 
     def head(self, name, functions, about):
         names = ", ".join([name, *(function.name for function in functions)])
-        return [f".TH {name.upper()} 3 {self.title}", ".SH NAME", *filled(f"{names} \\- {about}".replace("-", "\\-")
-                                                                         .replace("\\\\-", "\\-"))]
+        return [f".TH {name.upper()} 3 {self.title}", ".SH NAME", *filled(names.replace("-", "\\-") + f" \\- {about}")]
 
     def example(self, name):
         if name not in EXAMPLES:
             return []
         text = (self.source / "examples" / EXAMPLES[name]).read_text(encoding="utf-8")
+        if max(map(len, text.split("\n"))) > COLUMNS:
+            raise Trouble(f"examples/{EXAMPLES[name]} is wider than a manual page's {COLUMNS} columns")
         lines = [escaped(line).replace("-", "\\-") for line in text.rstrip().split("\n")]
         return [".SH EXAMPLES", ".nf", *(f"\\&{line}" if line[:1] in (".", "'") else line for line in lines), ".fi"]
 
@@ -280,7 +291,8 @@ class Manual:
         output += [".fi", ".SH DESCRIPTION"]
         texts = [text for text in (self.method_groups.get(group), self.groups[group]) if text]
         params = {parameter for function in functions for _, parameter in function.params}
-        everywhere = f"What holds for all functions (handles, threads, null pointers, the room of buffers) is in `tarvixsdk`(3)."
+        everywhere = "What holds for all functions (handles, threads, null pointers, the room of buffers) is in "
+        everywhere += "`tarvixsdk`(3)."
         output += self.blocks("\n\n".join([*texts, everywhere]), "", page=page, params=params,
                               where=f"the comment of the group '{group}'")
         for function in functions:
@@ -305,7 +317,7 @@ class Manual:
                  "CONVENTIONS_OF_SDK": self.blocks(self.heads["SDK"], ""), "STATUSES": self.statuses(),
                  "EXAMPLES": self.example("tarvixsdk"), "PAGES": []}
         for group, (_, about) in FAMILIES.items():
-            parts["PAGES"] += [".TP", f"{code(page_name(group))}(3)", about[0].upper() + about[1:] + "."]
+            parts["PAGES"] += [".TP", f"{code(page_name(group))}(3)", sentence(about)]
         lines = []
         for line in self.template.rstrip().split("\n"):
             found = re.fullmatch(r"@(\w+)@", line)
