@@ -75,28 +75,28 @@ typedef void (*TarvixSDK_NotificationCallback)(const Notification* notification)
  * A string may hold NUL bytes of its own; then only the length tells where it ends.
  */
 typedef struct TarvixSDK_DeviceInfo {
-    char* usbString1;
-    size_t usbString1Length;
-    char* usbString2;
-    size_t usbString2Length;
-    char* usbString3;
-    size_t usbString3Length;
-    char* usbString4;
-    size_t usbString4Length;
-    char* usbString5;
-    size_t usbString5Length;
+    char* usbString1;        /**< string 1 */
+    size_t usbString1Length; /**< its length */
+    char* usbString2;        /**< string 2 */
+    size_t usbString2Length; /**< its length */
+    char* usbString3;        /**< string 3 */
+    size_t usbString3Length; /**< its length */
+    char* usbString4;        /**< string 4 */
+    size_t usbString4Length; /**< its length */
+    char* usbString5;        /**< string 5 */
+    size_t usbString5Length; /**< its length */
 } TarvixSDK_DeviceInfo;
 
 /** One attached adapter. Texts are NUL-terminated UTF-8 and never null; see `AdapterInfo` in adapters.hpp. */
 typedef struct TarvixSDK_AdapterInfo {
-    const char* path;
-    const char* serialNumber;
-    const char* manufacturer;
-    const char* product;
-    const char* usbPort;
-    uint16_t vendorId;
-    uint16_t productId;
-    uint32_t reportSize;
+    const char* path;         /**< device node */
+    const char* serialNumber; /**< empty when the adapter reports none */
+    const char* manufacturer; /**< empty when unknown */
+    const char* product;      /**< empty when unknown */
+    const char* usbPort;      /**< bus and port chain; empty where the system does not tell */
+    uint16_t vendorId;        /**< of the USB device */
+    uint16_t productId;       /**< of the USB device */
+    uint32_t reportSize;      /**< bytes of one HID report: 64 or 1024 */
 } TarvixSDK_AdapterInfo;
 
 /** Flags of `TarvixSDK_Open`; 0 opens a strict and exclusive session. */
@@ -107,7 +107,7 @@ enum {
 
 /** How `TarvixSDK_Open` ended. Texts are NUL-terminated UTF-8, cut to their fields. */
 typedef struct TarvixSDK_OpenResult {
-    OpenStatus status;
+    OpenStatus status; /**< whether it is open, and if not, why */
     int64_t holder;    /**< with `IN_USE`: id of the process that holds the lock; 0 where unknown */
     char path[256];    /**< the adapter opened, or the one that could not be; empty when none was chosen */
     char message[512]; /**< for people: "/dev/hidraw3 is in use by process 4711 (logger)" */
