@@ -223,7 +223,11 @@ void run(tool::Context& context)
     }
     Child child(context.options().command);
     serve(bridges, link, plan().reconnects, child.endDescriptor());
-    throw tool::AlreadyReported{static_cast<tool::ExitStatus>(child.wait())};
+    const int status = child.wait();
+    for (const auto& bridge : bridges) {
+        bridge->finish();
+    }
+    throw tool::AlreadyReported{static_cast<tool::ExitStatus>(status)};
 }
 
 } // namespace

@@ -47,14 +47,14 @@ bool PseudoTerminal::isOpen() const
 PseudoTerminal::Written PseudoTerminal::read(std::span<std::uint8_t> buffer) const
 {
     const ssize_t count = ::read(controlling_.get(), buffer.data(), buffer.size());
-    if (count < 0) {
-        return {errno == EIO ? Written::CLOSED : Written::NOTHING, {}};
+    if (count <= 0) {
+        return {count < 0 && errno == EIO ? Written::CLOSED : Written::NOTHING, {}};
     }
     // The first byte says what the others are; anything but data stands alone.
-    if (count > 0 && buffer[0] == TIOCPKT_DATA) {
+    if (buffer[0] == TIOCPKT_DATA) {
         return {Written::BYTES, buffer.subspan(1, static_cast<std::size_t>(count) - 1)};
     }
-    return {count > 0 && (buffer[0] & TIOCPKT_FLUSHREAD) != 0 ? Written::FLUSHED : Written::NOTHING, {}};
+    return {(buffer[0] & TIOCPKT_FLUSHREAD) != 0 ? Written::FLUSHED : Written::BYTES, {}};
 }
 
 std::size_t PseudoTerminal::write(std::span<const std::uint8_t> bytes) const

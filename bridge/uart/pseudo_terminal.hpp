@@ -28,8 +28,9 @@ public:
     bool isOpen() const;
 
     struct Written {
-        enum { NOTHING, BYTES, FLUSHED, CLOSED } kind; // FLUSHED: a program dropped what it had received so far
-        std::span<const std::uint8_t> bytes;           // in the buffer
+        // BYTES: perhaps none, but more may follow. FLUSHED: a program dropped what it had received so far.
+        enum { NOTHING, BYTES, FLUSHED, CLOSED } kind;
+        std::span<const std::uint8_t> bytes; // in the buffer
     };
     Written read(std::span<std::uint8_t> buffer) const;
 

@@ -9,6 +9,7 @@
 #include "adapter/statuses.hpp"
 #include "common/terminal.hpp"
 #include "console/errors.hpp"
+#include "console/interrupt.hpp"
 
 namespace bridge {
 
@@ -140,6 +141,17 @@ void UartBridge::serve(short events)
     }
 }
 
+void UartBridge::finish()
+{
+    while (link_.isUp()) {
+        tool::throwIfInterrupted();
+        followTerminal();
+        if (!transmit()) {
+            return;
+        }
+    }
+}
+
 void UartBridge::deliver()
 {
     if (!terminal_.isOpen()) {
@@ -177,7 +189,7 @@ StatusCode UartBridge::setUp(const tool::LineOptions& line)
     return link_.sdk().uartInit(line.baud.number, line.handshake, line.parity, line.bits, line.stop);
 }
 
-void UartBridge::transmit()
+bool UartBridge::transmit()
 {
     std::array<std::uint8_t, 1 + 1024> buffer; // a byte of the terminal's own stands before
     const std::size_t size = 1 + std::min(tool::largestPiece(line_), buffer.size() - 1);
@@ -189,12 +201,13 @@ void UartBridge::transmit()
         incoming_->drop();
     }
     if (written.bytes.empty()) {
-        return;
+        return written.kind == PseudoTerminal::Written::BYTES || written.kind == PseudoTerminal::Written::FLUSHED;
     }
     const StatusCode status = link_.sdk().uartSendMessage({written.bytes.begin(), written.bytes.end()});
     if (status != StatusCode::SUCCESS) {
         say(fmt::format("sending {} bytes: {}", written.bytes.size(), tool::nameOf(status)));
     }
+    return status == StatusCode::SUCCESS;
 }
 
 } // namespace bridge

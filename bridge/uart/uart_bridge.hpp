@@ -62,12 +62,13 @@ public:
     pollfd awaited() override;
     std::optional<std::chrono::milliseconds> period() const override;
     void serve(short events) override;
+    void finish() override;
 
 private:
     void deliver();
     void followTerminal();
     StatusCode setUp(const tool::LineOptions& line);
-    void transmit();
+    bool transmit(); // false when nothing is left to send, or it cannot be sent
 
     AdapterLink& link_;
     const std::shared_ptr<Incoming> incoming_;

@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import shutil
 import signal
 import subprocess
@@ -69,6 +70,12 @@ class Uart(Case):
         result = self.bridged("tarvix-sim trigger uart early; sleep 1; while sleep 0.3; do tarvix-sim trigger uart late; done & "
                               "timeout 20 head -c 4 tty; status=$?; kill $!; exit $status")
         self.assertEqual((result.stdout, result.returncode), ("late", 0), result.stderr)
+
+    def test_what_the_command_wrote_last_is_sent(self):
+        result = self.bridged("stty -F tty 9600; head -c 2000 /dev/zero > tty", sim=["--verbose"])
+        sent = re.findall(r"< .. 00 05 10 .. ..((?: 00)+)", result.stderr)
+        self.assertEqual((sum(len(each) // 3 for each in sent), result.returncode), (2000, 0), result.stderr)
+        self.assertRegex(result.stderr, r"03 00 00 03 00 \(UART init\)")
 
     def test_the_link(self):
         result = self.bridged("ls -l tty | grep -o .dev.pts.*; ls -H tty > /dev/null; tarvix list > /dev/null; exit 3")
