@@ -212,6 +212,8 @@ void announce(tool::Context& context, const Bridge& bridge)
 void run(tool::Context& context)
 {
     AdapterLink link(context);
+    std::optional<Child>
+        child; // which outlasts the bridges: it may be waiting for them, and nobody serves them any more
     std::vector<std::unique_ptr<Bridge>> bridges;
     for (const Plan::Make& make : plan().bridges) {
         bridges.push_back(make(link));
@@ -221,9 +223,9 @@ void run(tool::Context& context)
         serve(bridges, link, plan().reconnects, -1);
         return;
     }
-    Child child(context.options().command);
-    serve(bridges, link, plan().reconnects, child.endDescriptor());
-    const int status = child.wait();
+    child.emplace(context.options().command);
+    serve(bridges, link, plan().reconnects, child->endDescriptor());
+    const int status = child->wait();
     for (const auto& bridge : bridges) {
         bridge->finish();
     }

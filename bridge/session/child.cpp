@@ -1,9 +1,10 @@
 #include "session/child.hpp"
 
-#include <csignal>
+#include <cerrno>
 #include <cstring>
 
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
@@ -12,6 +13,23 @@
 #include "console/errors.hpp"
 
 namespace bridge {
+
+namespace {
+
+constexpr int PATIENCE = 2000; // ms
+
+volatile pid_t running = 0; // one is enough
+
+void onSignal(int number, siginfo_t* signal, void*)
+{
+    const int savedErrno = errno;
+    if (child_process::mustForward(static_cast<unsigned>(number), signal->si_code)) {
+        kill(running, number);
+    }
+    errno = savedErrno;
+}
+
+} // namespace
 
 Child::Child(const std::vector<std::string>& command)
 {
@@ -26,18 +44,43 @@ Child::Child(const std::vector<std::string>& command)
         throw tool::AlreadyReported{static_cast<tool::ExitStatus>(child_process::statusOfError(error))};
     }
     end_ = FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)), "pidfd_open");
+    passSignalsOn();
 }
 
 Child::~Child()
 {
-    if (process_ > 0) {
-        kill(process_, SIGTERM);
-        wait();
+    if (process_ < 0) {
+        return;
+    }
+    for (const int number : {SIGTERM, SIGHUP, SIGCONT}) { // shells that somebody types into end with SIGHUP only
+        kill(process_, number);
+    }
+    pollfd ended{end_.get(), POLLIN, 0};
+    if (poll(&ended, 1, PATIENCE) <= 0) {
+        kill(process_, SIGKILL);
+    }
+    wait();
+}
+
+void Child::passSignalsOn()
+{
+    running = process_;
+    struct sigaction action = {};
+    action.sa_sigaction = onSignal;
+    action.sa_flags = SA_SIGINFO | SA_RESTART;
+    for (std::size_t i = 0; i < before_.size(); ++i) {
+        sigaction(SIGNALS[i], nullptr, &before_[i]);
+        if (before_[i].sa_handler != SIG_IGN) {
+            sigaction(SIGNALS[i], &action, nullptr);
+        }
     }
 }
 
 int Child::wait()
 {
+    for (std::size_t i = 0; i < before_.size(); ++i) { // before its number may become another's
+        sigaction(SIGNALS[i], &before_[i], nullptr);
+    }
     int status = 0;
     while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
     }

@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import pty
 import re
 import shutil
 import signal
@@ -85,6 +86,27 @@ class Uart(Case):
         stale = "ln -s /dev/pts/99999 tty; tarvix bridge uart --link tty -- test -c tty && ls | wc -l"
         self.prints(f"cd {where}; {stale}", "0\n")
         self.fails(shell(f"cd {where}; touch tty; tarvix bridge uart --link tty"), 1, "bridge: --link: tty: File exists; choose")
+
+    def test_signals_are_the_commands(self):
+        at_the_end = '"printf bye > tty; ls tty; exit 5"'
+        rest = "while :; do sleep 0.1; done"
+        for name in "TERM", "HUP":
+            result = self.bridged(f"trap {at_the_end} {name}; kill -{name} $PPID; {rest}")
+            self.assertEqual((result.stdout, result.stderr, result.returncode), ("tty\n", "", 5))
+        control, terminal = pty.openpty()
+        command = ["tarvix", "bridge", "uart", "--link", "tty", "--", "sh", "-c", f"trap {at_the_end} INT; echo ready; {rest}"]
+        with subprocess.Popen(["setsid", "--ctty", *simulated(command)], env=ENVIRONMENT, cwd=self.directory(), text=True,
+                              stdin=terminal, stdout=subprocess.PIPE) as process:
+            self.addCleanup(os.close, control)
+            os.close(terminal)
+            self.assertEqual(process.stdout.readline(), "ready\n")
+            os.write(control, b"\x03")
+            self.assertEqual((process.communicate(timeout=LIMIT)[0], process.returncode), ("tty\n", 5))
+
+    def test_a_command_that_does_not_want_to_end(self):
+        result = self.bridged('trap "" TERM HUP; tarvix-sim trigger unplug; exec sleep 1000')
+        self.assertEqual((result.stderr, result.returncode),
+                         ("tarvix bridge: the adapter has left the USB bus; plug it back in, or use --reconnect\n", 7))
 
     def start(self, *options):
         """A bridge beside which the test goes on, and a shell on its adapter."""
