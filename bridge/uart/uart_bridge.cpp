@@ -178,8 +178,13 @@ void UartBridge::followTerminal()
             say(fmt::format("setting the line to {}: {}", tool::describe(line), tool::nameOf(status)));
         }
     }
-    setTerminal(terminal_.descriptor(), line); // a program that asks gets to know what it has
-    seen_ = terminalSettings(terminal_.descriptor());
+    seen_ = wanted;
+    // A program that asks gets to know what it has, unless one has set something else meanwhile.
+    const TerminalSettings has = settingsOf(line_);
+    if (wanted != has && terminalSettings(terminal_.descriptor()) == wanted) {
+        setTerminal(terminal_.descriptor(), line_);
+        seen_ = has;
+    }
 }
 
 StatusCode UartBridge::setUp(const tool::LineOptions& line)

@@ -64,6 +64,10 @@ class Uart(Case):
         for settings in "07 00 02 03 00", "03 00 02 03 00", "03 01 02 03 01":
             self.assertRegex(result.stderr, rf"{settings} \(UART init\)")
 
+    def test_settings_made_while_others_are_being_made(self):
+        result = self.bridged("stty -F tty 9600; sleep 0.1; stty -F tty 19200; sleep 1.5; stty -F tty speed", sim=["--latency", "400"])
+        self.assertEqual((result.stdout, result.stderr), ("19200\n", ""))
+
     def test_minicoms_and_picocoms_way_to_end(self):
         self.assertEqual(self.bridged("printf AT | picocom -qrx 2000 -b 115200 tty").stdout, "AT")
 
