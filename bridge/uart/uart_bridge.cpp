@@ -20,6 +20,9 @@ using namespace std::chrono_literals;
 // No event tells of new settings.
 constexpr auto PERIOD = 10ms;
 
+// To set up an adapter that did not take the settings.
+constexpr auto RETRY_PERIOD = 250ms;
+
 // What waits for a program that has the terminal open and does not read.
 constexpr std::size_t LARGEST_QUEUE = 1 << 20;
 
@@ -119,7 +122,7 @@ pollfd UartBridge::awaited()
     if (closed_) {
         return {terminal_.openings(), POLLIN, 0};
     }
-    const int events = (link_.isUp() ? POLLIN : 0) | (incoming_->isEmpty() ? 0 : POLLOUT);
+    const int events = (link_.isUp() && isSetUp() ? POLLIN : 0) | (incoming_->isEmpty() ? 0 : POLLOUT);
     return {events == 0 ? -1 : terminal_.descriptor(), static_cast<short>(events), 0};
 }
 
@@ -137,7 +140,9 @@ void UartBridge::serve(short events)
     deliver();
     if (!closed_ && link_.isUp()) {
         followTerminal();
-        transmit();
+        if (isSetUp()) {
+            transmit();
+        }
     }
 }
 
@@ -146,7 +151,7 @@ void UartBridge::finish()
     while (link_.isUp()) {
         tool::throwIfInterrupted();
         followTerminal();
-        if (!transmit()) {
+        if (!isSetUp() || !transmit()) {
             return;
         }
     }
@@ -166,17 +171,20 @@ void UartBridge::deliver()
 void UartBridge::followTerminal()
 {
     const TerminalSettings wanted = terminalSettings(terminal_.descriptor());
-    if (wanted == seen_ && generation_ == link_.generation()) {
+    if (wanted == seen_ && (isSetUp() || std::chrono::steady_clock::now() < nextAttempt_)) {
         return;
     }
     const tool::LineOptions line = follow(line_, wanted);
     if (wanted.rate != line.baud.rate && wanted.rate != 0) {
         say(fmt::format("the adapter does not have {} baud: staying at {}", wanted.rate, line.baud.rate));
     }
-    if (line != line_ || generation_ != link_.generation()) {
-        if (const StatusCode status = setUp(line); status != StatusCode::SUCCESS) {
+    if (line != line_ || !isSetUp()) {
+        const StatusCode status = setUp(line);
+        if (status != StatusCode::SUCCESS && (status != failure_ || wanted != seen_)) {
             say(fmt::format("setting the line to {}: {}", tool::describe(line), tool::nameOf(status)));
         }
+        failure_ = status;
+        nextAttempt_ = std::chrono::steady_clock::now() + RETRY_PERIOD;
     }
     seen_ = wanted;
     // A program that asks gets to know what it has, unless one has set something else meanwhile.
@@ -189,9 +197,13 @@ void UartBridge::followTerminal()
 
 StatusCode UartBridge::setUp(const tool::LineOptions& line)
 {
-    line_ = line;
-    generation_ = link_.generation();
-    return link_.sdk().uartInit(line.baud.number, line.handshake, line.parity, line.bits, line.stop);
+    const StatusCode status = link_.sdk().uartInit(line.baud.number, line.handshake, line.parity, line.bits, line.stop);
+    generation_ = 0; // it may have taken them all the same
+    if (status == StatusCode::SUCCESS) {
+        line_ = line;
+        generation_ = link_.generation();
+    }
+    return status;
 }
 
 bool UartBridge::transmit()

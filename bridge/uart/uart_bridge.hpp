@@ -1,6 +1,7 @@
 // The UART as a pseudo-terminal.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -67,6 +68,7 @@ public:
 private:
     void deliver();
     void followTerminal();
+    bool isSetUp() const { return generation_ == link_.generation(); }
     StatusCode setUp(const tool::LineOptions& line);
     bool transmit(); // false when nothing is left to send, or it cannot be sent
 
@@ -76,8 +78,10 @@ private:
     std::optional<Link> name_;
     tool::LineOptions line_;
     std::optional<TerminalSettings> seen_;
-    unsigned generation_ = 0; // of the adapter that was set up
-    bool closed_ = true;      // by all programs
+    unsigned generation_ = 0;                  // of the adapter that was set up, 0 for none
+    StatusCode failure_ = StatusCode::SUCCESS; // why it was not
+    std::chrono::steady_clock::time_point nextAttempt_;
+    bool closed_ = true; // by all programs
 };
 
 } // namespace bridge

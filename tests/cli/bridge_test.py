@@ -68,6 +68,13 @@ class Uart(Case):
         result = self.bridged("stty -F tty 9600; sleep 0.1; stty -F tty 19200; sleep 1.5; stty -F tty speed", sim=["--latency", "400"])
         self.assertEqual((result.stdout, result.stderr), ("19200\n", ""))
 
+    def test_settings_that_the_adapter_does_not_take(self):
+        result = self.bridged("tarvix-sim trigger fault drop; stty -F tty 9600; until stty -F tty speed | grep 115200; do sleep 0.1; done; "
+                              "tarvix-sim trigger fault off; printf AT > tty; head -c 2 tty > /dev/null", "--timeout 100ms", sim=["--verbose"])
+        self.assertEqual((result.stdout, result.returncode), ("115200\n", 0))
+        self.assertIn("tarvix bridge: uart: setting the line to 9600 baud, 8N1: NO_RESPONSE\n", result.stderr)
+        self.assertRegex(result.stderr, r"(?s) 03 00 00 03 00 \(UART init\)\n.* 07 00 00 03 00 \(UART init\)\n.* 41 54 \(UART send message\)")
+
     def test_minicoms_and_picocoms_way_to_end(self):
         self.assertEqual(self.bridged("printf AT | picocom -qrx 2000 -b 115200 tty").stdout, "AT")
 
