@@ -77,6 +77,20 @@ SpiSettings settingsOf(const spi_ioc_transfer& transfer, SpiSettings settings)
     return settings;
 }
 
+void requireWholeWords(SpiDataWidth width, std::size_t bytes)
+{
+    if (width == SpiDataWidth::BITS_16 && bytes % 2 != 0) {
+        throw Errno{EINVAL};
+    }
+}
+
+void requireBytes(std::size_t bytes)
+{
+    if (bytes == 0) { // the chip would be selected for nothing
+        throw Errno{EOPNOTSUPP};
+    }
+}
+
 // What happens between select and deselect: one transfer, or several that keep the chip selected.
 struct Exchange {
     SpiSettings settings;
@@ -105,6 +119,7 @@ std::vector<Exchange> exchangesOf(std::span<const spi_ioc_transfer> transfers, c
         const bool keepsSelected = !isLast && transfer.cs_change == 0;
         requireExpressible(transfer, keepsSelected, isLast);
         const SpiSettings own = settingsOf(transfer, settings);
+        requireWholeWords(own.width, transfer.len);
         if (!continues) {
             exchanges.push_back({own, {}, 0});
         }
@@ -121,6 +136,9 @@ std::vector<Exchange> exchangesOf(std::span<const spi_ioc_transfer> transfers, c
         }
         exchange.pause = transfer.delay_usecs;
         continues = keepsSelected;
+        if (!continues) {
+            requireBytes(exchange.sent.size());
+        }
     }
     return exchanges;
 }
@@ -162,19 +180,12 @@ int SpiFile::ioctl(unsigned command, UserMemory& memory)
 
 Bytes SpiFile::read(std::size_t size)
 {
-    if (size > SpiBus::LONGEST) {
-        throw Errno{EMSGSIZE};
-    }
-    return exchange(settings_, Bytes(size));
+    return simply(Bytes(size));
 }
 
 std::size_t SpiFile::write(std::span<const std::uint8_t> bytes)
 {
-    if (bytes.size() > SpiBus::LONGEST) {
-        throw Errno{EMSGSIZE};
-    }
-    exchange(settings_, {bytes.begin(), bytes.end()});
-    return bytes.size();
+    return simply({bytes.begin(), bytes.end()}).size();
 }
 
 int SpiFile::get(UserMemory& memory, std::size_t size, std::uint32_t value) const
@@ -235,14 +246,18 @@ int SpiFile::message(UserMemory& memory, std::size_t size)
     return static_cast<int>(received.size());
 }
 
+Bytes SpiFile::simply(Bytes sent) const
+{
+    if (sent.size() > SpiBus::LONGEST) {
+        throw Errno{EMSGSIZE};
+    }
+    requireBytes(sent.size());
+    requireWholeWords(settings_.width, sent.size());
+    return exchange(settings_, std::move(sent));
+}
+
 Bytes SpiFile::exchange(const SpiSettings& settings, Bytes sent) const
 {
-    if (sent.empty()) { // the chip would be selected for nothing
-        throw Errno{EOPNOTSUPP};
-    }
-    if (settings.width == SpiDataWidth::BITS_16 && sent.size() % 2 != 0) {
-        throw Errno{EINVAL};
-    }
     swapWords(sent, settings.width);
     Bytes received = bus_.transfer(settings, sent);
     swapWords(received, settings.width);

@@ -109,6 +109,9 @@ TEST_F(Spi, WhatTheAdapterCannotDoIsRefusedBeforeAnythingHappens)
         {{{{1}, 0, {.bits_per_word = 9}}}, -EINVAL},
         {{{{1}, 0, {.tx_nbits = 4}}}, -EINVAL},
         {{{{1}, 0, {.bits_per_word = 16}}}, -EINVAL},
+        {{{{1, 2, 3, 4}, 0, {.cs_change = 1}}, {{}, 0}}, -EOPNOTSUPP},
+        {{{{1, 2}, 0, {.cs_change = 1, .bits_per_word = 16}}, {{1}, 0, {.bits_per_word = 16}}}, -EINVAL},
+        {{{{1}, 0, {.bits_per_word = 16}}, {{1, 2, 3}, 0, {.bits_per_word = 16}}}, -EINVAL}, // the sum is even
         {{{Bytes(65'535), 0}, {{1}, 0}}, -EMSGSIZE},
     };
     for (const auto& [parts, result] : rows) {
