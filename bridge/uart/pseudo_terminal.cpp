@@ -57,6 +57,13 @@ PseudoTerminal::Written PseudoTerminal::read(std::span<std::uint8_t> buffer) con
     return {(buffer[0] & TIOCPKT_FLUSHREAD) != 0 ? Written::FLUSHED : Written::BYTES, {}};
 }
 
+std::size_t PseudoTerminal::waiting() const
+{
+    int count = 0;
+    ioctl(controlling_.get(), FIONREAD, &count);
+    return static_cast<std::size_t>(count);
+}
+
 std::size_t PseudoTerminal::write(std::span<const std::uint8_t> bytes) const
 {
     return static_cast<std::size_t>(std::max<ssize_t>(::write(controlling_.get(), bytes.data(), bytes.size()), 0));

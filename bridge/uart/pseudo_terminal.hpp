@@ -33,6 +33,7 @@ public:
         std::span<const std::uint8_t> bytes; // in the buffer
     };
     Written read(std::span<std::uint8_t> buffer) const;
+    std::size_t waiting() const; // bytes to be read, as far as the kernel knows
 
     // How many of the bytes programs will be able to read; the others do not fit now.
     std::size_t write(std::span<const std::uint8_t> bytes) const;

@@ -174,6 +174,9 @@ void UartBridge::followTerminal()
     if (wanted == seen_ && (isSetUp() || std::chrono::steady_clock::now() < nextAttempt_)) {
         return;
     }
+    while (isSetUp() && meantForLine_ > 0 && transmit(meantForLine_)) {
+        tool::throwIfInterrupted();
+    }
     const tool::LineOptions line = follow(line_, wanted);
     if (wanted.rate != line.baud.rate && wanted.rate != 0) {
         say(fmt::format("the adapter does not have {} baud: staying at {}", wanted.rate, line.baud.rate));
@@ -206,10 +209,10 @@ StatusCode UartBridge::setUp(const tool::LineOptions& line)
     return status;
 }
 
-bool UartBridge::transmit()
+bool UartBridge::transmit(std::size_t most)
 {
     std::array<std::uint8_t, 1 + 1024> buffer; // a byte of the terminal's own stands before
-    const std::size_t size = 1 + std::min(tool::largestPiece(line_), buffer.size() - 1);
+    const std::size_t size = 1 + std::min({most, tool::largestPiece(line_), buffer.size() - 1});
     const PseudoTerminal::Written written = terminal_.read(std::span(buffer).first(size));
     if (written.kind == PseudoTerminal::Written::CLOSED) {
         closed_ = true;
@@ -220,6 +223,9 @@ bool UartBridge::transmit()
     if (written.bytes.empty()) {
         return written.kind == PseudoTerminal::Written::BYTES || written.kind == PseudoTerminal::Written::FLUSHED;
     }
+    const std::size_t waiting = terminal_.waiting(); // looked at before the settings, so written before they change
+    const bool unchanged = terminalSettings(terminal_.descriptor()) == seen_;
+    meantForLine_ = unchanged ? waiting : meantForLine_ - std::min(meantForLine_, written.bytes.size());
     const StatusCode status = link_.sdk().uartSendMessage({written.bytes.begin(), written.bytes.end()});
     if (status != StatusCode::SUCCESS) {
         say(fmt::format("sending {} bytes: {}", written.bytes.size(), tool::nameOf(status)));

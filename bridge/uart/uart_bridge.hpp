@@ -70,7 +70,7 @@ private:
     void followTerminal();
     bool isSetUp() const { return generation_ == link_.generation(); }
     StatusCode setUp(const tool::LineOptions& line);
-    bool transmit(); // false when nothing is left to send, or it cannot be sent
+    bool transmit(std::size_t most = SIZE_MAX); // false when nothing is left to send, or it cannot be sent
 
     AdapterLink& link_;
     const std::shared_ptr<Incoming> incoming_;
@@ -78,6 +78,7 @@ private:
     std::optional<Link> name_;
     tool::LineOptions line_;
     std::optional<TerminalSettings> seen_;
+    std::size_t meantForLine_ = 0;             // bytes that waited when the terminal had these settings
     unsigned generation_ = 0;                  // of the adapter that was set up, 0 for none
     StatusCode failure_ = StatusCode::SUCCESS; // why it was not
     std::chrono::steady_clock::time_point nextAttempt_;

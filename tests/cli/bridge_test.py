@@ -75,6 +75,11 @@ class Uart(Case):
         self.assertIn("tarvix bridge: uart: setting the line to 9600 baud, 8N1: NO_RESPONSE\n", result.stderr)
         self.assertRegex(result.stderr, r"(?s) 03 00 00 03 00 \(UART init\)\n.* 07 00 00 03 00 \(UART init\)\n.* 41 54 \(UART send message\)")
 
+    def test_what_waits_goes_out_at_the_rate_before(self):
+        result = self.bridged("dd if=/dev/zero of=tty bs=1500 count=1 status=none; sleep 0.1; stty -F tty 9600; sleep 1", sim=["--latency", "400", "--verbose"])
+        self.assertEqual(re.findall(r"< .. 00 (05 10 .. ..|02 10 ..)", result.stderr),
+                         ["02 10 07", "05 10 00 04", "05 10 dc 01", "02 10 03"])
+
     def test_minicoms_and_picocoms_way_to_end(self):
         self.assertEqual(self.bridged("printf AT | picocom -qrx 2000 -b 115200 tty").stdout, "AT")
 
