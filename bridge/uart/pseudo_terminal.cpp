@@ -8,6 +8,8 @@
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
 
 namespace bridge {
 
@@ -62,6 +64,16 @@ std::size_t PseudoTerminal::waiting() const
     int count = 0;
     ioctl(controlling_.get(), FIONREAD, &count);
     return static_cast<std::size_t>(count);
+}
+
+void PseudoTerminal::clear() const
+{
+    // Only the programs' side can do it. What does not open has been made exclusive.
+    if (const int programs = open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK); programs >= 0) {
+        tcflush(programs, TCIFLUSH);
+        close(programs);
+    }
+    forgetOpenings();
 }
 
 std::size_t PseudoTerminal::write(std::span<const std::uint8_t> bytes) const

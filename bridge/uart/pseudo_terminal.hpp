@@ -35,6 +35,9 @@ public:
     Written read(std::span<std::uint8_t> buffer) const;
     std::size_t waiting() const; // bytes to be read, as far as the kernel knows
 
+    // Drops what the last program left unread, as the last close of a serial port does, and forgets openings.
+    void clear() const;
+
     // How many of the bytes programs will be able to read; the others do not fit now.
     std::size_t write(std::span<const std::uint8_t> bytes) const;
 

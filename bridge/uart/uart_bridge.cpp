@@ -57,11 +57,14 @@ Link::~Link()
 void Incoming::receive(const Notification& notification)
 {
     const auto* const uart = notification.uartRx();
-    if (uart == nullptr || !terminal.isOpen()) {
-        return; // as a serial port that nobody has open
+    if (uart == nullptr) {
+        return;
     }
     std::span<const std::uint8_t> bytes(uart->data, uart->dataLength);
     const std::lock_guard lock(mutex_);
+    if (!terminal.isOpen()) {
+        return; // as a serial port that nobody has open
+    }
     if (waiting_.empty()) {
         bytes = bytes.subspan(terminal.write(bytes));
     }
@@ -87,6 +90,13 @@ void Incoming::drop()
 {
     const std::lock_guard lock(mutex_);
     waiting_.clear();
+}
+
+void Incoming::clear()
+{
+    const std::lock_guard lock(mutex_);
+    waiting_.clear();
+    terminal.clear();
 }
 
 std::uint64_t Incoming::takeLost()
@@ -213,11 +223,15 @@ bool UartBridge::transmit(std::size_t most)
 {
     std::array<std::uint8_t, 1 + 1024> buffer; // a byte of the terminal's own stands before
     const std::size_t size = 1 + std::min({most, tool::largestPiece(line_), buffer.size() - 1});
-    const PseudoTerminal::Written written = terminal_.read(std::span(buffer).first(size));
+    PseudoTerminal::Written written = terminal_.read(std::span(buffer).first(size));
     if (written.kind == PseudoTerminal::Written::CLOSED) {
-        closed_ = true;
+        incoming_->clear();
+        do { // past what tells of that; or a program has written since, and its opening is forgotten
+            written = terminal_.read(std::span(buffer).first(size));
+        } while (written.kind == PseudoTerminal::Written::FLUSHED);
+        closed_ = written.kind == PseudoTerminal::Written::CLOSED;
     }
-    if (written.kind == PseudoTerminal::Written::CLOSED || written.kind == PseudoTerminal::Written::FLUSHED) {
+    if (written.kind == PseudoTerminal::Written::FLUSHED) {
         incoming_->drop();
     }
     if (written.bytes.empty()) {

@@ -45,6 +45,7 @@ public:
     bool isEmpty();
     void deliver(); // what the terminal had no room for
     void drop();
+    void clear(); // the terminal, too
     std::uint64_t takeLost();
 
 private:

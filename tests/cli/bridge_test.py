@@ -84,7 +84,8 @@ class Uart(Case):
         self.assertEqual(self.bridged("printf AT | picocom -qrx 2000 -b 115200 tty").stdout, "AT")
 
     def test_what_comes_while_nobody_listens_is_gone(self):
-        result = self.bridged("tarvix-sim trigger uart early; sleep 1; while sleep 0.3; do tarvix-sim trigger uart late; done & "
+        unread = "exec 3<> tty; tarvix-sim trigger uart unread; sleep 0.3; exec 3<&-"
+        result = self.bridged(f"{unread}; sleep 0.3; tarvix-sim trigger uart early; sleep 0.3; while sleep 0.3; do tarvix-sim trigger uart late; done & "
                               "timeout 20 head -c 4 tty; status=$?; kill $!; exit $status")
         self.assertEqual((result.stdout, result.returncode), ("late", 0), result.stderr)
 
