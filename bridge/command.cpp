@@ -191,7 +191,8 @@ void addUart(tool::Commands& family)
         "uart", "The UART as a pseudo-terminal, for picocom, minicom and pyserial", planUart,
         {"tarvix bridge uart --link tty0 -- picocom -b 9600 -qrx 500 tty0"},
         "No root needed. Baud rate, stop bits and RTS/CTS follow the terminal's settings.\n"
-        "Parity and data bits are those given here: the kernel has none for a pseudo-terminal.");
+        "Parity and data bits are those given here; leave programs at 8N1, which is all that a\n"
+        "pseudo-terminal has.");
     tool::addText(app, "--link", options.uart.link, "Make a symbolic link to the terminal here").valueName("PATH");
     tool::addLineOptions(app, options.uart.line);
     addReconnect(app, options.reconnects);

@@ -28,7 +28,7 @@ writer.join()
 
 # Each change is in effect when the next bytes come back; a rate that the adapter lacks is not.
 SETTINGS = """
-import serial, sys, termios
+import errno, serial, sys, termios
 port = serial.Serial(sys.argv[1], 9600, timeout=20)
 def echo(text):
     port.write(text)
@@ -39,6 +39,12 @@ echo(b"two")
 port.baudrate = 250000
 echo(b"odd")
 print(termios.tcgetattr(port.fileno())[4] == termios.B9600)
+port = serial.Serial(sys.argv[1])
+for wrong in {"parity": "E"}, {"bytesize": 7}:
+    try:
+        serial.Serial(sys.argv[1], **wrong)
+    except termios.error as error:
+        print(errno.errorcode[error.args[0]])
 """
 
 
@@ -58,7 +64,7 @@ class Uart(Case):
 
     def test_the_line_follows_the_terminal(self):
         result = self.bridged(f"{PYTHON} {self.script(SETTINGS)} tty", "--parity", "even", sim=["--verbose"])
-        self.assertEqual(result.stdout, "b'slow'\nb'two'\nb'odd'\nTrue\n", result.stderr)
+        self.assertEqual(result.stdout, "b'slow'\nb'two'\nb'odd'\nTrue\nEINVAL\nEINVAL\n", result.stderr)
         self.assertIn("tarvix bridge: uart: the adapter does not have 250000 baud: staying at 9600\n", result.stderr)
         # Rate, handshake, parity, data size, stop bits, by the adapter's numbers.
         for settings in "07 00 02 03 00", "03 00 02 03 00", "03 01 02 03 01":
