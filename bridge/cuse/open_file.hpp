@@ -42,6 +42,12 @@ public:
     std::uint64_t argument() const { return argument_; }
     std::size_t pointerSize() const { return pointerSize_; }
 
+    // What a field of 64 bits means as the program's pointer.
+    std::uint64_t pointer(std::uint64_t field) const
+    {
+        return pointerSize_ == 4 ? static_cast<std::uint32_t>(field) : field;
+    }
+
     std::span<const std::uint8_t> read(Area area);
 
     // Announces what will be written, in this order.

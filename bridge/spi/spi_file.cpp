@@ -57,8 +57,10 @@ std::vector<spi_ioc_transfer> readTransfers(UserMemory& memory, std::size_t size
     std::vector<spi_ioc_transfer> transfers;
     std::size_t total = 0;
     for (std::size_t at = 0; at < size; at += sizeof(spi_ioc_transfer)) {
-        transfers.push_back(numberAt<spi_ioc_transfer>(table, at));
-        total += transfers.back().len;
+        auto& transfer = transfers.emplace_back(numberAt<spi_ioc_transfer>(table, at));
+        transfer.tx_buf = memory.pointer(transfer.tx_buf);
+        transfer.rx_buf = memory.pointer(transfer.rx_buf);
+        total += transfer.len;
         if (total > SpiBus::LONGEST) {
             throw Errno{EMSGSIZE};
         }

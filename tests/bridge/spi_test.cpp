@@ -130,6 +130,22 @@ TEST_F(Spi, WhatTheAdapterCannotDoIsRefusedBeforeAnythingHappens)
     EXPECT_EQ(program.ioctl(file, 0x5401, 0), -ENOTTY);
 }
 
+// A cast from a pointer to a number of 64 bits copies the highest bit to the left.
+TEST_F(Spi, ProgramsOf32BitsMayHavePointersWithMoreBits)
+{
+    Program narrow{true};
+    constexpr std::uint64_t EXTENSION = 0xFFFF'FFFF'0000'0000;
+    spi_ioc_transfer transfer{};
+    transfer.len = 2;
+    transfer.tx_buf = narrow.put({1, 2}) | EXTENSION;
+    transfer.rx_buf = narrow.put(Bytes(2)) | EXTENSION;
+    Bytes table(sizeof transfer);
+    std::memcpy(table.data(), &transfer, sizeof transfer);
+    EXPECT_EQ(narrow.ioctl(file, SPI_IOC_MESSAGE(1), narrow.put(table)), 2);
+    EXPECT_EQ(bus.done.at(0).sent, (Bytes{1, 2}));
+    EXPECT_EQ(narrow.get(transfer.rx_buf & ~EXTENSION, 2), (Bytes{0xFE, 0xFD}));
+}
+
 TEST_F(Spi, SettingsAreKeptAndTold)
 {
     const struct {
