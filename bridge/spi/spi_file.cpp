@@ -130,7 +130,7 @@ std::vector<Exchange> exchangesOf(std::span<const spi_ioc_transfer> transfers, c
             throw Errno{EOPNOTSUPP};
         }
         const auto sent =
-            transfer.tx_buf != 0 ? memory.read({transfer.tx_buf, transfer.len}) : std::span<const std::uint8_t>();
+            transfer.tx_buf != 0 ? memory.readLater({transfer.tx_buf, transfer.len}) : std::span<const std::uint8_t>();
         exchange.sent.insert(exchange.sent.end(), sent.begin(), sent.end());
         exchange.sent.resize(exchange.sent.size() + transfer.len - sent.size());
         if (transfer.rx_buf != 0) {

@@ -130,6 +130,14 @@ TEST_F(Spi, WhatTheAdapterCannotDoIsRefusedBeforeAnythingHappens)
     EXPECT_EQ(program.ioctl(file, 0x5401, 0), -ENOTTY);
 }
 
+TEST_F(Spi, AsManyBuffersAsTheKernelFetches)
+{
+    EXPECT_EQ(message(std::vector<Part>(127, {{1}, 1})), 127);
+    EXPECT_EQ(program.rounds, 2) << "the table, and all buffers at once";
+    EXPECT_EQ(message(std::vector<Part>(128, {{1}, 1})), -EMSGSIZE);
+    EXPECT_TRUE(bus.done.empty());
+}
+
 // A cast from a pointer to a number of 64 bits copies the highest bit to the left.
 TEST_F(Spi, ProgramsOf32BitsMayHavePointersWithMoreBits)
 {
