@@ -36,13 +36,15 @@ void say(const std::string& text)
 Link::Link(std::string path, std::string target) : path_(std::move(path)), target_(std::move(target))
 {
     std::error_code error;
-    if (std::filesystem::read_symlink(path_, error).string().starts_with("/dev/pts/")) {
+    const std::filesystem::path leftOver = std::filesystem::read_symlink(path_, error);
+    // A new terminal often gets the number of the one that has gone.
+    if (leftOver.string().starts_with("/dev/pts/") && (leftOver == target_ || !std::filesystem::exists(leftOver))) {
         std::filesystem::remove(path_, error);
     }
     std::filesystem::create_symlink(target_, path_, error);
     if (error) {
         throw tool::Failure(tool::ExitStatus::REFUSED, fmt::format("--link: {}: {}", path_, error.message()),
-                            "choose another place");
+                            "choose another place, or remove what is there");
     }
 }
 

@@ -21,7 +21,8 @@ struct UartOptions {
 // A symbolic link that is there as long as this is.
 class Link {
 public:
-    // Replaces one that leads to a pseudo-terminal, as a bridge that was killed has left it. Throws tool::Failure.
+    // Replaces one that leads to a pseudo-terminal that is gone, as a bridge that was killed has left it. Throws
+    // tool::Failure.
     Link(std::string path, std::string target);
     ~Link();
     Link(const Link&) = delete;

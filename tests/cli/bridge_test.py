@@ -109,6 +109,8 @@ class Uart(Case):
         stale = "ln -s /dev/pts/99999 tty; tarvix bridge uart --link tty -- test -c tty && ls | wc -l"
         self.prints(f"cd {where}; {stale}", "0\n")
         self.fails(shell(f"cd {where}; touch tty; tarvix bridge uart --link tty"), 1, "bridge: --link: tty: File exists; choose")
+        result = self.bridged("tarvix -a TVX0000002 bridge uart --link tty -- true; echo $?; ls -H tty", "-a TVX0000001", sim=["--adapters", "2"])
+        self.assertRegex(result.stdout, r"^1\ntty\n$", "the name is another bridge's")
 
     def test_signals_are_the_commands(self):
         at_the_end = '"printf bye > tty; ls tty; exit 5"'
