@@ -164,6 +164,17 @@ class Uart(Case):
         self.assertEqual(process.stderr.readline(), "tarvix bridge: the adapter is back\n")
         self.assertEqual(self.finish(process, "head -c 4 <&3; exec 3<&-; kill $BRIDGE"), ("keptstatus 143\n", ""))
 
+    def test_the_adapter_comes_back_to_another_program(self):
+        process = self.start("--reconnect")
+        process.stdin.write("tarvix-sim trigger unplug\n")
+        process.stderr.readline()
+        process.stdin.write("kill -STOP $BRIDGE; tarvix-sim trigger replug; tarvix bridge uart > ready & OTHER=$!; "
+                            "until [ -s ready ]; do sleep 0.1; done; kill -CONT $BRIDGE\n")
+        self.assertRegex(process.stderr.readline(), "^tarvix bridge: still waiting for the adapter: .* in use")
+        process.stdin.write("sleep 1; kill $OTHER\n")
+        self.assertEqual(process.stderr.readline(), "tarvix bridge: the adapter is back\n")
+        self.finish(process, "kill $BRIDGE")
+
     def test_json(self):
         result = shell("tarvix --json bridge uart > out & until [ -s out ]; do sleep 0.1; done; kill $!; cat out", cwd=self.directory())
         (event,) = objects(result.stdout)
