@@ -197,6 +197,8 @@ class Uart(Case):
 
     def test_wrong_uses(self):
         self.fails(tarvix("bridge", "gpio"), 1, "no program can make GPIO lines: that takes a kernel module; use 'tarvix gpio'")
+        self.assertRegex(tarvix("bridge", "gpio", "--help").stdout,
+                         "^Missing: no program can make GPIO lines: that takes a kernel module; use 'tarvix gpio'(?s:(?!Examples).)*$")
         self.fails(tarvix("bridge", "i2c", "--device", "a", "b"), 2, "--device: 2 names, but 1 to be made")
         self.fails(tarvix("bridge", "spi", "--device", "../x"), 2, "--device: '../x' is no name of a device; use one such as spidev90.0")
         self.fails(tarvix("bridge"), 2, "tarvix bridge: missing command; one of: ")
