@@ -37,14 +37,23 @@ Child::Child(const std::vector<std::string>& command)
     for (char** variable = environ; *variable != nullptr; ++variable) {
         environment.emplace_back(*variable);
     }
+    sigset_t signals; // wait until they can be passed on
+    sigemptyset(&signals);
+    for (const int number : SIGNALS) {
+        sigaddset(&signals, number);
+    }
     sigset_t mask;
-    sigprocmask(SIG_BLOCK, nullptr, &mask);
-    if (const int error = child_process::start(command, environment, mask, process_); error != 0) {
+    sigprocmask(SIG_BLOCK, &signals, &mask);
+    const int error = child_process::start(command, environment, mask, process_);
+    if (error == 0) {
+        passSignalsOn();
+    }
+    sigprocmask(SIG_SETMASK, &mask, nullptr);
+    if (error != 0) {
         terminal::tell(fmt::format("tarvix bridge: cannot run {}: {}", command[0], std::strerror(error)));
         throw tool::AlreadyReported{static_cast<tool::ExitStatus>(child_process::statusOfError(error))};
     }
     end_ = FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)), "pidfd_open");
-    passSignalsOn();
 }
 
 Child::~Child()
