@@ -133,7 +133,7 @@ int await(pid_t child, int signals, Live* live)
             continue;
         }
         int status = 0;
-        if (child_process::mustForward(signal)) {
+        if (child_process::mustForward(signal.ssi_signo, signal.ssi_code)) {
             ::kill(child, static_cast<int>(signal.ssi_signo));
         } else if (::waitpid(child, &status, WNOHANG) == child) {
             if (live != nullptr) {
