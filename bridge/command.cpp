@@ -213,8 +213,8 @@ void announce(tool::Context& context, const Bridge& bridge)
 void run(tool::Context& context)
 {
     AdapterLink link(context);
-    std::optional<Child>
-        child; // which outlasts the bridges: it may be waiting for them, and nobody serves them any more
+    // Outlasts the bridges: it may be waiting for them, whom nobody serves any more.
+    std::optional<Child> child;
     std::vector<std::unique_ptr<Bridge>> bridges;
     for (const Plan::Make& make : plan().bridges) {
         bridges.push_back(make(link));
