@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <dlfcn.h>
+#include <sys/types.h>
 
 namespace preload {
 
@@ -26,5 +27,10 @@ private:
     const char* const name_;
     std::atomic<Function*> found_{nullptr};
 };
+
+// Declared with the arguments that the variable ones stand for, which travel alike. A mode that the caller left out is
+// passed on as it is found, to somebody who doesn't look at it.
+inline constinit Next<int(const char*, int, mode_t)> nextOpen("open");
+inline constinit Next<int(int, const char*, int, mode_t)> nextOpenAt("openat");
 
 } // namespace preload

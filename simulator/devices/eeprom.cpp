@@ -5,7 +5,7 @@
 namespace sim {
 
 namespace {
-constexpr std::uint8_t ERASED = 0xFF;
+constexpr std::uint8_t BLANK = 0xFF;
 }
 
 Eeprom::Eeprom(const Layout& layout, World& world)
@@ -13,7 +13,7 @@ Eeprom::Eeprom(const Layout& layout, World& world)
       pageSize_(layout.pageSize),
       addressBytes_(layout.addressBytes),
       writeTime_(layout.writeTime),
-      memory_(layout.size, ERASED),
+      memory_(layout.size, BLANK),
       file_(layout.keptIn)
 {
     std::ranges::copy(layout.contents, memory_.begin());

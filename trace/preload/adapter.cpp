@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <linux/hidraw.h>
 #include <string_view>
 #include <sys/ioctl.h>
@@ -41,7 +42,7 @@ unsigned numberIn(const char* directory, int size, const char* name, const char*
     std::array<char, PATH_MAX> path{};
     std::array<char, 16> text{};
     std::snprintf(path.data(), path.size(), "%s/%.*s/%s", directory, size, name, below);
-    const int file = next::open.get()(path.data(), O_RDONLY | O_CLOEXEC, 0);
+    const int file = preload::nextOpen.get()(path.data(), O_RDONLY | O_CLOEXEC, 0);
     if (file < 0) {
         return 0;
     }

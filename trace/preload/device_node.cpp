@@ -6,17 +6,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "common/open.hpp"
 #include "trace/preload/adapter.hpp"
 #include "trace/preload/handles.hpp"
 #include "trace/preload/inside.hpp"
 #include "trace/preload/system.hpp"
-
-// Named by hand: the system's headers declare these functions in more ways than one, some of them inline.
-#define ANSWERS(name) __asm__(name) __attribute__((visibility("default")))
-
-// Where files have 64-bit sizes anyway, the C library has one function under two names, and so has this.
-static_assert(sizeof(off_t) == sizeof(off64_t));
-#define ANSWERS_ALSO(name, first) __asm__(name) __attribute__((alias(first), visibility("default")))
 
 namespace recorder {
 
@@ -91,39 +85,10 @@ ssize_t recorded(Handle* handle, const void* data, ssize_t count)
 
 extern "C" {
 
-int openFile(const char* path, int flags, mode_t mode) ANSWERS("open");
-int openFile64(const char* path, int flags, mode_t mode) ANSWERS_ALSO("open64", "open");
-int openFileAt(int directory, const char* path, int flags, mode_t mode) ANSWERS("openat");
-int openFileAt64(int directory, const char* path, int flags, mode_t mode) ANSWERS_ALSO("openat64", "openat");
-int openChecked(const char* path, int flags) ANSWERS("__open_2");
-int openChecked64(const char* path, int flags) ANSWERS_ALSO("__open64_2", "__open_2");
-int openCheckedAt(int directory, const char* path, int flags) ANSWERS("__openat_2");
-int openCheckedAt64(int directory, const char* path, int flags) ANSWERS_ALSO("__openat64_2", "__openat_2");
 int closeFile(int descriptor) ANSWERS("close");
 ssize_t readFrom(int descriptor, void* data, std::size_t size) ANSWERS("read");
 ssize_t readFromChecked(int descriptor, void* data, std::size_t size, std::size_t room) ANSWERS("__read_chk");
 ssize_t writeTo(int descriptor, const void* data, std::size_t size) ANSWERS("write");
-
-int openFile(const char* path, int flags, mode_t mode)
-{
-    return opened(path, flags, next::open.get()(path, flags, mode));
-}
-
-int openFileAt(int directory, const char* path, int flags, mode_t mode)
-{
-    return opened(path, flags, next::openat.get()(directory, path, flags, mode));
-}
-
-// The checked forms are for flags that want no mode.
-int openChecked(const char* path, int flags)
-{
-    return openFile(path, flags, 0);
-}
-
-int openCheckedAt(int directory, const char* path, int flags)
-{
-    return openFileAt(directory, path, flags, 0);
-}
 
 int closeFile(int descriptor)
 {
@@ -161,3 +126,13 @@ ssize_t writeTo(int descriptor, const void* data, std::size_t size)
 } // extern "C"
 
 } // namespace recorder
+
+int preload::openFile(const char* path, int flags, mode_t mode)
+{
+    return recorder::opened(path, flags, nextOpen.get()(path, flags, mode));
+}
+
+int preload::openFileAt(int directory, const char* path, int flags, mode_t mode)
+{
+    return recorder::opened(path, flags, nextOpenAt.get()(directory, path, flags, mode));
+}

@@ -89,7 +89,7 @@ bool isFile(const struct stat& status)
 
 int openFile()
 {
-    const int low = next::open.get()(path.data(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
+    const int low = preload::nextOpen.get()(path.data(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
     if (low < 0) {
         return giveUp("cannot open", ::strerrordesc_np(errno));
     }

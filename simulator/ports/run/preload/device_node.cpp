@@ -13,16 +13,9 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
-#include "common/next.hpp"
+#include "common/open.hpp"
 #include "ports/run/preload/client.hpp"
 #include "ports/shared/identity.hpp"
-
-// Named by hand: the system's headers declare these functions in more ways than one, some of them inline.
-#define ANSWERS(name) __asm__(name) __attribute__((visibility("default")))
-
-// Where files have 64-bit sizes anyway, the C library has one function under two names, and so has this.
-static_assert(sizeof(off_t) == sizeof(off64_t));
-#define ANSWERS_ALSO(name, first) __asm__(name) __attribute__((alias(first), visibility("default")))
 
 namespace sim {
 
@@ -134,12 +127,6 @@ int answerRequest(int handle, const std::string& node, unsigned request, void* a
     }
 }
 
-// Declared with the arguments that the variable ones stand for, which travel alike. A mode that the caller left out is
-// passed on as it is found, to somebody who doesn't look at it.
-using Open = int(const char*, int, mode_t);
-using OpenAt = int(int, const char*, int, mode_t);
-constinit Next<Open> nextOpen("open");
-constinit Next<OpenAt> nextOpenAt("openat");
 constinit Next<int(int, struct stat*)> nextFstat("fstat");
 constinit Next<int(int, int, struct stat*)> nextFxstat("__fxstat");
 constinit Next<int(int, unsigned long, void*)> nextIoctl("ioctl");
@@ -157,14 +144,6 @@ __attribute__((constructor)) void findNext()
 
 extern "C" {
 
-int openFile(const char* path, int flags, mode_t mode) ANSWERS("open");
-int openFile64(const char* path, int flags, mode_t mode) ANSWERS_ALSO("open64", "open");
-int openFileAt(int directory, const char* path, int flags, mode_t mode) ANSWERS("openat");
-int openFileAt64(int directory, const char* path, int flags, mode_t mode) ANSWERS_ALSO("openat64", "openat");
-int openChecked(const char* path, int flags) ANSWERS("__open_2");
-int openChecked64(const char* path, int flags) ANSWERS_ALSO("__open64_2", "__open_2");
-int openCheckedAt(int directory, const char* path, int flags) ANSWERS("__openat_2");
-int openCheckedAt64(int directory, const char* path, int flags) ANSWERS_ALSO("__openat64_2", "__openat_2");
 int statusOf(int descriptor, struct stat* status) ANSWERS("fstat");
 int statusOf64(int descriptor, struct stat* status) ANSWERS_ALSO("fstat64", "fstat");
 int oldStatusOf(int version, int descriptor, struct stat* status) ANSWERS("__fxstat");
@@ -172,27 +151,6 @@ int oldStatusOf64(int version, int descriptor, struct stat* status) ANSWERS_ALSO
 int control(int descriptor, unsigned long request, void* argument) ANSWERS("ioctl");
 ssize_t readFrom(int descriptor, void* data, std::size_t size) ANSWERS("read");
 ssize_t writeTo(int descriptor, const void* data, std::size_t size) ANSWERS("write");
-
-int openFile(const char* path, int flags, mode_t mode)
-{
-    return opensAdapter(path, flags) ? openAdapter(path, flags) : nextOpen.get()(path, flags, mode);
-}
-
-int openFileAt(int directory, const char* path, int flags, mode_t mode)
-{
-    return opensAdapter(path, flags) ? openAdapter(path, flags) : nextOpenAt.get()(directory, path, flags, mode);
-}
-
-// The checked forms are for flags that want no mode.
-int openChecked(const char* path, int flags)
-{
-    return openFile(path, flags, 0);
-}
-
-int openCheckedAt(int directory, const char* path, int flags)
-{
-    return openFileAt(directory, path, flags, 0);
-}
 
 int statusOf(int descriptor, struct stat* status)
 {
@@ -238,3 +196,14 @@ ssize_t writeTo(int descriptor, const void* data, std::size_t size)
 } // extern "C"
 
 } // namespace sim
+
+int preload::openFile(const char* path, int flags, mode_t mode)
+{
+    return sim::opensAdapter(path, flags) ? sim::openAdapter(path, flags) : nextOpen.get()(path, flags, mode);
+}
+
+int preload::openFileAt(int directory, const char* path, int flags, mode_t mode)
+{
+    return sim::opensAdapter(path, flags) ? sim::openAdapter(path, flags)
+                                          : nextOpenAt.get()(directory, path, flags, mode);
+}
