@@ -191,7 +191,8 @@ void addUart(tool::Commands& family)
         "uart", "The UART as a pseudo-terminal, for picocom, minicom and pyserial", planUart,
         {"tarvix bridge uart --link tty0 -- picocom -b 9600 -qrx 500 tty0"},
         "No root needed. Baud rate, stop bits and RTS/CTS follow the terminal's settings.\n"
-        "Parity and data bits are those given here: the kernel has none for a pseudo-terminal.");
+        "Parity and data bits are those given here; leave programs at 8N1, which is all that a\n"
+        "pseudo-terminal has.");
     tool::addText(app, "--link", options.uart.link, "Make a symbolic link to the terminal here").valueName("PATH");
     tool::addLineOptions(app, options.uart.line);
     addReconnect(app, options.reconnects);
@@ -212,6 +213,8 @@ void announce(tool::Context& context, const Bridge& bridge)
 void run(tool::Context& context)
 {
     AdapterLink link(context);
+    std::optional<Child>
+        child; // which outlasts the bridges: it may be waiting for them, and nobody serves them any more
     std::vector<std::unique_ptr<Bridge>> bridges;
     for (const Plan::Make& make : plan().bridges) {
         bridges.push_back(make(link));
@@ -221,9 +224,13 @@ void run(tool::Context& context)
         serve(bridges, link, plan().reconnects, -1);
         return;
     }
-    Child child(context.options().command);
-    serve(bridges, link, plan().reconnects, child.endDescriptor());
-    throw tool::AlreadyReported{static_cast<tool::ExitStatus>(child.wait())};
+    child.emplace(context.options().command);
+    serve(bridges, link, plan().reconnects, child->endDescriptor());
+    const int status = child->wait();
+    for (const auto& bridge : bridges) {
+        bridge->finish();
+    }
+    throw tool::AlreadyReported{static_cast<tool::ExitStatus>(status)};
 }
 
 } // namespace

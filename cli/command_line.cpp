@@ -92,8 +92,8 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
 {
     CLI::App* command = app_.add_subcommand(name, description);
     command->fallthrough()->footer(fmt::format(
-        "{}{}See 'tarvix --help' for the common options (-a, --json, --timeout, --wait, -v).\n\nExamples:\n  {}", notes,
-        notes.empty() ? "" : "\n\n", fmt::join(examples, "\n  ")));
+        "{}{}See 'tarvix --help' for the common options (-a, --json, --timeout, --wait, -v).{}{}", notes,
+        notes.empty() ? "" : "\n\n", examples.empty() ? "" : "\n\nExamples:\n  ", fmt::join(examples, "\n  ")));
     if (app_.get_parent() != nullptr && !examples.empty()) {
         const std::string before = app_.get_footer().empty() ? "Examples:" : app_.get_footer();
         app_.footer(fmt::format("{}\n  {}", before, examples.front()));
@@ -108,7 +108,9 @@ CLI::App& Commands::addCommand(const std::string& name, const std::string& descr
 
 void Commands::addMissing(const std::string& name, const std::string& reason, const std::string& advice)
 {
-    addCommand(name, "", [=](Context&) { throw Failure(ExitStatus::REFUSED, reason, advice); }, {}, {}).group("");
+    addCommand(name, fmt::format("Missing: {}; {}", reason, advice),
+               [=](Context&) { throw Failure(ExitStatus::REFUSED, reason, advice); }, {}, {})
+        .group("");
 }
 
 CommandLine::CommandLine(const CommandSet& commands, std::vector<std::string> words)

@@ -115,9 +115,9 @@ int become(const std::string& path, const std::vector<std::string>& words)
     return error;
 }
 
-bool mustForward(const signalfd_siginfo& signal)
+bool mustForward(unsigned number, int code)
 {
-    return signal.ssi_signo != SIGCHLD && signal.ssi_code != SI_KERNEL;
+    return number != SIGCHLD && code != SI_KERNEL;
 }
 
 int statusOfError(int error)

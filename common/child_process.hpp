@@ -4,7 +4,6 @@
 #include <csignal>
 #include <string>
 #include <string_view>
-#include <sys/signalfd.h>
 #include <sys/types.h>
 #include <vector>
 
@@ -32,8 +31,9 @@ int start(const std::vector<std::string>& command, const std::vector<std::string
 // Goes on as the program at this path; `words` are without its name. Returns the error number when it cannot.
 int become(const std::string& path, const std::vector<std::string>& words);
 
-// Whether the child did not get this signal of ours, as it gets those from the terminal.
-bool mustForward(const signalfd_siginfo& signal);
+// Whether the child did not get this signal of ours, as it gets those from the terminal. Its number and code are those
+// of siginfo_t or signalfd_siginfo. A handler may ask.
+bool mustForward(unsigned number, int code);
 
 // The exit status of a command that could not be started, and of one that ended, as wait has it.
 int statusOfError(int error);

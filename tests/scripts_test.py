@@ -54,7 +54,7 @@ class Scripts(unittest.TestCase):
 
     def test_unknown_arguments_are_refused(self):
         for command in ("fresh woody", "fresh script/test", "arm64 woody", "e2e --release woody", "e2e --release",
-                        "debian-sources ../trixie", "test ubsan", "format --fixx", "soak --preset ubsan",
+                        "debian-sources ../trixie", "abi --updat", "test ubsan", "format --fixx", "soak --preset ubsan",
                         "soak --lather", "bench --briefly", "fuzz wires", "fuzz --tim", "coverage nowhere", "wheel nowhere",
                         "package --thrice"):
             with self.subTest(command=command):

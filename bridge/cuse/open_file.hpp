@@ -42,9 +42,20 @@ public:
     std::uint64_t argument() const { return argument_; }
     std::size_t pointerSize() const { return pointerSize_; }
 
+    // What a field of 64 bits means as the program's pointer.
+    std::uint64_t pointer(std::uint64_t field) const
+    {
+        return pointerSize_ == 4 ? static_cast<std::uint32_t>(field) : field;
+    }
+
     std::span<const std::uint8_t> read(Area area);
 
-    // Announces what will be written, in this order.
+    // The same for what nothing else depends on, so that the kernel fetches all of it at once: empty until it is there,
+    // and `complete` throws.
+    std::span<const std::uint8_t> readLater(Area area);
+
+    // Announces what will be written, in this order. This and the former throw Errno: EMSGSIZE for more areas than the
+    // kernel takes.
     void announce(Area area);
 
     // Everything was read and announced. From here on the call happens, once.
@@ -56,11 +67,14 @@ public:
     const Bytes& written() const { return written_; }
 
 private:
+    void requireFewAreas() const;
+
     const std::uint64_t argument_;
     const std::size_t pointerSize_;
     const std::span<const std::uint8_t> fetched_;
     const std::size_t room_;
     std::size_t used_ = 0;
+    bool lacks_ = false;
     std::size_t announced_ = 0;
     std::vector<Area> from_;
     std::vector<Area> to_;

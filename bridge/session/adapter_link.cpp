@@ -26,22 +26,15 @@ AdapterLink::~AdapterLink()
     sdk_.onConnectionLost(nullptr);
 }
 
-bool AdapterLink::reopen()
+void AdapterLink::reopen()
 {
-    try {
-        OpenOptions options;
-        options.path = tool::chooseAdapter(context_.adapter().selector).path;
-        options.exclusive = !context_.options().shared;
-        eventfd_t ignored;
-        eventfd_read(lost_->get(), &ignored);
-        if (!sdk_.open(options)) {
-            return false;
-        }
-    } catch (const tool::Failure&) {
-        return false;
-    }
+    OpenOptions options;
+    options.path = tool::chooseAdapter(context_.adapter().selector).path;
+    options.exclusive = !context_.options().shared;
+    eventfd_t ignored;
+    eventfd_read(lost_->get(), &ignored);
+    tool::requireOpen(sdk_.open(options));
     ++generation_;
-    return true;
 }
 
 int errnoOf(StatusCode status)

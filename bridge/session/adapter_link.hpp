@@ -24,8 +24,8 @@ public:
     // Readable once the adapter is gone, until `reopen`.
     int lossDescriptor() const { return lost_->get(); }
 
-    // Takes the same adapter up again; false while it is not there or cannot be opened.
-    bool reopen();
+    // Takes the same adapter up again. Throws tool::Failure while it is not there or cannot be opened.
+    void reopen();
 
     // Another number each time the adapter was opened: it then has to be set up anew.
     unsigned generation() const { return generation_; }

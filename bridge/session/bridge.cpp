@@ -41,9 +41,19 @@ public:
 
     void tryToEnd()
     {
-        if (link_.reopen()) {
+        try {
+            link_.reopen();
             terminal::tell("tarvix bridge: the adapter is back");
             lasts_ = false;
+            told_.clear();
+        } catch (const tool::Failure& failure) {
+            const bool isAway = failure.exitStatus() == tool::ExitStatus::NO_ADAPTER ||
+                                failure.exitStatus() == tool::ExitStatus::ADAPTER_LOST;
+            const std::string reason = isAway ? "" : failure.what();
+            if (!reason.empty() && reason != told_) {
+                terminal::tell("tarvix bridge: still waiting for the adapter: " + reason);
+            }
+            told_ = reason;
         }
     }
 
@@ -51,6 +61,7 @@ private:
     AdapterLink& link_;
     const bool reconnects_;
     bool lasts_ = false;
+    std::string told_; // why it cannot be opened though it is there
 };
 
 // -1 for as long as it takes.

@@ -25,6 +25,9 @@ public:
     virtual std::optional<std::chrono::milliseconds> period() const { return std::nullopt; }
     virtual void serve(short events) = 0;
 
+    // Before the end: passes on what programs have left. Throws tool::Interrupted.
+    virtual void finish() {}
+
 protected:
     Bridge() = default;
     Bridge(const Bridge&) = delete;

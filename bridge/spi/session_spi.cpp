@@ -1,5 +1,10 @@
 #include "spi/session_spi.hpp"
 
+#include <cerrno>
+
+#include <poll.h>
+
+#include "console/interrupt.hpp"
 #include "cuse/open_file.hpp"
 
 namespace bridge {
@@ -38,6 +43,18 @@ StatusCode SpiController::use(SpiChipSelect select, const SpiSettings& settings)
         inUse_ = wanted;
     }
     return status;
+}
+
+void SessionSpi::pause(std::chrono::microseconds time)
+{
+    const auto end = std::chrono::steady_clock::now() + time;
+    for (std::chrono::nanoseconds left = time; left.count() > 0; left = end - std::chrono::steady_clock::now()) {
+        pollfd interrupted{tool::interruptDescriptor(), POLLIN, 0};
+        const timespec most{left.count() / 1'000'000'000, left.count() % 1'000'000'000};
+        if (ppoll(&interrupted, 1, &most, nullptr) > 0) {
+            throw Errno{EINTR};
+        }
+    }
 }
 
 } // namespace bridge

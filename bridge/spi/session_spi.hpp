@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <optional>
-#include <thread>
 #include <utility>
 
 #include "session/adapter_link.hpp"
@@ -45,7 +44,7 @@ public:
     {
         return controller_->transfer(select_, settings, sent);
     }
-    void pause(std::chrono::microseconds time) override { std::this_thread::sleep_for(time); }
+    void pause(std::chrono::microseconds time) override;
 
 private:
     const std::shared_ptr<SpiController> controller_;

@@ -27,7 +27,7 @@ public:
     // Select, as many bytes in as out, deselect. 1 to LONGEST bytes. Throws Errno.
     virtual tool::Bytes transfer(const SpiSettings& settings, std::span<const std::uint8_t> sent) = 0;
 
-    // Before the next transfer.
+    // Before the next transfer. Throws Errno: EINTR when the bridge is to end.
     virtual void pause(std::chrono::microseconds time) = 0;
 
     static constexpr std::size_t LONGEST = 65'535;

@@ -57,8 +57,10 @@ std::vector<spi_ioc_transfer> readTransfers(UserMemory& memory, std::size_t size
     std::vector<spi_ioc_transfer> transfers;
     std::size_t total = 0;
     for (std::size_t at = 0; at < size; at += sizeof(spi_ioc_transfer)) {
-        transfers.push_back(numberAt<spi_ioc_transfer>(table, at));
-        total += transfers.back().len;
+        auto& transfer = transfers.emplace_back(numberAt<spi_ioc_transfer>(table, at));
+        transfer.tx_buf = memory.pointer(transfer.tx_buf);
+        transfer.rx_buf = memory.pointer(transfer.rx_buf);
+        total += transfer.len;
         if (total > SpiBus::LONGEST) {
             throw Errno{EMSGSIZE};
         }
@@ -75,6 +77,20 @@ SpiSettings settingsOf(const spi_ioc_transfer& transfer, SpiSettings settings)
         settings.clock = std::min(transfer.speed_hz, SpiBus::FASTEST);
     }
     return settings;
+}
+
+void requireWholeWords(SpiDataWidth width, std::size_t bytes)
+{
+    if (width == SpiDataWidth::BITS_16 && bytes % 2 != 0) {
+        throw Errno{EINVAL};
+    }
+}
+
+void requireBytes(std::size_t bytes)
+{
+    if (bytes == 0) { // the chip would be selected for nothing
+        throw Errno{EOPNOTSUPP};
+    }
 }
 
 // What happens between select and deselect: one transfer, or several that keep the chip selected.
@@ -105,6 +121,7 @@ std::vector<Exchange> exchangesOf(std::span<const spi_ioc_transfer> transfers, c
         const bool keepsSelected = !isLast && transfer.cs_change == 0;
         requireExpressible(transfer, keepsSelected, isLast);
         const SpiSettings own = settingsOf(transfer, settings);
+        requireWholeWords(own.width, transfer.len);
         if (!continues) {
             exchanges.push_back({own, {}, 0});
         }
@@ -113,7 +130,7 @@ std::vector<Exchange> exchangesOf(std::span<const spi_ioc_transfer> transfers, c
             throw Errno{EOPNOTSUPP};
         }
         const auto sent =
-            transfer.tx_buf != 0 ? memory.read({transfer.tx_buf, transfer.len}) : std::span<const std::uint8_t>();
+            transfer.tx_buf != 0 ? memory.readLater({transfer.tx_buf, transfer.len}) : std::span<const std::uint8_t>();
         exchange.sent.insert(exchange.sent.end(), sent.begin(), sent.end());
         exchange.sent.resize(exchange.sent.size() + transfer.len - sent.size());
         if (transfer.rx_buf != 0) {
@@ -121,6 +138,9 @@ std::vector<Exchange> exchangesOf(std::span<const spi_ioc_transfer> transfers, c
         }
         exchange.pause = transfer.delay_usecs;
         continues = keepsSelected;
+        if (!continues) {
+            requireBytes(exchange.sent.size());
+        }
     }
     return exchanges;
 }
@@ -162,19 +182,12 @@ int SpiFile::ioctl(unsigned command, UserMemory& memory)
 
 Bytes SpiFile::read(std::size_t size)
 {
-    if (size > SpiBus::LONGEST) {
-        throw Errno{EMSGSIZE};
-    }
-    return exchange(settings_, Bytes(size));
+    return simply(Bytes(size));
 }
 
 std::size_t SpiFile::write(std::span<const std::uint8_t> bytes)
 {
-    if (bytes.size() > SpiBus::LONGEST) {
-        throw Errno{EMSGSIZE};
-    }
-    exchange(settings_, {bytes.begin(), bytes.end()});
-    return bytes.size();
+    return simply({bytes.begin(), bytes.end()}).size();
 }
 
 int SpiFile::get(UserMemory& memory, std::size_t size, std::uint32_t value) const
@@ -235,14 +248,18 @@ int SpiFile::message(UserMemory& memory, std::size_t size)
     return static_cast<int>(received.size());
 }
 
+Bytes SpiFile::simply(Bytes sent) const
+{
+    if (sent.size() > SpiBus::LONGEST) {
+        throw Errno{EMSGSIZE};
+    }
+    requireBytes(sent.size());
+    requireWholeWords(settings_.width, sent.size());
+    return exchange(settings_, std::move(sent));
+}
+
 Bytes SpiFile::exchange(const SpiSettings& settings, Bytes sent) const
 {
-    if (sent.empty()) { // the chip would be selected for nothing
-        throw Errno{EOPNOTSUPP};
-    }
-    if (settings.width == SpiDataWidth::BITS_16 && sent.size() % 2 != 0) {
-        throw Errno{EINVAL};
-    }
     swapWords(sent, settings.width);
     Bytes received = bus_.transfer(settings, sent);
     swapWords(received, settings.width);

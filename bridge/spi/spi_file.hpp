@@ -21,6 +21,7 @@ private:
     int setWidth(std::uint32_t bits);
     int setClock(std::uint32_t clock);
     int message(UserMemory& memory, std::size_t size);
+    Bytes simply(Bytes sent) const; // with the device's own settings
     Bytes exchange(const SpiSettings& settings, Bytes sent) const;
 
     SpiBus& bus_;

@@ -48,6 +48,13 @@ void setFlag(tcflag_t& flags, tcflag_t flag, bool wanted)
 
 } // namespace
 
+TerminalSettings settingsOf(const tool::LineOptions& line)
+{
+    return {.rate = line.baud.rate,
+            .twoStopBits = line.stop == UartStopBit::TWO,
+            .rtsCts = line.handshake == UartHwHandshake::ENABLED};
+}
+
 TerminalSettings terminalSettings(int terminal)
 {
     const termios2 now = attributes(terminal);

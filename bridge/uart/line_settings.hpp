@@ -14,6 +14,9 @@ struct TerminalSettings {
     bool operator==(const TerminalSettings&) const = default;
 };
 
+// What a terminal says of a line with these options.
+TerminalSettings settingsOf(const tool::LineOptions& line);
+
 // Those of a pseudo-terminal, by either side. Throw std::system_error.
 TerminalSettings terminalSettings(int terminal);
 void setTerminal(int terminal, const tool::LineOptions& line);

@@ -8,6 +8,8 @@
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
 
 namespace bridge {
 
@@ -47,14 +49,31 @@ bool PseudoTerminal::isOpen() const
 PseudoTerminal::Written PseudoTerminal::read(std::span<std::uint8_t> buffer) const
 {
     const ssize_t count = ::read(controlling_.get(), buffer.data(), buffer.size());
-    if (count < 0) {
-        return {errno == EIO ? Written::CLOSED : Written::NOTHING, {}};
+    if (count <= 0) {
+        return {count < 0 && errno == EIO ? Written::CLOSED : Written::NOTHING, {}};
     }
     // The first byte says what the others are; anything but data stands alone.
-    if (count > 0 && buffer[0] == TIOCPKT_DATA) {
+    if (buffer[0] == TIOCPKT_DATA) {
         return {Written::BYTES, buffer.subspan(1, static_cast<std::size_t>(count) - 1)};
     }
-    return {count > 0 && (buffer[0] & TIOCPKT_FLUSHREAD) != 0 ? Written::FLUSHED : Written::NOTHING, {}};
+    return {(buffer[0] & TIOCPKT_FLUSHREAD) != 0 ? Written::FLUSHED : Written::BYTES, {}};
+}
+
+std::size_t PseudoTerminal::waiting() const
+{
+    int count = 0;
+    ioctl(controlling_.get(), FIONREAD, &count);
+    return static_cast<std::size_t>(count);
+}
+
+void PseudoTerminal::clear() const
+{
+    // Only the programs' side can do it. What does not open has been made exclusive.
+    if (const int programs = open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK); programs >= 0) {
+        tcflush(programs, TCIFLUSH);
+        close(programs);
+    }
+    forgetOpenings();
 }
 
 std::size_t PseudoTerminal::write(std::span<const std::uint8_t> bytes) const

@@ -28,10 +28,15 @@ public:
     bool isOpen() const;
 
     struct Written {
-        enum { NOTHING, BYTES, FLUSHED, CLOSED } kind; // FLUSHED: a program dropped what it had received so far
-        std::span<const std::uint8_t> bytes;           // in the buffer
+        // BYTES: perhaps none, but more may follow. FLUSHED: a program dropped what it had received so far.
+        enum { NOTHING, BYTES, FLUSHED, CLOSED } kind;
+        std::span<const std::uint8_t> bytes; // in the buffer
     };
     Written read(std::span<std::uint8_t> buffer) const;
+    std::size_t waiting() const; // bytes to be read, as far as the kernel knows
+
+    // Drops what the last program left unread, as the last close of a serial port does, and forgets openings.
+    void clear() const;
 
     // How many of the bytes programs will be able to read; the others do not fit now.
     std::size_t write(std::span<const std::uint8_t> bytes) const;

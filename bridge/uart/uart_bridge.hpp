@@ -1,6 +1,7 @@
 // The UART as a pseudo-terminal.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -20,7 +21,8 @@ struct UartOptions {
 // A symbolic link that is there as long as this is.
 class Link {
 public:
-    // Replaces one that leads to a pseudo-terminal, as a bridge that was killed has left it. Throws tool::Failure.
+    // Replaces one that leads to a pseudo-terminal that is gone, as a bridge that was killed has left it. Throws
+    // tool::Failure.
     Link(std::string path, std::string target);
     ~Link();
     Link(const Link&) = delete;
@@ -44,6 +46,7 @@ public:
     bool isEmpty();
     void deliver(); // what the terminal had no room for
     void drop();
+    void clear(); // the terminal, too
     std::uint64_t takeLost();
 
 private:
@@ -62,12 +65,14 @@ public:
     pollfd awaited() override;
     std::optional<std::chrono::milliseconds> period() const override;
     void serve(short events) override;
+    void finish() override;
 
 private:
     void deliver();
     void followTerminal();
+    bool isSetUp() const { return generation_ == link_.generation(); }
     StatusCode setUp(const tool::LineOptions& line);
-    void transmit();
+    bool transmit(std::size_t most = SIZE_MAX); // false when nothing is left to send, or it cannot be sent
 
     AdapterLink& link_;
     const std::shared_ptr<Incoming> incoming_;
@@ -75,8 +80,11 @@ private:
     std::optional<Link> name_;
     tool::LineOptions line_;
     std::optional<TerminalSettings> seen_;
-    unsigned generation_ = 0; // of the adapter that was set up
-    bool closed_ = true;      // by all programs
+    std::size_t meantForLine_ = 0;             // bytes that waited when the terminal had these settings
+    unsigned generation_ = 0;                  // of the adapter that was set up, 0 for none
+    StatusCode failure_ = StatusCode::SUCCESS; // why it was not
+    std::chrono::steady_clock::time_point nextAttempt_;
+    bool closed_ = true; // by all programs
 };
 
 } // namespace bridge

@@ -13,11 +13,11 @@
 
 namespace tool {
 
-namespace {
-
-[[noreturn]] void throwOpenFailure(const OpenResult& result)
+void requireOpen(const OpenResult& result)
 {
     switch (result.status) {
+    case OpenStatus::OPENED:
+        return;
     case OpenStatus::NO_PERMISSION:
         throw Failure(ExitStatus::NO_PERMISSION, fmt::format("cannot open {}: permission denied", result.path),
                       PERMISSION_ADVICE);
@@ -29,6 +29,8 @@ namespace {
         throw Failure(ExitStatus::REFUSED, result.message, "run 'tarvix doctor'");
     }
 }
+
+namespace {
 
 // Tries again while another program holds the adapter, as long as the user wants to wait.
 OpenResult openPatiently(TarvixSDK& sdk, const OpenOptions& options, std::chrono::milliseconds patience)
@@ -69,9 +71,7 @@ TarvixSDK& Context::sdk()
         open.exclusive = !options_.shared;
         open.answer = answer_;
         const OpenResult result = openPatiently(*sdk, open, options_.wait.value_or(std::chrono::milliseconds(0)));
-        if (!result) {
-            throwOpenFailure(result);
-        }
+        requireOpen(result);
         sdk_ = std::move(sdk);
         output_.nameAdapter(adapter_->selector);
         if (hasAdapter()) {

@@ -27,6 +27,9 @@ struct GlobalOptions {
     std::vector<std::string> command; // of another program, for commands that run one
 };
 
+// Throws Failure unless the adapter was opened.
+void requireOpen(const OpenResult& result);
+
 class Context {
 public:
     explicit Context(GlobalOptions options);

@@ -18,14 +18,14 @@
  * from the device: escape control characters before printing them.
  */
 struct AdapterInfo {
-    std::string path;         /**< hidapi's device path; on Linux the device node, such as /dev/hidraw3 */
-    std::string serialNumber; /**< empty when the adapter reports none */
-    std::string manufacturer; /**< empty when unknown */
-    std::string product;      /**< empty when unknown */
-    std::string usbPort;      /**< bus and port chain, such as "1-4.2"; empty where the system does not tell */
-    std::uint16_t vendorId = 0;
-    std::uint16_t productId = 0;
-    std::size_t reportSize = 0; /**< bytes of one HID report: 64 or 1024 */
+    std::string path;            /**< hidapi's device path; on Linux the device node, such as /dev/hidraw3 */
+    std::string serialNumber;    /**< empty when the adapter reports none */
+    std::string manufacturer;    /**< empty when unknown */
+    std::string product;         /**< empty when unknown */
+    std::string usbPort;         /**< bus and port chain, such as "1-4.2"; empty where the system does not tell */
+    std::uint16_t vendorId = 0;  /**< of the USB device */
+    std::uint16_t productId = 0; /**< of the USB device; it goes with the report size */
+    std::size_t reportSize = 0;  /**< bytes of one HID report: 64 or 1024 */
 };
 
 /**
@@ -60,7 +60,7 @@ struct OpenOptions {
 
 /** How opening an adapter ended. */
 struct OpenResult {
-    OpenStatus status = OpenStatus::FAILED;
+    OpenStatus status = OpenStatus::FAILED; /**< whether it is open, and if not, why */
     std::string path;        /**< the adapter opened, or the one that could not be; empty when none was chosen */
     std::int64_t holder = 0; /**< with `IN_USE`: id of the process that holds the lock; 0 where unknown */
     std::string message;     /**< for people: "/dev/hidraw3 is in use by process 4711 (logger)" */

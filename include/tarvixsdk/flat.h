@@ -75,28 +75,28 @@ typedef void (*TarvixSDK_NotificationCallback)(const Notification* notification)
  * A string may hold NUL bytes of its own; then only the length tells where it ends.
  */
 typedef struct TarvixSDK_DeviceInfo {
-    char* usbString1;
-    size_t usbString1Length;
-    char* usbString2;
-    size_t usbString2Length;
-    char* usbString3;
-    size_t usbString3Length;
-    char* usbString4;
-    size_t usbString4Length;
-    char* usbString5;
-    size_t usbString5Length;
+    char* usbString1;        /**< string 1 */
+    size_t usbString1Length; /**< its length */
+    char* usbString2;        /**< string 2 */
+    size_t usbString2Length; /**< its length */
+    char* usbString3;        /**< string 3 */
+    size_t usbString3Length; /**< its length */
+    char* usbString4;        /**< string 4 */
+    size_t usbString4Length; /**< its length */
+    char* usbString5;        /**< string 5 */
+    size_t usbString5Length; /**< its length */
 } TarvixSDK_DeviceInfo;
 
 /** One attached adapter. Texts are NUL-terminated UTF-8 and never null; see `AdapterInfo` in adapters.hpp. */
 typedef struct TarvixSDK_AdapterInfo {
-    const char* path;
-    const char* serialNumber;
-    const char* manufacturer;
-    const char* product;
-    const char* usbPort;
-    uint16_t vendorId;
-    uint16_t productId;
-    uint32_t reportSize;
+    const char* path;         /**< device node */
+    const char* serialNumber; /**< empty when the adapter reports none */
+    const char* manufacturer; /**< empty when unknown */
+    const char* product;      /**< empty when unknown */
+    const char* usbPort;      /**< bus and port chain; empty where the system does not tell */
+    uint16_t vendorId;        /**< of the USB device */
+    uint16_t productId;       /**< of the USB device */
+    uint32_t reportSize;      /**< bytes of one HID report: 64 or 1024 */
 } TarvixSDK_AdapterInfo;
 
 /** Flags of `TarvixSDK_Open`; 0 opens a strict and exclusive session. */
@@ -107,7 +107,7 @@ enum {
 
 /** How `TarvixSDK_Open` ended. Texts are NUL-terminated UTF-8, cut to their fields. */
 typedef struct TarvixSDK_OpenResult {
-    OpenStatus status;
+    OpenStatus status; /**< whether it is open, and if not, why */
     int64_t holder;    /**< with `IN_USE`: id of the process that holds the lock; 0 where unknown */
     char path[256];    /**< the adapter opened, or the one that could not be; empty when none was chosen */
     char message[512]; /**< for people: "/dev/hidraw3 is in use by process 4711 (logger)" */
@@ -169,7 +169,7 @@ TARVIX_API TarvixSDK_Handle* TarvixSDK_Create(int timeout);
 TARVIX_API void TarvixSDK_Destroy(TarvixSDK_Handle* handle);
 
 /**
- * Mirrors `open`: the session that new programs use.
+ * Mirrors `open`. New programs use it instead of `TarvixSDK_Connect`.
  *
  * @param path null or empty for any
  * @param serialNumber UTF-8; null or empty for any
@@ -214,7 +214,18 @@ TARVIX_API void TarvixSDK_Disconnect(TarvixSDK_Handle* handle);
 TARVIX_API const char* TarvixSDK_GetVersion(void);
 /**@}*/
 
-/** @name Notifications */
+/**
+ * @name Notifications
+ *
+ * What an adapter reports by itself goes to the callbacks of the handle, and to a queue that
+ * `TarvixSDK_NextNotification` empties.
+ *
+ * The views, `TarvixSDK_notificationAsGpio` and its like, decode a notification. Each returns true and fills `view` if
+ * neither pointer is null, the kind is the required one and the data is long enough; otherwise it returns false and
+ * writes nothing. Pointers inside a view point into the notification's data. Lengths inside a view are what the adapter
+ * declared and may exceed what is there: before reading, compare them with the `length - 8` bytes that follow the fixed
+ * part.
+ */
 /**@{*/
 
 /**
@@ -246,13 +257,6 @@ TARVIX_API StatusCode TarvixSDK_NextNotification(TarvixSDK_Handle* handle, uint8
 
 /** Notifications of this handle that were dropped before `TarvixSDK_NextNotification` fetched them. */
 TARVIX_API uint64_t TarvixSDK_DroppedNotifications(TarvixSDK_Handle* handle);
-
-/*
- * The views. Each returns true and fills `view` if neither pointer is null, the kind is the required one and the data
- * is long enough; otherwise it returns false and writes nothing. Pointers inside a view point into the notification's
- * data. Lengths inside a view are what the adapter declared and may exceed what is there: before reading, compare them
- * with the `length - 8` bytes that follow the fixed part.
- */
 
 /** The pin that fired: kind `GPIO_INTERRUPT`, at least 7 bytes. */
 TARVIX_API bool TarvixSDK_notificationAsGpio(const Notification* notification, GpioInterruptNotification* view);
@@ -347,7 +351,12 @@ TARVIX_API StatusCode TarvixSDK_GpioConfigurePin(TarvixSDK_Handle* handle, GpioP
 TARVIX_API StatusCode TarvixSDK_GpioDigitalWrite(TarvixSDK_Handle* handle, GpioPinNumber pinNumber,
                                                  GpioLogicLevel logicLevel);
 
-/** Mirrors `gpioDigitalRead`. @param logicLevel must not be null, unless the handle is: it is not tested */
+/**
+ * Mirrors `gpioDigitalRead`.
+ *
+ * @param logicLevel the byte that the adapter answered, declared member or not; must not be null, unless the handle is:
+ *        it is not tested
+ */
 TARVIX_API StatusCode TarvixSDK_GpioDigitalRead(TarvixSDK_Handle* handle, GpioPinNumber pinNumber,
                                                 GpioLogicLevel* logicLevel);
 
@@ -385,13 +394,16 @@ TARVIX_API StatusCode TarvixSDK_I2cRead(TarvixSDK_Handle* handle, uint8_t bus, u
 
 /**
  * Does these transfers in their order without waiting for each response before the next request: `i2cRead` and
- * `i2cWrite` in a job of `runInFlight`, where `inFlight` and what a failure leaves are described. Strict sessions only.
+ * `i2cWrite` in a job of `runInFlight`. The first that fails stops the sending, and those already sent are waited for,
+ * so that up to `inFlight - 1` behind it may have been done. Strict sessions only.
  *
  * @param transfers `count` of them; their memory is used until this returns
+ * @param inFlight how many may be unanswered, 1 to 63; with 1 each response is waited for. How many requests an adapter
+ *        keeps is defined by the firmware; their responses together should fit in the 63 reports that Linux keeps
  * @param completed set to the number of transfers before the first that failed, all of which succeeded; `count` when
  *        none failed. May be null
- * @return the status of the first transfer that failed; `INVALID_ARGUMENT` also for a transfer with both pointers or
- *         with data and neither, and then nothing is sent
+ * @return the status of the first transfer that failed; `INVALID_ARGUMENT` also for a plain session, for `inFlight` out
+ *         of range, and for a transfer with both pointers or with data and neither, and then nothing is sent
  */
 TARVIX_API StatusCode TarvixSDK_I2cTransfers(TarvixSDK_Handle* handle, uint8_t bus,
                                              const TarvixSDK_I2cTransfer* transfers, size_t count, size_t inFlight,
@@ -400,7 +412,8 @@ TARVIX_API StatusCode TarvixSDK_I2cTransfers(TarvixSDK_Handle* handle, uint8_t b
 /**
  * Mirrors `i2cScanBus`.
  *
- * @param addresses receives `*oneByteCount + 2 * *twoByteCount` bytes
+ * @param addresses receives `*oneByteCount + 2 * *twoByteCount` bytes: entries of one byte, then entries of two, as the
+ *        adapter sent them
  * @param capacity room in `addresses`, in bytes
  * @return also `INVALID_ARGUMENT` when `capacity` is too small: the scan was made, the counts are written, and
  *         `addresses` is not
@@ -604,7 +617,7 @@ TARVIX_API StatusCode TarvixSDK_I3cCccRSTGRPADirect(TarvixSDK_Handle* handle, ui
 /**
  * Mirrors `i3cCccRSTACTDirect`.
  *
- * @param resetTime may be null unless `direction` is `READ`
+ * @param resetTime receives the byte that a read returned; may be null unless `direction` is `READ`
  */
 TARVIX_API StatusCode TarvixSDK_I3cCccRSTACTDirect(TarvixSDK_Handle* handle, uint8_t address,
                                                    I3cTargetResetDefByte action, I3cTransferDirection direction,

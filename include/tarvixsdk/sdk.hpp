@@ -80,11 +80,11 @@ public:
 
     /** The adapter's USB strings 1 to 5, byte for byte as sent. What each one says is defined by the firmware. */
     struct DeviceInfo {
-        std::string usbString1;
-        std::string usbString2;
-        std::string usbString3;
-        std::string usbString4;
-        std::string usbString5;
+        std::string usbString1; /**< string 1 */
+        std::string usbString2; /**< string 2 */
+        std::string usbString3; /**< string 3 */
+        std::string usbString4; /**< string 4 */
+        std::string usbString5; /**< string 5 */
     };
 
     /** How `runInFlight` ended. */

@@ -24,6 +24,7 @@
 /** Version of the library this header belongs to, as `getVersion` reports it. */
 #define TARVIXSDK_VERSION "1.3.0"
 
+/** @cond */
 #if defined(__GNUC__)
 #define TARVIX_API __attribute__((visibility("default")))
 #else
@@ -39,6 +40,7 @@
     enum
 #define TARVIX_MEMBER(name, member) name##_##member
 #endif
+/** @endcond */
 
 /**
  * Number of a request, which the adapter repeats in its response.
@@ -385,11 +387,13 @@ typedef struct UartRxNotification {
     size_t dataLength;   /**< number of bytes at `data` */
 } UartRxNotification;
 
+/** @cond */
 #ifdef __cplusplus
 #define TARVIX_SLOT mutable
 #else
 #define TARVIX_SLOT
 #endif
+/** @endcond */
 
 /**
  * One unsolicited frame of the adapter.
@@ -403,10 +407,10 @@ typedef struct Notification {
     size_t length;         /**< bytes of the whole frame */
 
     /* Where the accessors put what they decode; each call rewrites its own slot. */
-    TARVIX_SLOT I3cHotJoinNotification hotJoinSlot;
-    TARVIX_SLOT I3cIbiNotification ibiSlot;
-    TARVIX_SLOT GpioInterruptNotification gpioSlot;
-    TARVIX_SLOT UartRxNotification uartRxSlot;
+    TARVIX_SLOT I3cHotJoinNotification hotJoinSlot; /**< the accessor's; do not use it */
+    TARVIX_SLOT I3cIbiNotification ibiSlot;         /**< the accessor's; do not use it */
+    TARVIX_SLOT GpioInterruptNotification gpioSlot; /**< the accessor's; do not use it */
+    TARVIX_SLOT UartRxNotification uartRxSlot;      /**< the accessor's; do not use it */
 
 #ifdef __cplusplus
     /** The pin that fired; null unless `kind` is `GPIO_INTERRUPT` and the frame holds at least 7 bytes. */

@@ -63,6 +63,9 @@ public:
         }
     }
 
+    // An adapter that somebody could not open may not have been there at all.
+    bool wasThere() const { return !openings_.empty() || !requests_.empty() || !happened_.empty(); }
+
     Recording recording()
     {
         std::ranges::stable_sort(requests_, {}, &Request::begin);
@@ -216,7 +219,9 @@ public:
     {
         std::vector<Recording> recordings;
         for (Named& each : sorters_) {
-            recordings.push_back(each.sorter.recording());
+            if (each.sorter.wasThere()) {
+                recordings.push_back(each.sorter.recording());
+            }
         }
         return recordings;
     }

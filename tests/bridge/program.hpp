@@ -53,13 +53,16 @@ public:
         Bytes fetched;
         std::vector<Area> to;
         std::size_t room = 0;
-        for (;;) {
+        for (rounds = 0;; ++rounds) {
             UserMemory memory(argument, is32Bits_, fetched, room);
             try {
                 const int result = file.ioctl(static_cast<unsigned>(command), memory);
                 store(to, memory.written());
                 return result;
             } catch (const UserMemory::Incomplete&) {
+                if (memory.from().size() + memory.to().size() > 256) {
+                    return -ENOMEM;
+                }
                 if (!fetch(memory, fetched, to, room)) {
                     return -EFAULT;
                 }
@@ -68,6 +71,8 @@ public:
             }
         }
     }
+
+    int rounds = 0; // of the last call, in which memory was fetched
 
 private:
     bool holds(const Area& area) const

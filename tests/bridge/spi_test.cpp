@@ -109,6 +109,9 @@ TEST_F(Spi, WhatTheAdapterCannotDoIsRefusedBeforeAnythingHappens)
         {{{{1}, 0, {.bits_per_word = 9}}}, -EINVAL},
         {{{{1}, 0, {.tx_nbits = 4}}}, -EINVAL},
         {{{{1}, 0, {.bits_per_word = 16}}}, -EINVAL},
+        {{{{1, 2, 3, 4}, 0, {.cs_change = 1}}, {{}, 0}}, -EOPNOTSUPP},
+        {{{{1, 2}, 0, {.cs_change = 1, .bits_per_word = 16}}, {{1}, 0, {.bits_per_word = 16}}}, -EINVAL},
+        {{{{1}, 0, {.bits_per_word = 16}}, {{1, 2, 3}, 0, {.bits_per_word = 16}}}, -EINVAL}, // the sum is even
         {{{Bytes(65'535), 0}, {{1}, 0}}, -EMSGSIZE},
     };
     for (const auto& [parts, result] : rows) {
@@ -125,6 +128,30 @@ TEST_F(Spi, WhatTheAdapterCannotDoIsRefusedBeforeAnythingHappens)
     EXPECT_EQ(program.ioctl(file, SPI_IOC_MESSAGE(1), 1), -EFAULT);
     EXPECT_EQ(program.ioctl(file, _IOC(_IOC_READ, SPI_IOC_MAGIC, 0, 32), program.put(table)), -ENOTTY);
     EXPECT_EQ(program.ioctl(file, 0x5401, 0), -ENOTTY);
+}
+
+TEST_F(Spi, AsManyBuffersAsTheKernelFetches)
+{
+    EXPECT_EQ(message(std::vector<Part>(127, {{1}, 1})), 127);
+    EXPECT_EQ(program.rounds, 2) << "the table, and all buffers at once";
+    EXPECT_EQ(message(std::vector<Part>(128, {{1}, 1})), -EMSGSIZE);
+    EXPECT_TRUE(bus.done.empty());
+}
+
+// A cast from a pointer to a number of 64 bits copies the highest bit to the left.
+TEST_F(Spi, ProgramsOf32BitsMayHavePointersWithMoreBits)
+{
+    Program narrow{true};
+    constexpr std::uint64_t EXTENSION = 0xFFFF'FFFF'0000'0000;
+    spi_ioc_transfer transfer{};
+    transfer.len = 2;
+    transfer.tx_buf = narrow.put({1, 2}) | EXTENSION;
+    transfer.rx_buf = narrow.put(Bytes(2)) | EXTENSION;
+    Bytes table(sizeof transfer);
+    std::memcpy(table.data(), &transfer, sizeof transfer);
+    EXPECT_EQ(narrow.ioctl(file, SPI_IOC_MESSAGE(1), narrow.put(table)), 2);
+    EXPECT_EQ(bus.done.at(0).sent, (Bytes{1, 2}));
+    EXPECT_EQ(narrow.get(transfer.rx_buf & ~EXTENSION, 2), (Bytes{0xFE, 0xFD}));
 }
 
 TEST_F(Spi, SettingsAreKeptAndTold)

@@ -189,6 +189,11 @@ class Replay(Case):
             result = self.replay(capture, TARVIX, "gpio", "get", "5", "--timeout", "300", options=options)
             self.assertEqual(result.returncode, status, result.stderr)
 
+    def test_what_could_not_be_opened_is_no_adapter(self):
+        failed = b'{"note":"error","doing":"open","error":"No such file or directory","path":"/dev/hidraw9"}'
+        capture = Capture().note(failed, device=9).note(OPEN).exchange(READ, ANSWER)
+        self.says(capture, ["open:0", READ, "read"], [ANSWER])
+
     def test_what_is_known_of_the_adapters(self):
         capture = Capture().descriptor(size=1024, device=7).descriptor(device=8).string(3, "A-2", device=8)
         for index, text in (1, "Somebody"), (2, "Some adapter"), (3, "A-1"):

@@ -4,6 +4,7 @@ import json
 import os
 import re
 import unittest
+from pathlib import Path
 
 from captures import COMPLETED, IN, LINK_USB_LINUX, OUT, SUBMITTED, Capture
 from tool import SOURCE, TARVIX, Case, check_fields, documented_fields, run, shell
@@ -63,6 +64,7 @@ class Show(Case):
                 (["--status", "failed"], [1]), (["--status", "success"], [0, 2]), (["--adapter", "1-5"], [0, 1, 2, 3]),
                 (["--adapter", "1-4"], []), (["--from", "02:11:04.13"], [2, 3]), (["--to", "02:11:04.125856"], [0, 1]),
                 (["--from", "2026-11-22T02:11:05Z"], [3]), (["--from", "20ms", "--to", "0.5s"], [2]),
+                (["--from", "02:11", "--to", "02:11:04.13"], [0, 1]), (["--to", "01:00"], [0, 1, 2, 3]), (["--from", "01:00"], [0, 1, 2, 3]),
                 (["--family", "i2c", "--status", "success"], [0])):
             with self.subTest(options=options):
                 self.assertEqual(self.lines(sample(), *options), [SAMPLE_LINES[i] for i in expected])
@@ -71,6 +73,18 @@ class Show(Case):
         for name, count in (("TVX1", 1), ("1-5", 1), ("TVX2", 0)):
             known = Capture().descriptor().string(3, "TVX1").exchange(READ, ANSWER)
             self.assertEqual(len(self.lines(known, "--adapter", name)), count, name)
+
+    def test_finds_addresses_in_lists(self):
+        scan = ("02 01 06 09 00 00", "02 01 06 09 00 00 00 02 00 48 50")
+        table = ("03 01 04 19 01 52 0a" + " 00" * 14, "03 01 04 19 00 00")
+        capture = Capture().exchange(*scan).exchange(*table)
+        for address, count in (("0x48", 1), ("0x50", 1), ("2", 0), ("0x52", 1), ("10", 1)):
+            self.assertEqual(len(self.lines(capture, "--address", address)), count, address)
+
+    def test_a_response_without_a_status_is_no_success(self):
+        capture = Capture().exchange(READ, "02 01 05 09")
+        self.assertIn("1 ", self.lines(capture, "--stats", "--status", "failed")[1])
+        self.assertNotIn("status", self.objects(capture, "--json")[0])
 
     def test_prints_the_bytes(self):
         lines = self.lines(Capture().exchange(READ, ANSWER), "--frames", "--reports")
@@ -151,6 +165,13 @@ class Show(Case):
                 self.fails(self.show(contents), 1, *texts)
         self.fails(run([TARVIX, "trace", "show", "/no/such"]), 1, "/no/such: No such file or directory")
         self.fails(run([TARVIX, "trace", "show", "/etc"]), 1, "/etc: Is a directory")
+
+    def test_a_report_spares_the_trace(self):
+        path = os.path.join(self.directory(), "run.html")
+        Path(path).write_bytes(sample().pcap())
+        for options in ([], ["-o", path]):
+            self.fails(run([TARVIX, "trace", "report", path, *options]), 2, f"the page would overwrite {path}; name another file")
+        self.assertEqual(Path(path).read_bytes(), sample().pcap())
 
     def test_wrong_uses(self):
         for options, *texts in (

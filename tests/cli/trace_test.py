@@ -184,6 +184,36 @@ os.close(node)
         self.assertEqual(story(records), ["open", (">", "17000100070403"), answers[0], "open", (">", "17000200070403"), answers[1],
                                           (">", "130003000104"), ("C", -errno.EIO), "close"])
 
+    def test_handles_side_by_side_and_one_after_another(self):
+        program = """
+import os
+folder = os.path.dirname(os.environ["TARVIX_SIM_SOCKET"])
+def open_node(number):
+    return os.open(f"{folder}/hidraw{number}", os.O_RDWR)
+def ask(node, number):
+    os.write(node, bytes([0, 0x17, 0, number, 0, 7, 4, 3]).ljust(65, b"\\0"))
+one, other = open_node(0), open_node(0)
+ask(one, 1)
+ask(other, 2)
+for node in one, other:
+    os.read(node, 64), os.read(node, 64)
+os.close(other)
+ask(one, 3)
+os.closerange(3, 2000)
+again = open_node(1)
+assert again == one
+ask(again, 4)
+os.read(again, 64)
+"""
+        path = os.path.join(self.directory(), "run.pcap")
+        self.record("python3", "-c", program, sim=("--adapters", "2"), file=path)
+        lines = run([TARVIX, "trace", "show", path]).stdout.splitlines()
+        opened, answered = "open PATH by python3, serial number ", 'get usb string 3 -> "TVX000000'
+        self.assertEqual([re.sub(r" \(\d+\)", "", re.sub(r"/\S+", "PATH", line[25:].strip())) for line in lines], [
+            f"{opened}TVX0000001", f"{opened}TVX0000001", f'{answered}1"', f'{answered}1"', "close PATH by python3",
+            f"[TVX0000002] {opened}TVX0000002", f'[TVX0000002] {answered}2"',
+            "[TVX0000001] get usb string 3 -> no response"])
+
     def test_several_programs_and_threads_in_one_file(self):
         output, records = self.record("sh", "-c", f"{SOAK} --sessions 2 --commands 300 --seed 5 && "
                                       f"{SOAK} --programs 2 --commands 300 --reopen-after 30 --seed 5", sim=("--adapters", "2"))
@@ -300,7 +330,8 @@ for arguments in ("open_path", b"/dev/hidraw99"), ("open", 0x1FC9, 0x82FC), ("op
             path = os.path.join(self.directory(), "run.pcap")
             result = run([TARVIX, "trace", "-o", path, "--", "sh", "-c", command])
             self.assertEqual((result.returncode, result.stdout, result.stderr),
-                             (status, "", f"tarvix trace: {path} is empty: the command opened no adapter\n"), command)
+                             (status, "", f"tarvix trace: {path} is empty: the command opened no adapter, or cannot be "
+                              "recorded; see 'What is recorded' in the guide to traces\n"), command)
 
     def test_names_the_file_by_the_time(self):
         directory = self.directory()
@@ -313,7 +344,7 @@ for arguments in ("open_path", b"/dev/hidraw99"), ("open", 0x1FC9, 0x82FC), ("op
     def test_wrong_uses(self):
         directory = self.directory()
         missing, there = os.path.join(directory, "new"), os.path.join(directory, "there")
-        pathlib.Path(there).touch()
+        pathlib.Path(there).write_text("kept", encoding="utf-8")
         for words, status, message in (
                 (["-o", missing, "--", "/no/such"], 127, "cannot run /no/such: No such file or directory"),
                 (["-o", missing, "--", "/etc/passwd"], 126, "cannot run /etc/passwd: Permission denied"),
@@ -321,13 +352,15 @@ for arguments in ("open_path", b"/dev/hidraw99"), ("open", 0x1FC9, 0x82FC), ("op
                 (["ls"], 2, "unexpected argument 'ls'; the command to record stands behind '--'"),
                 (["-o", there, "--", "ls"], 1, f"{there} exists; choose another name, or overwrite it with --force"),
                 (["-o", f"{missing}/file", "--", "ls"], 1, f"cannot write {missing}/file: No such file or directory"),
-                (["--force", "-o", directory, "--", "ls"], 1, f"cannot write {directory}: Is a directory"),
+                (["--force", "-o", directory, "--", "ls"], 1, f"{directory} exists; it is not a file: choose another name"),
+                (["--force", "-o", there, "--", "/no/such"], 127, "cannot run /no/such: No such file or directory"),
+                (["-o", "-", "--", "ls"], 2, "--output: standard output is the command's; name a file"),
                 (["-o", missing, "--stats", "--", "ls"], 2, "nothing is printed without --live"),
                 (["-o", missing, "--live", "--family", "x", "--", "ls"], 2, "--family: 'x' is not one of "),
-                (["--force", "-o", "/dev/full", "--", "ls"], 1, "cannot write /dev/full: No space left on device")):
+                (["--force", "-o", "/dev/full", "--", "ls"], 1, "/dev/full exists; it is not a file")):
             with self.subTest(words=words):
                 self.fails(run([TARVIX, "trace", *words]), status, f"tarvix trace: {message}")
-                self.assertEqual(os.listdir(directory), ["there"])
+                self.assertEqual((os.listdir(directory), os.path.getsize(there)), (["there"], 4))
         self.record(TARVIX, "spi", "id", file=there, options=["--force"])
 
 

@@ -1,7 +1,7 @@
 #!/bin/sh
 # What the shared library exports: every function of flat.h, members of the two classes that their headers declare, and
-# nothing else.
-# usage: exports_test.sh LIBRARY INCLUDE_DIRECTORY
+# nothing else. Each function has a manual page, which names it.
+# usage: exports_test.sh LIBRARY INCLUDE_DIRECTORY [MANUAL_PAGES]
 set -eu
 library=$1
 headers=$2/tarvixsdk
@@ -18,6 +18,13 @@ grep -v '^TarvixSDK_' "$work/all" | c++filt | sed "s/\[abi:[a-z0-9]*\]//" | sort
 {
     comm -23 "$work/declared" "$work/exported" | sed 's/^/declared in flat.h but not exported: /'
     comm -13 "$work/declared" "$work/exported" | sed 's/^/exported but not declared in flat.h: /'
+    [ -z "${3-}" ] || (
+        cd "$3"
+        grep -o '[^/]*$' TarvixSDK_*.3 | sed 's/\.3:/ /' | sort > "$work/links"
+        grep '^\.SS TarvixSDK_' tarvixsdk-*.3 | sed 's/\(.*\):\.SS \(.*\)/\2 \1/' | sort > "$work/described"
+        comm -12 "$work/links" "$work/described" | cut -d ' ' -f 1 | comm -13 - "$work/exported" |
+            sed 's/^/no manual page describes /'
+    )
     for class in TarvixSDK TarvixAsyncSDK; do
         grep -q "^$class::connect(" "$work/others" || echo "not exported: $class::connect"
     done

@@ -8,6 +8,7 @@
 HOLDS(status, sizeof(StatusCode) == 2);
 HOLDS(enumerations, sizeof(GpioPinNumber) == 4 && sizeof(GpioLogicLevel) == 4 && sizeof(I3cTransferFlags) == 4 &&
                         sizeof(NotificationKind) == 4);
+HOLDS(flags, TARVIXSDK_OPEN_SHARED == 1 && TARVIXSDK_OPEN_PLAIN == 2); /* no signature names them for abidiff */
 HOLDS(boolean, sizeof(bool) == 1);
 HOLDS(target, sizeof(I3cTargetInfo) == 16);
 HOLDS(transfer, sizeof(TarvixSDK_I2cTransfer) == 32 && offsetof(TarvixSDK_I2cTransfer, registerAddress) == 20);

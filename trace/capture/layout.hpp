@@ -58,7 +58,7 @@ struct UsbHeader {
     std::uint32_t captured; // bytes of data that follow
     std::uint8_t setup[8];
     std::int32_t interval;
-    std::int32_t startFrame;
+    std::int32_t startFrame; // ours: which of the program's handles
     std::uint32_t flags;
     std::uint32_t descriptors;
 };

@@ -97,8 +97,9 @@ class TimeText {
 public:
     TimeText(const char* option, const std::string& text) : option_(option), text_(text), rest_(text) {}
 
-    // `first` is the time of the first record. Empty text is no time.
-    std::optional<std::int64_t> resolve(std::int64_t first)
+    // `first` is the time of the first record; a time of day that is further before it than `slack` is the next day's.
+    // Empty text is no time.
+    std::optional<std::int64_t> resolve(std::int64_t first, std::int64_t slack)
     {
         if (text_.empty()) {
             return std::nullopt;
@@ -106,8 +107,9 @@ public:
         if (text_.find(':') == std::string::npos) {
             return first + parsePeriod(option_, text_).count() * MILLISECOND;
         }
+        const bool dated = text_.find('T') != std::string::npos;
         std::int64_t day = first / DAY * DAY;
-        if (const std::size_t end = text_.find('T'); end != std::string::npos) {
+        if (dated) {
             const auto year = std::chrono::year(static_cast<int>(number(4, 9999)));
             expect('-');
             const auto month = std::chrono::month(static_cast<unsigned>(number(2, 12)));
@@ -120,7 +122,8 @@ public:
             }
             day = std::chrono::sys_days(date).time_since_epoch().count() * DAY;
         }
-        return day + ofDay();
+        const std::int64_t time = day + ofDay();
+        return dated || time >= first - slack ? time : time + DAY;
     }
 
 private:
@@ -187,6 +190,12 @@ private:
 
 } // namespace
 
+void addPatienceOption(CLI::App& app, std::chrono::milliseconds& patience)
+{
+    addPeriod(app, "--patience", patience, {1, PERIOD.high},
+              "A request is given up when the program sends another after this long without an answer");
+}
+
 void addShowOptions(CLI::App& app, ShowOptions& options)
 {
     addText(app, "--family", options.families, "Only these: i2c,spi,uart,gpio,i3c,adapter").valueName("LIST");
@@ -199,8 +208,7 @@ void addShowOptions(CLI::App& app, ShowOptions& options)
     addText(app, "--from", options.from, "Only from this time on: 02:11:04.5, or 1.5s from the beginning")
         .valueName("TIME");
     addText(app, "--to", options.to, "Only up to this time").valueName("TIME");
-    addPeriod(app, "--patience", options.patience, {1, PERIOD.high},
-              "A request is given up when the program sends another after this long without an answer");
+    addPatienceOption(app, options.patience);
     addFlag(app, "--frames", options.frames, "Print the frames' bytes, too");
     addFlag(app, "--reports", options.reports, "Print the reports that carried them, too");
     addFlag(app, "--stats", options.statistics, "Print counts, failures and latencies by command instead");
@@ -217,7 +225,7 @@ Presenter::Presenter(tool::Output& output, const ShowOptions& options, bool atOn
                     [this](const Event& event) { print(event); })
 {
     for (const auto& [option, text] : {std::pair("--from", options.from), std::pair("--to", options.to)}) {
-        TimeText(option, text).resolve(0); // wrong ones are told before anything is done
+        TimeText(option, text).resolve(0, 0); // wrong ones are told before anything is done
     }
 }
 
@@ -225,8 +233,8 @@ void Presenter::take(const Record& record)
 {
     if (!begun_) {
         begun_ = true;
-        filter_.from = TimeText("--from", options_.from).resolve(record.time);
-        filter_.to = TimeText("--to", options_.to).resolve(record.time);
+        filter_.from = TimeText("--from", options_.from).resolve(record.time, DAY / 2);
+        filter_.to = TimeText("--to", options_.to).resolve(record.time, 0);
         lines_.beginAt(record.moment);
     }
     conversation_.take(record);

@@ -15,6 +15,9 @@
 
 namespace trace {
 
+inline constexpr std::chrono::milliseconds PATIENCE{100};
+void addPatienceOption(CLI::App& app, std::chrono::milliseconds& patience);
+
 // As they stand on the command line; lists have commas.
 struct ShowOptions {
     std::string families;
@@ -23,7 +26,7 @@ struct ShowOptions {
     std::string adapters;
     std::string from;
     std::string to;
-    std::chrono::milliseconds patience{100};
+    std::chrono::milliseconds patience = PATIENCE;
     bool frames = false;
     bool reports = false;
     bool statistics = false;

@@ -55,10 +55,10 @@ std::string preloadLibrary()
     throw Failure(ExitStatus::REFUSED, fmt::format("cannot write {}: {}", file, std::strerror(errno)));
 }
 
-// An empty capture. False if there is a file of that name, unless `force` says to overwrite it.
-bool createCapture(const std::string& file, bool force)
+// An empty capture. False if there is a file of that name.
+bool createCapture(const std::string& file)
 {
-    const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | (force ? O_TRUNC : O_EXCL), 0666);
+    const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_EXCL, 0666);
     if (descriptor < 0 && errno == EEXIST) {
         return false;
     }
@@ -87,23 +87,36 @@ std::string createNamedByTime()
     char stem[64];
     std::strftime(stem, sizeof stem, "tarvix-%Y%m%d-%H%M%S", &local);
     std::string name = fmt::format("{}.pcap", stem);
-    for (int i = 2; !createCapture(name, false); ++i) {
+    for (int i = 2; !createCapture(name); ++i) {
         name = fmt::format("{}-{}.pcap", stem, i);
     }
     terminal::tell(fmt::format("tarvix trace: recording to {}", name));
     return name;
 }
 
-std::string create(const RecordOptions& options)
+struct NewCapture {
+    std::string file;
+    std::string before; // where the one that it overwrites is, until the command runs; empty for none
+};
+
+NewCapture create(const RecordOptions& options)
 {
     if (options.file.empty()) {
-        return createNamedByTime();
+        return {createNamedByTime(), {}};
     }
-    if (!createCapture(options.file, options.force)) {
-        throw Failure(ExitStatus::REFUSED, fmt::format("{} exists", options.file),
-                      "choose another name, or overwrite it with --force");
+    NewCapture capture{options.file, {}};
+    if (options.force && fs::is_regular_file(capture.file)) {
+        capture.before = fmt::format("{}.{}", capture.file, ::getpid());
+        if (std::rename(capture.file.c_str(), capture.before.c_str()) != 0) {
+            failToWrite(capture.file);
+        }
     }
-    return options.file;
+    if (!createCapture(capture.file)) {
+        throw Failure(ExitStatus::REFUSED, fmt::format("{} exists", capture.file),
+                      options.force ? "it is not a file: choose another name"
+                                    : "choose another name, or overwrite it with --force");
+    }
+    return capture;
 }
 
 // Waits for the end of the command, as a shell would; returns its exit status.
@@ -120,7 +133,7 @@ int await(pid_t child, int signals, Live* live)
             continue;
         }
         int status = 0;
-        if (child_process::mustForward(signal)) {
+        if (child_process::mustForward(signal.ssi_signo, signal.ssi_code)) {
             ::kill(child, static_cast<int>(signal.ssi_signo));
         } else if (::waitpid(child, &status, WNOHANG) == child) {
             if (live != nullptr) {
@@ -152,17 +165,19 @@ void checkUse(const GlobalOptions& common, const RecordOptions& options)
     if (common.command.empty()) {
         throw UsageError("missing command", ADVICE);
     }
+    if (options.file == "-") {
+        throw UsageError("--output: standard output is the command's", "name a file");
+    }
     if (!options.live && static_cast<const ShowOptions&>(options) != ShowOptions{}) {
         throw UsageError("nothing is printed without --live",
                          "everything is recorded: 'tarvix trace show' prints of it what you choose");
     }
 }
 
-// The exit status of the command. If it cannot be started, that is told, and the file removed unless it was there
-// before.
-int run(const std::vector<std::string>& command, const std::string& library, const std::string& file, bool isNew,
-        Live* live)
+// The exit status of the command. If it cannot be started, that is told, and everything is as it was before.
+int run(const std::vector<std::string>& command, const std::string& library, const NewCapture& capture, Live* live)
 {
+    const auto& [file, before] = capture;
     sigset_t signalMask;
     const int signals = watchSignals(signalMask);
     const auto environment = child_process::environmentWith(library, child_process::Order::FIRST, FILE_VARIABLE,
@@ -170,18 +185,23 @@ int run(const std::vector<std::string>& command, const std::string& library, con
     pid_t child = -1;
     if (const int error = child_process::start(command, environment, signalMask, child)) {
         terminal::tell(fmt::format("tarvix trace: cannot run {}: {}", command[0], std::strerror(error)));
-        if (isNew) {
-            fs::remove(file);
+        fs::remove(file);
+        if (!before.empty()) {
+            fs::rename(before, file);
         }
         return child_process::statusOfError(error);
     }
+    fs::remove(before);
     if (live != nullptr) {
         ::dup2(STDERR_FILENO, STDOUT_FILENO); // standard output is the command's
     }
     const int status = await(child, signals, live);
     std::error_code gone;
     if (fs::file_size(file, gone) == sizeof(FileHeader)) {
-        terminal::tell(fmt::format("tarvix trace: {} is empty: the command opened no adapter", file));
+        terminal::tell(
+            fmt::format("tarvix trace: {} is empty: the command opened no adapter, or cannot be recorded; see "
+                        "'What is recorded' in the guide to traces",
+                        file));
     }
     return status;
 }
@@ -198,12 +218,12 @@ void record(Context& context, const RecordOptions& options)
     if (options.live) {
         presenter.emplace(context.output(), options, true);
     }
-    const std::string file = create(options);
+    const NewCapture capture = create(options);
     std::optional<Live> live;
     if (presenter) {
-        live.emplace(*presenter, file);
+        live.emplace(*presenter, capture.file);
     }
-    const int status = run(context.options().command, library, file, !options.force, live ? &*live : nullptr);
+    const int status = run(context.options().command, library, capture, live ? &*live : nullptr);
     throw AlreadyReported{static_cast<ExitStatus>(status)};
 }
 

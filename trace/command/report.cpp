@@ -1,6 +1,7 @@
 #include "trace/command/report.hpp"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +12,7 @@
 
 #include "arguments/options.hpp"
 #include "console/errors.hpp"
+#include "trace/command/presenter.hpp"
 #include "trace/command/reading.hpp"
 #include "trace/conversation/conversation.hpp"
 #include "trace/lines/described.hpp"
@@ -28,12 +30,18 @@ using namespace tool;
 struct ReportOptions {
     std::string capture;
     std::string page; // empty for the capture's name with .html
+    std::chrono::milliseconds patience = PATIENCE;
 };
 
 // A page in the making, and what can be said of it in a line.
 class PageMaker {
 public:
-    explicit PageMaker(const std::string& capture) : page_(fs::path(capture).filename()) {}
+    explicit PageMaker(const ReportOptions& options)
+        : page_(fs::path(options.capture).filename()),
+          conversation_(table_, {.patience = options.patience.count() * MILLISECOND},
+                        [this](const Event& event) { add(event); })
+    {
+    }
 
     void take(const Record& record)
     {
@@ -71,7 +79,7 @@ private:
     const Table& table_ = Table::builtIn();
     ReportPage page_;
     LineWriter lines_{table_, {.frames = true}};
-    Conversation conversation_{table_, {}, [this](const Event& event) { add(event); }};
+    Conversation conversation_;
     Described described_;
     std::string text_;
     bool begun_ = false;
@@ -101,7 +109,10 @@ void writeFile(const std::string& path, const std::string& text)
 void report(Context& context, const ReportOptions& options)
 {
     const std::string path = pathOfPage(options);
-    PageMaker maker(options.capture);
+    if (std::error_code error; fs::equivalent(path, options.capture, error)) {
+        throw UsageError(fmt::format("the page would overwrite {}", path), "name another file with --output");
+    }
+    PageMaker maker(options);
     readCapture(
         options.capture, [&](const Record& record) { maker.take(record); },
         [&](const CaptureError* damage) {
@@ -129,6 +140,7 @@ void addReportCommand(Commands& commands)
     addText(app, "FILE", options.capture, "Trace, or a capture of the kernel's usbmon; - is standard input").required();
     addText(app, "-o,--output", options.page, "The page to make, instead of the trace's name with .html")
         .valueName("FILE");
+    addPatienceOption(app, options.patience);
 }
 
 } // namespace trace

@@ -110,7 +110,7 @@ public:
 
     void end()
     {
-        for (auto& [process, session] : sessions_) {
+        for (auto& [key, session] : sessions_) {
             end(session);
         }
     }
@@ -119,8 +119,8 @@ private:
     // Descriptors and notes tell, or else what travels.
     enum class Known { NO, ADAPTER, OTHER };
 
-    // What one process says and hears: each that has the adapter open gets its own copy of what the adapter sends. A
-    // capture of the kernel has one of everything, and so one session.
+    // What a process says and hears with one handle: each handle gets its own copy of what the adapter sends. A capture
+    // of the kernel has one of everything, and so one session.
     struct Session {
         explicit Session(bool keepSegments) : out(keepSegments), in(keepSegments) {}
 
@@ -135,8 +135,10 @@ private:
     // The recorder's transfers have the process in their numbers.
     Session& sessionOf(const Record& record)
     {
-        const auto process = hasNotes_ ? static_cast<std::uint32_t>(record.header.id >> 32) : 0;
-        return sessions_.try_emplace(process, options_.keepSegments).first->second;
+        const auto key = hasNotes_
+                             ? std::pair(static_cast<std::uint32_t>(record.header.id >> 32), record.header.startFrame)
+                             : std::pair(0u, 0);
+        return sessions_.try_emplace(key, options_.keepSegments).first->second;
     }
 
     void end(Session& session)
@@ -299,7 +301,7 @@ private:
 
     static bool isSame(const Head& one, const Head& other) { return one.id == other.id && one.code == other.code; }
 
-    // Whether it answers, or answered a while ago, what another process asked.
+    // Whether it answers, or answered a while ago, what was asked with another handle.
     bool isForAnother(const Session& session, const Head& head) const
     {
         const auto asked = [&](const Frame& request) { return isSame(headOf(request.bytes), head); };
@@ -353,7 +355,7 @@ private:
     std::uint8_t strings_[3]{}; // indices of the manufacturer's, the product's and the serial number's
     std::int32_t failure_ = 0;  // the last that was told
     bool hasNotes_ = false;
-    std::map<std::uint32_t, Session> sessions_; // by process id
+    std::map<std::pair<std::uint32_t, std::int32_t>, Session> sessions_; // by process id and handle
 };
 
 Conversation::Conversation(const Table& table, Options options, Sink sink)

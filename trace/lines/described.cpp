@@ -16,7 +16,9 @@ void describeCommand(const Table& table, const Event& event, Described& describe
         described.meaning = meaningOf(table, *described.code);
     }
     if (event.response != nullptr) {
-        described.status = headOf(event.response->bytes).status;
+        if (event.response->bytes.size() >= RESPONSE_HEAD) {
+            described.status = headOf(event.response->bytes).status;
+        }
         decodeResponse(described.meaning, event.response->bytes,
                        event.request != nullptr ? &described.request : nullptr, described.response);
     }
@@ -40,7 +42,7 @@ bool Described::failed() const
 {
     switch (event->kind) {
     case EventKind::EXCHANGE:
-        return status.value_or(0) != 0;
+        return event->response != nullptr && status != 0; // one too short for a status, too
     case EventKind::NOTIFICATION:
     case EventKind::OPEN:
     case EventKind::CLOSE:

@@ -12,16 +12,28 @@ bool isIn(const std::vector<Item>& items, const Wanted& wanted)
     return std::ranges::find(items, wanted) != items.end();
 }
 
-// "address", "dynamic_address", "group_address"
-bool isAddress(const Field& field)
+bool hasAddress(const Values& values, const std::vector<std::uint32_t>& addresses);
+
+// "address", "dynamic_address", and lists: "addresses", records with addresses of their own
+bool hasAddress(const Value& value, const std::vector<std::uint32_t>& addresses)
 {
-    return field.type == Type::U8 && field.name.ends_with("address");
+    const Field& field = *value.field;
+    if (field.type == Type::RECORDS) {
+        bool has = false;
+        forEachRecord(value, [&](const Decoded& record) { has = has || hasAddress(record.values, addresses); });
+        return has;
+    }
+    if (field.type != Type::U8) {
+        return false;
+    }
+    return field.name.ends_with("addresses")
+               ? std::ranges::any_of(value.bytes, [&](std::uint8_t address) { return isIn(addresses, address); })
+               : field.name.ends_with("address") && isIn(addresses, value.number);
 }
 
 bool hasAddress(const Values& values, const std::vector<std::uint32_t>& addresses)
 {
-    return std::ranges::any_of(
-        values, [&](const Value& value) { return isAddress(*value.field) && isIn(addresses, value.number); });
+    return std::ranges::any_of(values, [&](const Value& value) { return hasAddress(value, addresses); });
 }
 
 } // namespace

@@ -190,8 +190,10 @@ void LineWriter::appendLine(std::string& text, const Described& described) const
 void LineWriter::appendText(std::string& text, const Described& described)
 {
     const Event& event = *described.event;
-    first_ = first_ != nullptr ? first_ : event.adapter;
-    several_ = several_ || event.adapter != first_;
+    if (event.kind != EventKind::ERROR) { // what cannot be opened is not one more
+        first_ = first_ != nullptr ? first_ : event.adapter;
+        several_ = several_ || event.adapter != first_;
+    }
     appendClock(text, event.time);
     text += ' ';
     appendLatency(text, event.latency());

@@ -36,19 +36,24 @@ bool isNodeName(std::string_view name)
            name.find_first_not_of("0123456789", NODE.size()) == name.npos;
 }
 
-// Of a file of sysfs; 0 for none.
-unsigned numberIn(const char* directory, int size, const char* name, const char* below)
+// The beginning of a file of sysfs; empty for none.
+std::array<char, 256> textIn(const char* directory, int size, const char* name, const char* below)
 {
     std::array<char, PATH_MAX> path{};
-    std::array<char, 16> text{};
+    std::array<char, 256> text{};
     std::snprintf(path.data(), path.size(), "%s/%.*s/%s", directory, size, name, below);
     const int file = preload::nextOpen.get()(path.data(), O_RDONLY | O_CLOEXEC, 0);
-    if (file < 0) {
-        return 0;
+    if (file >= 0) {
+        next::read.get()(file, text.data(), text.size() - 1);
+        next::close.get()(file);
     }
-    next::read.get()(file, text.data(), text.size() - 1);
-    next::close.get()(file);
-    return static_cast<unsigned>(std::strtoul(text.data(), nullptr, 10));
+    return text;
+}
+
+// 0 for none.
+unsigned numberIn(const char* directory, int size, const char* name, const char* below)
+{
+    return static_cast<unsigned>(std::strtoul(textIn(directory, size, name, below).data(), nullptr, 10));
 }
 
 // FNV-1a
@@ -81,6 +86,20 @@ void locate(Adapter& adapter, const char* path)
     const bool known = bus > 0 && device > 0;
     adapter.bus = static_cast<std::uint16_t>(known ? bus : 0x4000 | (hash >> 8 & 0x3FFF)); // more than a machine has
     adapter.device = static_cast<std::uint8_t>(known ? device : 1 + hash % 127);
+}
+
+bool isAnothers(const char* path)
+{
+    const std::string_view name = lastPart(path);
+    if (!isNodeName(name)) {
+        return false;
+    }
+    const auto text = textIn("/sys/class/hidraw", static_cast<int>(name.size()), name.data(), "device/uevent");
+    const char* const ids = std::strstr(text.data(), "HID_ID=");
+    unsigned vendor = 0;
+    unsigned product = 0;
+    return ids && std::sscanf(ids, "HID_ID=%*x:%x:%x", &vendor, &product) == 2 &&
+           !isAdapter(static_cast<std::uint16_t>(vendor), static_cast<std::uint16_t>(product));
 }
 
 bool isNode(const char* path, int descriptor)

@@ -11,6 +11,9 @@ namespace recorder {
 // not know, such as a virtual one, numbers that the path always gets.
 void locate(Adapter& adapter, const char* path);
 
+// Whether the kernel knows the node as another maker's device.
+bool isAnothers(const char* path);
+
 // Whether the path is that of a hidraw node, or leads to one.
 bool isNode(const char* path, int descriptor);
 

@@ -16,10 +16,13 @@ namespace recorder {
 
 namespace {
 
-// A signal handler may read and write, but not look functions up.
+// A signal handler may call them, but not look functions up, which may also have to wait for the dynamic loader.
 __attribute__((constructor)) void findNext()
 {
+    preload::nextOpen.get();
+    preload::nextOpenAt.get();
     next::read.get();
+    next::readChecked.get();
     next::write.get();
     next::close.get();
 }
@@ -39,14 +42,17 @@ int opened(const char* path, int flags, int descriptor)
     struct stat status {};
     locate(handle.adapter, path);
     if (descriptor < 0) {
-        recordFailedOpening(handle.adapter, ::strerrordesc_np(error));
+        if (!isAnothers(path)) {
+            recordFailedOpening(handle.adapter, ::strerrordesc_np(error));
+        }
     } else if (identify(handle.adapter, descriptor) && isAdapter(handle.adapter.vendor, handle.adapter.product) &&
                ::fstat(descriptor, &status) == 0) {
         handle.recorded = true;
         handle.device = status.st_dev;
         handle.number = status.st_ino;
-        addHandle(keyOf(descriptor), handle);
-        recordOpening(handle.adapter);
+        if (const Handle* const added = addHandle(keyOf(descriptor), handle)) {
+            recordOpening(added->adapter);
+        }
     }
     return descriptor;
 }

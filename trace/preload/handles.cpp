@@ -1,6 +1,7 @@
 #include "trace/preload/handles.hpp"
 
 #include <array>
+#include <unistd.h>
 
 namespace recorder {
 
@@ -20,8 +21,11 @@ Handle& place(std::uintptr_t key, std::size_t step)
 
 } // namespace
 
-void addHandle(std::uintptr_t key, const Handle& handle)
+Handle* addHandle(std::uintptr_t key, const Handle& handle)
 {
+    while (Handle* const old = findHandle(key)) {
+        old->key = FREE_AGAIN;
+    }
     for (std::size_t step = 0; step < handles.size(); ++step) {
         Handle& candidate = place(key, step);
         std::uintptr_t found = candidate.key;
@@ -29,16 +33,19 @@ void addHandle(std::uintptr_t key, const Handle& handle)
             if (!candidate.key.compare_exchange_strong(found, BEING_FILLED)) {
                 continue;
             }
+            candidate.process = ::getpid();
             candidate.recorded = handle.recorded;
             candidate.adapter = handle.adapter;
+            candidate.adapter.handle = static_cast<std::int32_t>(&candidate - handles.data());
             candidate.hid = handle.hid;
             candidate.device = handle.device;
             candidate.number = handle.number;
             candidate.readsFail = false;
             candidate.key = key;
-            return;
+            return &candidate;
         }
     }
+    return nullptr;
 }
 
 Handle* findHandle(std::uintptr_t key)
@@ -58,7 +65,9 @@ Handle* findHandle(std::uintptr_t key)
 
 void removeHandle(Handle& handle)
 {
-    handle.key = FREE_AGAIN;
+    if (handle.process == ::getpid()) {
+        handle.key = FREE_AGAIN;
+    }
 }
 
 } // namespace recorder

@@ -21,6 +21,7 @@ struct HidFunctions {
 
 struct Handle {
     std::atomic<std::uintptr_t> key{0};
+    pid_t process = 0;     // who added it; a child of vfork shares the table
     bool recorded = false; // another maker's device is not
     Adapter adapter{};
     HidFunctions hid{};                 // of a hidapi handle
@@ -40,13 +41,14 @@ inline std::uintptr_t keyOf(int descriptor)
     return static_cast<std::uintptr_t>(descriptor) << 1 | 1;
 }
 
-// Adds a copy of what `handle` holds; nothing when the table is full.
-void addHandle(std::uintptr_t key, const Handle& handle);
+// Adds a copy of what `handle` holds, in place of one with the same key, of which no closing was seen, and numbers it;
+// null when the table is full.
+Handle* addHandle(std::uintptr_t key, const Handle& handle);
 
 // Null for none.
 Handle* findHandle(std::uintptr_t key);
 
-// It stays readable, but may become another one's.
+// It stays readable, but may become another one's. Only the process that added it can.
 void removeHandle(Handle& handle);
 
 } // namespace recorder

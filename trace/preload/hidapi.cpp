@@ -93,9 +93,9 @@ void addDevice(hid_device* device, const void* caller)
         locate(handle.adapter, info->path);
         toUtf8(info->serial_number, handle.adapter.serial);
     }
-    addHandle(keyOf(device), handle);
-    if (handle.recorded) {
-        recordOpening(handle.adapter);
+    const Handle* const added = addHandle(keyOf(device), handle);
+    if (added && added->recorded) {
+        recordOpening(added->adapter);
     }
 }
 
@@ -109,6 +109,12 @@ void recordFailure(Adapter& adapter, const void* caller)
     toUtf8(error ? error(nullptr) : nullptr, text);
     const bool given = text[0] != '\0' && !std::string_view(text.data()).starts_with("hid_error is not implemented");
     recordFailedOpening(adapter, given ? text.data() : "hidapi gives no reason");
+}
+
+// hidapi before 0.13 cannot say what it has opened: such a device is recorded at its node.
+bool recordsHandles(const void* caller)
+{
+    return !Inside::any() && records() && find<decltype(hid_get_device_info)>("hid_get_device_info", caller);
 }
 
 Handle* recordedHandle(hid_device* device)
@@ -150,11 +156,11 @@ hid_device* hid_open_path(const char* path)
     if (!open) {
         return unavailable<hid_device*>(nullptr);
     }
-    const bool recorded = path && !Inside::any() && records();
-    hid_device* const device = inside([&] { return open(path); });
+    const bool recorded = path && recordsHandles(caller);
+    hid_device* const device = recorded ? inside([&] { return open(path); }) : open(path);
     if (recorded && device) {
         addDevice(device, caller);
-    } else if (recorded) {
+    } else if (recorded && !isAnothers(path)) {
         Adapter adapter{};
         locate(adapter, path);
         recordFailure(adapter, caller);
@@ -169,8 +175,9 @@ hid_device* hid_open(unsigned short vendor, unsigned short product, const wchar_
     if (!open) {
         return unavailable<hid_device*>(nullptr);
     }
-    const bool recorded = !Inside::any() && records();
-    hid_device* const device = inside([&] { return open(vendor, product, serial); });
+    const bool recorded = recordsHandles(caller);
+    const auto call = [&] { return open(vendor, product, serial); };
+    hid_device* const device = recorded ? inside(call) : call();
     if (recorded && device) {
         addDevice(device, caller);
     } else if (recorded && isAdapter(vendor, product)) {
@@ -191,8 +198,10 @@ void hid_close(hid_device* device)
         }
         removeHandle(*handle); // before another thread gets a device at the same address
     }
-    if (close) {
+    if (close && handle) {
         inside([&] { close(device); });
+    } else if (close) {
+        close(device);
     }
 }
 
@@ -205,7 +214,7 @@ int hid_write(hid_device* device, const unsigned char* data, size_t length)
     }
     const auto call = [&] { return write(device, data, length); };
     if (!handle || !data || length == 0) {
-        return inside(call);
+        return call();
     }
     const std::uint64_t transfer = recordOutput(handle->adapter, data, length);
     int error = 0;
@@ -222,7 +231,7 @@ int hid_read_timeout(hid_device* device, unsigned char* data, size_t length, int
         return unavailable(-1);
     }
     const auto call = [&] { return read(device, data, length, milliseconds); };
-    return handle ? recordedRead(*handle, data, call) : inside(call);
+    return handle ? recordedRead(*handle, data, call) : call();
 }
 
 int hid_read(hid_device* device, unsigned char* data, size_t length)
@@ -233,7 +242,7 @@ int hid_read(hid_device* device, unsigned char* data, size_t length)
         return unavailable(-1);
     }
     const auto call = [&] { return read(device, data, length); };
-    return handle ? recordedRead(*handle, data, call) : inside(call);
+    return handle ? recordedRead(*handle, data, call) : call();
 }
 
 } // extern "C"

@@ -167,6 +167,7 @@ UsbHeader headerOf(const Adapter& adapter, std::uint64_t transfer, std::uint8_t 
     header.setupFlag = NO_SETUP;
     header.dataFlag = endpoint & CONTROL_IN ? NO_DATA_IN : NO_DATA_OUT;
     header.status = event == SUBMITTED ? IN_PROGRESS : 0;
+    header.startFrame = adapter.handle;
     return header;
 }
 

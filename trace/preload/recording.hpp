@@ -23,6 +23,7 @@ struct Adapter {
     std::uint8_t device;
     std::uint16_t vendor;
     std::uint16_t product;
+    std::int32_t handle; // each gets a copy of what the adapter sends
 };
 
 // As long as it lives, what is done in between leaves no trace in the thread's errno, and nobody cancels the thread.

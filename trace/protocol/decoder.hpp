@@ -2,6 +2,7 @@
 // believed beyond the bytes that are there.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -69,6 +70,18 @@ const Notification* decodeNotification(const Table& table, Bytes frame, Decoded&
 
 // One record: its fields have neither counts nor conditions.
 void decodeRecord(const std::vector<Field>& fields, Bytes record, Decoded& decoded);
+
+// Calls `one` with each whole record of a field of them.
+template <typename One>
+void forEachRecord(const Value& value, One one)
+{
+    const std::size_t size = std::max<std::size_t>(value.field->size, 1);
+    Decoded record;
+    for (Bytes rest = value.bytes; rest.size() >= size; rest = rest.subspan(size)) {
+        decodeRecord(value.field->fields, rest.first(size), record);
+        one(record);
+    }
+}
 
 // What a response without a request can be: the command of its code.
 Meaning meaningOf(const Table& table, std::uint16_t code);

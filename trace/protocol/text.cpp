@@ -96,18 +96,6 @@ void forEachInteger(const Value& value, One one)
     }
 }
 
-// Decodes each whole record, which has no counts or conditions of its own, and calls `one` for it.
-template <typename One>
-void forEachRecord(const Value& value, One one)
-{
-    const std::size_t size = std::max<std::size_t>(value.field->size, 1);
-    Decoded record;
-    for (Bytes rest = value.bytes; rest.size() >= size; rest = rest.subspan(size)) {
-        decodeRecord(value.field->fields, rest.first(size), record);
-        one(record);
-    }
-}
-
 void appendBytes(std::string& text, const Field& field, Bytes bytes)
 {
     if (!field.reversed) {

@@ -17,7 +17,9 @@ const capture = (() => {
   const kind = i => data.kinds[columns.kind[i]];
   const command = i => data.commands[columns.command[i]];
   const status = i => data.statuses[columns.status[i]];
-  const bad = Uint8Array.from(columns.kind, (_, i) => broken.has(kind(i)) || (status(i)?.number ?? 0) !== 0);
+  // A response may be too short for a status.
+  const failed = i => kind(i) === "exchange" && columns.responseFrame[i] !== 0 && status(i)?.number !== 0;
+  const bad = Uint8Array.from(columns.kind, (_, i) => broken.has(kind(i)) || failed(i));
   // A frame's first two bytes are the id, which has a column of its own: without it, equal frames are stored once.
   const frame = (column, i) => {
     const body = data.frames[column[i]];
@@ -78,5 +80,5 @@ function element(name, attributes = {}, ...children) {
 }
 
 function percentile(sorted, share) {
-  return sorted.length === 0 ? NaN : sorted[Math.min(sorted.length - 1, Math.floor(sorted.length * share))];
+  return sorted.length === 0 ? NaN : sorted[Math.max(0, Math.ceil(sorted.length * share) - 1)];
 }

@@ -24,7 +24,7 @@ int Command::run(const std::string& socket, const std::vector<std::string>& word
                                        child_process::Order::LAST, SOCKET_VARIABLE, socket);
     int status = 0;
     loop_.onSignals({SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP}, [&](const signalfd_siginfo& signal) {
-        if (child_process::mustForward(signal)) {
+        if (child_process::mustForward(signal.ssi_signo, signal.ssi_code)) {
             ::kill(child_, static_cast<int>(signal.ssi_signo));
         } else if (::waitpid(child_, &status, WNOHANG) == child_) {
             loop_.stop();
