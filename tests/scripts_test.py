@@ -46,10 +46,17 @@ class Scripts(unittest.TestCase):
             self.assertTrue(names or tests in ("Tests", "the same"), tests)
             self.assertFalse(names - known)
 
+    def test_packages_have_the_version_of_the_library(self):
+        with open(os.path.join(FOLDER, "../include/tarvixsdk/types.h"), encoding="utf-8") as header, \
+                open(os.path.join(FOLDER, "../debian/changelog"), encoding="utf-8") as changelog:
+            version = re.search(r'TARVIXSDK_VERSION "(.*)"', header.read())[1]
+            self.assertIn(f"tarvixsdk ({version}) ", changelog.readline())
+
     def test_unknown_arguments_are_refused(self):
         for command in ("fresh woody", "fresh script/test", "arm64 woody", "e2e --release woody", "e2e --release",
                         "debian-sources ../trixie", "abi --updat", "test ubsan", "format --fixx", "soak --preset ubsan",
-                        "soak --lather", "bench --briefly", "fuzz wires", "fuzz --tim", "coverage nowhere", "wheel nowhere"):
+                        "soak --lather", "bench --briefly", "fuzz wires", "fuzz --tim", "coverage nowhere", "wheel nowhere",
+                        "package --thrice"):
             with self.subTest(command=command):
                 script, *arguments = command.split()
                 result = run(script, *arguments)

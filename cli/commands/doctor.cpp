@@ -21,6 +21,7 @@
 #include "adapter/holders.hpp"
 #include "adapter/listing.hpp"
 #include "commands/command.hpp"
+#include "commands/permission.hpp"
 #include "common/terminal.hpp"
 #include "console/errors.hpp"
 
@@ -31,6 +32,19 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* RULE_NAME = "70-tarvix.rules";
+
+// Where udev reads it; the first that there is takes the place of the others.
+std::optional<fs::path> installedRule()
+{
+    for (const char* directory : {"/etc/udev/rules.d", "/usr/lib/udev/rules.d", "/lib/udev/rules.d"}) {
+        const fs::path rule = fs::path(directory) / RULE_NAME;
+        std::error_code ignored;
+        if (fs::exists(rule, ignored)) {
+            return rule;
+        }
+    }
+    return std::nullopt;
+}
 
 // Where the rule is that came with this program, installed or built.
 std::optional<fs::path> shippedRule()
@@ -127,19 +141,16 @@ void checkNode(const Adapter& adapter, Report& report)
     if (access(adapter.path.c_str(), R_OK | W_OK) == 0) {
         report.ok("device node", text);
     } else {
-        report.fail("device node", Failure(ExitStatus::NO_PERMISSION, text + ": permission denied", PERMISSION_ADVICE));
+        const std::string advice = permissionAdvice(nodeAccess(status, installedRule().value_or(fs::path())));
+        report.fail("device node", Failure(ExitStatus::NO_PERMISSION, text + ": permission denied", advice));
     }
 }
 
 void checkRule(Report& report)
 {
-    for (const char* directory : {"/etc/udev/rules.d", "/usr/lib/udev/rules.d", "/lib/udev/rules.d"}) {
-        const fs::path rule = fs::path(directory) / RULE_NAME;
-        std::error_code ignored;
-        if (fs::exists(rule, ignored)) {
-            report.ok("udev rule", rule.string());
-            return;
-        }
+    if (const auto rule = installedRule()) {
+        report.ok("udev rule", rule->string());
+        return;
     }
     const auto shipped = shippedRule();
     report.note("udev rule", fmt::format("{} is not installed", RULE_NAME),

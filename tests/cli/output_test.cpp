@@ -18,6 +18,7 @@
 #include "arguments/words.hpp"
 #include "commands/gpio/edges.hpp"
 #include "commands/i3c/codes.hpp"
+#include "commands/permission.hpp"
 #include "commands/polling.hpp"
 #include "commands/uart/keys.hpp"
 #include "common/terminal.hpp"
@@ -329,6 +330,23 @@ TEST(Statuses, EachEndsTheRunWithItsExitStatusItsNameAndARemedy)
             EXPECT_EQ(failed.exitStatus(), exitStatus) << text;
             EXPECT_EQ((failed.what() + ("; " + failed.advice())).substr(0, 9 + text.size()), "reading: " + text);
         }
+    }
+}
+
+// Everybody gets here whose adapter works for root only.
+TEST(Permissions, AdviceIsWhatTheUserLacks)
+{
+    const std::pair<NodeAccess, std::string> table[]{
+        {{"ann", "", false, "", false, true}, "install the udev rule"},
+        {{"ann", "", false, "/etc/r", false, true}, "replace /etc/r: it has no group"},
+        {{"ann", "", false, "/r", true, false},
+         "sudo groupadd --system plugdev && sudo gpasswd -a ann plugdev && sudo ud"},
+        {{"ann", "", false, "/r", true, true}, "replug it, or sudo udevadm control --reload && sudo udevadm trigger"},
+        {{"ann", "lab", false, "/r", true, true}, "and log in again: sudo gpasswd -a ann lab"},
+        {{"ann", "lab", true, "/r", true, true}, "log in again: ann is in the group lab now"},
+    };
+    for (const auto& [access, text] : table) {
+        EXPECT_NE(permissionAdvice(access).find(text), std::string::npos) << text << '\n' << permissionAdvice(access);
     }
 }
 
