@@ -17,9 +17,10 @@ FENCE = re.compile(r"^```(\S*)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 HARDWARE = "needs a real adapter, or changes the machine"
 ELSEWHERE = {
     "README.md": {"script/demo": ".ci/run", "#include": "tests/consumer/run", "import tarvix": "python/tests/test_examples.py",
-                  "{\n": "tests/cli/bench_test.py", "on: push": "tests/cli/bench_test.py", "sudo cp": HARDWARE},
+                  "{\n": "tests/cli/bench_test.py", "on: push": "tests/cli/bench_test.py", "sudo cp": HARDWARE, "script/package": ".ci/run",
+                  "sudo gpasswd": HARDWARE},
     "CONTRIBUTING.md": {"script/mutate": "takes minutes, and tells what only a person can judge"},
-    "script/README.md": {"sudo script/fresh": ".ci/run"},
+    "script/README.md": {"sudo script/fresh": ".ci/run", "script/package": ".ci/run"},
     "docs/bench-control.md": {"import json": "tests/cli/bench_test.py"},
     "docs/board.md": {'"0x50"': "tests/cli/boards_test.py", "{\n  \"version\"": "tests/cli/boards_test.py",
                       "{\n  \"type\"": "tests/cli/devices_test.py"},
