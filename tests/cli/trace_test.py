@@ -361,6 +361,10 @@ for arguments in ("open_path", b"/dev/hidraw99"), ("open", 0x1FC9, 0x82FC), ("op
             with self.subTest(words=words):
                 self.fails(run([TARVIX, "trace", *words]), status, f"tarvix trace: {message}")
                 self.assertEqual((os.listdir(directory), os.path.getsize(there)), (["there"], 4))
+        full_disk = ["sh", "-c", "trap '' XFSZ; ulimit -f 0; exec \"$@\"", "sh"]
+        self.fails(run([*full_disk, TARVIX, "trace", "--force", "-o", there, "--", "ls"]), 1,
+                   f"tarvix trace: cannot write {there}: File too large")
+        self.assertEqual((os.listdir(directory), os.path.getsize(there)), (["there"], 4))
         self.record(TARVIX, "spi", "id", file=there, options=["--force"])
 
 

@@ -71,6 +71,9 @@ bool createCapture(const std::string& file)
                                                                   PCAP_TSTAMP_PRECISION_NANO);
     pcap_dumper_t* const dumper = ::pcap_dump_fopen(format, stream);
     if (dumper == nullptr || ::pcap_dump_flush(dumper) != 0) {
+        const int error = errno;
+        ::unlink(file.c_str());
+        errno = error;
         failToWrite(file);
     }
     ::pcap_dump_close(dumper);
@@ -94,29 +97,55 @@ std::string createNamedByTime()
     return name;
 }
 
-struct NewCapture {
-    std::string file;
-    std::string before; // where the one that it overwrites is, until the command runs; empty for none
+// The capture that the new one overwrites: out of its way until the command runs. If that never does, it comes back.
+class SetAside {
+public:
+    explicit SetAside(const std::string& file) : file_(file), aside_(fmt::format("{}.{}", file, ::getpid()))
+    {
+        if (std::rename(file_.c_str(), aside_.c_str()) != 0) {
+            failToWrite(file_);
+        }
+    }
+    SetAside(const SetAside&) = delete;
+    SetAside& operator=(const SetAside&) = delete;
+    ~SetAside()
+    {
+        if (!dropped_) {
+            std::rename(aside_.c_str(), file_.c_str());
+        }
+    }
+    void drop()
+    {
+        ::unlink(aside_.c_str());
+        dropped_ = true;
+    }
+
+private:
+    const std::string file_;
+    const std::string aside_;
+    bool dropped_ = false;
 };
 
-NewCapture create(const RecordOptions& options)
+struct NewCapture {
+    std::string file;
+    std::optional<SetAside> before{}; // the one that it overwrites
+};
+
+void create(const RecordOptions& options, NewCapture& capture)
 {
     if (options.file.empty()) {
-        return {createNamedByTime(), {}};
+        capture.file = createNamedByTime();
+        return;
     }
-    NewCapture capture{options.file, {}};
+    capture.file = options.file;
     if (options.force && fs::is_regular_file(capture.file)) {
-        capture.before = fmt::format("{}.{}", capture.file, ::getpid());
-        if (std::rename(capture.file.c_str(), capture.before.c_str()) != 0) {
-            failToWrite(capture.file);
-        }
+        capture.before.emplace(capture.file);
     }
     if (!createCapture(capture.file)) {
         throw Failure(ExitStatus::REFUSED, fmt::format("{} exists", capture.file),
                       options.force ? "it is not a file: choose another name"
                                     : "choose another name, or overwrite it with --force");
     }
-    return capture;
 }
 
 // Waits for the end of the command, as a shell would; returns its exit status.
@@ -175,9 +204,9 @@ void checkUse(const GlobalOptions& common, const RecordOptions& options)
 }
 
 // The exit status of the command. If it cannot be started, that is told, and everything is as it was before.
-int run(const std::vector<std::string>& command, const std::string& library, const NewCapture& capture, Live* live)
+int run(const std::vector<std::string>& command, const std::string& library, NewCapture& capture, Live* live)
 {
-    const auto& [file, before] = capture;
+    const std::string& file = capture.file;
     sigset_t signalMask;
     const int signals = watchSignals(signalMask);
     const auto environment = child_process::environmentWith(library, child_process::Order::FIRST, FILE_VARIABLE,
@@ -186,12 +215,11 @@ int run(const std::vector<std::string>& command, const std::string& library, con
     if (const int error = child_process::start(command, environment, signalMask, child)) {
         terminal::tell(fmt::format("tarvix trace: cannot run {}: {}", command[0], std::strerror(error)));
         fs::remove(file);
-        if (!before.empty()) {
-            fs::rename(before, file);
-        }
         return child_process::statusOfError(error);
     }
-    fs::remove(before);
+    if (capture.before) {
+        capture.before->drop();
+    }
     if (live != nullptr) {
         ::dup2(STDERR_FILENO, STDOUT_FILENO); // standard output is the command's
     }
@@ -218,7 +246,8 @@ void record(Context& context, const RecordOptions& options)
     if (options.live) {
         presenter.emplace(context.output(), options, true);
     }
-    const NewCapture capture = create(options);
+    NewCapture capture;
+    create(options, capture);
     std::optional<Live> live;
     if (presenter) {
         live.emplace(*presenter, capture.file);
