@@ -65,7 +65,10 @@ Child::~Child()
         kill(process_, number);
     }
     pollfd ended{end_.get(), POLLIN, 0};
-    if (poll(&ended, 1, PATIENCE) <= 0) {
+    int ready = 0;
+    while ((ready = poll(&ended, 1, PATIENCE)) < 0 && errno == EINTR) { // a signal for it
+    }
+    if (ready <= 0) {
         kill(process_, SIGKILL);
     }
     wait();
