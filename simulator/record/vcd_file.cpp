@@ -130,7 +130,7 @@ int VcdFile::write()
             left.remove_prefix(static_cast<std::size_t>(count));
         } else if (errno != EINTR) {
             const int error = errno;
-            static_cast<void>(::ftruncate(file_.get(), size_)); // a pipe has no line to mend
+            [[maybe_unused]] const int mended = ::ftruncate(file_.get(), size_); // a pipe has no line to mend
             file_.reset();
             pending_.clear();
             return error;
