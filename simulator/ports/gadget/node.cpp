@@ -17,7 +17,7 @@ namespace sim {
 namespace {
 
 constexpr auto RETRY = std::chrono::milliseconds(100);
-constexpr auto PATIENCE = std::chrono::seconds(1);
+constexpr auto PATIENCE_WITH_GADGET = std::chrono::seconds(1);
 constexpr std::size_t LARGEST_REPORT = 1024;
 
 } // namespace
@@ -173,7 +173,7 @@ void GadgetNode::writeReport()
     loop_.cancel(patience_);
     loop_.change(node_.get(), busy_ ? EPOLLIN | EPOLLOUT : EPOLLIN);
     if (busy_) {
-        patience_ = loop_.after(PATIENCE, [this] {
+        patience_ = loop_.after(PATIENCE_WITH_GADGET, [this] {
             deaf_ = true;
             adapter_.pump();
         });

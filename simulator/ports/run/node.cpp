@@ -25,7 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int QUEUED_REPORTS = 63;
-constexpr auto PATIENCE = std::chrono::milliseconds(200);
+constexpr auto PATIENCE_WITH_HANDLE = std::chrono::milliseconds(200);
 constexpr int MESSAGES_PER_ROUND = 64; // then the other descriptors have their turn
 
 int unreadBytes(int socket)
@@ -184,7 +184,7 @@ void RunNode::becomeFull(int descriptor, Handle& handle)
 {
     handle.state = Handle::FULL;
     loop_.change(descriptor, EPOLLIN | EPOLLOUT);
-    handle.patience = loop_.after(PATIENCE, [this, &handle] {
+    handle.patience = loop_.after(PATIENCE_WITH_HANDLE, [this, &handle] {
         handle.state = Handle::STUCK;
         adapter_->pump();
     });
