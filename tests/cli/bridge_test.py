@@ -132,6 +132,9 @@ class Uart(Case):
         result = self.bridged('trap "" TERM HUP; tarvix-sim trigger unplug; exec sleep 1000')
         self.assertEqual((result.stderr, result.returncode),
                          ("tarvix bridge: the adapter has left the USB bus; plug it back in, or use --reconnect\n", 7))
+        interrupted = self.bridged('trap "" INT HUP; trap "kill -INT $PPID; sleep 0.5; echo in time; exit" TERM; '
+                                   "tarvix-sim trigger unplug; while :; do sleep 0.1; done")
+        self.assertEqual((interrupted.stdout, interrupted.returncode), ("in time\n", 7), "a signal on the way ends no patience")
 
     def start(self, *options):
         """A bridge beside which the test goes on, and a shell on its adapter."""

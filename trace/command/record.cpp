@@ -127,26 +127,25 @@ private:
 };
 
 struct NewCapture {
-    std::string file;
-    std::optional<SetAside> before{}; // the one that it overwrites
-};
+    explicit NewCapture(const RecordOptions& options) : file(options.file)
+    {
+        if (file.empty()) {
+            file = createNamedByTime();
+            return;
+        }
+        if (options.force && fs::is_regular_file(file)) {
+            before.emplace(file);
+        }
+        if (!createCapture(file)) {
+            throw Failure(ExitStatus::REFUSED, fmt::format("{} exists", file),
+                          options.force ? "it is not a file: choose another name"
+                                        : "choose another name, or overwrite it with --force");
+        }
+    }
 
-void create(const RecordOptions& options, NewCapture& capture)
-{
-    if (options.file.empty()) {
-        capture.file = createNamedByTime();
-        return;
-    }
-    capture.file = options.file;
-    if (options.force && fs::is_regular_file(capture.file)) {
-        capture.before.emplace(capture.file);
-    }
-    if (!createCapture(capture.file)) {
-        throw Failure(ExitStatus::REFUSED, fmt::format("{} exists", capture.file),
-                      options.force ? "it is not a file: choose another name"
-                                    : "choose another name, or overwrite it with --force");
-    }
-}
+    std::string file;
+    std::optional<SetAside> before; // the one that it overwrites
+};
 
 // Waits for the end of the command, as a shell would; returns its exit status.
 int await(pid_t child, int signals, Live* live)
@@ -246,8 +245,7 @@ void record(Context& context, const RecordOptions& options)
     if (options.live) {
         presenter.emplace(context.output(), options, true);
     }
-    NewCapture capture;
-    create(options, capture);
+    NewCapture capture(options);
     std::optional<Live> live;
     if (presenter) {
         live.emplace(*presenter, capture.file);
